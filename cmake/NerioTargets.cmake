@@ -1,0 +1,46 @@
+# What every target of the tree shares: language level, warnings as errors, sanitizers, the include root.
+
+include(GNUInstallDirs)
+
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+
+# The folder below platform/ that this build takes its host from.
+if(WIN32)
+  set(NERIO_HOST windows)
+else()
+  set(NERIO_HOST linux)
+endif()
+
+add_library(nerio_options INTERFACE)
+target_compile_features(nerio_options INTERFACE cxx_std_20)
+target_compile_options(nerio_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+                                               -Wnon-virtual-dtor -Werror)
+if(NERIO_SANITIZE)
+  target_compile_options(nerio_options INTERFACE -fsanitize=${NERIO_SANITIZE} -fno-omit-frame-pointer
+                                                 -fno-sanitize-recover=all)
+  target_link_options(nerio_options INTERFACE -fsanitize=${NERIO_SANITIZE})
+endif()
+
+# nerio_library(NAME FOLDER SOURCE... [DEPENDS TARGET...]): one folder of the layer as a static library.
+function(nerio_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
+  add_library(${name} STATIC ${arg_UNPARSED_ARGUMENTS})
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                                            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/nerio>)
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE $<BUILD_INTERFACE:nerio_options>)
+  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
+endfunction()
+
+# nerio_program(NAME SOURCE... [DEPENDS TARGET...]): a program of the tree.
+function(nerio_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
+  add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE ${arg_DEPENDS} nerio_options)
+  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
+endfunction()

@@ -1,0 +1,8 @@
+#pragma once
+
+namespace nerio {
+
+/// Returns the version of the library, such as "0.1.0". The text lives as long as the library is loaded.
+const char* NerioVersion() noexcept;
+
+}  // namespace nerio

@@ -1,0 +1,12 @@
+#include "types/error.h"
+
+#include <utility>
+
+#include "types/utf8.h"
+
+namespace nerio {
+
+Error::Error(std::int32_t number, Text source, Text description)
+    : number_(number), source_(std::move(source)), description_(std::move(description)), what_(ToUtf8(description_)) {}
+
+}  // namespace nerio
