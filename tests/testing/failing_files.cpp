@@ -1,0 +1,88 @@
+#include "testing/failing_files.h"
+
+#include <utility>
+
+#include "types/utf8.h"
+
+namespace nerio::testing {
+
+using platform::FileHandle;
+using platform::kSuccess;
+using platform::Status;
+
+namespace {
+
+std::string Quoted(std::span<const char> bytes) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string out = "\"";
+  for (const char byte : bytes) {
+    const auto value = static_cast<unsigned char>(byte);
+    if (byte == '\r') {
+      out += "\\r";
+    } else if (byte == '\n') {
+      out += "\\n";
+    } else if (byte == '"' || byte == '\\') {
+      out += {'\\', byte};
+    } else if (value < 0x20 || value >= 0x7F) {
+      out += {'\\', 'x', kDigits[value >> 4], kDigits[value & 0xF]};
+    } else {
+      out += byte;
+    }
+  }
+  return out += '"';
+}
+
+}  // namespace
+
+bool FailingFiles::Fails(std::string call) {
+  calls.push_back(std::move(call));
+  return calls.size() == failingCall_;
+}
+
+Status FailingFiles::Folder(Text& answer) {
+  if (Fails("Folder()")) return failure_;
+  answer = folder;
+  return kSuccess;
+}
+
+Status FailingFiles::FindOrdinaryFile(const Text& path, bool& found) {
+  found = false;
+  if (Fails("Find(" + ToUtf8(path) + ")")) return failure_;
+  const auto entry = entries.find(path);
+  if (entry == entries.end()) return kSuccess;
+  const Kind kind = entry->second.kind;
+  found = kind == Kind::Ordinary || kind == Kind::ReadOnly || kind == Kind::Archived;
+  return kSuccess;
+}
+
+Status FailingFiles::OpenForAppend(const Text& path, FileHandle& opened) {
+  if (Fails("Open(" + ToUtf8(path) + ")")) return failure_;
+  const auto entry = entries.find(path);
+  if (entry == entries.end()) return kMissing;
+  if (entry->second.kind == Kind::Folder || entry->second.kind == Kind::ReadOnly) return kDenied;
+  if (entry->second.heldByOther != kSuccess) return entry->second.heldByOther;
+  FileHandle lowest = 1;
+  while (openHandles.contains(lowest)) ++lowest;
+  openHandles.insert(lowest);
+  pathOfHandle_[lowest] = path;
+  opened = lowest;
+  return kSuccess;
+}
+
+Status FailingFiles::Append(FileHandle file, std::span<const char> bytes) {
+  if (Fails("Append(" + std::to_string(file) + ", " + Quoted(bytes) + ")")) return failure_;
+  if (!openHandles.contains(file)) return kBadHandle;
+  entries[pathOfHandle_[file]].content.append(bytes.data(), bytes.size());
+  return kSuccess;
+}
+
+Status FailingFiles::Close(FileHandle file) {
+  const bool fails = Fails("Close(" + std::to_string(file) + ")");
+  const bool wasOpen = openHandles.erase(file) != 0;
+  if (fails) return failure_;
+  return wasOpen ? kSuccess : kBadHandle;
+}
+
+Text FailingFiles::Describe(Status status) { return FromUtf8("fault " + std::to_string(status)); }
+
+}  // namespace nerio::testing
