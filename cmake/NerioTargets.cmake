@@ -33,7 +33,9 @@ function(nerio_library name)
                                             $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/nerio>)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE $<BUILD_INTERFACE:nerio_options>)
-  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
+  string(REPLACE nerio_ "" export_name ${name})
+  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF EXPORT_NAME ${export_name})
+  add_library(Nerio::${export_name} ALIAS ${name})
 endfunction()
 
 # nerio_program(NAME SOURCE... [DEPENDS TARGET...]): a program of the tree.
