@@ -1,0 +1,43 @@
+#include "platform/portable/ansi_fold.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include "platform/portable/code_page_1252.h"
+
+namespace nerio::platform {
+namespace {
+
+constexpr std::array<char, 256> FoldTable() {
+  std::array<char, 256> table{};
+  for (std::size_t byte = 0; byte < table.size(); ++byte) {
+    const bool asciiCapital = byte >= 'A' && byte <= 'Z';
+    const bool accentedCapital = byte >= 0xC0 && byte <= 0xDE && byte != 0xD7;  // D7 is the multiplication sign
+    table[byte] = static_cast<char>(asciiCapital || accentedCapital ? byte + 0x20 : byte);
+  }
+  table[0x8A] = static_cast<char>(0x9A);  // Š
+  table[0x8C] = static_cast<char>(0x9C);  // Œ
+  table[0x8E] = static_cast<char>(0x9E);  // Ž
+  table[0x9F] = static_cast<char>(0xFF);  // Ÿ
+  return table;
+}
+
+constexpr std::array<char, 256> kFolded = FoldTable();
+
+}  // namespace
+
+char FoldAnsi(char byte) { return kFolded[static_cast<unsigned char>(byte)]; }
+
+AnsiText FoldAnsi(std::string_view name) {
+  AnsiText folded(name);
+  for (char& byte : folded) byte = FoldAnsi(byte);
+  return folded;
+}
+
+bool AnsiNameOrder::operator()(std::string_view left, std::string_view right) const {
+  return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
+                                      [](char a, char b) { return UnitOf1252(FoldAnsi(a)) < UnitOf1252(FoldAnsi(b)); });
+}
+
+}  // namespace nerio::platform
