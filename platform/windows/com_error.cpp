@@ -1,0 +1,32 @@
+#include "platform/windows/com_error.h"
+
+#include "platform/windows/bstr.h"
+#include "platform/windows/com_pointer.h"
+#include "platform/windows/system_message.h"
+
+namespace nerio::platform {
+namespace {
+
+constexpr ULONG kReserved = 0;
+
+}  // namespace
+
+void ClearErrorInfo() noexcept { ::SetErrorInfo(kReserved, nullptr); }
+
+void RaiseComError(std::int32_t result) {
+  ComPointer<IErrorInfo> info;
+  Bstr source;
+  Bstr description;
+  if (::GetErrorInfo(kReserved, info.put()) == S_OK) {
+    info->GetSource(source.put());
+    info->GetDescription(description.put());
+  }
+  throw Error(result, Text(source.view()),
+              description.view().empty() ? SystemMessage(result) : Text(description.view()));
+}
+
+void RaiseObjectNotSet() {
+  throw Error(kErrObjectNotSet, u"", u"Variabile oggetto o variabile del blocco With non impostata");
+}
+
+}  // namespace nerio::platform

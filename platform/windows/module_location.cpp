@@ -1,0 +1,47 @@
+#include "platform/windows/module_location.h"
+
+#include <windows.h>
+
+#include <utility>
+
+#include "platform/windows/wide.h"
+
+namespace nerio::platform {
+namespace {
+
+// Something of this module that has an address.
+const char kAnchor = 0;
+
+}  // namespace
+
+Status ModulePath(Text& path) {
+  HMODULE module = nullptr;
+  if (::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                           reinterpret_cast<const wchar_t*>(&kAnchor), &module) == 0) {
+    return static_cast<Status>(::GetLastError());
+  }
+  Text buffer(MAX_PATH, u'\0');
+  for (;;) {
+    const DWORD length = ::GetModuleFileNameW(module, WritableWide(buffer), static_cast<DWORD>(buffer.size()));
+    if (length == 0) return static_cast<Status>(::GetLastError());
+    if (length < buffer.size()) {
+      buffer.resize(length);
+      path = std::move(buffer);
+      return kSuccess;
+    }
+    buffer.resize(2 * buffer.size());  // a name that fills the buffer may have been cut
+  }
+}
+
+Status WindowsModuleLocation::Folder(Text& folder) {
+  Text path;
+  const Status status = ModulePath(path);
+  if (status != kSuccess) return status;
+  const std::size_t separator = path.find_last_of(u'\\');
+  // The separator stays in "C:\", which names the root folder; "C:" is the drive's current one.
+  const bool root = separator > 0 && path[separator - 1] == u':';
+  folder = path.substr(0, root ? separator + 1 : separator);
+  return kSuccess;
+}
+
+}  // namespace nerio::platform

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/xml_dom.h"
+
+namespace nerio::platform {
+
+/// Reaches the system's XML DOM, version 4.0. A handle is the pointer to any COM interface of the object, so that an
+/// object that a client made itself serves as well. The calling thread is in a COM apartment.
+///
+/// Some implementations of the DOM do not find an attribute with a prefix again that was made by name: such an attribute
+/// is looked for once more in the whole map.
+class WindowsXmlDom final : public XmlDom {
+ public:
+  XmlObject* CreateDocumentByName() override;
+  XmlObject* CreateDocument() override;
+  XmlObject* CreateElement(XmlObject* document, TextView name) override;
+  XmlObject* CreateAttribute(XmlObject* document, TextView name) override;
+  XmlObject* Attributes(XmlObject* node) override;
+  XmlObject* GetNamedItem(XmlObject* attributes, TextView name) override;
+  XmlObject* SetNamedItem(XmlObject* attributes, XmlObject* attribute) override;
+  XmlObject* AppendChild(XmlObject* parent, XmlObject* child) override;
+  void PutText(XmlObject* node, TextView text) override;
+  Text GetText(XmlObject* node) override;
+  void PutDataType(XmlObject* node, TextView type) override;
+  void PutNodeTypedValue(XmlObject* node, std::span<const std::uint8_t> bytes) override;
+  Variant GetNodeTypedValue(XmlObject* node) override;
+  bool LoadXml(XmlObject* document, TextView xml) override;
+  XmlObject* SelectSingleNode(XmlObject* node, TextView query) override;
+  Text GetXml(XmlObject* node) override;
+  void AddRef(XmlObject* object) noexcept override;
+  void Release(XmlObject* object) noexcept override;
+};
+
+}  // namespace nerio::platform
