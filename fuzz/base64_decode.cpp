@@ -1,0 +1,75 @@
+// Decodes any text as Base64 and compares the answer with a decoder written for being read.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include "platform/portable/base64_codec.h"
+
+namespace {
+
+using nerio::Bytes;
+using nerio::Text;
+using nerio::TextView;
+
+std::optional<Bytes> Reference(TextView text) {
+  const std::u16string alphabet = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::u16string compact;
+  for (const char16_t unit : text) {
+    if (unit != u' ' && unit != u'\t' && unit != u'\r' && unit != u'\n') compact += unit;
+  }
+  if (compact.size() % 4 != 0) return std::nullopt;
+  std::size_t padding = 0;
+  while (padding < 2 && !compact.empty() && compact.back() == u'=') {
+    compact.pop_back();
+    ++padding;
+  }
+  std::string bits;
+  for (const char16_t unit : compact) {
+    const auto value = alphabet.find(unit);
+    if (value == std::u16string::npos) return std::nullopt;
+    for (int bit = 5; bit >= 0; --bit) bits += (value >> bit & 1) != 0 ? '1' : '0';
+  }
+  Bytes bytes;
+  for (std::size_t i = 0; i + 8 <= bits.size(); i += 8) {
+    bytes.push_back(static_cast<std::uint8_t>(std::stoi(bits.substr(i, 8), nullptr, 2)));
+  }
+  return bytes;
+}
+
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // The first byte says how the rest becomes text: a code unit per byte, so that the alphabet is met often, or per
+  // pair.
+  if (size == 0) return 0;
+  Text text;
+  if (data[0] % 2 == 0) {
+    text.assign(data + 1, data + size);
+  } else {
+    text.resize((size - 1) / 2);
+    std::memcpy(text.data(), data + 1, text.size() * sizeof(char16_t));
+  }
+
+  Bytes bytes(3, 0xA5);
+  const bool isBase64 = nerio::platform::ReadBase64(text, bytes);
+  const std::optional<Bytes> expected = Reference(text);
+  Require(isBase64 == expected.has_value());
+  Require(bytes == expected.value_or(Bytes()));
+
+  // Any bytes come back from their Base64 form.
+  const Bytes content(data, data + size);
+  Text encoded(nerio::platform::Base64Length(content.size()), u'?');
+  nerio::platform::WriteBase64(content, encoded.data());
+  Require(nerio::platform::ReadBase64(encoded, bytes));
+  Require(bytes == content);
+  Require(Reference(encoded) == content);
+  return 0;
+}
