@@ -11,6 +11,8 @@ namespace nerio::platform {
 constexpr Status kTypeMismatch = static_cast<Status>(0x80020005u);
 /// A date whose days lie outside what can be written (E_INVALIDARG).
 constexpr Status kInvalidArgument = static_cast<Status>(0x80070057u);
+/// No memory was left for the result (E_OUTOFMEMORY).
+constexpr Status kOutOfMemory = static_cast<Status>(0x8007000Eu);
 
 /// Converts between text, dates and numbers under the user's regional settings, one native conversion per call (the
 /// VarDateFromStr family, flags 0). The same settings serve every call, so that a date's text reads back. Nothing
