@@ -1,0 +1,63 @@
+#include "support/conversions.h"
+
+#include "support/trace_log.h"
+#include "support/variant_text.h"
+
+namespace nerio {
+namespace {
+
+Text ZeroDateText(const platform::Host& host) { return VariantToText(Date{}, host.regional); }
+
+Text CheckedDate(TextView text, const platform::Host& host) {
+  const Text argument(text);
+  WriteLog(u"GetDate IN : " + argument, host);
+  Date date;
+  const bool isDate = host.regional.DateFromText(argument, date) == platform::kSuccess;
+  const Text result = isDate ? argument : ZeroDateText(host);
+  WriteLog(u"GetDate OUT : " + result, host);
+  return result;
+}
+
+// The answer to any failure.
+Text ZeroDateTextOrElse(const platform::Host& host) {
+  try {
+    return ZeroDateText(host);
+  } catch (...) {
+    return u"00:00:00";
+  }
+}
+
+}  // namespace
+
+Text GetGuid(const platform::Host& host) noexcept {
+  try {
+    platform::GuidBytes guid{};
+    if (host.guids.Create(guid) != platform::kSuccess) return {};
+    constexpr char16_t kDigits[] = u"0123456789ABCDEF";
+    Text text;
+    text.reserve(36);
+    for (std::size_t i = 0; i < guid.size(); ++i) {
+      if (i == 4 || i == 6 || i == 8 || i == 10) text += u'-';
+      text += kDigits[guid[i] >> 4];
+      text += kDigits[guid[i] & 0xF];
+    }
+    return text;
+  } catch (...) {
+    return {};
+  }
+}
+
+Text GetDate(TextView text, const platform::Host& host) noexcept {
+  // Every failure, wherever it came from, becomes the zero date's text.
+  try {
+    return CheckedDate(text, host);
+  } catch (...) {
+  }
+  try {
+    return ZeroDateTextOrElse(host);
+  } catch (...) {
+    return {};
+  }
+}
+
+}  // namespace nerio
