@@ -82,7 +82,8 @@ class RegistryApi {
                            KeyHandle& created, std::uint32_t& disposition) = 0;
 
   /// Reads a value's stored bytes (RegQueryValueExA, reserved argument null). An empty name is the unnamed value.
-  /// @param[out] type the stored type, also when the buffer is too small.
+  /// @param[out] type the stored type, also when the buffer is too small; 0 on any other failure, untouched when `key`
+  /// is 0.
   /// @param[out] data receives the bytes; only when they fit.
   /// @param[in,out] size in: bytes offered; out: bytes stored, or needed when the answer is 234. Untouched when
   /// missing.
