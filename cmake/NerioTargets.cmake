@@ -17,8 +17,11 @@ endif()
 
 add_library(nerio_options INTERFACE)
 target_compile_features(nerio_options INTERFACE cxx_std_20)
-target_compile_options(nerio_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
-                                               -Wnon-virtual-dtor -Werror)
+target_compile_options(nerio_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror)
+if(NOT NERIO_HOST STREQUAL windows)
+  # COM interfaces have no virtual destructor, by their binary layout.
+  target_compile_options(nerio_options INTERFACE -Wnon-virtual-dtor)
+endif()
 if(NERIO_SANITIZE)
   target_compile_options(nerio_options INTERFACE -fsanitize=${NERIO_SANITIZE} -fno-omit-frame-pointer
                                                  -fno-sanitize-recover=all)

@@ -36,7 +36,8 @@ Status WindowsFileSystem::FindOrdinaryFile(const Text& path, bool& found) {
     return MeansNothingThere(status) ? kSuccess : status;
   }
   ::FindClose(search);
-  const TextView name = TextView(path).substr(path.find_last_of(u'\\') + 1);
+  const TextView whole(path.c_str());  // up to its first NUL, as the search took it
+  const TextView name = whole.substr(whole.find_last_of(u'\\') + 1);
   found = (entry.dwFileAttributes & kNotOrdinary) == 0 &&
           (SameName(name, entry.cFileName) || SameName(name, entry.cAlternateFileName));
   return kSuccess;

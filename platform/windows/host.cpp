@@ -15,31 +15,50 @@
 namespace nerio::platform {
 namespace {
 
+// The DOM of a program, whose threads nobody else puts into a COM apartment: each one enters its own with its first
+// document and leaves it when it ends.
+class ProgramXmlDom final : public WindowsXmlDom {
+ public:
+  XmlObject* CreateDocumentByName() override {
+    EnterApartment();
+    return WindowsXmlDom::CreateDocumentByName();
+  }
+  XmlObject* CreateDocument() override {
+    EnterApartment();
+    return WindowsXmlDom::CreateDocument();
+  }
+
+ private:
+  static void EnterApartment() { thread_local const ComApartment apartment; }
+};
+
 // The services of this system. They hold nothing: every call goes straight to the system.
-struct Services {
+template <typename Dom>
+struct WindowsServices {
   WindowsRegistry registry;
   WindowsCodePage codePage;
   WindowsFileSystem files;
   WindowsModuleLocation module;
   WindowsGuidSource guids;
-  WindowsXmlDom xml;
+  Dom xml;
   WindowsRegionalSettings regional;
 
   Host View() noexcept { return {registry, codePage, files, module, guids, xml, regional}; }
 };
 
-// Whoever opens a host is a program; the thread that opens it is in a COM apartment as long as the host lives.
 class WindowsHost final : public HostInstance {
  public:
   Host Services() override { return services_.View(); }
 
  private:
-  ComApartment apartment_;
-  struct Services services_;
+  WindowsServices<ProgramXmlDom> services_;
 };
 
-// Lives until the process ends and is never destroyed: a component may be unloaded while nothing runs any destructor.
+// The component's host: its threads are in their owners' apartments. It lives until the process ends and is never
+// destroyed, so that nothing has to run when the library is unloaded.
 struct ProcessHost {
+  using Services = WindowsServices<WindowsXmlDom>;
+
   alignas(Services) std::byte memory[sizeof(Services)];
   Host view;
 

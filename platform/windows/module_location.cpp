@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <new>
 #include <utility>
 
 #include "platform/windows/wide.h"
@@ -14,7 +15,7 @@ const char kAnchor = 0;
 
 }  // namespace
 
-Status ModulePath(Text& path) {
+Status ModulePath(Text& path) noexcept try {
   HMODULE module = nullptr;
   if (::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                            reinterpret_cast<const wchar_t*>(&kAnchor), &module) == 0) {
@@ -31,6 +32,8 @@ Status ModulePath(Text& path) {
     }
     buffer.resize(2 * buffer.size());  // a name that fills the buffer may have been cut
   }
+} catch (const std::bad_alloc&) {
+  return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 Status WindowsModuleLocation::Folder(Text& folder) {
@@ -40,7 +43,8 @@ Status WindowsModuleLocation::Folder(Text& folder) {
   const std::size_t separator = path.find_last_of(u'\\');
   // The separator stays in "C:\", which names the root folder; "C:" is the drive's current one.
   const bool root = separator > 0 && path[separator - 1] == u':';
-  folder = path.substr(0, root ? separator + 1 : separator);
+  path.resize(root ? separator + 1 : separator);
+  folder = std::move(path);
   return kSuccess;
 }
 

@@ -13,6 +13,6 @@ class WindowsModuleLocation final : public ModuleLocation {
 /// Gives the absolute path of the file that holds this code.
 /// @param[out] path untouched on failure.
 /// @return 0, or the number of GetLastError.
-Status ModulePath(Text& path);
+Status ModulePath(Text& path) noexcept;
 
 }  // namespace nerio::platform

@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstddef>
+#include <new>
+#include <utility>
 
 namespace nerio::platform {
 namespace {
@@ -17,6 +19,16 @@ static_assert(sizeof(SecurityAttributes) == sizeof(SECURITY_ATTRIBUTES) &&
 
 HKEY ToNative(KeyHandle handle) { return reinterpret_cast<HKEY>(handle); }
 KeyHandle FromNative(HKEY handle) { return reinterpret_cast<KeyHandle>(handle); }
+
+// Makes a call that may have to copy what it passes on; too little memory for that is a native code like any other.
+template <typename Call>
+Status WithMemory(Call&& call) noexcept {
+  try {
+    return call();
+  } catch (const std::bad_alloc&) {
+    return kNotEnoughMemory;
+  }
+}
 
 // A value name has at most 16,383 characters, each of at most two bytes in an ANSI code page, and a key name fewer.
 constexpr DWORD kNameRoom = 2 * 16383 + 1;
@@ -36,10 +48,10 @@ Status WindowsRegistry::CreateKey(KeyHandle root, const AnsiText& subKey, std::u
                                   const SecurityAttributes& security, KeyHandle& created, std::uint32_t& disposition) {
   HKEY handle = ToNative(created);
   DWORD did = disposition;
-  AnsiText writableClass = keyClass;
   SECURITY_ATTRIBUTES attributes{security.length, security.descriptor, security.inheritHandle};
-  const Status status = ::RegCreateKeyExA(ToNative(root), subKey.c_str(), reserved, writableClass.data(), options,
-                                          access, &attributes, &handle, &did);
+  // The class is declared writable and only read.
+  const Status status = ::RegCreateKeyExA(ToNative(root), subKey.c_str(), reserved, const_cast<char*>(keyClass.c_str()),
+                                          options, access, &attributes, &handle, &did);
   created = FromNative(handle);
   disposition = did;
   return status;
@@ -60,11 +72,15 @@ Status WindowsRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uin
 
 Status WindowsRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_t reserved, std::uint32_t type,
                                  std::span<const char> data) {
-  constexpr char kGuard = '\x01';
-  std::string guarded(data.begin(), data.end());
-  guarded += kGuard;
-  return ::RegSetValueExA(ToNative(key), name.c_str(), reserved, type, reinterpret_cast<const BYTE*>(guarded.data()),
-                          static_cast<DWORD>(data.size()));
+  return WithMemory([&]() -> Status {
+    constexpr char kGuard = '\x01';
+    std::string guarded;
+    guarded.reserve(data.size() + 1);
+    guarded.assign(data.begin(), data.end());
+    guarded += kGuard;
+    return ::RegSetValueExA(ToNative(key), name.c_str(), reserved, type, reinterpret_cast<const BYTE*>(guarded.data()),
+                            static_cast<DWORD>(data.size()));
+  });
 }
 
 Status WindowsRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
@@ -78,35 +94,40 @@ Status WindowsRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
 Status WindowsRegistry::CloseKey(KeyHandle key) { return ::RegCloseKey(ToNative(key)); }
 
 Status WindowsRegistry::EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) {
-  std::array<char, kNameRoom> buffer;
-  DWORD length = kNameRoom;
-  const Status status =
-      ::RegEnumKeyExA(ToNative(key), index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr);
-  if (status == kSuccess) name.assign(buffer.data(), length);
-  return status;
+  return WithMemory([&]() -> Status {
+    std::array<char, kNameRoom> buffer;
+    DWORD length = kNameRoom;
+    const Status status =
+        ::RegEnumKeyExA(ToNative(key), index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr);
+    if (status == kSuccess) name.assign(buffer.data(), length);
+    return status;
+  });
 }
 
 Status WindowsRegistry::EnumValue(KeyHandle key, std::uint32_t index, AnsiText& name, std::uint32_t& type,
                                   std::string& data) {
-  std::array<char, kNameRoom> buffer;
-  std::string bytes(1024, '\0');
-  for (;;) {
-    DWORD length = kNameRoom;
-    DWORD stored = 0;
-    DWORD count = static_cast<DWORD>(bytes.size());
-    const Status status = ::RegEnumValueA(ToNative(key), index, buffer.data(), &length, nullptr, &stored,
-                                          reinterpret_cast<BYTE*>(bytes.data()), &count);
-    if (status == kMoreData && count > bytes.size()) {
-      bytes.resize(count);
-      continue;
+  return WithMemory([&]() -> Status {
+    std::array<char, kNameRoom> buffer;
+    std::string bytes(1024, '\0');
+    for (;;) {
+      DWORD length = kNameRoom;
+      DWORD stored = 0;
+      DWORD count = static_cast<DWORD>(bytes.size());
+      const Status status = ::RegEnumValueA(ToNative(key), index, buffer.data(), &length, nullptr, &stored,
+                                            reinterpret_cast<BYTE*>(bytes.data()), &count);
+      if (status == kMoreData && count > bytes.size()) {
+        bytes.resize(count);
+        continue;
+      }
+      if (status == kSuccess) {
+        bytes.resize(count);
+        name.assign(buffer.data(), length);
+        type = stored;
+        data = std::move(bytes);
+      }
+      return status;
     }
-    if (status == kSuccess) {
-      name.assign(buffer.data(), length);
-      type = stored;
-      data.assign(bytes, 0, count);
-    }
-    return status;
-  }
+  });
 }
 
 }  // namespace nerio::platform

@@ -2,7 +2,11 @@
 
 #include <windows.h>
 
+#include <memory>
+#include <string>
+
 #include "platform/windows/wide.h"
+#include "types/utf8.h"
 
 namespace nerio::platform {
 
@@ -12,12 +16,10 @@ Text SystemMessage(std::int32_t number) {
   const DWORD length =
       ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
                        nullptr, static_cast<DWORD>(number), 0, reinterpret_cast<wchar_t*>(&message), 0, nullptr);
-  if (length == 0) return {};
-  Text text(ViewOf(message, length));
-  ::LocalFree(message);
-  const std::size_t end = text.find_last_not_of(u"\r\n ");
-  text.resize(end == Text::npos ? 0 : end + 1);
-  return text;
+  if (length == 0) return u"Errore " + FromUtf8(std::to_string(number));
+  const std::unique_ptr<wchar_t, decltype(&::LocalFree)> owner(message, &::LocalFree);
+  const TextView text = ViewOf(message, length);
+  return Text(text.substr(0, text.find_last_not_of(u"\r\n ") + 1));
 }
 
 }  // namespace nerio::platform

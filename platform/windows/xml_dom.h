@@ -7,9 +7,9 @@ namespace nerio::platform {
 /// Reaches the system's XML DOM, version 4.0. A handle is the pointer to any COM interface of the object, so that an
 /// object that a client made itself serves as well. The calling thread is in a COM apartment.
 ///
-/// Some implementations of the DOM do not find an attribute with a prefix again that was made by name: such an attribute
-/// is looked for once more in the whole map.
-class WindowsXmlDom final : public XmlDom {
+/// Some implementations of the DOM do not find an attribute with a prefix again that was made by name: such an
+/// attribute is looked for once more in the whole map.
+class WindowsXmlDom : public XmlDom {
  public:
   XmlObject* CreateDocumentByName() override;
   XmlObject* CreateDocument() override;
