@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <new>
+#include <string>
 #include <system_error>
 
 #include "platform/linux/native_path.h"
@@ -24,7 +26,7 @@ auto Uninterrupted(Call call) {
 
 }  // namespace
 
-Status PosixFileSystem::FindOrdinaryFile(const Text& path, bool& found) {
+Status PosixFileSystem::FindOrdinaryFile(const Text& path, bool& found) try {
   found = false;
   const std::string native = NativePath(path);
   struct stat entry {};
@@ -33,15 +35,19 @@ Status PosixFileSystem::FindOrdinaryFile(const Text& path, bool& found) {
   }
   found = S_ISREG(entry.st_mode);
   return kSuccess;
+} catch (const std::bad_alloc&) {
+  return ENOMEM;
 }
 
-Status PosixFileSystem::OpenForAppend(const Text& path, FileHandle& opened) {
+Status PosixFileSystem::OpenForAppend(const Text& path, FileHandle& opened) try {
   const std::string native = NativePath(path);
   constexpr int kFlags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   const int descriptor = Uninterrupted([&] { return ::open(native.c_str(), kFlags); });
   if (descriptor < 0) return errno;
   opened = descriptor;
   return kSuccess;
+} catch (const std::bad_alloc&) {
+  return ENOMEM;
 }
 
 Status PosixFileSystem::Append(FileHandle file, std::span<const char> bytes) {

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -92,11 +93,13 @@ const Located& OwnLocation() {
 
 }  // namespace
 
-Status LinuxModuleLocation::Folder(Text& folder) {
+Status LinuxModuleLocation::Folder(Text& folder) try {
   const Located& located = OwnLocation();
   if (located.status != kSuccess) return located.status;
   folder.assign(located.folder.data(), located.length);
   return kSuccess;
+} catch (const std::bad_alloc&) {
+  return ENOMEM;
 }
 
 }  // namespace nerio::platform

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 
+#include "platform/portable/code_page_1252.h"
 #include "testing/failing_files.h"
 #include "testing/fake_host.h"
 #include "types/error.h"
@@ -18,18 +18,6 @@ namespace {
 using ::testing::ElementsAre;
 using testing::FailingFiles;
 using testing::FakeHost;
-
-// One byte per unit, "?" for what is not Latin-1.
-class Latin1 final : public platform::CodePage {
- public:
-  std::uint32_t Identifier() override { return 28591; }
-  AnsiText ToAnsi(TextView text) override {
-    AnsiText bytes;
-    for (const char16_t unit : text) bytes += unit < 0x100 ? static_cast<char>(unit) : '?';
-    return bytes;
-  }
-  Text ToText(std::string_view) override { throw std::logic_error("the trace log reads nothing"); }
-};
 
 class TraceLog : public ::testing::Test {
  protected:
@@ -48,7 +36,7 @@ class TraceLog : public ::testing::Test {
 
   const Text kPath = u"C:\\Nerio\\Nerio.log";
   FailingFiles files_;
-  Latin1 codePage_;
+  platform::CodePage1252 codePage_;
   FakeHost host_{.codePage = &codePage_, .files = &files_, .module = &files_};
 };
 
@@ -95,8 +83,8 @@ TEST_F(TraceLog, WriteLog_TwoCalls_AppendInCallOrderBehindWhatIsThere) {
 
 TEST_F(TraceLog, WriteLog_TextOutsideTheCodePage_IsWrittenAsTheConversionDoes) {
   SwitchOn();
-  EXPECT_FALSE(Write(Text(u"perch\u00E9 \u0416") + u'\0' + u"x").has_value());
-  EXPECT_EQ(Content(), std::string("perch\xE9 ?\0x\r\n", 12));
+  EXPECT_FALSE(Write(Text(u"perch\u00E9 \u0416\uFF21 \u20AC") + u'\0' + u"x").has_value());
+  EXPECT_EQ(Content(), std::string("perch\xE9 ?A \x80\0x\r\n", 15));
 }
 
 TEST_F(TraceLog, WriteLog_FileMadeOrDeletedBetweenCalls_SwitchesFromTheNextCall) {
