@@ -1,8 +1,10 @@
 # nerio_add_gtest(ENTRY PROGRAM FILTER): a ctest entry that runs the tests of a GoogleTest program that the filter selects and
 # leaves their count in results/ENTRY.xml of the build folder, where ./test adds it up. No test selected is a failure.
 function(nerio_add_gtest entry program filter)
-  add_test(NAME ${entry} COMMAND ${program} --gtest_filter=${filter} --gtest_brief=1
-                                 --gtest_output=xml:${PROJECT_BINARY_DIR}/results/${entry}.xml)
+  # The report's path is relative: a program under Wine takes an absolute one of this system for something else.
+  add_test(NAME ${entry}
+    COMMAND ${program} --gtest_filter=${filter} --gtest_brief=1 --gtest_output=xml:results/${entry}.xml
+    WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
   set_tests_properties(${entry} PROPERTIES FAIL_REGULAR_EXPRESSION "Running 0 tests;0 tests from 0 test" TIMEOUT 900)
   nerio_run_under_wine(${entry})
 endfunction()
