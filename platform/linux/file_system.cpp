@@ -11,21 +11,10 @@
 #include <system_error>
 
 #include "platform/linux/native_path.h"
+#include "platform/linux/system_call.h"
 #include "types/utf8.h"
 
 namespace nerio::platform {
-namespace {
-
-// Repeats a call that a signal interrupted before it did anything.
-template <typename Call>
-auto Uninterrupted(Call call) {
-  auto result = call();
-  while (result < 0 && errno == EINTR) result = call();
-  return result;
-}
-
-}  // namespace
-
 Status PosixFileSystem::FindOrdinaryFile(const Text& path, bool& found) try {
   found = false;
   const std::string native = NativePath(path);
