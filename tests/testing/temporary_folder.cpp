@@ -8,11 +8,12 @@ namespace nerio::testing {
 
 namespace fs = std::filesystem;
 
-TemporaryFolder::TemporaryFolder() {
+TemporaryFolder::TemporaryFolder(fs::path parent) {
+  if (parent.empty()) parent = fs::temp_directory_path();
   std::random_device random;
   // False: a folder of that name is there already, somebody else's.
   do {
-    path_ = fs::canonical(fs::temp_directory_path()) / ("nerio-" + std::to_string(random()));
+    path_ = fs::canonical(parent) / ("nerio-" + std::to_string(random()));
   } while (!fs::create_directory(path_));
 }
 

@@ -4,11 +4,12 @@
 
 namespace nerio::testing {
 
-/// A new empty folder below the system's folder for temporary files, deleted with all its content at the end.
+/// A new empty folder, deleted with all its content at the end.
 class TemporaryFolder {
  public:
+  /// @param parent where it is made; empty: in the system's folder for temporary files.
   /// @throws std::filesystem::filesystem_error when no folder can be made.
-  TemporaryFolder();
+  explicit TemporaryFolder(std::filesystem::path parent = {});
   ~TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
