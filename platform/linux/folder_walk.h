@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "platform/linux/system_call.h"
+#include "platform/status.h"
+
+namespace nerio::platform {
+
+/// Opens a file or folder by its absolute path, which may be of any length. No symbolic link is followed, in whichever
+/// level it stands, no terminal is taken over, and nothing waits for the other end of a FIFO.
+/// @param flags of `open`; closing on exec is added.
+/// @return a return code of the registry: 2 when it or a folder above it is missing, 5 when it is refused, 1015 when a
+/// link or another kind of file stands in the way.
+Status OpenByPath(const std::string& path, int flags, Descriptor& opened);
+
+/// The same for a name inside an open folder.
+Status OpenInside(int folder, const char* name, int flags, Descriptor& opened);
+
+/// Tells whether the process, with its effective user and groups, has rights on the file or folder at an absolute path.
+/// @param rights of `access`.
+Status CheckRights(const std::string& path, int rights);
+
+}  // namespace nerio::platform

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace nerio::platform {
+
+/// Tells a key from every other one, also from a later one of the same name. Random, never changed.
+using KeyId = std::array<std::uint8_t, 16>;
+
+// The bytes of a values file, as docs/registry-format.md describes them: a header of one sector, records one behind the
+// other, zeros up to the end of the last page. Nothing here does any I/O.
+
+/// A disk writes so many bytes whole or not at all.
+constexpr std::size_t kSectorSize = 512;
+/// A file is so many bytes long, or a multiple of it.
+constexpr std::size_t kPageSize = 4096;
+/// Records begin at multiples of so many bytes, so that no record's head lies in two sectors.
+constexpr std::size_t kRecordAlignment = 32;
+constexpr std::size_t kRecordHeadSize = 24;
+/// A longer file is never written, and counts as damaged.
+constexpr std::uint64_t kMaxFileSize = std::uint64_t{1} << 31;
+
+struct ValuesHeader {
+  KeyId id{};
+  /// The exact length of the file: it never grows or shrinks in place.
+  std::uint64_t fileSize = 0;
+  /// Where the records end that were in the file from its first moment. Only behind it a record can be unfinished.
+  std::uint64_t settledEnd = kSectorSize;
+  /// The number of the file's first record. Numbers go on from file to file.
+  std::uint64_t firstSequence = 1;
+  /// The key's name as its creator spelt it, in the ANSI code page; at most 256 bytes.
+  std::string spelling;
+};
+
+struct ValueRecord {
+  /// Counts the records of a key, one by one.
+  std::uint64_t sequence = 0;
+  bool deletion = false;
+  std::uint32_t type = 0;
+  std::string_view name;
+  std::string_view data;
+};
+
+/// Says what does not check.
+struct Damage {
+  std::uint64_t offset = 0;
+  const char* what = nullptr;
+};
+
+/// Returns the header's `kSectorSize` bytes.
+std::string EncodeHeader(const ValuesHeader& header);
+
+/// Reads a header. @param start at least the first sector of a file, or the whole of a shorter one.
+/// @return false when it does not check; `damage` then says why.
+bool ParseHeader(std::string_view start, ValuesHeader& header, Damage& damage);
+
+/// Returns the bytes that a record takes in a file, the zeros up to the next record included.
+std::uint64_t RecordSpace(std::size_t nameLength, std::size_t dataLength);
+
+/// Appends a record to `out`, with the zeros up to the next record.
+void AppendRecord(std::string& out, const ValueRecord& record);
+
+/// Tells whether a record that is written at `offset` would fill a whole sector with zeros. Such a record can not be
+/// told from an unfinished one, so it is never written in place.
+bool HoldsZeroSector(std::uint64_t offset, std::string_view record);
+
+/// Goes through the records of a values file.
+class RecordCursor {
+ public:
+  enum class End {
+    /// The file is in order.
+    Whole,
+    /// Behind the last record lies one whose writing was cut off, or is under way. It counts as not written.
+    Unfinished,
+    Damaged,
+  };
+
+  /// @param file the whole file; it outlives the cursor and the records that it gives.
+  /// @param header what `ParseHeader` made of it.
+  RecordCursor(std::string_view file, const ValuesHeader& header);
+
+  /// Gives the next record. @return false behind the last one: `end` then says how the file ends.
+  bool Next(ValueRecord& record);
+
+  End end() const { return end_; }
+  const Damage& damage() const { return damage_; }
+  /// Where the next record would begin.
+  std::uint64_t position() const { return position_; }
+  /// The number that the next record would have.
+  std::uint64_t nextSequence() const { return nextSequence_; }
+
+ private:
+  bool Stop(const char* what);
+  bool StopUnfinished(std::uint64_t recordEnd, const char* what);
+  bool StopAtZeroHead();
+
+  std::string_view file_;
+  std::uint64_t settledEnd_;
+  std::uint64_t position_ = kSectorSize;
+  std::uint64_t nextSequence_;
+  End end_ = End::Whole;
+  Damage damage_;
+};
+
+}  // namespace nerio::platform
