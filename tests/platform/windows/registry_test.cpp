@@ -5,6 +5,7 @@
 
 #include <array>
 
+#include "platform/conformance/registry_conformance.h"
 #include "platform/windows/scratch_key.h"
 
 namespace nerio::platform {
@@ -12,6 +13,8 @@ namespace {
 
 using testing::DenyRights;
 using testing::ScratchKey;
+
+const bool kRegistered = testing::RegisterRegistry("Advapi32", testing::StandAloneRegistry<WindowsRegistry>);
 
 constexpr std::uint32_t kNoOptions = 0;
 constexpr std::uint32_t kAllSeven = 0x2003F;
