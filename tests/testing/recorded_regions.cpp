@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <map>
 #include <stdexcept>
 
 #include "testing/tables.h"
@@ -10,16 +9,16 @@
 namespace nerio::testing {
 namespace {
 
-using Values = std::map<std::string, Text>;
-
 template <std::size_t count>
-std::array<Text, count> Numbered(const Values& values, const std::string& name) {
+std::array<Text, count> Numbered(const RegionValues& values, const std::string& name) {
   std::array<Text, count> texts;
   for (std::size_t i = 0; i < count; ++i) texts[i] = values.at(name + std::to_string(i + 1));
   return texts;
 }
 
-platform::RegionalData RegionOf(const Values& values) {
+}  // namespace
+
+platform::RegionalData RegionOf(const RegionValues& values) {
   using platform::DateOrder;
   constexpr DateOrder kOrders[] = {DateOrder::kMonthDayYear, DateOrder::kDayMonthYear, DateOrder::kYearMonthDay};
   platform::RegionalData region;
@@ -38,11 +37,9 @@ platform::RegionalData RegionOf(const Values& values) {
   return region;
 }
 
-}  // namespace
-
 RecordedRegions::RecordedRegions() {
   const Table table("regional_settings.tsv");
-  std::map<std::string, Values> byIdentifier;
+  std::map<std::string, RegionValues> byIdentifier;
   for (const Table::Row& row : table.rows()) {
     byIdentifier[table.Field(row, "lcid")][table.Field(row, "name")] = Unescape(table.Field(row, "value"));
   }

@@ -1,11 +1,18 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
 #include "platform/portable/regional_data.h"
 
 namespace nerio::testing {
+
+/// The values of a region's settings by the platform's own names for them, such as LOCALE_SSHORTDATE.
+using RegionValues = std::map<std::string, Text>;
+
+/// Returns the customs that such values describe. @throws std::out_of_range when one is missing.
+platform::RegionalData RegionOf(const RegionValues& values);
 
 /// Holds the customs of the regions that the tables of dates and numbers were recorded under, as the table
 /// regional_settings.tsv has them. They differ in places from the values that are built in.
