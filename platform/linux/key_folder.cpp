@@ -162,7 +162,7 @@ Status ListFolder(int folder, std::vector<FolderEntry>& entries) {
     const dirent* const entry = ::readdir(stream.get());
     if (entry == nullptr) return errno == 0 ? kSuccess : RegistryStatus(errno);
     const std::string_view name = entry->d_name;
-    if (name == "." || name == ".." || IsReservedName(name)) continue;
+    if (name == "." || name == "..") continue;
     bool isFolder = entry->d_type == DT_DIR;
     if (entry->d_type == DT_UNKNOWN) {
       struct stat found {};

@@ -74,7 +74,7 @@ struct FolderEntry {
   bool isFolder = false;
 };
 
-/// Lists a key's folder without what is reserved for the key itself, in no order. @param folder open for reading.
+/// Lists a key's folder, in no order, with what is reserved for the key itself. @param folder open for reading.
 Status ListFolder(int folder, std::vector<FolderEntry>& entries);
 
 }  // namespace nerio::platform

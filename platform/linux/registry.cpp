@@ -112,12 +112,12 @@ Status OpenExisting(const OpenedKey& base, const std::vector<std::string_view>& 
                     OpenedKey& key) {
   key.path = base.path;
   Status status = Descend(key.path, names);
-  if (status == kSuccess) status = GrantRights(key.path, access, key.access);
   if (status != kSuccess) return status;
   ValuesFile values;
   status = ReadKey(key.path, Extent::Header, values);
+  if (status != kSuccess) return status;
   key.id = values.header().id;
-  return status;
+  return GrantRights(key.path, access, key.access);
 }
 
 // Creates one level below a key.
@@ -202,7 +202,9 @@ Status Delete(const OpenedKey& base, const std::vector<std::string_view>& names)
   if (status == kSuccess) status = ListFolder(key.folder.get(), entries);
   if (status != kSuccess) return status;
   // What somebody put there by hand counts as a subkey too: it is not for this to delete.
-  if (!entries.empty()) return kAccessDenied;
+  const bool hasSubkeys =
+      std::any_of(entries.begin(), entries.end(), [](const FolderEntry& entry) { return !IsReservedName(entry.name); });
+  if (hasSubkeys) return kAccessDenied;
   return RemoveSubkey(parent, key, path.FolderName());
 }
 

@@ -106,7 +106,7 @@ Status RegistryRoots::PlaceOf(KeyHandle root, Parent& parent, std::string& folde
   return parent.folder.empty() ? kFileNotFound : kSuccess;
 }
 
-Status RegistryRoots::Resolve(KeyHandle root, bool& made) {
+Status RegistryRoots::Resolve(KeyHandle root, bool mayMake, bool& made) {
   made = false;
   Parent parent;
   std::string folder;
@@ -114,7 +114,7 @@ Status RegistryRoots::Resolve(KeyHandle root, bool& made) {
   if (status != kSuccess) return status;
   std::string& found = found_[IndexOf(root)];
   status = ResolveLinks(folder, found);
-  if (status != kFileNotFound) return status;
+  if (status != kFileNotFound || !mayMake) return status;
   status = MakeRoot(parent.folder, kRootNames[IndexOf(root)], parent.mode);
   if (status != kSuccess) return status == kAccessDenied ? kFileNotFound : status;
   made = true;
@@ -133,11 +133,19 @@ Status RegistryRoots::Find(KeyHandle root, KeyPath& path) {
   if (index == kRoots.size()) return kInvalidHandle;
   if (found_[index].empty()) {
     bool made = false;
-    const Status status = Resolve(root, made);
+    const Status status = Resolve(root, true, made);
     if (status != kSuccess) return status;
   }
   path = KeyPath(found_[index]);
   return kSuccess;
+}
+
+Status RegistryRoots::FindPresent(KeyHandle root, KeyPath& path) {
+  const std::scoped_lock hold(mutex_);
+  bool made = false;
+  const Status status = Resolve(root, false, made);
+  if (status == kSuccess) path = KeyPath(found_[IndexOf(root)]);
+  return status;
 }
 
 Status RegistryRoots::FindAgain(KeyHandle root, bool& moved) {
@@ -145,7 +153,7 @@ Status RegistryRoots::FindAgain(KeyHandle root, bool& moved) {
   const std::size_t index = IndexOf(root);
   if (index == kRoots.size()) return kInvalidHandle;
   const std::string before = found_[index];
-  const Status status = Resolve(root, moved);
+  const Status status = Resolve(root, true, moved);
   moved = moved || found_[index] != before;
   return status;
 }

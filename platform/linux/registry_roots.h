@@ -30,6 +30,9 @@ class RegistryRoots {
   /// @return 6 when there is no such root, 2 when it is missing and this user may not make it.
   Status Find(KeyHandle root, KeyPath& path);
 
+  /// The same, but a missing root stays missing.
+  Status FindPresent(KeyHandle root, KeyPath& path);
+
   /// Looks again where a root is that `Find` gave, and makes it if it is gone.
   /// @param[out] moved true when `Find` gives another answer now, or the root had to be made.
   /// @return as `Find` does.
@@ -42,7 +45,7 @@ class RegistryRoots {
   };
   // These are called with the mutex held.
   Status PlaceOf(KeyHandle root, Parent& parent, std::string& folder);
-  Status Resolve(KeyHandle root, bool& made);
+  Status Resolve(KeyHandle root, bool mayMake, bool& made);
 
   std::mutex mutex_;
   std::filesystem::path folder_;

@@ -5,19 +5,17 @@
 #include <memory>
 
 #include "platform/conformance/registry_conformance.h"
-#include "platform/linux/memory_folder.h"
-#include "testing/temporary_folder.h"
+#include "platform/linux/stored_registry.h"
 
 namespace nerio::platform {
 namespace {
 
 class RegistryInFolder final : public testing::RegistryUnderTest {
  public:
-  RegistryApi& Registry() override { return registry_; }
+  RegistryApi& Registry() override { return stored_.registry(); }
 
  private:
-  testing::TemporaryFolder folder_{testing::MemoryFolder()};
-  LinuxRegistry registry_{folder_.path()};
+  testing::StoredRegistry stored_;
 };
 
 const bool kRegistered = testing::RegisterRegistry(
