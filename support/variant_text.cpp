@@ -18,7 +18,7 @@ class TextWriter {
 
   Text operator()(Empty) const { return {}; }
   Text operator()(Null) const { throw InvalidUseOfNullError(); }
-  Text operator()(Boolean value) const { return value != False ? u"True" : u"False"; }
+  Text operator()(Boolean value) const { return Text(TextOf(value)); }
   Text operator()(std::integral auto value) const {
     const std::string digits = std::to_string(value);
     return {digits.begin(), digits.end()};

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "types/text.h"
+
 namespace nerio {
 
 /// Carries a truth value across an interface: True is -1 and False is 0, in 16 bits. Any other value that a foreign
@@ -10,5 +12,8 @@ enum Boolean : std::int16_t { False = 0, True = -1 };
 
 /// Turns a condition into the value that crosses an interface.
 constexpr Boolean ToBoolean(bool condition) { return condition ? True : False; }
+
+/// Returns the text of a truth value, "True" or "False" whatever the host's language is.
+constexpr TextView TextOf(Boolean value) { return value != False ? u"True" : u"False"; }
 
 }  // namespace nerio

@@ -75,7 +75,7 @@ Status InMemoryRegistry::ResolveFor(KeyHandle handle, std::uint32_t right, OpenH
 KeyHandle InMemoryRegistry::NewHandle(const std::shared_ptr<Key>& key, std::uint32_t granted) {
   // A number is never used again, so a handle that was closed stays invalid.
   const KeyHandle handle = nextHandle_;
-  nextHandle_ += 4;
+  nextHandle_ += kHandleStep;
   handles_[handle] = {key, granted};
   return handle;
 }

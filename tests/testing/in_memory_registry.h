@@ -30,6 +30,10 @@ class InMemoryRegistry final : public platform::RegistryApi {
   /// @throws std::logic_error when there is no such key.
   void SetRights(platform::KeyHandle root, const AnsiText& path, std::uint32_t rights);
 
+  /// Returns the handle that the next open or creation gives; each one is `kHandleStep` above the one before.
+  platform::KeyHandle NextHandle() const { return nextHandle_; }
+  static constexpr platform::KeyHandle kHandleStep = 4;
+
   /// Returns how many handles are open.
   std::size_t OpenHandles() const { return handles_.size(); }
 

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <exception>
 #include <set>
-#include <stdexcept>
 #include <utility>
 
 #include "platform/portable/ansi_fold.h"
@@ -33,10 +33,6 @@ std::vector<RegistryImplementation>& Implementations() {
   return implementations;
 }
 
-[[noreturn]] void Broken(const char* call, const AnsiText& path, Status status) {
-  throw std::runtime_error(std::string(call) + " of " + path + " answered " + std::to_string(status));
-}
-
 }  // namespace
 
 void PrintTo(const RegistryImplementation& implementation, std::ostream* out) { *out << implementation.name; }
@@ -49,19 +45,6 @@ bool RegisterRegistry(const std::string& name, RegistryFactory open) {
 }
 
 std::vector<RegistryImplementation> RegisteredRegistries() { return Implementations(); }
-
-void DeleteTree(RegistryApi& registry, KeyHandle root, const AnsiText& path) {
-  KeyHandle key = 0;
-  const Status opening = registry.OpenKey(root, path, kRegOptionNonVolatile, kKeyRead, key);
-  if (opening == kFileNotFound) return;
-  if (opening != kSuccess) Broken("open", path, opening);
-  AnsiText name;
-  Status status = kSuccess;
-  while ((status = registry.EnumKey(key, 0, name)) == kSuccess) DeleteTree(registry, key, name);
-  registry.CloseKey(key);
-  if (status != kNoMoreItems) Broken("enumeration", path, status);
-  if (const Status deletion = registry.DeleteKey(root, path); deletion != kSuccess) Broken("deletion", path, deletion);
-}
 
 RegistryConformance::RegistryConformance() {
   DeleteTree(registry_, kHkeyLocalMachine, kWorkPath);
@@ -117,39 +100,6 @@ std::string RegistryConformance::TryCreate(KeyHandle root, const AnsiText& path,
 
 Status RegistryConformance::Set(KeyHandle key, const AnsiText& name, std::uint32_t type, const std::string& data) {
   return registry_.SetValue(key, name, 0, type, data);
-}
-
-std::string RegistryConformance::Get(KeyHandle key, const AnsiText& name) {
-  std::string data(std::size_t{1} << 21, kJunkByte);
-  auto size = static_cast<std::uint32_t>(data.size());
-  std::uint32_t type = kJunkNumber;
-  const Status status = registry_.QueryValue(key, name, type, data, size);
-  if (status != kSuccess) return std::to_string(status);
-  return std::to_string(type) + ":" + ToHex(data.substr(0, size));
-}
-
-std::vector<AnsiText> RegistryConformance::SubKeys(KeyHandle key) {
-  std::vector<AnsiText> names;
-  AnsiText name;
-  Status status = kSuccess;
-  while ((status = registry_.EnumKey(key, static_cast<std::uint32_t>(names.size()), name)) == kSuccess) {
-    names.push_back(name);
-  }
-  EXPECT_EQ(status, kNoMoreItems);
-  return names;
-}
-
-std::vector<std::string> RegistryConformance::Values(KeyHandle key) {
-  std::vector<std::string> values;
-  AnsiText name;
-  std::uint32_t type = 0;
-  std::string data;
-  Status status = kSuccess;
-  while ((status = registry_.EnumValue(key, static_cast<std::uint32_t>(values.size()), name, type, data)) == kSuccess) {
-    values.push_back(name + "=" + std::to_string(type) + ":" + ToHex(data));
-  }
-  EXPECT_EQ(status, kNoMoreItems);
-  return values;
 }
 
 TEST_P(RegistryConformance, CreateKey_MakesEveryMissingLevelOnce) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/registry_api.h"
+#include "testing/registry_access.h"
 
 namespace nerio::testing {
 
@@ -49,13 +50,6 @@ std::unique_ptr<RegistryUnderTest> StandAloneRegistry() {
   return std::make_unique<StandAlone>();
 }
 
-/// The access that the layer asks for: READ_CONTROL and the six rights of a key.
-constexpr std::uint32_t kLayerAccess = 0x2003F;
-
-/// Deletes a key with everything below it, found by enumeration. A missing key stays missing.
-/// @throws std::runtime_error naming the key when a call fails.
-void DeleteTree(platform::RegistryApi& registry, platform::KeyHandle root, const AnsiText& path);
-
 /// What every implementation of `RegistryApi` must do. The tests work in an empty key of their own below
 /// HKEY_LOCAL_MACHINE\Software. Their paths stay below 260 characters, as an implementation may limit the whole path.
 class RegistryConformance : public ::testing::TestWithParam<RegistryImplementation> {
@@ -70,11 +64,9 @@ class RegistryConformance : public ::testing::TestWithParam<RegistryImplementati
   std::string TryOpen(platform::KeyHandle root, const AnsiText& path, std::uint32_t access = kLayerAccess);
   std::string TryCreate(platform::KeyHandle root, const AnsiText& path, std::uint32_t access = kLayerAccess);
   platform::Status Set(platform::KeyHandle key, const AnsiText& name, std::uint32_t type, const std::string& data);
-  /// Returns a value as "type:data in hexadecimal digits", or the status when there is none.
-  std::string Get(platform::KeyHandle key, const AnsiText& name);
-  std::vector<AnsiText> SubKeys(platform::KeyHandle key);
-  /// Returns the values as "name=type:data in hexadecimal digits", in their order.
-  std::vector<std::string> Values(platform::KeyHandle key);
+  std::string Get(platform::KeyHandle key, const AnsiText& name) { return ValueOf(registry_, key, name); }
+  std::vector<AnsiText> SubKeys(platform::KeyHandle key) { return SubKeysOf(registry_, key); }
+  std::vector<std::string> Values(platform::KeyHandle key) { return ValuesOf(registry_, key); }
 
   std::unique_ptr<RegistryUnderTest> subject_ = GetParam().open();
   platform::RegistryApi& registry_ = subject_->Registry();

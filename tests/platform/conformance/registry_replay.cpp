@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/conformance/registry_conformance.h"
 #include "platform/portable/ansi_fold.h"
+#include "testing/registry_access.h"
 #include "testing/tables.h"
 #include "types/utf8.h"
 
@@ -106,7 +106,7 @@ class Replay {
 
   RegistryReplay Run() {
     // What every system of the recorded kind has: a key below two of the machine's roots.
-    MakeKey(kHkeyCurrentConfig, "Software");
+    MakeKey(registry_, kHkeyCurrentConfig, "Software");
     for (at_ = 0; at_ < calls_.size(); ++at_) {
       if (at_ == 0 || Row().scene != calls_[at_ - 1].scene) Begin();
       One();
@@ -117,15 +117,6 @@ class Replay {
 
  private:
   const Call& Row() const { return calls_[at_]; }
-
-  void MakeKey(KeyHandle root, const AnsiText& path) {
-    KeyHandle key = 0;
-    std::uint32_t disposition = 0;
-    const Status status =
-        registry_.CreateKey(root, path, 0, "", kRegOptionNonVolatile, kLayerAccess, {}, key, disposition);
-    if (status != kSuccess) throw std::runtime_error("cannot make " + path + ": " + std::to_string(status));
-    registry_.CloseKey(key);
-  }
 
   void End() {
     for (const KeyHandle key : open_) registry_.CloseKey(key);
@@ -138,7 +129,7 @@ class Replay {
 
   void Begin() {
     End();
-    MakeKey(kHkeyLocalMachine, kWorkPath);
+    MakeKey(registry_, kHkeyLocalMachine, kWorkPath);
   }
 
   // The ways in which a row ends.
