@@ -181,7 +181,7 @@ struct DateReader::Scan {
   bool AddDateMark() { return count != 0 && ++dateMarks <= kMostDateMarks; }
 
   // Each part of the time has 16 bits, as the platform's record of a time has.
-  bool TimeOf(const Shape& shape, double& fraction) const {
+  bool TimeOf(const Shape& shape, std::int64_t& seconds) const {
     std::array<std::uint32_t, 3> time{};
     for (std::size_t i = 0; i < shape.timeNumbers; ++i) {
       const std::size_t place = shape.firstOfTime + i;
@@ -191,7 +191,7 @@ struct DateReader::Scan {
     if (hour > 23 || minute > 59 || second > 59) return false;
     if (half != 0 && afternoon && hour < 12) hour += 12;
     if (half != 0 && !afternoon && hour == 12) hour = 0;
-    fraction = (hour * 3600 + minute * 60 + second) / 86400.0;
+    seconds = hour * 3600 + minute * 60 + second;
     return true;
   }
 };
@@ -208,20 +208,24 @@ DateReader::DateReader(const RegionalData& region, YearClock currentYear)
   }
   AddName(region.morning, NameKind::kMorning);
   AddName(region.afternoon, NameKind::kAfternoon);
+
+  firstName_.fill(kNoName);
+  for (std::size_t i = names_.size(); i-- > 0;) {  // backwards, so that each bucket keeps the order
+    std::uint8_t& first = firstName_[BucketOf(names_[i].folded.front())];
+    names_[i].next = std::exchange(first, static_cast<std::uint8_t>(i));
+  }
 }
 
 void DateReader::AddName(const Text& name, NameKind kind, std::uint8_t month) {
   if (name.empty()) return;
   Text folded = name;
   std::transform(folded.begin(), folded.end(), folded.begin(), FoldCase);
-  firstUnits_ += folded.front();
-  names_.push_back({std::move(folded), kind, month});
+  names_.push_back({std::move(folded), kind, month, kNoName});
 }
 
 // Returns the first name that `text` starts with, or null.
 const DateReader::Name* DateReader::NameAt(TextView text) const {
-  const char16_t first = FoldCase(text.front());
-  for (std::size_t i = firstUnits_.find(first); i != Text::npos; i = firstUnits_.find(first, i + 1)) {
+  for (std::uint8_t i = firstName_[BucketOf(FoldCase(text.front()))]; i != kNoName; i = names_[i].next) {
     const Text& folded = names_[i].folded;
     if (folded.size() <= text.size() && std::equal(folded.begin(), folded.end(), text.begin(),
                                                    [](char16_t a, char16_t b) { return a == FoldCase(b); })) {
@@ -299,10 +303,14 @@ bool DateReader::Read(TextView text, Date& date) const {
   const Shape* shape = ShapeOf(scan.count, scan.timeMarks, scan.half);
   if (shape == nullptr) return false;
   std::int32_t day = 0;
-  double fraction = 0;
+  std::int64_t seconds = 0;
   if (shape->dateNumbers != 0 && !DayOf(scan, shape->firstOfDate, shape->dateNumbers, day)) return false;
-  if (!scan.TimeOf(*shape, fraction)) return false;
-  date.days = day < 0 ? day - fraction : day + fraction;
+  if (!scan.TimeOf(*shape, seconds)) return false;
+  // One division of whole numbers: the double that is nearest to the moment. Adding a fraction to the day would round
+  // twice.
+  constexpr std::int64_t kSecondsOfDay = 86400;
+  const std::int64_t wholeDays = day * kSecondsOfDay;
+  date.days = static_cast<double>(day < 0 ? wholeDays - seconds : wholeDays + seconds) / kSecondsOfDay;
   return true;
 }
 

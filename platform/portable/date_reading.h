@@ -54,6 +54,7 @@ class DateReader {
     Text folded;
     NameKind kind;
     std::uint8_t month;  ///< 1 to 12; 0 for anything but a month
+    std::uint8_t next;   ///< the next name in the same bucket
   };
   struct Scan;
 
@@ -62,8 +63,13 @@ class DateReader {
   bool ScanText(TextView text, Scan& scan) const;
   bool DayOf(const Scan& scan, std::size_t first, std::size_t count, std::int32_t& day) const;
 
-  std::vector<Name> names_;  ///< in the order in which they are looked for
-  Text firstUnits_;          ///< of `names_`, together so that a look costs little
+  // Names are found by the low bits of their first unit, so that a unit that starts none costs one look.
+  static constexpr std::size_t kBuckets = 128;
+  static constexpr std::uint8_t kNoName = 0xFF;
+  static constexpr std::size_t BucketOf(char16_t unit) { return unit % kBuckets; }
+
+  std::vector<Name> names_;                       ///< in the order in which they are looked for
+  std::array<std::uint8_t, kBuckets> firstName_;  ///< of each bucket
   char16_t dateSeparator_;
   DateOrder dateOrder_;
   YearClock currentYear_;
