@@ -40,4 +40,9 @@ constexpr std::int32_t kErrObjectNotSet = 91;
 /// Error of the Variant type: a null value was used where a value is needed.
 constexpr std::int32_t kErrInvalidUseOfNull = 94;
 
+/// Raises error 91: an empty reference to a document, a node, a field or a record set was used where an object is
+/// needed.
+/// @throws Error 91, without source, always.
+[[noreturn]] void RaiseObjectNotSet();
+
 }  // namespace nerio

@@ -110,13 +110,16 @@ Text FromUtf8(std::string_view utf8) {
   return out;
 }
 
-bool IsUtf8(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const Decoded decoded = DecodeFront(bytes);
-    if (!decoded.wellFormed) return false;
-    bytes.remove_prefix(decoded.length);
+std::size_t WellFormedUtf8(std::string_view bytes) {
+  std::size_t length = 0;
+  while (length < bytes.size()) {
+    const Decoded decoded = DecodeFront(bytes.substr(length));
+    if (!decoded.wellFormed) break;
+    length += decoded.length;
   }
-  return true;
+  return length;
 }
+
+bool IsUtf8(std::string_view bytes) { return WellFormedUtf8(bytes) == bytes.size(); }
 
 }  // namespace nerio

@@ -25,8 +25,4 @@ void RaiseComError(std::int32_t result) {
               description.view().empty() ? SystemMessage(result) : Text(description.view()));
 }
 
-void RaiseObjectNotSet() {
-  throw Error(kErrObjectNotSet, u"", u"Variabile oggetto o variabile del blocco With non impostata");
-}
-
 }  // namespace nerio::platform

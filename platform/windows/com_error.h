@@ -15,8 +15,4 @@ void ClearErrorInfo() noexcept;
 /// @throws Error always.
 [[noreturn]] void RaiseComError(std::int32_t result);
 
-/// Raises error 91: an empty reference was used where an object is needed.
-/// @throws Error always.
-[[noreturn]] void RaiseObjectNotSet();
-
 }  // namespace nerio::platform
