@@ -15,11 +15,22 @@ struct XmlObject;
 
 /// A DOM call failed without a reason of its own (E_FAIL), such as a name that is not a valid XML name.
 constexpr std::int32_t kErrDomFailure = static_cast<std::int32_t>(0x80004005u);
+/// A DOM call is not implemented for what it was given (E_NOTIMPL).
+constexpr std::int32_t kErrDomNotImplemented = static_cast<std::int32_t>(0x80004001u);
 /// A DOM call was given an argument that it cannot take (E_INVALIDARG).
 constexpr std::int32_t kErrDomArgument = static_cast<std::int32_t>(0x80070057u);
 /// The class of documents is not there (REGDB_E_CLASSNOTREG, CO_E_CLASSSTRING when asked for by name).
 constexpr std::int32_t kErrClassNotRegistered = static_cast<std::int32_t>(0x80040154u);
 constexpr std::int32_t kErrInvalidClassString = static_cast<std::int32_t>(0x800401F3u);
+
+/// Says why a text could not be loaded: the DOM's parse error.
+struct XmlLoadError {
+  Text reason;              ///< empty when nothing is wrong
+  std::int32_t line = 0;    ///< from 1; 0 where there is no place to name
+  std::int32_t column = 0;  ///< from 1, in UTF-16 code units
+
+  friend bool operator==(const XmlLoadError&, const XmlLoadError&) = default;
+};
 
 /// Mirrors the calls of the XML DOM, version 4.0, one to one. A failing call raises an Error with the DOM's own number
 /// and description; a lookup that finds nothing answers null. Handles are raw: each one that a call returns is one
@@ -62,8 +73,10 @@ class XmlDom {
   virtual Variant GetNodeTypedValue(XmlObject* node) = 0;
 
   /// Replaces the document's content by the parsed text. A text that is not well-formed is no error: the answer is
-  /// false and the document is empty.
+  /// false, the document is empty and `LoadError` knows why.
   virtual bool LoadXml(XmlObject* document, TextView xml) = 0;
+  /// Returns why the document's last `LoadXml` answered false; all empty after one that answered true, or before any.
+  virtual XmlLoadError LoadError(XmlObject* document) = 0;
   /// Returns the first node that the query selects, or null. The layer asks for the document element by its name.
   virtual XmlObject* SelectSingleNode(XmlObject* node, TextView query) = 0;
   /// Returns the node written as XML.

@@ -154,6 +154,22 @@ bool WindowsXmlDom::LoadXml(XmlObject* document, TextView xml) {
   return loaded != VARIANT_FALSE;
 }
 
+XmlLoadError WindowsXmlDom::LoadError(XmlObject* document) {
+  const ComPointer<IXMLDOMDocument> target = AsDocument(document);
+  ComPointer<IXMLDOMParseError> parseError;
+  Check(target->get_parseError(parseError.put()));
+  LONG code = 0;
+  Check(parseError->get_errorCode(&code));
+  if (code == 0) return {};
+  Bstr reason;
+  LONG line = 0;
+  LONG column = 0;
+  Check(parseError->get_reason(reason.put()));
+  Check(parseError->get_line(&line));
+  Check(parseError->get_linepos(&column));
+  return {Text(reason.view()), line, column};
+}
+
 XmlObject* WindowsXmlDom::SelectSingleNode(XmlObject* node, TextView query) {
   const ComPointer<IXMLDOMNode> start = AsNode(node);
   ComPointer<IXMLDOMNode> selected;

@@ -25,6 +25,7 @@ class WindowsXmlDom : public XmlDom {
   void PutNodeTypedValue(XmlObject* node, std::span<const std::uint8_t> bytes) override;
   Variant GetNodeTypedValue(XmlObject* node) override;
   bool LoadXml(XmlObject* document, TextView xml) override;
+  XmlLoadError LoadError(XmlObject* document) override;
   XmlObject* SelectSingleNode(XmlObject* node, TextView query) override;
   Text GetXml(XmlObject* node) override;
   void AddRef(XmlObject* object) noexcept override;

@@ -74,6 +74,7 @@ class NoXmlDom : public XmlDom {
   void PutNodeTypedValue(XmlObject*, std::span<const std::uint8_t>) override { NotGiven("XML DOM"); }
   Variant GetNodeTypedValue(XmlObject*) override { NotGiven("XML DOM"); }
   bool LoadXml(XmlObject*, TextView) override { NotGiven("XML DOM"); }
+  XmlLoadError LoadError(XmlObject*) override { NotGiven("XML DOM"); }
   XmlObject* SelectSingleNode(XmlObject*, TextView) override { NotGiven("XML DOM"); }
   Text GetXml(XmlObject*) override { NotGiven("XML DOM"); }
   void AddRef(XmlObject*) noexcept override {}
