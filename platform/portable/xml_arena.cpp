@@ -1,0 +1,30 @@
+#include "platform/portable/xml_arena.h"
+
+#include <algorithm>
+
+namespace nerio::platform::xml {
+
+Arena::~Arena() {
+  while (chunks_ != nullptr) ::operator delete(std::exchange(chunks_, chunks_->previous));
+}
+
+std::byte* Arena::AddChunk(std::size_t bytes) {
+  if (bytes > SIZE_MAX - sizeof(Chunk)) throw std::bad_alloc();
+  void* const memory = ::operator new(sizeof(Chunk) + bytes);
+  chunks_ = ::new (memory) Chunk{chunks_};
+  return reinterpret_cast<std::byte*>(chunks_ + 1);
+}
+
+void* Arena::AllocateInNewChunk(std::size_t bytes) {
+  // What would take a good part of a chunk gets one of its own; the current one stays in use.
+  if (bytes > chunkSize_ / 4) return AddChunk(bytes);
+  const std::size_t size = chunkSize_ - sizeof(Chunk);
+  std::byte* const start = AddChunk(size);
+  chunkSize_ = std::min(chunkSize_ * 2, kLargestChunk);
+  last_ = start;
+  next_ = start + bytes;
+  end_ = start + size;
+  return start;
+}
+
+}  // namespace nerio::platform::xml

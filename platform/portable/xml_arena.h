@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+#include "types/text.h"
+
+namespace nerio::platform::xml {
+
+/// Hands out memory that lives until the arena ends: nothing is freed one by one, and no destructor runs. The first
+/// kilobyte or so lies in the arena itself, so that a small document is one allocation.
+class Arena {
+ public:
+  Arena() noexcept : next_(first_), end_(first_ + sizeof first_) {}
+  ~Arena();
+  Arena(const Arena&) = delete;
+  Arena& operator=(const Arena&) = delete;
+
+  /// Makes an object that needs no destruction.
+  template <typename Object, typename... Arguments>
+  Object* Make(Arguments&&... arguments) {
+    static_assert(std::is_trivially_destructible_v<Object>);
+    return ::new (Allocate(sizeof(Object), alignof(Object))) Object{std::forward<Arguments>(arguments)...};
+  }
+
+  /// Makes an array whose elements hold zeros.
+  template <typename Element>
+  Element* MakeZeros(std::size_t count) {
+    static_assert(std::is_trivially_destructible_v<Element>);
+    if (count > SIZE_MAX / sizeof(Element)) throw std::bad_alloc();
+    return ::new (Allocate(count * sizeof(Element), alignof(Element))) Element[count]();
+  }
+
+  /// Returns room for `count` code units, with no content yet.
+  char16_t* MakeUnits(std::size_t count) {
+    if (count > SIZE_MAX / sizeof(char16_t)) throw std::bad_alloc();
+    return static_cast<char16_t*>(Allocate(count * sizeof(char16_t), alignof(char16_t)));
+  }
+
+  /// Gives back what lies behind `end` of the room that the last call of `MakeUnits` returned.
+  void ShortenTo(char16_t* end) noexcept {
+    // A room of its own chunk keeps its size: the end of the current chunk is elsewhere.
+    auto* const place = reinterpret_cast<std::byte*>(end);
+    if (last_ <= place && place <= next_) next_ = place;
+  }
+
+  /// Returns `bytes` bytes, aligned as asked for, at most to a pointer.
+  void* Allocate(std::size_t bytes, std::size_t alignment) {
+    const std::size_t gap = (alignment - reinterpret_cast<std::uintptr_t>(next_) % alignment) % alignment;
+    if (bytes > static_cast<std::size_t>(end_ - next_) || gap > static_cast<std::size_t>(end_ - next_) - bytes) {
+      return AllocateInNewChunk(bytes);
+    }
+    last_ = next_ + gap;
+    next_ = last_ + bytes;
+    return last_;
+  }
+
+ private:
+  struct Chunk {
+    Chunk* previous;
+  };
+
+  void* AllocateInNewChunk(std::size_t bytes);
+  std::byte* AddChunk(std::size_t bytes);
+
+  static constexpr std::size_t kSmallestChunk = std::size_t{4} << 10;
+  static constexpr std::size_t kLargestChunk = std::size_t{256} << 10;
+
+  Chunk* chunks_ = nullptr;
+  std::byte* next_;  // the free rest of the current chunk
+  std::byte* end_;
+  std::byte* last_ = nullptr;  // what was handed out last in it
+  std::size_t chunkSize_ = kSmallestChunk;
+  alignas(void*) std::byte first_[640];
+};
+
+}  // namespace nerio::platform::xml

@@ -1,0 +1,275 @@
+#include "platform/portable/xml_dom.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <utility>
+
+#include "platform/portable/base64_codec.h"
+#include "platform/portable/xml_names.h"
+#include "platform/portable/xml_parser.h"
+#include "platform/portable/xml_query.h"
+#include "platform/portable/xml_tree.h"
+#include "platform/portable/xml_writer.h"
+#include "types/error.h"
+
+namespace nerio::platform {
+namespace {
+
+using xml::Element;
+using xml::Kind;
+using xml::NamedValue;
+using xml::Node;
+using xml::Parent;
+using xml::Tree;
+using xml::Value;
+
+// A handle is the address of a node. The handle of an element's attribute map is the element's with this bit set, which
+// no node's address has.
+constexpr std::uintptr_t kMapBit = 1;
+static_assert(alignof(Node) > kMapBit);
+
+[[noreturn]] void Raise(std::int32_t number, TextView description) {
+  throw Error(number, u"XmlDom", Text(description));
+}
+
+// Counts a handle to a node that is given out; null stays null.
+XmlObject* Give(Node* node, std::uintptr_t bit = 0) {
+  if (node == nullptr) return nullptr;
+  node->tree->AddHandle();
+  return reinterpret_cast<XmlObject*>(reinterpret_cast<std::uintptr_t>(node) | bit);
+}
+
+bool IsMap(XmlObject* handle) { return (reinterpret_cast<std::uintptr_t>(handle) & kMapBit) != 0; }
+
+Node* NodeBehind(XmlObject* handle) {
+  return reinterpret_cast<Node*>(reinterpret_cast<std::uintptr_t>(handle) & ~kMapBit);
+}
+
+Node& TakeNode(XmlObject* handle) {
+  if (handle == nullptr) RaiseObjectNotSet();
+  if (IsMap(handle)) Raise(kErrDomArgument, u"an attribute map is no node");
+  return *NodeBehind(handle);
+}
+
+Element& TakeMap(XmlObject* handle) {
+  if (handle == nullptr) RaiseObjectNotSet();
+  if (!IsMap(handle)) Raise(kErrDomArgument, u"a node is no attribute map");
+  return static_cast<Element&>(*NodeBehind(handle));
+}
+
+Tree& TakeDocument(XmlObject* handle) {
+  Node& node = TakeNode(handle);
+  if (node.kind != Kind::kDocument) Raise(kErrDomArgument, u"the node is no document");
+  return *node.tree;
+}
+
+TextView UpToNul(TextView text) { return text.substr(0, text.find(u'\0')); }
+
+// Returns the name of a new node, as the tree keeps it. A name that the tree has already was found right before.
+const xml::Name* TakeName(Tree& tree, TextView name) {
+  name = UpToNul(name);
+  if (const xml::Name* const known = tree.Names().Find(name)) return known;
+  if (!xml::IsName(name)) Raise(kErrDomFailure, u"the name is not one of XML 1.0");
+  return tree.Names().Intern(name);
+}
+
+TextView WithoutBlanksAtEnds(TextView text) {
+  while (!text.empty() && xml::IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && xml::IsBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+// Tells whether `node` is `other` or stands above it.
+bool Holds(const Node& node, const Node* other) {
+  while (other != nullptr && other != &node) other = other->parent;
+  return other == &node;
+}
+
+// Sets an attribute that the DOM itself writes, its name being right.
+void SetOwnAttribute(Element& element, TextView name, TextView text) {
+  Tree& tree = *element.tree;
+  if (NamedValue* const there = Tree::FindAttribute(element, name)) {
+    tree.SetValue(*there, text);
+    return;
+  }
+  NamedValue* const attribute = tree.MakeNamedValue(Kind::kAttribute, tree.Names().Intern(name));
+  tree.SetValue(*attribute, text);
+  tree.AddAttribute(element, *attribute);
+}
+
+constexpr TextView kTypeNames[] = {u"bin.base64",  u"bin.hex",  u"boolean", u"char",        u"date",       u"dateTime",
+                                   u"dateTime.tz", u"entities", u"entity",  u"enumeration", u"fixed.14.4", u"float",
+                                   u"i1",          u"i2",       u"i4",      u"i8",          u"id",         u"idref",
+                                   u"idrefs",      u"int",      u"nmtoken", u"nmtokens",    u"notation",   u"number",
+                                   u"r4",          u"r8",       u"string",  u"time",        u"time.tz",    u"ui1",
+                                   u"ui2",         u"ui4",      u"ui8",     u"uri",         u"uuid"};
+constexpr TextView kTypeAttribute = u"dt:dt";
+
+// How the typed value of a node reads and writes.
+enum class TypedAs : std::uint8_t { kText, kBase64, kOther };
+
+TypedAs TypeOf(Node& node) {
+  const Element* const element = xml::AsElement(&node);
+  const NamedValue* const type = element != nullptr ? Tree::FindAttribute(*element, kTypeAttribute) : nullptr;
+  if (type == nullptr || type->View() == u"string") return TypedAs::kText;
+  return type->View() == u"bin.base64" ? TypedAs::kBase64 : TypedAs::kOther;
+}
+
+constexpr TextView kNoTypedValue = u"typed values of this data type are not supported";
+
+}  // namespace
+
+XmlObject* PortableXmlDom::CreateDocumentByName() { return CreateDocument(); }
+
+XmlObject* PortableXmlDom::CreateDocument() { return Give(&(new Tree)->Root()); }
+
+XmlObject* PortableXmlDom::CreateElement(XmlObject* document, TextView name) {
+  Tree& tree = TakeDocument(document);
+  return Give(tree.MakeElement(TakeName(tree, name)));
+}
+
+XmlObject* PortableXmlDom::CreateAttribute(XmlObject* document, TextView name) {
+  Tree& tree = TakeDocument(document);
+  return Give(tree.MakeNamedValue(Kind::kAttribute, TakeName(tree, name)));
+}
+
+XmlObject* PortableXmlDom::Attributes(XmlObject* node) { return Give(xml::AsElement(&TakeNode(node)), kMapBit); }
+
+XmlObject* PortableXmlDom::GetNamedItem(XmlObject* attributes, TextView name) {
+  return Give(Tree::FindAttribute(TakeMap(attributes), UpToNul(name)));
+}
+
+XmlObject* PortableXmlDom::SetNamedItem(XmlObject* attributes, XmlObject* attribute) {
+  Element& element = TakeMap(attributes);
+  Node& item = TakeNode(attribute);
+  if (item.kind != Kind::kAttribute) Raise(kErrDomFailure, u"the node is no attribute");
+  if (item.tree != element.tree) Raise(kErrDomFailure, u"the attribute belongs to another document");
+  if (item.parent != nullptr && item.parent != &element) {
+    Raise(kErrDomFailure, u"the attribute belongs to another element");
+  }
+  element.tree->AddAttribute(element, static_cast<NamedValue&>(item));
+  return Give(&item);
+}
+
+XmlObject* PortableXmlDom::AppendChild(XmlObject* parent, XmlObject* child) {
+  Node& owner = TakeNode(parent);
+  Node& item = TakeNode(child);
+  Parent* const list = xml::AsParent(&owner);
+  if (list == nullptr) Raise(kErrDomFailure, u"the node can have no children");
+  Element* const element = xml::AsElement(&item);
+  if (element == nullptr) Raise(kErrDomFailure, u"only an element can be appended");
+  // An element without children is above nothing, so that the way up is walked only where it matters.
+  if (element == &owner || (element->children.first != nullptr && Holds(*element, &owner))) {
+    Raise(kErrDomFailure, u"an element cannot be appended below itself");
+  }
+  if (owner.kind == Kind::kDocument) {
+    for (Node* other = list->children.first; other != nullptr; other = other->next) {
+      if (other->kind == Kind::kElement && other != element) {
+        Raise(kErrDomFailure, u"the document has a document element already");
+      }
+    }
+  }
+  Tree::Detach(item);
+  if (item.tree != owner.tree) owner.tree->Adopt(item);
+  Tree::Append(*list, item);
+  return Give(&item);
+}
+
+void PortableXmlDom::PutText(XmlObject* node, TextView text) {
+  Node& target = TakeNode(node);
+  text = UpToNul(text);
+  if (target.kind == Kind::kDocument) Raise(kErrDomFailure, u"a document has no text of its own");
+  if (Element* const element = xml::AsElement(&target)) {
+    target.tree->SetText(*element, text);
+  } else {
+    target.tree->SetValue(static_cast<Value&>(target), text);
+  }
+}
+
+Text PortableXmlDom::GetText(XmlObject* node) {
+  Node& target = TakeNode(node);
+  Text text = xml::TextOf(target);
+  const TextView inner = WithoutBlanksAtEnds(text);
+  if (inner.size() == text.size()) return text;
+  if (target.kind == Kind::kAttribute && !inner.empty()) return text;
+  return Text(inner);
+}
+
+void PortableXmlDom::PutDataType(XmlObject* node, TextView type) {
+  Element* const element = xml::AsElement(&TakeNode(node));
+  if (element == nullptr) Raise(kErrDomFailure, u"only an element has a data type");
+  const auto* const known =
+      std::find_if(std::begin(kTypeNames), std::end(kTypeNames),
+                   [name = UpToNul(type)](TextView each) { return xml::EqualInAnyCase(each, name); });
+  if (known == std::end(kTypeNames)) Raise(kErrDomFailure, u"the data type is not known");
+  SetOwnAttribute(*element, u"xmlns:dt", u"urn:schemas-microsoft-com:datatypes");
+  SetOwnAttribute(*element, kTypeAttribute, *known);
+}
+
+void PortableXmlDom::PutNodeTypedValue(XmlObject* node, std::span<const std::uint8_t> bytes) {
+  Text text;
+  switch (TypeOf(TakeNode(node))) {
+    case TypedAs::kBase64:
+      text.resize(Base64Length(bytes.size()));
+      WriteBase64(bytes, text.data());
+      break;
+    case TypedAs::kText:
+      // The bytes are the text's byte view: low byte first, an odd last one forms no unit.
+      for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+        text += static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8);
+      }
+      break;
+    case TypedAs::kOther:
+      Raise(kErrDomNotImplemented, kNoTypedValue);
+  }
+  PutText(node, text);
+}
+
+Variant PortableXmlDom::GetNodeTypedValue(XmlObject* node) {
+  Node& target = TakeNode(node);
+  switch (TypeOf(target)) {
+    case TypedAs::kBase64: {
+      Bytes bytes;
+      if (!ReadBase64(xml::TextOf(target), bytes)) Raise(kErrDomFailure, u"the text is not Base64");
+      return bytes;
+    }
+    case TypedAs::kText:
+      return GetText(node);
+    case TypedAs::kOther:
+      break;
+  }
+  Raise(kErrDomNotImplemented, kNoTypedValue);
+}
+
+bool PortableXmlDom::LoadXml(XmlObject* document, TextView xml) {
+  Tree& tree = TakeDocument(document);
+  Tree::DetachChildren(tree.Root());
+  tree.loadError = {};
+  try {
+    if (xml::Parse(xml, tree, tree.loadError)) return true;
+  } catch (...) {
+    Tree::DetachChildren(tree.Root());
+    throw;
+  }
+  Tree::DetachChildren(tree.Root());
+  return false;
+}
+
+XmlLoadError PortableXmlDom::LoadError(XmlObject* document) { return TakeDocument(document).loadError; }
+
+XmlObject* PortableXmlDom::SelectSingleNode(XmlObject* node, TextView query) {
+  Node& start = TakeNode(node);
+  query = UpToNul(query);
+  if (!xml::IsPath(query)) Raise(kErrDomFailure, u"the query is no path of names");
+  return Give(xml::SelectPath(start, query));
+}
+
+Text PortableXmlDom::GetXml(XmlObject* node) { return xml::Write(TakeNode(node)); }
+
+void PortableXmlDom::AddRef(XmlObject* object) noexcept { NodeBehind(object)->tree->AddHandle(); }
+
+void PortableXmlDom::Release(XmlObject* object) noexcept { NodeBehind(object)->tree->RemoveHandle(); }
+
+}  // namespace nerio::platform

@@ -1,0 +1,209 @@
+#include "platform/portable/xml_tree.h"
+
+#include <bit>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace nerio::platform::xml {
+namespace {
+
+// Up to here a look at each attribute is quicker than a hash table.
+constexpr std::uint32_t kMostWithoutIndex = 16;
+
+bool HoldsText(const Node& node) { return node.kind == Kind::kText || node.kind == Kind::kCData; }
+
+// Returns the slot of the attribute of this name, or the free slot for it. There always is a free one.
+NamedValue** SlotOf(const AttributeIndex& index, TextView name, std::uint32_t hash) noexcept {
+  std::uint32_t slot = hash & index.mask;
+  while (index.slots[slot] != nullptr && !index.slots[slot]->name->Is(name, hash)) slot = (slot + 1) & index.mask;
+  return &index.slots[slot];
+}
+
+void Enter(const AttributeIndex& index, NamedValue& attribute) noexcept {
+  *SlotOf(index, attribute.name->View(), attribute.name->hash) = &attribute;
+}
+
+}  // namespace
+
+void NodeList::Append(Node& node) noexcept {
+  node.previous = last;
+  node.next = nullptr;
+  (last != nullptr ? last->next : first) = &node;
+  last = &node;
+}
+
+void NodeList::Remove(Node& node) noexcept {
+  (node.previous != nullptr ? node.previous->next : first) = node.next;
+  (node.next != nullptr ? node.next->previous : last) = node.previous;
+  node.previous = nullptr;
+  node.next = nullptr;
+}
+
+Parent* AsParent(Node* node) noexcept {
+  return node->kind == Kind::kElement || node->kind == Kind::kDocument ? static_cast<Parent*>(node) : nullptr;
+}
+
+Element* AsElement(Node* node) noexcept { return node->kind == Kind::kElement ? static_cast<Element*>(node) : nullptr; }
+
+Node* Following(Node* node, const Node* top) noexcept {
+  if (const Parent* const parent = AsParent(node)) {
+    if (parent->children.first != nullptr) return parent->children.first;
+  }
+  while (node != top) {
+    if (node->next != nullptr) return node->next;
+    node = node->parent;
+  }
+  return nullptr;
+}
+
+Text TextOf(Node& node) {
+  if (AsParent(&node) == nullptr) return Text(static_cast<Value&>(node).View());
+  std::size_t length = 0;
+  for (Node* below = &node; below != nullptr; below = Following(below, &node)) {
+    if (HoldsText(*below)) length += below->count;
+  }
+  Text text;
+  text.reserve(length);
+  for (Node* below = &node; below != nullptr; below = Following(below, &node)) {
+    if (HoldsText(*below)) text += static_cast<Value*>(below)->View();
+  }
+  return text;
+}
+
+Tree::Tree() noexcept { root_.tree = this; }
+
+Tree& Tree::Leader() noexcept {
+  while (leader_->leader_ != leader_) leader_ = leader_->leader_;
+  return *leader_;
+}
+
+void Tree::RemoveHandle() noexcept {
+  Tree* tree = &Leader();
+  if (--tree->handles_ != 0) return;
+  while (tree != nullptr) delete std::exchange(tree, tree->nextJoined_);
+}
+
+void Tree::Join(Tree& other) noexcept {
+  Tree& leader = Leader();
+  Tree& joined = other.Leader();
+  if (&leader == &joined) return;
+  joined.leader_ = &leader;
+  leader.handles_ += joined.handles_;
+  leader.lastJoined_->nextJoined_ = &joined;
+  leader.lastJoined_ = joined.lastJoined_;
+}
+
+template <typename Made>
+Made* Tree::MakeNode(Kind kind) {
+  Made* const node = arena_.Make<Made>();
+  node->tree = this;
+  node->kind = kind;
+  return node;
+}
+
+Element* Tree::MakeElement(const Name* name) {
+  auto* const element = MakeNode<Element>(Kind::kElement);
+  element->name = name;
+  return element;
+}
+
+NamedValue* Tree::MakeNamedValue(Kind kind, const Name* name) {
+  auto* const value = MakeNode<NamedValue>(kind);
+  value->name = name;
+  return value;
+}
+
+Value* Tree::MakeValue(Kind kind) { return MakeNode<Value>(kind); }
+
+void Tree::SetValue(Value& value, TextView text) {
+  if (text.size() > value.count) {
+    if (text.size() > std::numeric_limits<std::uint32_t>::max() / sizeof(char16_t)) throw std::bad_alloc();
+    value.units = arena_.MakeUnits(text.size());
+  }
+  if (!text.empty()) std::memcpy(value.units, text.data(), text.size() * sizeof(char16_t));
+  value.count = static_cast<std::uint32_t>(text.size());
+}
+
+void Tree::SetText(Element& element, TextView text) {
+  Node* const only = element.children.first;
+  if (!text.empty() && only != nullptr && only == element.children.last && only->kind == Kind::kText) {
+    SetValue(static_cast<Value&>(*only), text);
+    return;
+  }
+  Value* child = nullptr;
+  if (!text.empty()) {
+    child = MakeValue(Kind::kText);
+    SetValue(*child, text);
+  }
+  DetachChildren(element);
+  if (child != nullptr) Append(element, *child);
+}
+
+NamedValue* Tree::FindAttribute(const Element& element, TextView name) noexcept {
+  if (const AttributeIndex* const index = element.index) return *SlotOf(*index, name, NameTable::Hash(name));
+  for (Node* node = element.attributes.first; node != nullptr; node = node->next) {
+    auto* const attribute = static_cast<NamedValue*>(node);
+    if (attribute->name->View() == name) return attribute;
+  }
+  return nullptr;
+}
+
+void Tree::AddAttribute(Element& element, NamedValue& attribute) {
+  if (NamedValue* const before = FindAttribute(element, attribute.name->View())) {
+    element.attributes.Remove(*before);
+    before->parent = nullptr;
+    --element.count;
+  } else if (element.count >= (element.index == nullptr ? kMostWithoutIndex : element.index->mask / 2)) {
+    MakeIndex(element);
+  }
+  attribute.parent = &element;
+  element.attributes.Append(attribute);
+  ++element.count;
+  if (element.index != nullptr) Enter(*element.index, attribute);
+}
+
+// A quarter of the slots is taken; when half of them are, it is time for the next index.
+void Tree::MakeIndex(Element& element) {
+  const std::uint32_t size = std::bit_ceil(4 * element.count);
+  auto* const index = arena_.Make<AttributeIndex>(size - 1, arena_.MakeZeros<NamedValue*>(size));
+  for (Node* node = element.attributes.first; node != nullptr; node = node->next) {
+    Enter(*index, static_cast<NamedValue&>(*node));
+  }
+  element.index = index;
+}
+
+void Tree::Append(Parent& parent, Node& child) noexcept {
+  child.parent = &parent;
+  parent.children.Append(child);
+}
+
+void Tree::Detach(Node& child) noexcept {
+  if (child.parent == nullptr) return;
+  static_cast<Parent*>(child.parent)->children.Remove(child);
+  child.parent = nullptr;
+}
+
+void Tree::DetachChildren(Parent& parent) noexcept {
+  for (Node* child = parent.children.first; child != nullptr;) {
+    Node* const next = child->next;
+    child->parent = child->previous = child->next = nullptr;
+    child = next;
+  }
+  parent.children = {};
+}
+
+void Tree::Adopt(Node& top) noexcept {
+  Join(*top.tree);
+  for (Node* below = &top; below != nullptr; below = Following(below, &top)) {
+    below->tree = this;
+    if (const Element* const element = AsElement(below)) {
+      for (Node* attribute = element->attributes.first; attribute != nullptr; attribute = attribute->next) {
+        attribute->tree = this;
+      }
+    }
+  }
+}
+
+}  // namespace nerio::platform::xml

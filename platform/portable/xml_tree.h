@@ -1,0 +1,154 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/portable/xml_arena.h"
+#include "platform/portable/xml_name_table.h"
+#include "platform/xml_dom.h"
+#include "types/text.h"
+
+namespace nerio::platform::xml {
+
+class Tree;
+
+/// What a node is, and with that which of the types below it has.
+enum class Kind : std::uint8_t {
+  kDocument,     // Parent
+  kElement,      // Element
+  kAttribute,    // NamedValue
+  kInstruction,  // NamedValue: its target and what follows
+  kText,         // Value
+  kCData,        // Value
+  kComment,      // Value
+  kDeclaration,  // Value: what stands between "<?xml " and "?>", without the encoding
+};
+
+/// A node of a tree, in the tree's arena.
+struct Node {
+  Tree* tree = nullptr;
+  Kind kind = Kind::kDocument;
+  std::uint32_t count = 0;   ///< code units of a value, attributes of an element
+  Node* parent = nullptr;    ///< the element of an attribute; null while the node is detached
+  Node* previous = nullptr;  ///< among the children or attributes of its parent
+  Node* next = nullptr;
+};
+
+/// A node that holds a text, which may contain any code unit but NUL.
+struct Value : Node {
+  char16_t* units = nullptr;
+
+  TextView View() const { return {units, count}; }
+};
+
+/// A value with a name.
+struct NamedValue : Value {
+  const Name* name = nullptr;
+};
+
+/// A doubly linked list of nodes.
+struct NodeList {
+  Node* first = nullptr;
+  Node* last = nullptr;
+
+  void Append(Node& node) noexcept;
+  void Remove(Node& node) noexcept;
+};
+
+/// A node that can have children.
+struct Parent : Node {
+  NodeList children;
+};
+
+/// A hash table over the attributes of an element that has many.
+struct AttributeIndex {
+  std::uint32_t mask;
+  NamedValue** slots;  ///< mask + 1 of them, null where free
+};
+
+struct Element : Parent {
+  const Name* name = nullptr;
+  NodeList attributes;
+  AttributeIndex* index = nullptr;
+};
+
+/// Returns the node as a parent, null when it is of a kind that has no children.
+Parent* AsParent(Node* node) noexcept;
+/// Returns the node as an element, null when it is none.
+Element* AsElement(Node* node) noexcept;
+
+/// Returns the node behind `node` in document order within the subtree of `top`, null at the end. Attributes are not
+/// met. This is how every walk over a tree goes: step by step, so that no depth of nesting needs a deep stack.
+Node* Following(Node* node, const Node* top) noexcept;
+
+/// Returns the text of a node: the value of an attribute and its like, for a parent the texts and CDATA sections below
+/// it, one behind the other.
+Text TextOf(Node& node);
+
+/// One document: its nodes, names and texts in one arena, and the count of the handles that keep it alive. Made by
+/// `new`; it ends itself.
+///
+/// What a document no longer shows (detached nodes, replaced attributes and texts) keeps its memory until the document
+/// goes; a text that fits where the one before it lies is written there. Names are kept once for each spelling. Every
+/// operation but `Adopt` takes nodes of this tree.
+class Tree {
+ public:
+  Tree() noexcept;
+  Tree(const Tree&) = delete;
+  Tree& operator=(const Tree&) = delete;
+
+  Parent& Root() noexcept { return root_; }
+  Arena& Memory() noexcept { return arena_; }
+  NameTable& Names() noexcept { return names_; }
+
+  /// Why the last text was not loaded.
+  XmlLoadError loadError;
+
+  /// Counts one more handle to any node of this tree.
+  void AddHandle() noexcept { ++Leader().handles_; }
+  /// Counts one handle less; the last one ends the tree, and those joined with it.
+  void RemoveHandle() noexcept;
+
+  /// Makes a detached node. Raises nothing but std::bad_alloc, as all that follows.
+  Element* MakeElement(const Name* name);
+  NamedValue* MakeNamedValue(Kind kind, const Name* name);
+  Value* MakeValue(Kind kind);
+
+  /// Gives a value its text.
+  void SetValue(Value& value, TextView text);
+  /// Makes a text the only child of an element; an empty one leaves no child. The children before are detached.
+  void SetText(Element& element, TextView text);
+
+  /// Returns the attribute of this name, or null. Takes the same time however many there are.
+  static NamedValue* FindAttribute(const Element& element, TextView name) noexcept;
+  /// Adds a detached attribute behind the others. One of the same name is detached.
+  void AddAttribute(Element& element, NamedValue& attribute);
+
+  /// Makes a detached node the last child.
+  static void Append(Parent& parent, Node& child) noexcept;
+  /// Takes a child out of its parent; a detached node stays as it is.
+  static void Detach(Node& child) noexcept;
+  static void DetachChildren(Parent& parent) noexcept;
+
+  /// Takes over a detached subtree of another tree. Both trees end together from now on: the nodes stay where they are
+  /// in memory, and handles to them stay valid.
+  void Adopt(Node& top) noexcept;
+
+ private:
+  /// The tree that counts the handles of all that are joined.
+  Tree& Leader() noexcept;
+  void Join(Tree& other) noexcept;
+  template <typename Made>
+  Made* MakeNode(Kind kind);
+  void MakeIndex(Element& element);
+
+  Arena arena_;
+  NameTable names_{arena_};
+  Parent root_;
+  Tree* leader_ = this;
+  Tree* nextJoined_ = nullptr;  // the list of a leader's trees
+  Tree* lastJoined_ = this;     // its end; meant for the leader only
+  std::size_t handles_ = 0;     // meant for the leader only
+};
+
+}  // namespace nerio::platform::xml
