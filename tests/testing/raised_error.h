@@ -1,0 +1,33 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+
+#include "types/error.h"
+#include "types/text.h"
+#include "types/utf8.h"
+
+namespace nerio::testing {
+
+/// Makes a call and returns the Error that it raised, nothing when it raised none.
+template <typename Call>
+std::optional<Error> ErrorOf(Call&& call) {
+  try {
+    call();
+  } catch (const Error& error) {
+    return error;
+  }
+  return std::nullopt;
+}
+
+/// Checks that an error was raised, and all three of its fields.
+inline void ExpectError(const std::optional<Error>& error, std::int32_t number, TextView source, TextView description) {
+  ASSERT_TRUE(error.has_value()) << "nothing was raised";
+  EXPECT_EQ(error->number(), number);
+  EXPECT_EQ(ToUtf8(error->source()), ToUtf8(source));
+  EXPECT_EQ(ToUtf8(error->description()), ToUtf8(description));
+}
+
+}  // namespace nerio::testing
