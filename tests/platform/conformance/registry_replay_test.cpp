@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <iostream>
+#include <stdexcept>
+#include <string>
 
 #include "platform/conformance/registry_conformance.h"
 #include "platform/portable/code_page_1252.h"
+#include "testing/failing_registry.h"
+#include "testing/in_memory_registry.h"
 #include "testing/tables.h"
 
 namespace nerio::testing {
@@ -34,6 +38,22 @@ TEST(Table, registry_tsv) {
     EXPECT_EQ(replay.checked + leftOut + replay.exceptions.size(), rows) << "every row ends in one of the three ways";
     EXPECT_LT(replay.exceptions.size() * 20, rows) << "exceptions stay below 5 % of the rows";
     EXPECT_GT(replay.checked * 2, rows) << "most rows can be checked";
+  }
+}
+
+// The replay itself: it has to see one wrong answer among all.
+TEST(ReplayRegistry, OneCallAnswersWrong_IsReported) {
+  platform::CodePage1252 codePage;
+  for (const std::size_t failing : {10u, 100u, 500u, 1000u}) {
+    InMemoryRegistry inner;
+    FailingRegistry subject(inner);
+    subject.FailCall(failing, platform::kDiskFull);
+    try {
+      EXPECT_FALSE(ReplayRegistry("registry.tsv", subject, codePage).differences.empty()) << failing;
+    } catch (const std::runtime_error& error) {
+      // The failed call was one that arranges a case.
+      EXPECT_NE(std::string(error.what()).find("112"), std::string::npos) << error.what();
+    }
   }
 }
 
