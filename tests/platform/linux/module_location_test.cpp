@@ -54,7 +54,7 @@ TEST_F(LinuxModule, CodeInTheProgram_AnswersTheProgramsFolder) {
 }
 
 TEST_F(LinuxModule, LibraryLoadedByARelativePath_KeepsItsFolderAfterAChangeOfTheCurrentOne) {
-  const fs::path library = CopyTo(NERIO_PROBE_LIBRARY, "lib/probe.so");
+  const fs::path library = CopyTo(NERIO_LOCATION_PROBE_LIBRARY, "lib/probe.so");
   EXPECT_EQ(AnswerOfChild([&] {
               ChangeFolder(folder_.path());
               void* loaded = ::dlopen("lib/../lib/probe.so", RTLD_NOW);
@@ -65,7 +65,7 @@ TEST_F(LinuxModule, LibraryLoadedByARelativePath_KeepsItsFolderAfterAChangeOfThe
 }
 
 TEST_F(LinuxModule, LibraryLoadedThroughALink_AnswersTheFolderOfTheFileItself) {
-  const fs::path library = CopyTo(NERIO_PROBE_LIBRARY, "real/probe.so");
+  const fs::path library = CopyTo(NERIO_LOCATION_PROBE_LIBRARY, "real/probe.so");
   fs::create_directory(folder_.path() / "links");
   const fs::path link = folder_.path() / "links" / "probe.so";
   fs::create_symlink("../real/probe.so", link);
@@ -74,8 +74,8 @@ TEST_F(LinuxModule, LibraryLoadedThroughALink_AnswersTheFolderOfTheFileItself) {
 }
 
 TEST_F(LinuxModule, TwoCopiesInOneProcess_AnswerEachItsOwnFolder) {
-  const fs::path one = CopyTo(NERIO_PROBE_LIBRARY, "one/probe.so");
-  const fs::path two = CopyTo(NERIO_PROBE_LIBRARY, "two/probe.so");
+  const fs::path one = CopyTo(NERIO_LOCATION_PROBE_LIBRARY, "one/probe.so");
+  const fs::path two = CopyTo(NERIO_LOCATION_PROBE_LIBRARY, "two/probe.so");
   EXPECT_EQ(AnswerOfChild([&] {
               void* first = ::dlopen(one.c_str(), RTLD_NOW);
               void* second = ::dlopen(two.c_str(), RTLD_NOW);
@@ -86,14 +86,14 @@ TEST_F(LinuxModule, TwoCopiesInOneProcess_AnswerEachItsOwnFolder) {
 
 TEST_F(LinuxModule, FolderOfAnyName_IsAnswered) {
   for (const fs::path name : {"citt\xC3\xA0", "latin \xE0", "back\\slash", "a b"}) {
-    const fs::path library = CopyTo(NERIO_PROBE_LIBRARY, name / "probe.so");
+    const fs::path library = CopyTo(NERIO_LOCATION_PROBE_LIBRARY, name / "probe.so");
     EXPECT_EQ(AnswerOfChild([&] { return FolderAskedIn(::dlopen(library.c_str(), RTLD_NOW)); }),
               library.parent_path().native());
   }
 }
 
 TEST_F(LinuxModule, LibraryInTheRootFolder_AnswersTheRootFolder) {
-  CopyTo(NERIO_PROBE_LIBRARY, "probe.so");
+  CopyTo(NERIO_LOCATION_PROBE_LIBRARY, "probe.so");
   const std::string answer = AnswerOfChild([&]() -> std::string {
     if (::geteuid() != 0 && ::unshare(CLONE_NEWUSER) != 0) return "no right to change the root folder";
     if (::chroot(folder_.path().c_str()) != 0) return "no right to change the root folder";
@@ -105,20 +105,20 @@ TEST_F(LinuxModule, LibraryInTheRootFolder_AnswersTheRootFolder) {
 }
 
 TEST_F(LinuxModule, ProgramStartedByABareName_AnswersItsFolder) {
-  const fs::path program = CopyTo(NERIO_PROBE_PROGRAM, "bin/nerio-probe");
+  const fs::path program = CopyTo(NERIO_LOCATION_PROBE_PROGRAM, "bin/nerio-probe");
   const std::string path = "PATH=" + program.parent_path().native() + ":" + std::getenv("PATH");
   EXPECT_EQ(OutputOfProgram("sh", {"sh", "-c", "cd / && nerio-probe"}, {path}), program.parent_path().native());
 }
 
 TEST_F(LinuxModule, ProgramUnderAnotherName_AnswersItsFolder) {
-  const fs::path program = CopyTo(NERIO_PROBE_PROGRAM, "bin/nerio-probe");
+  const fs::path program = CopyTo(NERIO_LOCATION_PROBE_PROGRAM, "bin/nerio-probe");
   EXPECT_EQ(OutputOfProgram(program, {"/somewhere/else"}), program.parent_path().native());
 }
 
 // A program under a sanitizer cannot be linked statically.
-#ifdef NERIO_PROBE_STATIC_PROGRAM
+#ifdef NERIO_LOCATION_PROBE_STATIC_PROGRAM
 TEST_F(LinuxModule, ProgramLinkedStatically_AnswersItsFolder) {
-  const fs::path program = CopyTo(NERIO_PROBE_STATIC_PROGRAM, "bin/nerio-probe");
+  const fs::path program = CopyTo(NERIO_LOCATION_PROBE_STATIC_PROGRAM, "bin/nerio-probe");
   EXPECT_EQ(OutputOfProgram(program, {"nerio-probe"}), program.parent_path().native());
 }
 #endif
