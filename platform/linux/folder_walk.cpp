@@ -86,4 +86,9 @@ Status CheckRights(const std::string& path, int rights) {
   return ::faccessat(folder.get(), "", rights, AT_EACCESS | AT_EMPTY_PATH) == 0 ? kSuccess : RegistryStatus(errno);
 }
 
+Status SyncFolder(int folder) {
+  const bool done = Uninterrupted([&] { return ::fsync(folder); }) == 0 || errno == EINVAL;
+  return done ? kSuccess : RegistryStatus(errno);
+}
+
 }  // namespace nerio::platform

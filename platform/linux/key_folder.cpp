@@ -22,10 +22,6 @@ struct CloseStream {
   void operator()(DIR* stream) const { ::closedir(stream); }
 };
 
-Status Sync(int folder) {
-  return Uninterrupted([&] { return ::fsync(folder); }) == 0 ? kSuccess : RegistryStatus(errno);
-}
-
 bool SameFolder(int left, int right) {
   struct stat one {};
   struct stat other {};
@@ -68,7 +64,7 @@ Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id
   if (status == kSuccess) status = CreateValuesFile(folder, id, spelling, mode & 0666);
   if (status == kSuccess && ::fchmod(folder, mode) != 0) status = RegistryStatus(errno);
   if (status == kSuccess) status = lock.Take(folder, LockKind::Write, true);
-  return status == kSuccess ? Sync(folder) : status;
+  return status == kSuccess ? SyncFolder(folder) : status;
 }
 
 // Nothing is replaced, not even an empty folder that somebody put there by hand.
@@ -128,7 +124,7 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
     RemoveKeyFolder(where, kKeyInTheMakingName);
     return status;
   }
-  return Sync(where);
+  return SyncFolder(where);
 }
 
 Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName) {
@@ -136,7 +132,7 @@ Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::st
   Sweep(key);
   Clear(where, kDeletedKeyName);
   Status status = RenameToFreeName(where, folderName.c_str(), kDeletedKeyName);
-  if (status == kSuccess) status = Sync(where);
+  if (status == kSuccess) status = SyncFolder(where);
   if (status == kSuccess) RemoveKeyFolder(where, kDeletedKeyName);
   return status;
 }

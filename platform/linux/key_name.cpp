@@ -103,7 +103,9 @@ std::optional<std::string> KeyNameOfFolder(std::string_view folderName) {
     i += 2;
   }
   // Only the one spelling that encoding gives counts; anything else was put there by hand.
-  if (name.empty() || name.size() > kMaxKeyNameLength || FolderNameOfKey(name) != folderName) return std::nullopt;
+  const bool possible = !name.empty() && name.size() <= kMaxKeyNameLength && name.find('\\') == std::string::npos &&
+                        name.find('\0') == std::string::npos;
+  if (!possible || FolderNameOfKey(name) != folderName) return std::nullopt;
   return name;
 }
 

@@ -111,7 +111,7 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
     ::unlinkat(folder, kNewValuesFileName, 0);
     return status;
   }
-  return Uninterrupted([&] { return ::fsync(readable.get()); }) == 0 ? kSuccess : RegistryStatus(errno);
+  return SyncFolder(readable.get());
 }
 
 }  // namespace
