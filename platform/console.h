@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace nerio::platform {
+
+/// Tells whether somebody can be asked a question: standard input and standard error are both a terminal.
+bool IsSomebodyAtTerminal();
+
+/// Makes the standard streams carry bytes as they are, and a terminal show UTF-8. To be called before their first use.
+void PrepareStandardStreams();
+
+/// Returns the arguments of the process in UTF-8, the program's own name left out.
+/// @param argc, argv what `main` was given; the system's own bytes where it has no other form of them.
+std::vector<std::string> Arguments(int argc, const char* const* argv);
+
+}  // namespace nerio::platform

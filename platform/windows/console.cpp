@@ -1,0 +1,39 @@
+#include "platform/console.h"
+
+#include <windows.h>
+// Needs what the header above declares.
+#include <fcntl.h>
+#include <io.h>
+#include <shellapi.h>
+
+#include "platform/windows/wide.h"
+#include "types/utf8.h"
+
+namespace nerio::platform {
+namespace {
+
+bool IsConsole(DWORD stream) {
+  DWORD mode = 0;
+  return ::GetConsoleMode(::GetStdHandle(stream), &mode) != 0;
+}
+
+}  // namespace
+
+bool IsSomebodyAtTerminal() { return IsConsole(STD_INPUT_HANDLE) && IsConsole(STD_ERROR_HANDLE); }
+
+void PrepareStandardStreams() {
+  for (const int stream : {0, 1, 2}) ::_setmode(stream, _O_BINARY);
+  ::SetConsoleOutputCP(CP_UTF8);
+}
+
+// What `main` is given went through the ANSI code page; the system's own command line did not.
+std::vector<std::string> Arguments(int, const char* const*) {
+  std::vector<std::string> arguments;
+  int count = 0;
+  wchar_t** words = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+  for (int i = 1; i < count; ++i) arguments.push_back(ToUtf8(ViewOf(words[i], ::wcslen(words[i]))));
+  ::LocalFree(words);
+  return arguments;
+}
+
+}  // namespace nerio::platform
