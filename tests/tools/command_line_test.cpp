@@ -1,0 +1,125 @@
+#include "tools/nerio/command_line.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tools/tool_run.h"
+
+namespace nerio::tool {
+namespace {
+
+constexpr const char* kKey = "HKLM\\Software\\Nerio";
+
+TEST(CommandLine, EveryVerbAndGroup_HasHelpWithExamples) {
+  const auto all = CommandLine("9.8.7").Describe();
+  ASSERT_GT(all.size(), 10u);
+  for (const auto& verb : all) {
+    EXPECT_NE(verb.help.find("Examples:\n  nerio "), std::string::npos) << verb.name;
+    EXPECT_NE(verb.help.find("--json"), std::string::npos) << verb.name;
+  }
+}
+
+TEST(CommandLine, Help_IsAResult) {
+  ToolHost tool;
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
+                                                    {"-h"},
+                                                    {"reg", "--help"},
+                                                    {"reg", "get", "--help"},
+                                                    {"reg", "get", "-h"}}) {
+    const RunResult result = tool.Run(arguments);
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_NE(result.out.find("Usage: nerio"), std::string::npos) << result.out;
+    EXPECT_EQ(result.err, "");
+  }
+  EXPECT_NE(tool.Run({"reg", "get", "--help"}).out.find("Usage: nerio reg get"), std::string::npos);
+}
+
+TEST(CommandLine, Version_IsAResult) {
+  ToolHost tool;
+  const RunResult result = tool.Run({"--version"});
+  EXPECT_EQ(result.exit, 0);
+  EXPECT_EQ(result.out, "nerio 9.8.7\n");
+}
+
+TEST(CommandLine, WhatIsNotUnderstood_IsUsageAndPointsToTheHelp) {
+  struct Row {
+    std::vector<std::string> arguments;
+    const char* part;
+  };
+  const Row rows[] = {
+      {{}, "see nerio --help"},
+      {{"nothing"}, "see nerio --help"},
+      {{"reg"}, "see nerio reg --help"},
+      {{"reg", "nothing"}, "see nerio reg --help"},
+      {{"reg", "get"}, "see nerio reg get --help"},
+      {{"reg", "get", "a", "b", "c"}, "see nerio reg get --help"},
+      {{"reg", "get", "--nothing", "a"}, "see nerio reg get --help"},
+      {{"reg", "get", "a", "--default"}, "see nerio reg get --help"},
+      {{"reg", "set", "a"}, "see nerio reg set --help"},
+  };
+  for (const Row& row : rows) {
+    ToolHost tool;
+    const RunResult result = tool.Run(row.arguments);
+    EXPECT_EQ(result.exit, 2) << result.err;
+    EXPECT_EQ(result.out, "");
+    EXPECT_NE(result.err.find(row.part), std::string::npos) << result.err;
+  }
+}
+
+TEST(CommandLine, JsonFailures_AreAnObjectOnStandardOutput) {
+  ToolHost tool;
+  const RunResult usage = tool.Run({"reg", "get", "--json"});
+  EXPECT_EQ(usage.exit, 2);
+  EXPECT_EQ(nlohmann::json::parse(usage.out)["error"]["exit"], 2);
+  const RunResult missing = tool.Run({"--json", "reg", "get", kKey, "Nome"});
+  EXPECT_EQ(missing.exit, 3);
+  const auto error = nlohmann::json::parse(missing.out)["error"];
+  EXPECT_EQ(error["exit"], 3);
+  EXPECT_EQ(error["status"], 2);
+  EXPECT_EQ(error["message"], "cannot read \"Nome\" in HKEY_LOCAL_MACHINE\\Software\\Nerio: it is not there (2)");
+  EXPECT_EQ(missing.err, "nerio: cannot read \"Nome\" in HKEY_LOCAL_MACHINE\\Software\\Nerio: it is not there (2)\n");
+}
+
+// What a verb takes as a value goes through whatever it looks like to the parser.
+TEST(CommandLine, OddValues_AreHandedOnByteForByte) {
+  const char* values[] = {"",    "[a,b]", "[]",   "[x",      "++",   "{}",  "%%",   "/x",    "-1",     "-12x", "a=b",
+                          "get", "reg",   "help", "--x=[y]", "-abc", "a b", "\"q'", "\t\\n", "--json", "-"};
+  for (const std::string value : values) {
+    ToolHost tool;
+    std::vector<std::string> arguments{"reg", "set", kKey, "Nome"};
+    if (value.starts_with('-') && value != "-" && value != "-1") arguments.emplace_back("--");
+    arguments.push_back(value);
+    const RunResult result = tool.Run(arguments);
+    ASSERT_EQ(result.exit, 0) << value << ": " << result.err;
+    EXPECT_EQ(tool.Run({"reg", "get", kKey, "Nome"}).out, value + "\n");
+    EXPECT_EQ(tool.Run({"reg", "get", kKey, "Altro", "--default", value}).out, value + "\n");
+    EXPECT_EQ(tool.Run({"reg", "get", kKey, "Altro", "--default=" + value}).out, value + "\n");
+  }
+}
+
+TEST(CommandLine, ArgumentThatIsNotUtf8_IsBadInput) {
+  ToolHost tool;
+  EXPECT_EQ(tool.Run({"reg", "get", "HKLM\\\xE9"}).exit, 5);
+  EXPECT_EQ(tool.Run({"reg", "get", kKey, "\xE9"}).exit, 5);
+  EXPECT_EQ(tool.Run({"reg", "set", kKey, "Nome", "\xE9"}).exit, 5);
+  EXPECT_FALSE(tool.Has("Software"));
+  const RunResult json = tool.Run({"reg", "import", "/nowhere/\xE9.reg", "--json"});
+  EXPECT_TRUE(nlohmann::json::accept(json.out)) << json.out;
+}
+
+class FullStream : public std::streambuf {};
+
+TEST(CommandLine, ResultThatCannotBeWritten_IsAFailure) {
+  ToolHost tool;
+  tool.Create("Software");
+  FullStream nowhere;
+  std::ostream out(&nowhere);
+  std::istringstream in;
+  std::ostringstream err;
+  EXPECT_EQ(CommandLine("9.8.7").Run({"reg", "test", "HKLM\\Software"}, tool.host.View(), in, out, err, false), 1);
+  EXPECT_EQ(err.str(), "nerio: cannot write the result to standard output\n");
+}
+
+}  // namespace
+}  // namespace nerio::tool

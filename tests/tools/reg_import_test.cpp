@@ -1,0 +1,231 @@
+#include "tools/nerio/reg_import.h"
+
+#include <gtest/gtest.h>
+
+#include "tools/nerio/output.h"
+#include "tools/tool_run.h"
+#include "types/utf8.h"
+
+namespace nerio::tool {
+namespace {
+
+using platform::KeyHandle;
+using platform::Status;
+
+// A registry whose n-th changing call fails, and all later ones too if it is to stay broken.
+class FailingRegistry : public platform::RegistryApi {
+ public:
+  FailingRegistry(platform::RegistryApi& real, std::size_t failing, Status status, bool forGood)
+      : real_(real), failing_(failing), status_(status), forGood_(forGood) {}
+
+  std::size_t calls() const { return calls_; }
+
+  Status OpenKey(KeyHandle root, const AnsiText& subKey, std::uint32_t options, std::uint32_t access,
+                 KeyHandle& opened) override {
+    return real_.OpenKey(root, subKey, options, access, opened);
+  }
+  Status CreateKey(KeyHandle root, const AnsiText& subKey, std::uint32_t reserved, const AnsiText& keyClass,
+                   std::uint32_t options, std::uint32_t access, const platform::SecurityAttributes& security,
+                   KeyHandle& created, std::uint32_t& disposition) override {
+    if (Fails()) return status_;
+    return real_.CreateKey(root, subKey, reserved, keyClass, options, access, security, created, disposition);
+  }
+  Status QueryValue(KeyHandle key, const AnsiText& name, std::uint32_t& type, std::span<char> data,
+                    std::uint32_t& size) override {
+    return real_.QueryValue(key, name, type, data, size);
+  }
+  Status SetValue(KeyHandle key, const AnsiText& name, std::uint32_t reserved, std::uint32_t type,
+                  std::span<const char> data) override {
+    return Fails() ? status_ : real_.SetValue(key, name, reserved, type, data);
+  }
+  Status DeleteKey(KeyHandle key, const AnsiText& subKey) override {
+    return Fails() ? status_ : real_.DeleteKey(key, subKey);
+  }
+  Status DeleteValue(KeyHandle key, const AnsiText& name) override {
+    return Fails() ? status_ : real_.DeleteValue(key, name);
+  }
+  Status CloseKey(KeyHandle key) override { return real_.CloseKey(key); }
+  Status EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) override {
+    return real_.EnumKey(key, index, name);
+  }
+  Status EnumValue(KeyHandle key, std::uint32_t index, AnsiText& name, std::uint32_t& type,
+                   std::string& data) override {
+    return real_.EnumValue(key, index, name, type, data);
+  }
+
+ private:
+  bool Fails() {
+    const std::size_t call = calls_++;
+    return call == failing_ || (forGood_ && call > failing_);
+  }
+
+  platform::RegistryApi& real_;
+  std::size_t failing_;
+  Status status_;
+  bool forGood_;
+  std::size_t calls_ = 0;
+};
+
+constexpr std::size_t kNever = static_cast<std::size_t>(-1);
+
+// What stands below HKEY_LOCAL_MACHINE before each import.
+void Furnish(ToolHost& tool) {
+  tool.Store("Software\\Nerio", "", 1, "predefinito");
+  tool.Store("Software\\Nerio\\App", "Nome", 1, "vecchio");
+  tool.Store("Software\\Nerio\\App", "Stesso", 1, std::string("x\0", 2));
+  tool.Store("Software\\Nerio\\App", "Via", 4, std::string("*\0\0\0", 4));
+  tool.Store("Software\\Vecchio\\A\\B", "v", 3, "\x01\x02");
+  tool.Store("Software\\Vecchio\\C", "w", 7, std::string("a\0\0", 3));
+}
+
+constexpr const char* kFile =
+    "Windows Registry Editor Version 5.00\r\n"
+    "\r\n"
+    "[HKLM\\Software\\NERIO\\app]\r\n"
+    "\"nome\"=\"nuovo\"\r\n"
+    "\"Stesso\"=\"x\"\r\n"
+    "\"Nuovo\"=dword:00000001\r\n"
+    "\"Via\"=-\r\n"
+    "\"Mai stato\"=-\r\n"
+    "\r\n"
+    "[-HKLM\\Software\\Vecchio]\r\n"
+    "[-HKLM\\Software\\Mai stata]\r\n"
+    "[HKLM\\Software\\Vecchio\\A]\r\n"
+    "\"v\"=hex:03\r\n"
+    "[HKLM\\Software\\Altro\\Ramo\\\xC3\x88]\r\n"
+    "@=\"x\"\r\n"
+    "[-HKLM\\Software\\altro\\ramo\\\xC3\xA8]\r\n";
+
+std::vector<RegSection> Sections(const std::string& file) {
+  platform::CodePage1252 codePage;
+  return ReadRegFile(file, codePage);
+}
+
+// Everything below HKEY_LOCAL_MACHINE as a .reg text.
+std::string Everything(ToolHost& tool) {
+  std::vector<StoredKey> branch;
+  KeyPath failed;
+  EXPECT_EQ(ReadBranch(tool.registry, {platform::kHkeyLocalMachine, ""}, branch, failed), 0);
+  std::vector<RegSection> sections;
+  for (const StoredKey& stored : branch) {
+    RegSection section;
+    section.key = stored.key;
+    for (const StoredValue& value : stored.values)
+      section.values.push_back({value.name, false, value.type, value.data, 0});
+    sections.push_back(section);
+  }
+  return ToUtf8(WriteRegText(sections, tool.codePage));
+}
+
+void ExpectCounts(const ImportCounts& counts) {
+  EXPECT_EQ(counts.keysCreated, 5u);
+  EXPECT_EQ(counts.keysDeleted, 5u);
+  EXPECT_EQ(counts.valuesSet, 3u);
+  EXPECT_EQ(counts.valuesChanged, 1u);
+  EXPECT_EQ(counts.valuesDeleted, 1u);
+  EXPECT_EQ(counts.valuesKept, 1u);
+}
+
+TEST(Import, AppliesTheFileInItsOrder) {
+  ToolHost tool;
+  Furnish(tool);
+  ExpectCounts(Import(Sections(kFile), tool.registry, tool.codePage));
+  EXPECT_EQ(tool.Stored("Software\\Nerio\\App", "Nome"), "1:6e756f766f00");
+  EXPECT_EQ(tool.Stored("Software\\Nerio\\App", "Nuovo"), "4:01000000");
+  EXPECT_EQ(tool.Stored("Software\\Nerio\\App", "Via"), "");
+  EXPECT_EQ(tool.Stored("Software\\Nerio", ""),
+            "1:70726564656669"
+            "6e69746f");
+  EXPECT_EQ(tool.Stored("Software\\Vecchio\\A", "v"), "3:03");
+  EXPECT_FALSE(tool.Has("Software\\Vecchio\\A\\B"));
+  EXPECT_FALSE(tool.Has("Software\\Vecchio\\C"));
+  EXPECT_TRUE(tool.Has("Software\\Altro\\Ramo"));
+  EXPECT_FALSE(tool.Has("Software\\Altro\\Ramo\\\xC8"));
+  EXPECT_EQ(tool.registry.OpenHandles(), 0u);
+}
+
+TEST(PreviewImport, TellsWhatAnImportWouldDo_AndChangesNothing) {
+  ToolHost tool;
+  Furnish(tool);
+  const std::string before = Everything(tool);
+  std::vector<std::pair<Change::Kind, AnsiText>> changes;
+  FailingRegistry refusing(tool.registry, 0, platform::kAccessDenied, true);
+  ExpectCounts(PreviewImport(Sections(kFile), refusing, tool.codePage,
+                             [&](const Change& change) { changes.emplace_back(change.kind, change.key.path); }));
+  EXPECT_EQ(refusing.calls(), 0u);
+  EXPECT_EQ(Everything(tool), before);
+  const std::vector<std::pair<Change::Kind, AnsiText>> expected{
+      {Change::kChangeValue, "Software\\NERIO\\app"},      {Change::kSetValue, "Software\\NERIO\\app"},
+      {Change::kDeleteValue, "Software\\NERIO\\app"},      {Change::kDeleteKey, "Software\\Vecchio"},
+      {Change::kCreateKey, "Software\\Vecchio\\A"},        {Change::kSetValue, "Software\\Vecchio\\A"},
+      {Change::kCreateKey, "Software\\Altro\\Ramo\\\xC8"}, {Change::kSetValue, "Software\\Altro\\Ramo\\\xC8"},
+      {Change::kDeleteKey, "Software\\altro\\ramo\\\xE8"},
+  };
+  EXPECT_EQ(changes, expected);
+  EXPECT_EQ(tool.registry.OpenHandles(), 0u);
+}
+
+TEST(Import, AnyCallThatFails_LeavesEverythingAsItWas) {
+  std::size_t calls = 0;
+  {
+    ToolHost tool;
+    Furnish(tool);
+    FailingRegistry counting(tool.registry, kNever, 0, false);
+    Import(Sections(kFile), counting, tool.codePage);
+    calls = counting.calls();
+  }
+  ASSERT_GT(calls, 10u);
+  for (std::size_t failing = 0; failing < calls; ++failing) {
+    ToolHost tool;
+    Furnish(tool);
+    const std::string before = Everything(tool);
+    FailingRegistry registry(tool.registry, failing, platform::kDiskFull, false);
+    try {
+      Import(Sections(kFile), registry, tool.codePage);
+      ADD_FAILURE() << "call " << failing << " failed and nothing was said";
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.exit(), Exit::kFailed);
+      const std::string what = failure.what();
+      EXPECT_TRUE(what.starts_with("line ")) << what;
+      EXPECT_NE(what.find("the disk is full (112); nothing was imported"), std::string::npos) << what;
+    }
+    EXPECT_EQ(Everything(tool), before) << "after failing call " << failing;
+    EXPECT_EQ(tool.registry.OpenHandles(), 0u);
+  }
+}
+
+TEST(Import, WhatCannotBeUndone_IsNamed) {
+  ToolHost tool;
+  Furnish(tool);
+  FailingRegistry registry(tool.registry, 3, platform::kRegistryIoFailed, true);
+  try {
+    Import(Sections("REGEDIT4\n[HKLM\\Software\\X]\n\"a\"=\"1\"\n\"b\"=\"2\"\n\"c\"=\"3\"\n"), registry, tool.codePage);
+    FAIL() << "nothing was said";
+  } catch (const Failure& failure) {
+    const std::string what = failure.what();
+    EXPECT_TRUE(what.starts_with("line 5: cannot write \"c\" in HKEY_LOCAL_MACHINE\\Software\\X: ")) << what;
+    EXPECT_NE(what.find("was undone, except for\n  \"b\" in HKEY_LOCAL_MACHINE\\Software\\X (1016)\n  \"a\" in"),
+              std::string::npos)
+        << what;
+    EXPECT_NE(what.find("the new key HKEY_LOCAL_MACHINE\\Software\\X (1016)"), std::string::npos) << what;
+  }
+}
+
+TEST(Import, RefusedKey_IsAccessDeniedWithItsLine) {
+  ToolHost tool;
+  Furnish(tool);
+  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App", platform::kKeyRead);
+  const std::string before = Everything(tool);
+  try {
+    Import(Sections("REGEDIT4\n[HKLM\\Software\\Altro]\n[HKLM\\Software\\Nerio\\App]\n\"Nome\"=\"x\"\n"), tool.registry,
+           tool.codePage);
+    FAIL() << "nothing was said";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.exit(), Exit::kAccessDenied);
+    EXPECT_TRUE(std::string(failure.what()).starts_with("line 4: ")) << failure.what();
+  }
+  EXPECT_EQ(Everything(tool), before);
+}
+
+}  // namespace
+}  // namespace nerio::tool

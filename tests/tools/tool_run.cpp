@@ -1,0 +1,59 @@
+#include "tools/tool_run.h"
+
+#include <sstream>
+#include <stdexcept>
+
+#include "tools/nerio/branch.h"
+#include "tools/nerio/command_line.h"
+#include "tools/nerio/value_text.h"
+
+namespace nerio::tool {
+namespace {
+
+// Makes a key below HKEY_LOCAL_MACHINE that a test cannot do without.
+OpenedKey Made(platform::RegistryApi& registry, const AnsiText& path) {
+  OpenedKey opened;
+  bool created = false;
+  if (CreateKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeySetValue, opened, created) != 0) {
+    throw std::logic_error("the test cannot create " + path);
+  }
+  return opened;
+}
+
+}  // namespace
+
+RunResult ToolHost::Run(const std::vector<std::string>& arguments) {
+  std::istringstream input(in);
+  std::ostringstream out;
+  std::ostringstream err;
+  RunResult result;
+  result.exit = CommandLine("9.8.7").Run(arguments, host.View(), input, out, err, interactive);
+  result.out = out.str();
+  result.err = err.str();
+  return result;
+}
+
+void ToolHost::Create(const AnsiText& path) { Made(registry, path); }
+
+void ToolHost::Store(const AnsiText& path, const AnsiText& name, std::uint32_t type, const std::string& data) {
+  if (StoreValue(registry, Made(registry, path).get(), {name, type, data}) != 0) {
+    throw std::logic_error("the test cannot store " + name);
+  }
+}
+
+std::string ToolHost::Stored(const AnsiText& path, const AnsiText& name) {
+  OpenedKey opened;
+  StoredValue value;
+  if (OpenKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeyQueryValue, opened) != 0 ||
+      ReadValue(registry, opened.get(), name, value) != 0) {
+    return "";
+  }
+  return std::to_string(value.type) + ":" + HexText(value.data, "");
+}
+
+bool ToolHost::Has(const AnsiText& path) {
+  OpenedKey opened;
+  return OpenKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeyQueryValue, opened) == 0;
+}
+
+}  // namespace nerio::tool

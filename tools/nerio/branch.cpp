@@ -1,0 +1,125 @@
+#include "tools/nerio/branch.h"
+
+#include <span>
+
+namespace nerio::tool {
+namespace {
+
+using platform::kSuccess;
+using platform::Status;
+
+constexpr std::uint32_t kNoOptions = 0;
+constexpr std::uint32_t kReserved = 0;
+
+}  // namespace
+
+Status OpenKey(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access, OpenedKey& opened) {
+  platform::KeyHandle handle = 0;
+  const Status status = registry.OpenKey(key.root, key.path, kNoOptions, access, handle);
+  if (status == kSuccess) opened = OpenedKey(registry, handle);
+  return status;
+}
+
+Status CreateKey(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access, OpenedKey& opened,
+                 bool& created) {
+  platform::KeyHandle handle = 0;
+  std::uint32_t disposition = 0;
+  const Status status = registry.CreateKey(key.root, key.path, kReserved, {}, platform::kRegOptionNonVolatile, access,
+                                           {}, handle, disposition);
+  if (status != kSuccess) return status;
+  opened = OpenedKey(registry, handle);
+  created = disposition == platform::kRegCreatedNewKey;
+  return status;
+}
+
+Status ReadValue(platform::RegistryApi& registry, platform::KeyHandle key, const AnsiText& name, StoredValue& value) {
+  StoredValue read{name, 0, std::string(1024, '\0')};
+  for (;;) {
+    auto size = static_cast<std::uint32_t>(read.data.size());
+    const Status status = registry.QueryValue(key, name, read.type, std::span<char>(read.data), size);
+    if (status == kSuccess) {
+      read.data.resize(size);
+      value = std::move(read);
+      return status;
+    }
+    // The value may have grown once more before the next call, so this goes on until it fits.
+    if (status != platform::kMoreData || size <= read.data.size()) return status;
+    read.data.resize(size);
+  }
+}
+
+Status StoreValue(platform::RegistryApi& registry, platform::KeyHandle key, const StoredValue& value) {
+  return registry.SetValue(key, value.name, kReserved, value.type, std::span<const char>(value.data));
+}
+
+Status ListValues(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<StoredValue>& values) {
+  for (std::uint32_t index = 0;; ++index) {
+    StoredValue value;
+    const Status status = registry.EnumValue(key, index, value.name, value.type, value.data);
+    if (status == platform::kNoMoreItems) return kSuccess;
+    if (status != kSuccess) return status;
+    values.push_back(std::move(value));
+  }
+}
+
+Status ListKeys(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<AnsiText>& names) {
+  for (std::uint32_t index = 0;; ++index) {
+    AnsiText name;
+    const Status status = registry.EnumKey(key, index, name);
+    if (status == platform::kNoMoreItems) return kSuccess;
+    if (status != kSuccess) return status;
+    names.push_back(std::move(name));
+  }
+}
+
+void WalkBranch(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access,
+                const std::function<bool(const Visit&)>& visit) {
+  // The keys still to be visited, the next one last. Each is opened by its whole path, so none stays open in between.
+  struct Pending {
+    KeyPath key;
+    std::size_t depth;
+  };
+  std::vector<Pending> pending{{key, 0}};
+  while (!pending.empty()) {
+    Pending next = std::move(pending.back());
+    pending.pop_back();
+    Visit here{next.key, next.depth, 0, kSuccess};
+    OpenedKey opened;
+    std::vector<AnsiText> names;
+    here.status = OpenKey(registry, next.key, access | platform::kKeyEnumerateSubKeys, opened);
+    if (here.status == kSuccess) here.status = ListKeys(registry, opened.get(), names);
+    const bool vanished = here.status == platform::kFileNotFound || here.status == platform::kKeyDeleted;
+    if (vanished && next.depth > 0) continue;
+    if (here.status == kSuccess) {
+      here.handle = opened.get();
+    } else {
+      names.clear();
+    }
+    if (!visit(here)) return;
+    for (auto name = names.rbegin(); name != names.rend(); ++name) {
+      pending.push_back({{next.key.root, JoinPath(next.key.path, *name)}, next.depth + 1});
+    }
+  }
+}
+
+Status ReadBranch(platform::RegistryApi& registry, const KeyPath& key, std::vector<StoredKey>& branch,
+                  KeyPath& failed) {
+  Status status = kSuccess;
+  WalkBranch(registry, key, platform::kKeyRead, [&](const Visit& here) {
+    StoredKey read{here.key, {}};
+    status = here.handle != 0 ? ListValues(registry, here.handle, read.values) : here.status;
+    if (status == platform::kKeyDeleted && here.depth > 0) {
+      status = kSuccess;
+      return true;
+    }
+    if (status != kSuccess) {
+      failed = here.key;
+      return false;
+    }
+    branch.push_back(std::move(read));
+    return true;
+  });
+  return status;
+}
+
+}  // namespace nerio::tool

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/registry_api.h"
+#include "tools/nerio/key_path.h"
+#include "types/text.h"
+
+namespace nerio::tool {
+
+/// Owns an open key, or nothing.
+class OpenedKey {
+ public:
+  OpenedKey() = default;
+  OpenedKey(platform::RegistryApi& registry, platform::KeyHandle taken) : registry_(&registry), handle_(taken) {}
+  OpenedKey(OpenedKey&& other) noexcept : registry_(other.registry_), handle_(std::exchange(other.handle_, 0)) {}
+  OpenedKey& operator=(OpenedKey&& other) noexcept {
+    std::swap(registry_, other.registry_);
+    std::swap(handle_, other.handle_);
+    return *this;
+  }
+  ~OpenedKey() {
+    if (handle_ != 0) registry_->CloseKey(handle_);
+  }
+
+  platform::KeyHandle get() const { return handle_; }
+
+ private:
+  platform::RegistryApi* registry_ = nullptr;
+  platform::KeyHandle handle_ = 0;
+};
+
+/// One stored value.
+struct StoredValue {
+  AnsiText name;
+  std::uint32_t type = 0;
+  std::string data;
+
+  friend bool operator==(const StoredValue&, const StoredValue&) = default;
+};
+
+/// One stored key of a branch, with its path below the branch's own root key.
+struct StoredKey {
+  KeyPath key;
+  std::vector<StoredValue> values;
+};
+
+/// Opens a key. @return the registry's return code; `opened` is left alone on failure.
+platform::Status OpenKey(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access, OpenedKey& opened);
+
+/// Opens a key, making it and the levels above it where they are missing.
+/// @param[out] created whether the key was made by this call.
+platform::Status CreateKey(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access, OpenedKey& opened,
+                           bool& created);
+
+/// Reads a value of any size. @return the registry's return code; `value` is left alone on failure.
+platform::Status ReadValue(platform::RegistryApi& registry, platform::KeyHandle key, const AnsiText& name,
+                           StoredValue& value);
+
+/// Stores a value. @return the registry's return code.
+platform::Status StoreValue(platform::RegistryApi& registry, platform::KeyHandle key, const StoredValue& value);
+
+/// Lists the values of an open key, in the registry's order.
+platform::Status ListValues(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<StoredValue>& values);
+
+/// Lists the names of the keys directly below an open key, in the registry's order.
+platform::Status ListKeys(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<AnsiText>& names);
+
+/// What a walk meets at one key.
+struct Visit {
+  KeyPath key;
+  std::size_t depth = 0;           ///< 0 for the key that the walk began with
+  platform::KeyHandle handle = 0;  ///< open for the call only; 0 when it could not be opened
+  platform::Status status = 0;     ///< why not
+};
+
+/// Visits a key and everything below it, upper keys first, in the registry's order. It needs no stack of its own for
+/// the depth of the tree. A key that cannot be opened, or whose subkeys cannot be listed, is visited with the reason
+/// and not entered; one that vanished since its name was read is left out.
+/// @param access rights to open each key with; listing subkeys is added.
+/// @param visit answers whether to go on.
+void WalkBranch(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access,
+                const std::function<bool(const Visit&)>& visit);
+
+/// Reads a key with its values and everything below it, upper keys first.
+/// @param[out] failed the key that stopped it.
+/// @return the return code of the first call that failed, or 0.
+platform::Status ReadBranch(platform::RegistryApi& registry, const KeyPath& key, std::vector<StoredKey>& branch,
+                            KeyPath& failed);
+
+}  // namespace nerio::tool

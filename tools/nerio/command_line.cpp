@@ -1,0 +1,209 @@
+#include "tools/nerio/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <new>
+
+namespace nerio::tool {
+namespace {
+
+// The parser splits an argument in square brackets at its commas, reads "++" as a word of its own, and takes the next
+// argument for the empty value of "--option=". What it would misread goes through it with this character in front of it
+// or behind it, which no argument can hold.
+constexpr char kShield = '\0';
+
+std::string Shielded(const std::string& argument, bool mayBeOption) {
+  if (argument.starts_with('[') || argument == "++") return kShield + argument;
+  return mayBeOption && argument.starts_with("--") && argument.ends_with('=') ? argument + kShield : argument;
+}
+
+std::string Unshielded(std::string result) {
+  std::erase(result, kShield);
+  return result;
+}
+
+std::string FullName(const CLI::App& app) {
+  if (app.get_parent() == nullptr) return "";
+  const std::string upper = FullName(*app.get_parent());
+  return upper.empty() ? app.get_name() : upper + " " + app.get_name();
+}
+
+std::string Examples(const char* examples) {
+  std::string text = "Examples:\n  ";
+  for (const char* c = examples; *c != '\0'; ++c) {
+    text += *c;
+    if (*c == '\n') text += "  ";
+  }
+  return text;
+}
+
+constexpr const char* kProgramExamples =
+    "nerio reg set HKLM\\Software\\Nerio\\App Nome \"prova\"\n"
+    "nerio reg get HKLM\\Software\\Nerio\\App Nome\n"
+    "nerio reg export HKLM\\Software\\Nerio -o nerio.reg\n"
+    "nerio reg get --help";
+
+constexpr const char* kExitCodes =
+    "\n\nExit codes: 0 done, 1 failed, 2 usage or refused, 3 not found, 4 access denied, 5 bad input.\n"
+    "Results go to standard output, everything said about them to standard error. With --json the result is\n"
+    "one JSON object on one line, {\"error\": ...} when the verb failed.";
+
+}  // namespace
+
+struct Verb::Shared {
+  bool json = false;
+  Action action;
+};
+
+namespace {
+
+// What every level of the command line has.
+void AddCommon(CLI::App& app, bool& json) {
+  app.allow_windows_style_options(false);
+  app.set_help_flag("-h,--help", "Print this help and exit");
+  app.add_flag("--json", json, "Give the result as one JSON object on one line");
+}
+
+}  // namespace
+
+Verb Verb::Group(const char* name, const char* description, const char* examples) {
+  CLI::App& app = *app_->add_subcommand(name, description);
+  AddCommon(app, shared_->json);
+  app.require_subcommand(1);
+  app.footer(Examples(examples));
+  return {app, *shared_};
+}
+
+Verb Verb::Leaf(const char* name, const char* description, const char* examples, Action action) {
+  CLI::App& app = *app_->add_subcommand(name, description);
+  AddCommon(app, shared_->json);
+  app.footer(Examples(examples));
+  app.callback([shared = shared_, action = std::move(action)] { shared->action = action; });
+  return {app, *shared_};
+}
+
+void Verb::Required(const char* name, std::string& value, const char* description) {
+  app_->add_option(
+          name,
+          [&value](const CLI::results_t& results) {
+            value = Unshielded(results.front());
+            return true;
+          },
+          description)
+      ->required()
+      ->type_name("");
+}
+
+void Verb::Optional(const char* name, std::optional<std::string>& value, const char* description) {
+  app_->add_option(
+          name,
+          [&value](const CLI::results_t& results) {
+            value = Unshielded(results.front());
+            return true;
+          },
+          description)
+      ->type_name(*name == '-' ? "TEXT" : "");
+}
+
+void Verb::Several(const char* name, std::vector<std::string>& values, std::size_t least, const char* description) {
+  CLI::Option* option = app_->add_option(
+      name,
+      [&values](const CLI::results_t& results) {
+        for (const std::string& result : results) values.push_back(Unshielded(result));
+        return true;
+      },
+      description);
+  option->expected(static_cast<int>(least), CLI::detail::expected_max_vector_size)->type_name("");
+  if (least > 0) option->required();
+}
+
+void Verb::Switch(const char* name, bool& value, const char* description) { app_->add_flag(name, value, description); }
+
+void Verb::Number(const char* name, std::uint32_t& value, std::uint32_t least, std::uint32_t most,
+                  const char* description) {
+  app_->add_option(name, value, description)->check(CLI::Range(least, most))->type_name("N");
+}
+
+CommandLine::CommandLine(const std::string& version)
+    : app_(std::make_unique<CLI::App>("Looks after the settings, the trace log and the texts of Nerio.", "nerio")),
+      shared_(std::make_unique<Verb::Shared>()) {
+  AddCommon(*app_, shared_->json);
+  app_->set_version_flag("--version", "nerio " + version);
+  app_->require_subcommand(1);
+  app_->footer(Examples(kProgramExamples) + kExitCodes);
+  Verb program(*app_, *shared_);
+  AddRegistryVerbs(program);
+}
+
+CommandLine::~CommandLine() = default;
+
+int CommandLine::Run(const std::vector<std::string>& arguments, const platform::Host& host, std::istream& in,
+                     std::ostream& out, std::ostream& err, bool interactive) {
+  Output output(out, err);
+  Exit exit = Exit::kDone;
+  try {
+    const auto optionsEnd = std::find(arguments.begin(), arguments.end(), "--");
+    std::vector<std::string> shielded;
+    for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
+      shielded.push_back(Shielded(*argument, argument < optionsEnd));
+    }
+    std::reverse(shielded.begin(), shielded.end());  // as the parser wants them
+    app_->parse(std::move(shielded));
+    output.SetJson(shared_->json);
+    Session session{host, in, output, interactive};
+    exit = shared_->action(session);
+  } catch (const CLI::CallForHelp&) {
+    out << app_->help();
+  } catch (const CLI::CallForVersion& version) {
+    out << version.what() << '\n';
+  } catch (const CLI::ParseError& error) {
+    const CLI::App* app = app_.get();
+    while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
+    const std::string name = FullName(*app);
+    // The parser stopped before it set the switch.
+    output.SetJson(std::find(arguments.begin(), arguments.end(), "--json") != arguments.end());
+    exit = Exit::kRefused;
+    output.Fail(Failure(exit, error.what(), "see nerio " + (name.empty() ? "" : name + " ") + "--help"));
+  } catch (const Failure& failure) {
+    exit = failure.exit();
+    output.Fail(failure);
+  } catch (const Error& error) {
+    exit = Exit::kFailed;
+    output.Fail(FailureOf(error));
+  } catch (const std::bad_alloc&) {
+    exit = Exit::kFailed;
+    output.Fail(Failure(exit, "there is not enough memory"));
+  } catch (const std::exception& error) {
+    exit = Exit::kFailed;
+    output.Fail(Failure(exit, error.what()));
+  }
+  if (!output.Flush()) {
+    output.Say("cannot write the result to standard output");
+    exit = Exit::kFailed;
+  }
+  return static_cast<int>(exit);
+}
+
+std::vector<CommandLine::Description> CommandLine::Describe() const {
+  std::vector<Description> all;
+  std::vector<const CLI::App*> pending{app_.get()};
+  while (!pending.empty()) {
+    const CLI::App* app = pending.back();
+    pending.pop_back();
+    Description description;
+    description.name = FullName(*app);
+    for (const CLI::Option* option : app->get_options()) {
+      for (const std::string& name : option->get_lnames()) description.options.push_back("--" + name);
+      for (const std::string& name : option->get_snames()) description.options.push_back("-" + name);
+    }
+    description.help = app->help();
+    const auto below = app->get_subcommands([](const CLI::App*) { return true; });
+    description.group = !below.empty();
+    pending.insert(pending.end(), below.rbegin(), below.rend());
+    all.push_back(std::move(description));
+  }
+  return all;
+}
+
+}  // namespace nerio::tool

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "platform/code_page.h"
+#include "platform/registry_api.h"
+#include "types/text.h"
+
+namespace nerio::tool {
+
+/// Says that a text is no key, no name or no text that the registry can hold; `what()` says why, in UTF-8.
+class BadText : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Names a key: a predefined root and the path below it, in bytes of the ANSI code page. The levels of the path are
+/// parted by single "\", with none at its ends; the empty path names the root itself.
+struct KeyPath {
+  platform::KeyHandle root = 0;
+  AnsiText path;
+
+  friend bool operator==(const KeyPath&, const KeyPath&) = default;
+};
+
+/// Longest name of one level of a path, in characters.
+constexpr std::size_t kMaxKeyName = 256;
+/// Longest name of a value, in characters.
+constexpr std::size_t kMaxValueName = 16383;
+
+/// Reads a key such as `HKLM\Software\Nerio` or `HKEY_LOCAL_MACHINE\Software\Nerio`; roots in upper or lower case.
+/// Several separators in a row count as one and one at the end as none.
+/// @throws BadText for an unknown root, a level that is too long, a NUL, or a character outside the code page.
+KeyPath ParseKeyPath(TextView text, platform::CodePage& codePage);
+
+/// Writes a key with the long name of its root.
+Text KeyText(const KeyPath& key, platform::CodePage& codePage);
+
+/// Reads the name of a value; the empty name is the unnamed value.
+/// @throws BadText for a name that is too long, has a NUL or a character outside the code page.
+AnsiText ParseValueName(TextView text, platform::CodePage& codePage);
+
+/// Converts a text to bytes of the ANSI code page, or refuses: nothing is ever replaced.
+/// @throws BadText naming the first character that the code page does not hold.
+AnsiText ToAnsiExactly(TextView text, platform::CodePage& codePage);
+
+/// Joins two parts of a path; either may be empty.
+AnsiText JoinPath(const AnsiText& upper, const AnsiText& lower);
+
+}  // namespace nerio::tool

@@ -1,0 +1,423 @@
+#include "tools/nerio/reg_file.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "tools/nerio/value_text.h"
+#include "types/utf8.h"
+
+namespace nerio::tool {
+namespace {
+
+constexpr TextView kHeader = u"Windows Registry Editor Version 5.00";
+constexpr TextView kAnsiHeader = u"REGEDIT4";
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+constexpr std::string_view kUtf16Mark = "\xFF\xFE";
+constexpr std::string_view kBigEndianMark = "\xFE\xFF";
+// Where a line of bytes is folded, so that no line is longer than 80 characters unless its name is.
+constexpr std::size_t kLastColumn = 77;
+// A longer text is not repeated as a comment.
+constexpr std::size_t kLongestComment = 200;
+
+bool IsBlank(char16_t unit) { return unit == u' ' || unit == u'\t'; }
+
+TextView WithoutBlanks(TextView text) {
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+// -1 for anything but a hexadecimal digit.
+int HexDigit(char16_t unit) {
+  if (unit >= u'0' && unit <= u'9') return unit - u'0';
+  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
+  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
+  return -1;
+}
+
+std::string Quoted(TextView text) { return "\"" + OneLine(ToUtf8(text)) + "\""; }
+
+// Cuts the next line off the front of a text that is not empty.
+template <typename Char>
+std::basic_string_view<Char> CutLine(std::basic_string_view<Char>& rest) {
+  std::size_t end = 0;
+  while (end < rest.size() && rest[end] != Char{'\r'} && rest[end] != Char{'\n'}) ++end;
+  const std::basic_string_view<Char> line = rest.substr(0, end);
+  const bool both = end + 1 < rest.size() && rest[end] == Char{'\r'} && rest[end + 1] == Char{'\n'};
+  rest.remove_prefix(std::min(rest.size(), end + (both ? 2 : 1)));
+  return line;
+}
+
+Text DecodeUtf16(std::string_view bytes) {
+  Text text(bytes.size() / 2, u'\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    text[i] = static_cast<char16_t>(static_cast<unsigned char>(bytes[2 * i]) |
+                                    static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
+  }
+  return text;
+}
+
+Text DecodeUtf8(std::string_view bytes) {
+  if (IsUtf8(bytes)) return FromUtf8(bytes);
+  std::size_t number = 0;
+  for (std::string_view rest = bytes; !rest.empty();) {
+    ++number;
+    if (!IsUtf8(CutLine(rest))) break;
+  }
+  throw BadRegFile(number, "not UTF-8; a file in the ANSI code page has to begin with REGEDIT4");
+}
+
+Text Decode(std::string_view bytes, platform::CodePage& codePage) {
+  if (bytes.starts_with(kUtf8Mark)) return DecodeUtf8(bytes.substr(kUtf8Mark.size()));
+  if (bytes.starts_with(kUtf16Mark)) {
+    const Text text = DecodeUtf16(bytes.substr(kUtf16Mark.size()));
+    if (bytes.size() % 2 == 0) return text;
+    std::size_t number = 0;
+    for (TextView rest = text; !rest.empty(); ++number) CutLine(rest);
+    throw BadRegFile(std::max<std::size_t>(number, 1), "the file ends in the middle of a UTF-16 character");
+  }
+  if (bytes.starts_with(kBigEndianMark)) throw BadRegFile(1, "UTF-16 with the high byte first is not read");
+  if (bytes.starts_with("REGEDIT4")) return codePage.ToText(bytes);
+  return DecodeUtf8(bytes);
+}
+
+// Whether a key's name holds what could as well be its end and a comment.
+bool LooksCommented(TextView key) {
+  for (std::size_t close = key.find(u']'); close != TextView::npos; close = key.find(u']', close + 1)) {
+    const std::size_t next = key.find_first_not_of(u" \t", close + 1);
+    if (next != TextView::npos && key[next] == u';') return true;
+  }
+  return false;
+}
+
+class Reader {
+ public:
+  Reader(TextView text, platform::CodePage& codePage) : rest_(text), codePage_(codePage) {}
+
+  std::vector<RegSection> Read() {
+    ReadHeader();
+    while (NextLine()) {
+      if (AtEnd()) continue;
+      if (line_.front() == u'[') {
+        ReadSection();
+      } else if (line_.front() == u'@' || line_.front() == u'"') {
+        ReadValue();
+      } else {
+        Fail("neither a key in [ ], nor a value, nor a comment: " + Quoted(line_.substr(0, 40)));
+      }
+    }
+    return std::move(sections_);
+  }
+
+ private:
+  [[noreturn]] void Fail(const std::string& reason) const { throw BadRegFile(number_, reason); }
+
+  bool NextLine() {
+    if (rest_.empty()) return false;
+    line_ = CutLine(rest_);
+    ++number_;
+    if (line_.find(u'\0') != TextView::npos) Fail("a NUL in the text");
+    SkipBlanks();
+    return true;
+  }
+
+  void SkipBlanks() {
+    while (!line_.empty() && IsBlank(line_.front())) line_.remove_prefix(1);
+  }
+
+  // Whether nothing but blanks and a comment is left of the line.
+  bool AtEnd() {
+    SkipBlanks();
+    return line_.empty() || line_.front() == u';';
+  }
+
+  void ExpectEnd(const char* after) {
+    if (!AtEnd()) Fail(std::string("more text after ") + after + ": " + Quoted(line_.substr(0, 40)));
+  }
+
+  void ReadHeader() {
+    number_ = 1;
+    if (rest_.empty()) Fail("the file is empty");
+    const TextView header = WithoutBlanks(CutLine(rest_));
+    ansi_ = header == kAnsiHeader;
+    if (!ansi_ && header != kHeader) {
+      Fail("the first line has to be \"" + ToUtf8(kHeader) + "\" or \"" + ToUtf8(kAnsiHeader) + "\"");
+    }
+  }
+
+  // Runs a conversion that says why it refuses a text, and adds the line.
+  template <typename Convert>
+  auto Checked(Convert convert) const {
+    try {
+      return convert();
+    } catch (const BadText& bad) {
+      Fail(bad.what());
+    }
+  }
+
+  // Takes a text in quotes off the front of the line, which begins with the opening one.
+  Text TakeQuoted() {
+    Text text;
+    for (std::size_t i = 1; i < line_.size(); ++i) {
+      if (line_[i] == u'"') {
+        line_.remove_prefix(i + 1);
+        return text;
+      }
+      if (line_[i] != u'\\') {
+        text += line_[i];
+        continue;
+      }
+      ++i;
+      const char16_t escape = i < line_.size() ? line_[i] : u'\0';
+      if (escape == u'\\' || escape == u'"') {
+        text += escape;
+      } else if (escape == u'n' || escape == u'r') {
+        text += escape == u'n' ? u'\n' : u'\r';
+      } else if (escape != u'\0') {
+        Fail("\\" + ToUtf8(Text(1, escape)) + " in quotes; a backslash is written \\\\");
+      }
+    }
+    Fail("the closing quote is missing");
+  }
+
+  void ReadSection() {
+    RegSection section;
+    section.line = number_;
+    line_.remove_prefix(1);
+    if (!line_.empty() && line_.front() == u'-') {
+      section.removed = true;
+      line_.remove_prefix(1);
+    }
+    Text key;
+    if (!line_.empty() && line_.front() == u'"') {
+      key = TakeQuoted();
+      if (line_.empty() || line_.front() != u']') Fail("the closing ] is missing");
+      line_.remove_prefix(1);
+    } else {
+      const std::size_t close = line_.rfind(u']');
+      if (close == TextView::npos) Fail("the closing ] is missing");
+      key = line_.substr(0, close);
+      line_.remove_prefix(close + 1);
+      if (LooksCommented(key)) Fail("a ] in the comment or in the key's name? Write the key in quotes: [\"...\"]");
+    }
+    ExpectEnd("the key");
+    section.key = Checked([&] { return ParseKeyPath(key, codePage_); });
+    if (section.removed && section.key.path.empty()) Fail("a root key cannot be deleted");
+    sections_.push_back(std::move(section));
+  }
+
+  void ReadValue() {
+    if (sections_.empty()) Fail("a value before the first key");
+    if (sections_.back().removed) Fail("a value below a key that is deleted");
+    RegValue value;
+    value.line = number_;
+    if (line_.front() == u'@') {
+      line_.remove_prefix(1);
+    } else {
+      const Text name = TakeQuoted();
+      value.name = Checked([&] { return ParseValueName(name, codePage_); });
+    }
+    SkipBlanks();
+    if (line_.empty() || line_.front() != u'=') Fail("the = after the name is missing");
+    line_.remove_prefix(1);
+    SkipBlanks();
+    if (TakeWord(u"-")) {
+      value.removed = true;
+    } else if (!line_.empty() && line_.front() == u'"') {
+      const Text text = TakeQuoted();
+      value.type = platform::kRegSz;
+      value.data = Checked([&] { return ToAnsiExactly(text, codePage_); }) + '\0';
+    } else if (TakeWord(u"dword:")) {
+      value.type = platform::kRegDword;
+      const std::uint32_t number = TakeHexNumber("dword:");
+      for (int shift = 0; shift < 32; shift += 8) value.data += static_cast<char>(number >> shift & 0xFF);
+    } else if (TakeWord(u"hex:")) {
+      value.type = platform::kRegBinary;
+      value.data = TakeBytes();
+    } else if (TakeWord(u"hex(")) {
+      value.type = TakeHexNumber("hex(");
+      if (!TakeWord(u"):")) Fail("): is missing after the type");
+      value.data = TakeBytes();
+      if (!ansi_ && IsTextType(value.type)) value.data = TextBytes(value.data);
+    } else {
+      Fail("no data after the =: a text in quotes, dword:, hex:, hex(type): or - is needed");
+    }
+    ExpectEnd("the data");
+    sections_.back().values.push_back(std::move(value));
+  }
+
+  // Takes a word, in upper or lower case, off the front of the line.
+  bool TakeWord(TextView word) {
+    if (line_.size() < word.size()) return false;
+    for (std::size_t i = 0; i < word.size(); ++i) {
+      const char16_t unit = line_[i];
+      if ((unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit) != word[i]) return false;
+    }
+    line_.remove_prefix(word.size());
+    return true;
+  }
+
+  std::uint32_t TakeHexNumber(const char* after) {
+    std::uint32_t number = 0;
+    std::size_t digits = 0;
+    while (digits < line_.size() && HexDigit(line_[digits]) >= 0) {
+      if (digits == 8) Fail(std::string("more than 8 hexadecimal digits after ") + after);
+      number = number << 4 | static_cast<std::uint32_t>(HexDigit(line_[digits++]));
+    }
+    if (digits == 0) Fail(std::string("a hexadecimal number is missing after ") + after);
+    line_.remove_prefix(digits);
+    return number;
+  }
+
+  // Takes bytes parted by commas, over as many lines as end with a backslash.
+  std::string TakeBytes() {
+    std::string bytes;
+    SkipContinuation();
+    if (AtEnd()) return bytes;
+    for (;;) {
+      const int high = line_.empty() ? -1 : HexDigit(line_.front());
+      if (high < 0)
+        Fail(bytes.empty() ? "a byte of two hexadecimal digits is missing" : "a byte is missing after the comma");
+      const int low = line_.size() < 2 ? -1 : HexDigit(line_[1]);
+      bytes += static_cast<char>(low < 0 ? high : high << 4 | low);
+      line_.remove_prefix(low < 0 ? 1 : 2);
+      SkipContinuation();
+      if (AtEnd()) return bytes;
+      if (line_.front() != u',') Fail("a comma is missing between two bytes");
+      line_.remove_prefix(1);
+      SkipContinuation();
+    }
+  }
+
+  void SkipContinuation() {
+    for (;;) {
+      SkipBlanks();
+      if (line_.empty() || line_.front() != u'\\') return;
+      if (!WithoutBlanks(line_.substr(1)).empty()) Fail("more text after the backslash that continues the line");
+      if (!NextLine()) Fail("the file ends after a line that was to be continued");
+    }
+  }
+
+  std::string TextBytes(const std::string& utf16) const {
+    if (utf16.size() % 2 != 0) Fail("an odd number of bytes; a text has two bytes for each character here");
+    return Checked([&] { return ToAnsiExactly(DecodeUtf16(utf16), codePage_); });
+  }
+
+  TextView rest_;
+  TextView line_;
+  std::size_t number_ = 0;
+  bool ansi_ = false;
+  std::vector<RegSection> sections_;
+  platform::CodePage& codePage_;
+};
+
+Text Escaped(TextView text) {
+  Text escaped = u"\"";
+  for (const char16_t unit : text) {
+    if (unit == u'\\' || unit == u'"') escaped += u'\\';
+    if (unit == u'\n' || unit == u'\r') {
+      escaped += unit == u'\n' ? u"\\n" : u"\\r";
+    } else {
+      escaped += unit;
+    }
+  }
+  return escaped += u'"';
+}
+
+Text KeyName(const KeyPath& key, platform::CodePage& codePage) {
+  const Text text = KeyText(key, codePage);
+  const bool plain = text.find_first_of(u"\r\n") == Text::npos && !LooksCommented(text);
+  return plain ? text : Escaped(text);
+}
+
+// Whether a text can be read by eye on one line of its own.
+bool IsPlain(TextView text) {
+  return std::none_of(text.begin(), text.end(),
+                      [](char16_t unit) { return unit < 0x20 || (unit >= 0x7F && unit < 0xA0); });
+}
+
+void WriteBytes(Text& out, std::size_t column, const std::string& bytes) {
+  constexpr char16_t kDigits[] = u"0123456789abcdef";
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const bool last = i + 1 == bytes.size();
+    const std::size_t width = last ? 2 : 3;
+    if (column + width > kLastColumn) {
+      out += u"\\\r\n  ";
+      column = 2;
+    }
+    out += kDigits[static_cast<unsigned char>(bytes[i]) >> 4];
+    out += kDigits[static_cast<unsigned char>(bytes[i]) & 0xF];
+    if (!last) out += u',';
+    column += width;
+  }
+}
+
+void WriteValue(Text& out, const RegValue& value, platform::CodePage& codePage) {
+  const Text name = value.name.empty() ? u"@" : Escaped(codePage.ToText(value.name));
+  if (value.removed) {
+    out += name + u"=-\r\n";
+    return;
+  }
+  std::string bytes = value.data;
+  if (IsTextType(value.type)) {
+    const Text text = codePage.ToText(value.data);
+    const bool terminated = !text.empty() && text.back() == u'\0';
+    const TextView content = TextView(text).substr(0, text.size() - (terminated ? 1 : 0));
+    if (value.type == platform::kRegSz && IsPlain(content)) {
+      if (terminated) {
+        out += name + u'=' + Escaped(content) + u"\r\n";
+        return;
+      }
+      if (content.size() <= kLongestComment)
+        out += u"; " + name + u'=' + Escaped(content) + u", without a terminator\r\n";
+    }
+    bytes = EncodeUtf16(text).substr(kUtf16Mark.size());
+  }
+  Text line = name + u'=';
+  std::uint64_t number = 0;
+  if (value.type == platform::kRegDword && ReadNumber(value.type, value.data, number)) {
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "dword:%08x", static_cast<unsigned>(number));
+    line += FromUtf8(digits);
+  } else {
+    if (value.type == platform::kRegBinary) {
+      line += u"hex:";
+    } else {
+      char prefix[24];
+      std::snprintf(prefix, sizeof prefix, "hex(%x):", static_cast<unsigned>(value.type));
+      line += FromUtf8(prefix);
+    }
+    WriteBytes(line, line.size(), bytes);
+  }
+  out += line + u"\r\n";
+}
+
+}  // namespace
+
+std::vector<RegSection> ReadRegFile(std::string_view bytes, platform::CodePage& codePage) {
+  const Text text = Decode(bytes, codePage);
+  return Reader(text, codePage).Read();
+}
+
+Text WriteRegText(const std::vector<RegSection>& sections, platform::CodePage& codePage) {
+  Text out = Text(kHeader) + u"\r\n";
+  for (const RegSection& section : sections) {
+    out += u"\r\n[";
+    if (section.removed) out += u'-';
+    out += KeyName(section.key, codePage) + u"]\r\n";
+    for (const RegValue& value : section.values) WriteValue(out, value, codePage);
+  }
+  return out += u"\r\n";
+}
+
+std::string EncodeUtf16(TextView text) {
+  std::string bytes(kUtf16Mark);
+  bytes.reserve(bytes.size() + 2 * text.size());
+  for (const char16_t unit : text) {
+    bytes += static_cast<char>(unit & 0xFF);
+    bytes += static_cast<char>(unit >> 8);
+  }
+  return bytes;
+}
+
+}  // namespace nerio::tool
