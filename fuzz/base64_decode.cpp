@@ -2,11 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <optional>
 #include <string>
 
+#include "fuzz/fuzz_input.h"
 #include "platform/portable/base64_codec.h"
 
 namespace {
@@ -14,6 +13,7 @@ namespace {
 using nerio::Bytes;
 using nerio::Text;
 using nerio::TextView;
+using nerio::fuzz::Require;
 
 std::optional<Bytes> Reference(TextView text) {
   const std::u16string alphabet = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -40,23 +40,12 @@ std::optional<Bytes> Reference(TextView text) {
   return bytes;
 }
 
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // The first byte says how the rest becomes text: a code unit per byte, so that the alphabet is met often, or per
-  // pair.
+  // The first byte says how the rest becomes text.
   if (size == 0) return 0;
-  Text text;
-  if (data[0] % 2 == 0) {
-    text.assign(data + 1, data + size);
-  } else {
-    text.resize((size - 1) / 2);
-    std::memcpy(text.data(), data + 1, text.size() * sizeof(char16_t));
-  }
+  const Text text = nerio::fuzz::TextOf({data + 1, size - 1}, data[0] % 2 != 0);
 
   Bytes bytes(3, 0xA5);
   const bool isBase64 = nerio::platform::ReadBase64(text, bytes);

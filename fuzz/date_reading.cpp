@@ -1,12 +1,11 @@
 // Reads any text as a date in any built-in region and checks what must hold for every text.
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "platform/portable/regional_settings.h"
 
 namespace {
@@ -14,14 +13,11 @@ namespace {
 using nerio::Date;
 using nerio::Text;
 using nerio::TextView;
+using nerio::fuzz::Require;
 using nerio::platform::BuiltInRegion;
 using nerio::platform::kSuccess;
 using nerio::platform::kTypeMismatch;
 using nerio::platform::PortableRegionalSettings;
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 std::vector<PortableRegionalSettings> MakeSettings() {
   std::vector<PortableRegionalSettings> settings;
@@ -43,18 +39,11 @@ void RequireSame(PortableRegionalSettings& regional, TextView one, TextView othe
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // The first byte says which region reads, and whether a code unit is a byte, so that digits and marks are met often,
-  // or a pair.
+  // The first byte says which region reads and how the rest becomes text.
   if (size == 0) return 0;
   static std::vector<PortableRegionalSettings> allSettings = MakeSettings();
   PortableRegionalSettings& regional = allSettings[data[0] / 2 % allSettings.size()];
-  Text text;
-  if (data[0] % 2 == 0) {
-    text.assign(data + 1, data + size);
-  } else {
-    text.resize((size - 1) / 2);
-    std::memcpy(text.data(), data + 1, text.size() * sizeof(char16_t));
-  }
+  const Text text = nerio::fuzz::TextOf({data + 1, size - 1}, data[0] % 2 != 0);
 
   constexpr Date kJunk{-12345.678};
   Date date = kJunk;
