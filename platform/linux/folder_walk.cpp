@@ -77,13 +77,17 @@ Status OpenInside(int folder, const char* name, int flags, Descriptor& opened) {
 }
 
 Status CheckRights(const std::string& path, int rights) {
-  if (path.size() < PATH_MAX) {
-    return ::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 ? kSuccess : RegistryStatus(errno);
-  }
   Descriptor folder;
-  const Status status = OpenByPath(path, O_PATH, folder);
-  if (status != kSuccess) return status;
-  return ::faccessat(folder.get(), "", rights, AT_EACCESS | AT_EMPTY_PATH) == 0 ? kSuccess : RegistryStatus(errno);
+  const char* name = path.c_str();
+  int flags = AT_EACCESS;
+  if (path.size() >= PATH_MAX) {
+    const Status status = OpenByPath(path, O_PATH, folder);
+    if (status != kSuccess) return status;
+    name = "";
+    flags |= AT_EMPTY_PATH;
+  }
+  const int start = folder ? folder.get() : AT_FDCWD;
+  return Uninterrupted([&] { return ::faccessat(start, name, rights, flags); }) == 0 ? kSuccess : RegistryStatus(errno);
 }
 
 Status SyncFolder(int folder) {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 
@@ -47,8 +48,9 @@ bool IsThere(int folder, const char* name) {
 void SetAside(int parent, const char* name) {
   KeyId number{};
   if (MakeKeyId(number) != kSuccess) return;
+  constexpr char kDigits[] = "0123456789abcdef";
   std::string aside = kSetAsidePrefix;
-  for (std::size_t i = 0; i < 4; ++i) aside += std::to_string(number[i]) + '-';
+  for (const std::uint8_t byte : number) aside += {kDigits[byte >> 4], kDigits[byte & 0xF]};
   ::renameat(parent, name, parent, aside.c_str());
 }
 
@@ -62,14 +64,15 @@ void Clear(int parent, const char* name) {
 Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id, KeyLock& lock) {
   Status status = MakeKeyId(id);
   if (status == kSuccess) status = CreateValuesFile(folder, id, spelling, mode & 0666);
-  if (status == kSuccess && ::fchmod(folder, mode) != 0) status = RegistryStatus(errno);
+  if (status == kSuccess && Uninterrupted([&] { return ::fchmod(folder, mode); }) != 0) status = RegistryStatus(errno);
   if (status == kSuccess) status = lock.Take(folder, LockKind::Write, true);
   return status == kSuccess ? SyncFolder(folder) : status;
 }
 
 // Nothing is replaced, not even an empty folder that somebody put there by hand.
 Status RenameToFreeName(int folder, const char* from, const char* to) {
-  if (::renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) return kSuccess;
+  const auto rename = [&] { return ::renameat2(folder, from, folder, to, RENAME_NOREPLACE); };
+  if (Uninterrupted(rename) == 0) return kSuccess;
   if (errno != EINVAL && errno != ENOSYS) return RegistryStatus(errno);
   // A file system that can not promise it. Other writers of the registry are kept out by the lock.
   if (IsThere(folder, to)) return kRegistryIoFailed;
@@ -113,7 +116,7 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
                   KeyId& id) {
   const int where = parent.folder.get();
   Clear(where, kKeyInTheMakingName);
-  if (::mkdirat(where, kKeyInTheMakingName, 0700) != 0) return RegistryStatus(errno);
+  if (Uninterrupted([&] { return ::mkdirat(where, kKeyInTheMakingName, 0700); }) != 0) return RegistryStatus(errno);
   Descriptor folder;
   Status status = OpenInside(where, kKeyInTheMakingName, O_RDONLY | O_DIRECTORY, folder);
   // Whoever finds the new key waits with writing until the key itself can no more be lost.

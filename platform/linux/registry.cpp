@@ -367,8 +367,12 @@ Status LinuxRegistry::CloseKey(KeyHandle key) {
 Status LinuxRegistry::EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) {
   return OnKey(key, kKeyEnumerateSubKeys, [&](const OpenedKey& opened) {
     std::vector<ListedKey> subkeys;
-    Status status = CheckStillThere(opened);
-    if (status == kSuccess) status = ListSubkeys(opened.path, subkeys);
+    Status status = ListSubkeys(opened.path, subkeys);
+    // Whose subkeys these are counts behind the listing: the key may be deleted, and made anew, at any moment.
+    if (status == kSuccess || status == kFileNotFound) {
+      const Status there = CheckStillThere(opened);
+      if (there != kSuccess) return there;
+    }
     if (status != kSuccess) return status;
     if (index >= subkeys.size()) return kNoMoreItems;
     name = Spelling(opened.path, subkeys[index]);

@@ -81,7 +81,7 @@ std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& reco
 Status WriteNewFile(int folder, const char* name, std::string_view bytes, unsigned mode, Descriptor& file) {
   Status status = OpenInside(folder, name, O_RDWR | O_CREAT | O_EXCL, file);
   if (status != kSuccess) return status;
-  if (::fchmod(file.get(), mode) != 0) return RegistryStatus(errno);
+  if (Uninterrupted([&] { return ::fchmod(file.get(), mode); }) != 0) return RegistryStatus(errno);
   status = WriteAt(file.get(), bytes, 0);
   return status == kSuccess ? SyncData(file.get()) : status;
 }
@@ -104,9 +104,8 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
   Descriptor file;
   status = WriteNewFile(folder, kNewValuesFileName, bytes, old.st_mode & 0666, file);
   if (status == kSuccess && oldFile >= 0) KeepOwner(file.get(), old);
-  if (status == kSuccess && ::renameat(folder, kNewValuesFileName, folder, kValuesFileName) != 0) {
-    status = RegistryStatus(errno);
-  }
+  const auto rename = [&] { return ::renameat(folder, kNewValuesFileName, folder, kValuesFileName); };
+  if (status == kSuccess && Uninterrupted(rename) != 0) status = RegistryStatus(errno);
   if (status != kSuccess) {
     ::unlinkat(folder, kNewValuesFileName, 0);
     return status;
@@ -116,15 +115,16 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
 
 }  // namespace
 
-// Reads up to `wanted` bytes into the buffer that `bytes` gives.
+// Reads up to `wanted` bytes into the buffer that `bytes` gives. Fewer than asked for are all there are: where a read
+// was cut short after all, the file looks damaged, and is read again before that is believed.
 Status ValuesFile::ReadBytes(int file, std::size_t wanted) {
   char* const buffer = large_ ? large_.get() : small_.data();
-  while (size_ < wanted) {
-    const ssize_t got =
-        Uninterrupted([&] { return ::pread(file, buffer + size_, wanted - size_, static_cast<off_t>(size_)); });
+  for (bool more = true; more && size_ < wanted;) {
+    const std::size_t asked = wanted - size_;
+    const ssize_t got = Uninterrupted([&] { return ::pread(file, buffer + size_, asked, static_cast<off_t>(size_)); });
     if (got < 0) return RegistryStatus(errno);
-    if (got == 0) break;
     size_ += static_cast<std::size_t>(got);
+    more = static_cast<std::size_t>(got) == asked;
   }
   return kSuccess;
 }
@@ -138,13 +138,15 @@ void ValuesFile::BecomeEmpty(const ValuesHeader& header) {
   nextSequence_ = header.firstSequence;
 }
 
-Status ValuesFile::ReadHeader(int file) {
+Status ValuesFile::ReadStart(int file, std::size_t wanted) {
   size_ = 0;
   large_.reset();
-  const Status status = ReadBytes(file, kSectorSize);
+  const Status status = ReadBytes(file, wanted);
   if (status == kSuccess) state_ = ParseHeader(bytes(), header_, damage_) ? End::Whole : End::Damaged;
   return status;
 }
+
+Status ValuesFile::ReadHeader(int file) { return ReadStart(file, kSectorSize); }
 
 // Reads the rest of a file that is longer than a page. A length is believed only when header and file agree, so that no
 // buffer is made for one that was made up.
@@ -164,8 +166,7 @@ Status ValuesFile::ReadRest(int file) {
 }
 
 Status ValuesFile::Read(int file) {
-  Status status = ReadHeader(file);
-  if (status == kSuccess) status = ReadBytes(file, small_.size());
+  Status status = ReadStart(file, small_.size());
   if (status == kSuccess && state_ != End::Damaged && size_ == small_.size()) status = ReadRest(file);
   if (status != kSuccess || state_ == End::Damaged) return status;
   RecordCursor cursor = Records();

@@ -50,6 +50,7 @@ class ValuesFile {
  private:
   std::string_view bytes() const { return {large_ ? large_.get() : small_.data(), size_}; }
   Status ReadBytes(int file, std::size_t wanted);
+  Status ReadStart(int file, std::size_t wanted);
   Status ReadRest(int file);
 
   // Most values files are one page; a byte more tells a longer one.

@@ -21,8 +21,8 @@ constexpr std::size_t kPageSize = 4096;
 /// Records begin at multiples of so many bytes, so that no record's head lies in two sectors.
 constexpr std::size_t kRecordAlignment = 32;
 constexpr std::size_t kRecordHeadSize = 24;
-/// A longer file is never written, and counts as damaged.
-constexpr std::uint64_t kMaxFileSize = std::uint64_t{1} << 31;
+/// A longer file is never written, and counts as damaged. The system reads and writes so many bytes at a time.
+constexpr std::uint64_t kMaxFileSize = std::uint64_t{1} << 30;
 
 struct ValuesHeader {
   KeyId id{};

@@ -23,6 +23,12 @@ Status OnKey(RegistryApi& registry, const AnsiText& path, std::uint32_t access, 
 
 }  // namespace
 
+std::string InOrder(std::initializer_list<Answer> answers) {
+  std::string joined;
+  for (const Answer& answer : answers) joined += (joined.empty() ? "" : " ") + answer.text;
+  return joined;
+}
+
 Status Calls::Create(const AnsiText& path) const {
   KeyHandle key = 0;
   std::uint32_t disposition = 0;

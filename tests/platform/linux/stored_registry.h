@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/memory_folder.h"
@@ -14,6 +16,17 @@ namespace nerio::testing {
 
 /// The access that the layer asks for.
 constexpr std::uint32_t kFullAccess = 0x2003F;
+
+/// What a call answered, as text.
+struct Answer {
+  Answer(platform::Status status) : text(std::to_string(status)) {}  // NOLINT(google-explicit-constructor)
+  Answer(std::string answer) : text(std::move(answer)) {}            // NOLINT(google-explicit-constructor)
+  Answer(const char* answer) : text(answer) {}                       // NOLINT(google-explicit-constructor)
+  std::string text;
+};
+
+/// Joins the answers of calls that are made in this order (the operands of a "+" have none).
+std::string InOrder(std::initializer_list<Answer> answers);
 
 /// Short forms of a registry's calls, which answer what there is to compare.
 class Calls {

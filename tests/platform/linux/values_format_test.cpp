@@ -178,7 +178,7 @@ TEST(ValuesFormat, Damage_IsNamedByItsPlace) {
 // Lengths and numbers that check, and that no writer of this format makes.
 TEST(ValuesFormat, AbsurdNumbers_AreDamage) {
   for (const std::uint64_t size : {std::uint64_t{0}, std::uint64_t{4095}, std::uint64_t{512},
-                                   (std::uint64_t{1} << 31) + 4096, ~std::uint64_t{0}, ~std::uint64_t{4095}}) {
+                                   (std::uint64_t{1} << 30) + 4096, ~std::uint64_t{0}, ~std::uint64_t{4095}}) {
     ValuesHeader header;
     header.fileSize = size;
     header.settledEnd = 512;

@@ -1,0 +1,174 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "platform/linux/stored_registry.h"
+#include "platform/linux/system_call_seam.h"
+
+namespace nerio::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Calls;
+using testing::EndFaults;
+using testing::Fault;
+using ::testing::IsEmpty;
+using testing::PlanFault;
+using testing::StoredRegistry;
+
+// A change, and how to tell whether it is done. What `State` answers is "old" before it and "new" behind it.
+struct Change {
+  const char* name;
+  std::function<Status(const Calls&)> make;
+  std::function<std::string(const Calls&)> state;
+};
+
+std::string OldOrNew(bool isOld, bool isNew, const std::string& otherwise) {
+  return isOld ? "old" : isNew ? "new" : "neither: " + otherwise;
+}
+
+std::vector<Change> Changes() {
+  const auto setTo = [](const std::string& data) {
+    return [data](const Calls& calls) { return calls.Set("k", "v", data); };
+  };
+  const auto isSetTo = [](const std::string& data) {
+    return [data](const Calls& calls) {
+      const std::string value = calls.Get("k", "v");
+      return OldOrNew(value == "before", value == data, value.substr(0, 20));
+    };
+  };
+  const auto keyAppears = [](const AnsiText& path) {
+    return [path](const Calls& calls) {
+      const Status status = calls.Open(path);
+      return OldOrNew(status == kFileNotFound, status == kSuccess, std::to_string(status));
+    };
+  };
+  const std::string rewritten(6000, 'r');
+  const std::string zeros(1200, '\0');
+  const std::string sectors(1500, 's');
+  return {
+      {"overwrite", setTo("after"), isSetTo("after")},
+      {"overwrite over several sectors", setTo(sectors), isSetTo(sectors)},
+      {"overwrite that rewrites the file", setTo(rewritten), isSetTo(rewritten)},
+      {"overwrite with zeros", setTo(zeros), isSetTo(zeros)},
+      {"delete value", [](const Calls& calls) { return calls.DeleteValue("k", "v"); },
+       [](const Calls& calls) {
+         const std::string value = calls.Get("k", "v");
+         return OldOrNew(value == "before", value == "[2]", value);
+       }},
+      {"create", [](const Calls& calls) { return calls.Create("k\\new"); }, keyAppears("k\\new")},
+      {"create two levels", [](const Calls& calls) { return calls.Create("k\\new\\below"); },
+       keyAppears("k\\new\\below")},
+      {"delete", [](const Calls& calls) { return calls.Delete("k\\doomed"); },
+       [](const Calls& calls) {
+         const Status status = calls.Open("k\\doomed");
+         return OldOrNew(status == kSuccess, status == kFileNotFound, std::to_string(status));
+       }},
+  };
+}
+
+void Prepare(const Calls& calls) {
+  ASSERT_EQ(calls.Create("k\\doomed"), kSuccess);
+  ASSERT_EQ(calls.Set("k", "other", "kept"), kSuccess);
+  ASSERT_EQ(calls.Set("k", "v", "before"), kSuccess);
+}
+
+std::ptrdiff_t OpenDescriptors() {
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
+class RegistryFaults : public ::testing::TestWithParam<Fault> {};
+
+TEST_P(RegistryFaults, EachSystemCallInTurn_LeavesTheOldStateOrTheNewOne) {
+  for (const Change& change : Changes()) {
+    SCOPED_TRACE(change.name);
+    std::size_t failed = 0;
+    std::size_t points = 0;
+    for (bool reached = true; reached; ++points) {
+      StoredRegistry stored;
+      const Calls calls = stored.calls();
+      Prepare(calls);
+      ASSERT_EQ(change.state(calls), "old");
+      const auto descriptors = OpenDescriptors();
+      PlanFault(points, GetParam());
+      const Status status = change.make(calls);
+      reached = EndFaults();
+      if (status != kSuccess) ++failed;
+      ASSERT_TRUE(status == kSuccess || reached) << status;
+
+      const std::string state = change.state(calls);
+      ASSERT_TRUE(state == "new" || (status != kSuccess && state == "old")) << points << ": " << status << " " << state;
+      ASSERT_EQ(calls.Get("k", "other"), "kept") << points;
+      ASSERT_EQ(OpenDescriptors(), descriptors) << points;
+      for (const std::string& finding : stored.Findings()) ASSERT_TRUE(finding.starts_with("leftover:")) << finding;
+      // Whatever the fault left, it is in nobody's way.
+      const Status again = change.make(calls);
+      ASSERT_TRUE(again == kSuccess || (state == "new" && again == kFileNotFound)) << points << ": " << again;
+      ASSERT_EQ(change.state(calls), "new") << points;
+      ASSERT_EQ(calls.Set("k", "other", "kept"), kSuccess);
+      ASSERT_EQ(calls.Set("", "any", "x"), kSuccess);
+      ASSERT_THAT(stored.Findings(), IsEmpty()) << points;
+      ASSERT_LT(points, 500u);
+    }
+    EXPECT_GT(points, 10u);
+    const bool harmless = GetParam() == Fault::Interrupted || GetParam() == Fault::Short;
+    const bool hasWrites = change.name != std::string("delete");
+    if (harmless || (GetParam() == Fault::ShortThenNoSpace && !hasWrites)) {
+      EXPECT_EQ(failed, 0u) << "what a signal cut short goes on";
+    } else {
+      EXPECT_GT(failed, 0u);
+    }
+  }
+}
+
+std::string NameOf(const ::testing::TestParamInfo<Fault>& tested) {
+  switch (tested.param) {
+    case Fault::InputOutput:
+      return "InputOutput";
+    case Fault::NoSpace:
+      return "NoSpace";
+    case Fault::NoDescriptor:
+      return "NoDescriptor";
+    case Fault::Interrupted:
+      return "Interrupted";
+    case Fault::Short:
+      return "Short";
+    case Fault::ShortThenNoSpace:
+      return "ShortThenNoSpace";
+    case Fault::FromNowOn:
+      return "FromNowOn";
+  }
+  return "";
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, RegistryFaults,
+                         ::testing::Values(Fault::InputOutput, Fault::NoSpace, Fault::NoDescriptor, Fault::Interrupted,
+                                           Fault::Short, Fault::ShortThenNoSpace, Fault::FromNowOn),
+                         NameOf);
+
+// Without openat2 the folders are walked step by step, to the same end.
+TEST(RegistryFaultsOfTheKernel, WithoutOpenat2_WalksStepByStep) {
+  testing::RefuseOpenat2(true);
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  EXPECT_EQ(calls.Create("a\\b\\c"), kSuccess);
+  EXPECT_EQ(calls.Set("a\\b\\c", "v", "x"), kSuccess);
+  EXPECT_EQ(calls.Get("a\\b\\c", "v"), "x");
+  EXPECT_EQ(calls.Open("a\\missing\\c"), kFileNotFound);
+  AnsiText deep;
+  for (int level = 0; level < 40; ++level) deep += AnsiText(200, 'd') + "\\";
+  EXPECT_EQ(calls.Create(deep), kSuccess);
+  EXPECT_EQ(calls.Open(deep), kSuccess);
+  fs::rename(stored.Key("a"), stored.folder() / "elsewhere");
+  fs::create_directory_symlink("../elsewhere", stored.Key("a"));
+  EXPECT_EQ(calls.Open("a\\b\\c"), kRegistryCorrupt) << "a link is followed no more than otherwise";
+  testing::RefuseOpenat2(false);
+}
+
+}  // namespace
+}  // namespace nerio::platform

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace nerio::testing {
+
+// The program is linked so that the layer's system calls come here first (see system_call_seam.cpp). They are counted
+// and may be made to fail, or written down.
+
+/// What happens to one system call.
+enum class Fault {
+  /// It fails with EIO and does nothing.
+  InputOutput,
+  /// It fails with ENOSPC and does nothing.
+  NoSpace,
+  /// It fails with EMFILE and does nothing.
+  NoDescriptor,
+  /// It fails with EINTR once, as after a signal.
+  Interrupted,
+  /// A write writes half of what it should; any other call is left alone.
+  Short,
+  /// A write writes half of what it should, and the next one fails with ENOSPC; any other call is left alone.
+  ShortThenNoSpace,
+  /// It fails with EIO, and so does every call after it.
+  FromNowOn,
+};
+
+/// Makes the `nth` system call from now on meet with a fault; 0 is the next one.
+void PlanFault(std::uint64_t nth, Fault fault);
+
+/// Ends all faults. @return whether the planned call was reached.
+bool EndFaults();
+
+/// Makes every openat2 fail as on a kernel that does not have it.
+void RefuseOpenat2(bool refused);
+
+/// A system call that changes what a disk holds, or makes it durable. Paths are absolute.
+struct DiskEvent {
+  enum class Kind { MakeFolder, MakeFile, Write, SyncFile, SyncFolder, Rename, RemoveFile, RemoveFolder };
+  Kind kind;
+  std::string path;
+  std::string target;        ///< of a renaming
+  std::uint64_t offset = 0;  ///< of a write
+  std::string bytes;         ///< of a write
+};
+
+/// Starts to write down the events of this process.
+void RecordDisk();
+
+/// Ends it and returns what was written down.
+std::vector<DiskEvent> EndRecording();
+
+}  // namespace nerio::testing
