@@ -11,6 +11,9 @@ endif()
 # The folder below platform/ that this build takes its host from.
 if(WIN32)
   set(NERIO_HOST windows)
+  # For sources that include the system's headers: wide-character functions of Windows 7 and later, strict handle types, no
+  # macros called min and max.
+  set(NERIO_WINDOWS_DEFINITIONS UNICODE _UNICODE STRICT NOMINMAX WIN32_LEAN_AND_MEAN WINVER=0x0601 _WIN32_WINNT=0x0601)
 else()
   set(NERIO_HOST linux)
 endif()

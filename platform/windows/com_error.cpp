@@ -25,4 +25,6 @@ void RaiseComError(std::int32_t result) {
               description.view().empty() ? SystemMessage(result) : Text(description.view()));
 }
 
+void RaiseTypeMismatch() { throw Error(kErrTypeMismatch, u"Variant", u"Tipo non corrispondente"); }
+
 }  // namespace nerio::platform

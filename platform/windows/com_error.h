@@ -15,4 +15,8 @@ void ClearErrorInfo() noexcept;
 /// @throws Error always.
 [[noreturn]] void RaiseComError(std::int32_t result);
 
+/// Raises error 13 of the Variant type: a value has a type that it cannot have there.
+/// @throws Error always.
+[[noreturn]] void RaiseTypeMismatch();
+
 }  // namespace nerio::platform

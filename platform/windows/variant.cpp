@@ -4,12 +4,10 @@
 #include <new>
 
 #include "platform/windows/bstr.h"
-#include "types/error.h"
+#include "platform/windows/com_error.h"
 
 namespace nerio::platform {
 namespace {
-
-[[noreturn]] void RaiseTypeMismatch() { throw Error(kErrTypeMismatch, u"", u"Tipo non corrispondente"); }
 
 Bytes FromByteArray(SAFEARRAY* array) {
   if (array == nullptr) return {};  // an array variant without an array holds no element

@@ -188,4 +188,13 @@ void WindowsXmlDom::AddRef(XmlObject* object) noexcept { ToNative(object)->AddRe
 
 void WindowsXmlDom::Release(XmlObject* object) noexcept { ToNative(object)->Release(); }
 
+XmlReference ShareXmlObject(XmlDom& dom, IDispatch* object) noexcept {
+  if (object != nullptr) object->AddRef();
+  return {dom, ToHandle(object)};
+}
+
+IDispatch* AutomationOf(const XmlReference& object) {
+  return object ? As<IDispatch>(object.get(), IID_IDispatch).release() : nullptr;
+}
+
 }  // namespace nerio::platform

@@ -2,6 +2,8 @@
 
 #include "platform/xml_dom.h"
 
+struct IDispatch;
+
 namespace nerio::platform {
 
 /// Reaches the system's XML DOM, version 4.0. A handle is the pointer to any COM interface of the object, so that an
@@ -31,5 +33,12 @@ class WindowsXmlDom : public XmlDom {
   void AddRef(XmlObject* object) noexcept override;
   void Release(XmlObject* object) noexcept override;
 };
+
+/// Makes a reference of its own to an object of the DOM that a client holds through automation; empty for null.
+XmlReference ShareXmlObject(XmlDom& dom, IDispatch* object) noexcept;
+
+/// Returns the automation interface of an object of the DOM: one reference, the caller's; null for an empty one.
+/// @throws Error when the object has none.
+IDispatch* AutomationOf(const XmlReference& object);
 
 }  // namespace nerio::platform

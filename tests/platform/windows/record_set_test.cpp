@@ -64,7 +64,8 @@ TEST(AutomationField, ValueThatNoFieldCanHold_RaisesTypeMismatch) {
   VARIANT value = Number(0);
   V_VT(&value) = VT_ERROR;
   FakeDispatch field({{u"Value", Answers(value)}});
-  ExpectError(ErrorOf([&] { AutomationField(&field).get_Value(); }), kErrTypeMismatch, u"", u"Tipo non corrispondente");
+  ExpectError(ErrorOf([&] { AutomationField(&field).get_Value(); }), kErrTypeMismatch, u"Variant",
+              u"Tipo non corrispondente");
 }
 
 TEST(AutomationField, NoObject_RaisesObjectNotSet) {
@@ -97,7 +98,7 @@ TEST(AutomationRecordSet, FlagThatIsNone_RaisesTypeMismatch) {
   VARIANT value = Number(0);
   V_VT(&value) = VT_NULL;
   FakeDispatch records({{u"BOF", Answers(value)}});
-  ExpectError(ErrorOf([&] { AutomationRecordSet(&records).get_BOF(); }), kErrTypeMismatch, u"",
+  ExpectError(ErrorOf([&] { AutomationRecordSet(&records).get_BOF(); }), kErrTypeMismatch, u"Variant",
               u"Tipo non corrispondente");
 }
 

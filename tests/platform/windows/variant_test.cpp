@@ -142,7 +142,7 @@ TEST(NativeVariant, AnyOtherType_RaisesTypeMismatch) {
     const std::optional<Error> raised = ErrorFrom(value);
     ASSERT_TRUE(raised.has_value()) << V_VT(&value);
     EXPECT_EQ(raised->number(), kErrTypeMismatch);
-    EXPECT_EQ(raised->source(), u"");
+    EXPECT_EQ(raised->source(), u"Variant");
     EXPECT_EQ(raised->description(), u"Tipo non corrispondente");
   }
 }
