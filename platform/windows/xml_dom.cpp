@@ -6,6 +6,8 @@
 
 #include <msxml2.h>
 
+#include "platform/portable/base64_codec.h"
+#include "platform/portable/xml_names.h"
 #include "platform/windows/bstr.h"
 #include "platform/windows/com_error.h"
 #include "platform/windows/com_pointer.h"
@@ -42,8 +44,21 @@ ComPointer<IXMLDOMNamedNodeMap> AsMap(XmlObject* handle) {
   return As<IXMLDOMNamedNodeMap>(handle, IID_IXMLDOMNamedNodeMap);
 }
 
-// A text as the DOM takes it: it ends at its first NUL.
-Bstr ToDomText(TextView text) { return Bstr(text.substr(0, text.find(u'\0'))); }
+// A text ends for the DOM at its first NUL.
+TextView UpToNul(TextView text) { return text.substr(0, text.find(u'\0')); }
+Bstr ToDomText(TextView text) { return Bstr(UpToNul(text)); }
+
+// The name of a new node. What is no name is refused as version 4.0 does.
+Bstr ToDomName(TextView text) {
+  const TextView name = UpToNul(text);
+  if (!xml::IsName(name)) RaiseComError(kErrDomFailure);
+  return Bstr(name);
+}
+
+bool HoldsBase64(IXMLDOMNode& node) {
+  NativeVariant type;
+  return node.get_dataType(type.put()) == S_OK && FromNative(type.get()) == Variant(Text(kBase64Type));
+}
 
 XmlObject* NewDocument(const CLSID& id, DWORD context) {
   ClearErrorInfo();
@@ -66,14 +81,14 @@ XmlObject* WindowsXmlDom::CreateDocument() { return NewDocument(kDocumentClass, 
 XmlObject* WindowsXmlDom::CreateElement(XmlObject* document, TextView name) {
   const ComPointer<IXMLDOMDocument> owner = AsDocument(document);
   ComPointer<IXMLDOMElement> element;
-  Check(owner->createElement(ToDomText(name).get(), element.put()));
+  Check(owner->createElement(ToDomName(name).get(), element.put()));
   return ToHandle(element.release());
 }
 
 XmlObject* WindowsXmlDom::CreateAttribute(XmlObject* document, TextView name) {
   const ComPointer<IXMLDOMDocument> owner = AsDocument(document);
   ComPointer<IXMLDOMAttribute> attribute;
-  Check(owner->createAttribute(ToDomText(name).get(), attribute.put()));
+  Check(owner->createAttribute(ToDomName(name).get(), attribute.put()));
   return ToHandle(attribute.release());
 }
 
@@ -96,7 +111,7 @@ XmlObject* WindowsXmlDom::GetNamedItem(XmlObject* attributes, TextView name) {
     Check(map->get_item(i, candidate.put()));
     Bstr candidateName;
     Check(candidate->get_nodeName(candidateName.put()));
-    if (candidateName.view() == name) return ToHandle(candidate.release());
+    if (candidateName.view() == UpToNul(name)) return ToHandle(candidate.release());
   }
   return nullptr;
 }
@@ -104,8 +119,17 @@ XmlObject* WindowsXmlDom::GetNamedItem(XmlObject* attributes, TextView name) {
 XmlObject* WindowsXmlDom::SetNamedItem(XmlObject* attributes, XmlObject* attribute) {
   const ComPointer<IXMLDOMNamedNodeMap> map = AsMap(attributes);
   const ComPointer<IXMLDOMNode> item = AsNode(attribute);
+  Bstr name;
+  Check(item->get_nodeName(name.put()));
+  ComPointer<IXMLDOMNode> namesake;
+  if (const std::size_t colon = name.view().find(u':'); colon != TextView::npos) {
+    Check(map->removeNamedItem(Bstr(name.view().substr(colon + 1)).get(), namesake.put()));
+  }
   ComPointer<IXMLDOMNode> set;
-  Check(map->setNamedItem(item.get(), set.put()));
+  const HRESULT result = map->setNamedItem(item.get(), set.put());
+  ComPointer<IXMLDOMNode> again;
+  if (namesake) Check(map->setNamedItem(namesake.get(), again.put()));
+  Check(result);
   return ToHandle(set.release());
 }
 
@@ -119,6 +143,7 @@ XmlObject* WindowsXmlDom::AppendChild(XmlObject* parent, XmlObject* child) {
 
 void WindowsXmlDom::PutText(XmlObject* node, TextView text) {
   const ComPointer<IXMLDOMNode> target = AsNode(node);
+  if (Bytes decoded; HoldsBase64(*target.get()) && !ReadBase64(UpToNul(text), decoded)) RaiseComError(kErrDomFailure);
   Check(target->put_text(ToDomText(text).get()));
 }
 

@@ -9,8 +9,13 @@ namespace nerio::platform {
 /// Reaches the system's XML DOM, version 4.0. A handle is the pointer to any COM interface of the object, so that an
 /// object that a client made itself serves as well. The calling thread is in a COM apartment.
 ///
-/// Some implementations of the DOM do not find an attribute with a prefix again that was made by name: such an
-/// attribute is looked for once more in the whole map.
+/// Some implementations of the DOM are laxer than version 4.0, or miss something of it. Here the answers are those of
+/// version 4.0 nevertheless:
+/// - Names that XML 1.0 (4th edition) does not have, and text that is not Base64 for a node of type "bin.base64", are
+///   refused before the call, with `kErrDomFailure`.
+/// - An attribute with a prefix that was made by name, and that the map does not find, is looked for one by one.
+/// - An attribute that is called as one with a prefix is behind its prefix would lose its place to that one: it is taken
+///   out before and put back behind it.
 class WindowsXmlDom : public XmlDom {
  public:
   XmlObject* CreateDocumentByName() override;
