@@ -1,0 +1,138 @@
+// A JScript client of the component: calls every member and looks at what it gets, with record sets and fields of its own.
+// The folder of Nerio.dll is the argument. Ends with the line "N checks, 0 failed"; a script that breaks off ends without.
+var checks = 0, failed = 0;
+
+function check(what, actual, expected) {
+  ++checks;
+  if (typeof actual != typeof expected || actual !== expected) {
+    ++failed;
+    WScript.Echo("FAILED " + what + ": [" + actual + "] (" + typeof actual + ") instead of [" + expected + "]");
+  }
+}
+
+// Checks the error that a call raises, and that it raises one. Error.number has the code of a COM error whole.
+function checkError(what, call, number, description) {
+  var raised = null;
+  try {
+    call();
+  } catch (error) {
+    raised = error;
+  }
+  check(what + ": raised", raised != null, true);
+  if (raised == null) return;
+  check(what + ": number", raised.number, number | 0);
+  if (description != null) check(what + ": description", raised.description, description);
+}
+
+var folder = WScript.Arguments(0);
+var files = new ActiveXObject("Scripting.FileSystemObject");
+var o = new ActiveXObject("Nerio.Component");
+
+// Trace log.
+var trace = o.BuildPath(folder, "Nerio.log");
+check("BuildPath", trace, folder + "\\Nerio.log");
+if (files.FileExists(trace)) files.DeleteFile(trace);
+o.WriteLog("perduta");
+check("WriteLog without a trace file", files.FileExists(trace), false);
+files.CreateTextFile(trace, true).Close();
+o.WriteLog("prima riga");
+o.GetDate("31/12/1999");
+var stream = files.OpenTextFile(trace);
+check("trace line 1", stream.ReadLine(), "prima riga");
+check("trace line 2", stream.ReadLine(), "GetDate IN : 31/12/1999");
+check("trace line 3", stream.ReadLine(), "GetDate OUT : 31/12/1999");
+stream.Close();
+files.DeleteFile(trace);
+check("GetDate, a date", o.GetDate("10:30"), "10:30");
+check("GetDate, no date", o.GetDate("pippo"), "00:00:00");
+
+check("GetGuid", /^[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{2}4[0-9A-F]-[0-9A-F]{2}/.test(o.GetGuid()), true);
+check("GetGuid length", o.GetGuid().length, 36);
+
+// Messages. A script's own array serves as a list of values.
+check("GetErrorMessage", o.GetErrorMessage(-2147221503), "Il parametro [{0}] non pu\u00f2 essere nullo o vuoto");
+check("FormatTemplate", o.FormatTemplate("a{0}b{0}{1}", ["x", 1.5]), "axbx1,5");
+check("FormatTemplate, chained", o.FormatTemplate("{0}{1}", ["{1}", "z"]), "zz");
+check("FormatTemplate, no values", o.FormatTemplate("{0}", []), "{0}");
+check("FormatTemplate, any characters", o.FormatTemplate("{0}", ["\u65e5\u20ac\u00e8"]), "\u65e5\u20ac\u00e8");
+o.ValidateParam(" ", "sTesto");
+
+// Base64. JScript passes every argument by value, so that the encoded text does not come back to it.
+check("EncodeBase64", o.EncodeBase64("A", ""), 0);
+check("DecodeBase64", o.DecodeBase64("QQA="), "A");
+check("DecodeBase64, any characters", o.DecodeBase64("5WWsIOgA"), "\u65e5\u20ac\u00e8");
+check("DecodeBase64, not Base64", o.DecodeBase64("non base64!"), "");
+
+// XML, on the script's own document, read back by the script itself.
+check("CheckXMLParser", o.CheckXMLParser(), true);
+var document = new ActiveXObject("MSXML2.DOMDocument.4.0");
+var root = o.AddXMLElement(document, document, "radice", "");
+var child = o.AddXMLElement(document, root, "figlio", "\u65e5 < & \u00e8");
+o.AddXMLElement(document, child, "nipote", "");
+o.SetXMLAttribute(document, child, "nome", "uno");
+o.SetXMLAttribute(document, child, "nome", "citt\u00e0");
+check("document element", document.documentElement.nodeName, "radice");
+check("children", root.childNodes.length, 1);
+check("nested", child.childNodes.item(1).nodeName, "nipote");
+check("attributes", child.attributes.length, 1);
+var loaded = new ActiveXObject("MSXML2.DOMDocument.4.0");
+check("the document loads again", loaded.loadXML(document.xml), true);
+check("loaded text", loaded.selectSingleNode("radice/figlio").text, "\u65e5 < & \u00e8");
+check("loaded attribute", loaded.selectSingleNode("radice/figlio").getAttribute("nome"), "citt\u00e0");
+
+// Fields and record sets of the script's own.
+check("GetFieldValue, a text", o.GetFieldValue({ Value: "citt\u00e0" }, "x"), "citt\u00e0");
+check("GetFieldValue, a number", o.GetFieldValue({ Value: 7 }, "x"), 7);
+check("GetFieldValue, a fraction", o.GetFieldValue({ Value: 1.5 }, "x"), 1.5);
+check("GetFieldValue, a truth value", o.GetFieldValue({ Value: true }, "x"), true);
+check("GetFieldValue, null", o.GetFieldValue({ Value: null }, "predefinito"), "predefinito");
+check("GetFieldValue, null with an empty default", o.GetFieldValue({ Value: null }, ""), "");
+
+function RecordSet(records, position) {
+  this.log = "";
+  this.records = records;
+  this.BOF = records == 0 || position < 0;
+  this.EOF = records == 0 || position >= records;
+}
+RecordSet.prototype.MoveLast = function (options) { this.log += "MoveLast(" + options + ") "; };
+RecordSet.prototype.MoveFirst = function () { this.log += "MoveFirst(" + arguments.length + ")"; };
+
+function populated(records, position) {
+  var set = new RecordSet(records, position);
+  o.PopulateRecordset(set);
+  return set.log;
+}
+check("PopulateRecordset, empty", populated(0, 0), "");
+check("PopulateRecordset, one record", populated(1, 0), "MoveLast(0) MoveFirst(0)");
+check("PopulateRecordset, in the middle", populated(3, 1), "MoveLast(0) MoveFirst(0)");
+check("PopulateRecordset, before the first", populated(3, -1), "");
+check("PopulateRecordset, behind the last", populated(3, 3), "");
+
+// Settings.
+var shell = new ActiveXObject("WScript.Shell");
+check("ScriviImpostazione", o.ScriviImpostazione("Prova JScript", "Nome", "citt\u00e0"), true);
+check("LeggiImpostazione", o.LeggiImpostazione("Prova JScript", "Nome"), "citt\u00e0");
+check("LeggiImpostazione, default", o.LeggiImpostazione("Prova JScript", "Altro", "s\u00ec"), "s\u00ec");
+// The text is stored without terminator, and RegRead may give what lies behind it.
+check("the value in the registry", shell.RegRead("HKLM\\Software\\Nerio\\Prova JScript\\Nome").substr(0, 5),
+      "citt\u00e0");
+check("CancellaImpostazione", o.CancellaImpostazione("Prova JScript", "Nome"), true);
+
+// Errors.
+checkError("ValidateParam", function () { o.ValidateParam("", "sTesto"); }, -2147221503,
+           "Il parametro [sTesto] non pu\u00f2 essere nullo o vuoto");
+checkError("number 0", function () { o.LeggiImpostazione("", "Nome"); }, 0x800A0000, "Ramo predefinito non valido");
+checkError("number 5", function () { o.CancellaImpostazione("Prova JScript", "Manca"); }, 0x800A0005,
+           "Errore durante la rimozione delle chiave 'Manca'");
+checkError("FormatTemplate, null", function () { o.FormatTemplate("{0}", [null]); }, 0x800A005E,
+           "Utilizzo non valido di Null");
+checkError("FormatTemplate, an object", function () { o.FormatTemplate("{0}", [{}]); }, 0x800A000D,
+           "Tipo non corrispondente");
+// Null is no object: automation itself refuses it before the component sees it.
+checkError("AddXMLElement, no document", function () { o.AddXMLElement(null, root, "a", ""); }, 0x80020005, null);
+checkError("AddXMLElement, no name", function () { o.AddXMLElement(document, root, "1 a", ""); }, 0x80004005, null);
+check("AddXMLElement, nothing was added", root.childNodes.length, 1);
+checkError("GetFieldValue, no field", function () { o.GetFieldValue({}, "x"); }, 0x80020006, null);
+checkError("no such member", function () { o.NonEsiste(); }, 0x800A01B6, null);
+
+WScript.Echo(checks + " checks, " + failed + " failed");

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "nerio_automation.h"
+#include "platform/windows/com_pointer.h"
+#include "types/text.h"
+
+namespace nerio::testing {
+
+/// Returns the path of the Nerio.dll that this build made.
+Text ComponentPath();
+
+/// The component's library, loaded without any registration, as long as this object lives.
+class LoadedComponent {
+ public:
+  /// @throws std::runtime_error when the library or one of its exports cannot be had.
+  explicit LoadedComponent(const Text& path = ComponentPath());
+  LoadedComponent(const LoadedComponent&) = delete;
+  LoadedComponent& operator=(const LoadedComponent&) = delete;
+  ~LoadedComponent();
+
+  using GetClassObjectFunction = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
+  using PlainFunction = HRESULT(WINAPI*)();
+
+  GetClassObjectFunction getClassObject;
+  PlainFunction canUnloadNow;
+  PlainFunction registerServer;
+  PlainFunction unregisterServer;
+
+  platform::ComPointer<IClassFactory> Factory() const;
+  platform::ComPointer<INerioComponent> Create() const;
+
+ private:
+  HMODULE module_;
+};
+
+}  // namespace nerio::testing
