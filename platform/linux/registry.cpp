@@ -102,10 +102,10 @@ Status CheckStillThere(const OpenedKey& key) {
   return ReadKey(key, Extent::Header, values);
 }
 
-// The answer to a call that a key can not take: a deleted one comes first.
-Status Refused(const OpenedKey& key, Status why) {
-  const Status status = CheckStillThere(key);
-  return status == kSuccess ? why : status;
+// The length of the name of a value that is looked for counts before anything else about the call.
+Status CheckSearchedName(std::string_view name) {
+  if (name.size() > kMaxSearchedNameLength) return kInvalidParameter;
+  return name.size() > kMaxValueNameLength ? kFileNotFound : kSuccess;
 }
 
 Status OpenExisting(const OpenedKey& base, const std::vector<std::string_view>& names, std::uint32_t access,
@@ -263,7 +263,8 @@ Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, Call call) {
     OpenedKey key;
     Status status = Find(handle, key);
     if (status != kSuccess) return status;
-    status = (key.access & right) == right ? call(key) : Refused(key, kAccessDenied);
+    // What the handle was opened for comes before whether its key is still there.
+    status = (key.access & right) == right ? call(key) : kAccessDenied;
     const bool missing = status == kFileNotFound || status == kKeyDeleted;
     if (!missing || handle < kFirstPredefined) return status;
     bool moved = false;
@@ -313,9 +314,9 @@ Status LinuxRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uint3
                                  std::uint32_t& size) {
   if (key == 0) return kInvalidHandle;
   type = kRegNone;
+  const std::string_view wanted = CutAtNul(name);
+  if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   return OnKey(key, kKeyQueryValue, [&](const OpenedKey& opened) {
-    const std::string_view wanted = CutAtNul(name);
-    if (wanted.size() > kMaxSearchedNameLength) return Refused(opened, kInvalidParameter);
     ValuesFile values;
     const Status status = ReadKey(opened, Extent::Whole, values);
     if (status != kSuccess) return status;
@@ -334,9 +335,10 @@ Status LinuxRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uint3
 
 Status LinuxRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_t /*reserved*/, std::uint32_t type,
                                std::span<const char> data) {
+  if (key == 0) return kInvalidHandle;
+  const std::string_view wanted = CutAtNul(name);
+  if (wanted.size() > kMaxValueNameLength) return kInvalidParameter;
   return OnKey(key, kKeySetValue, [&](const OpenedKey& opened) {
-    const std::string_view wanted = CutAtNul(name);
-    if (wanted.size() > kMaxValueNameLength) return Refused(opened, kInvalidParameter);
     return StoreValue(opened, wanted, type, {data.data(), data.size()});
   });
 }
@@ -351,11 +353,10 @@ Status LinuxRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
 }
 
 Status LinuxRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
-  return OnKey(key, kKeySetValue, [&](const OpenedKey& opened) {
-    const std::string_view wanted = CutAtNul(name);
-    if (wanted.size() > kMaxSearchedNameLength) return Refused(opened, kInvalidParameter);
-    return RemoveValue(opened, wanted);
-  });
+  if (key == 0) return kInvalidHandle;
+  const std::string_view wanted = CutAtNul(name);
+  if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
+  return OnKey(key, kKeySetValue, [&](const OpenedKey& opened) { return RemoveValue(opened, wanted); });
 }
 
 Status LinuxRegistry::CloseKey(KeyHandle key) {

@@ -34,6 +34,12 @@ Status SplitPath(KeyHandle root, std::string_view path, std::vector<std::string_
   return kSuccess;
 }
 
+// The length of a value's name counts before anything else about the call.
+Status CheckSearchedName(std::string_view name) {
+  if (name.size() >= kRefusedValueName) return kInvalidParameter;
+  return name.size() > kLongestValueName ? kFileNotFound : kSuccess;
+}
+
 }  // namespace
 
 InMemoryRegistry::InMemoryRegistry() {
@@ -67,6 +73,9 @@ Status InMemoryRegistry::Resolve(KeyHandle handle, OpenHandle& found) const {
 }
 
 Status InMemoryRegistry::ResolveFor(KeyHandle handle, std::uint32_t right, OpenHandle& found) const {
+  // What the handle was opened for comes before whether its key is still there.
+  const auto open = handles_.find(handle);
+  if (open != handles_.end() && (open->second.granted & right) != right) return kAccessDenied;
   const Status status = Resolve(handle, found);
   if (status != kSuccess) return status;
   return (found.granted & right) == right ? kSuccess : kAccessDenied;
@@ -139,10 +148,10 @@ Status InMemoryRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::ui
                                     std::uint32_t& size) {
   if (key == 0) return kInvalidHandle;
   type = kRegNone;
+  const std::string_view wanted = UpToNul(name);
+  if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   OpenHandle open;
   if (const Status status = ResolveFor(key, kKeyQueryValue, open); status != kSuccess) return status;
-  const std::string_view wanted = UpToNul(name);
-  if (wanted.size() >= kRefusedValueName) return kInvalidParameter;
   const auto found = open.key->values.find(wanted);
   if (found == open.key->values.end()) return kFileNotFound;
   const Value& value = found->second;
@@ -156,10 +165,11 @@ Status InMemoryRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::ui
 
 Status InMemoryRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_t, std::uint32_t type,
                                   std::span<const char> data) {
-  OpenHandle open;
-  if (const Status status = ResolveFor(key, kKeySetValue, open); status != kSuccess) return status;
+  if (key == 0) return kInvalidHandle;
   const std::string_view wanted = UpToNul(name);
   if (wanted.size() > kLongestValueName) return kInvalidParameter;
+  OpenHandle open;
+  if (const Status status = ResolveFor(key, kKeySetValue, open); status != kSuccess) return status;
   // A value that is there keeps the spelling of its name.
   open.key->values[AnsiText(wanted)] = {type, std::string(data.begin(), data.end())};
   return kSuccess;
@@ -183,10 +193,11 @@ Status InMemoryRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
 }
 
 Status InMemoryRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
+  if (key == 0) return kInvalidHandle;
+  const std::string_view wanted = UpToNul(name);
+  if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   OpenHandle open;
   if (const Status status = ResolveFor(key, kKeySetValue, open); status != kSuccess) return status;
-  const std::string_view wanted = UpToNul(name);
-  if (wanted.size() >= kRefusedValueName) return kInvalidParameter;
   const auto found = open.key->values.find(wanted);
   if (found == open.key->values.end()) return kFileNotFound;
   open.key->values.erase(found);

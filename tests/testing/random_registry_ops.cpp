@@ -147,7 +147,8 @@ class Comparison {
     const Status model = model_.CreateKey(base.second, path, 0, "", kRegOptionNonVolatile, access, {}, created.second,
                                           dispositions.second);
     Keep(subject, model, created);
-    if (subject == kSuccess && path.find_first_not_of('\\') != AnsiText::npos) {
+    // Whether the handle's own key, which an empty path names, was there is told in different ways.
+    if (subject == kSuccess && path.substr(0, path.find('\0')).find_first_not_of('\\') != AnsiText::npos) {
       Same("disposition " + std::to_string(dispositions.first), "disposition " + std::to_string(dispositions.second));
     }
   }
