@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/portable/xml_bytes.h"
+#include "platform/xml_bytes.h"
 #include "platform/portable/xml_dom.h"
 #include "platform/portable/xml_parser.h"
 #include "testing/tables.h"
