@@ -117,7 +117,7 @@ TEST(CommandLine, ResultThatCannotBeWritten_IsAFailure) {
   std::ostream out(&nowhere);
   std::istringstream in;
   std::ostringstream err;
-  EXPECT_EQ(CommandLine("9.8.7").Run({"reg", "test", "HKLM\\Software"}, tool.host.View(), in, out, err, false), 1);
+  EXPECT_EQ(CommandLine("9.8.7").Run({"reg", "test", "HKLM\\Software"}, tool.View(), in, out, err, false), 1);
   EXPECT_EQ(err.str(), "nerio: cannot write the result to standard output\n");
 }
 

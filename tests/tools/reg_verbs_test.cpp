@@ -298,10 +298,7 @@ TEST(RegExport, ThenDeleteAndImport_StoresTheSameBytes) {
   }
   tool.Store("Software\\Nerio\\App\\..\\a/b\\\x01 \n]\\\xC8", "", 1, "x");
   EXPECT_EQ(tool.Run({"reg", "export", kApp, "-o", file}).out, "exported 5 keys and 136 values to " + file + "\n");
-  EXPECT_EQ(
-      tool.Run({"reg", "import", file}).out,
-      "imported: 0 keys created, 0 keys deleted, 0 values set, 0 values changed, 0 values deleted, 136 values already "
-      "as in the file\n");
+  EXPECT_EQ(tool.Run({"reg", "import", file}).out, "imported: 136 values already as in the file\n");
   EXPECT_EQ(tool.Run({"reg", "delete", "HKLM\\Software", "-r", "-y"}).exit, 0);
   const RunResult imported = tool.Run({"reg", "import", file});
   EXPECT_EQ(imported.exit, 0) << imported.err;
@@ -369,15 +366,13 @@ TEST(RegImport, DryRun_ShowsEveryChange) {
   tool.in =
       "Windows Registry Editor Version 5.00\n[HKLM\\Software\\Nerio\\App]\n\"Nome\"=dword:5\n\"Via\"=-\n@=\"d\"\n"
       "[-HKLM\\Software\\Vecchio]\n[HKCU\\Nuovo]\n";
-  EXPECT_EQ(
-      tool.Run({"reg", "import", "-", "--dry-run"}).out,
-      "change \"Nome\" in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App: REG_SZ x -> REG_DWORD 5\n"
-      "delete \"Via\" in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App\n"
-      "set the unnamed value in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App: REG_SZ d\n"
-      "delete key HKEY_LOCAL_MACHINE\\Software\\Vecchio and 1 key below it\n"
-      "create key HKEY_CURRENT_USER\\Nuovo\n"
-      "would import: 1 key created, 2 keys deleted, 1 value set, 1 value changed, 1 value deleted, 0 values already as "
-      "in the file\n");
+  EXPECT_EQ(tool.Run({"reg", "import", "-", "--dry-run"}).out,
+            "change \"Nome\" in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App: REG_SZ x -> REG_DWORD 5\n"
+            "delete \"Via\" in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App\n"
+            "set the unnamed value in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App: REG_SZ d\n"
+            "delete key HKEY_LOCAL_MACHINE\\Software\\Vecchio and 1 key below it\n"
+            "create key HKEY_CURRENT_USER\\Nuovo\n"
+            "would import: 1 key created, 2 keys deleted, 1 value set, 1 value changed, 1 value deleted\n");
   EXPECT_EQ(tool.Stored(kAppPath, "Nome"), "1:78");
   const auto json = nlohmann::json::parse(tool.Run({"reg", "import", "-", "-n", "--json"}).out);
   EXPECT_EQ(json["changes"].size(), 5u);

@@ -1,5 +1,6 @@
 #include "tools/tool_run.h"
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -22,12 +23,23 @@ OpenedKey Made(platform::RegistryApi& registry, const AnsiText& path) {
 
 }  // namespace
 
+platform::Status FolderOfTest::Folder(Text& answer) {
+  answer = folder.u16string();
+  std::replace(answer.begin(), answer.end(), u'/', u'\\');
+  return platform::kSuccess;
+}
+
+platform::Host ToolHost::View() {
+  const platform::Host services = real->Services();
+  return {registry, codePage, services.files, module, services.guids, services.xml, services.regional};
+}
+
 RunResult ToolHost::Run(const std::vector<std::string>& arguments) {
   std::istringstream input(in);
   std::ostringstream out;
   std::ostringstream err;
   RunResult result;
-  result.exit = CommandLine("9.8.7").Run(arguments, host.View(), input, out, err, interactive);
+  result.exit = CommandLine("9.8.7").Run(arguments, View(), input, out, err, interactive);
   result.out = out.str();
   result.err = err.str();
   return result;

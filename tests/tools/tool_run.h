@@ -1,12 +1,14 @@
 #pragma once
 
+#include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/host.h"
 #include "platform/portable/code_page_1252.h"
-#include "testing/failing_files.h"
-#include "testing/fake_host.h"
 #include "testing/in_memory_registry.h"
+#include "testing/temporary_folder.h"
 
 namespace nerio::tool {
 
@@ -17,14 +19,30 @@ struct RunResult {
   std::string err;
 };
 
-/// A host for the tool's verbs, with a registry in memory, and a way to run the tool on it.
+/// A library that lies in a folder of the test's own.
+class FolderOfTest final : public platform::ModuleLocation {
+ public:
+  platform::Status Folder(Text& answer) override;
+
+ private:
+  testing::TemporaryFolder temporary_;
+
+ public:
+  const std::filesystem::path& folder = temporary_.path();
+};
+
+/// The host of this system for the tool's verbs, but with a registry in memory, code page 1252 and the library in a
+/// folder of its own; and a way to run the tool on it.
 struct ToolHost {
   testing::InMemoryRegistry registry;
   platform::CodePage1252 codePage;
-  testing::FailingFiles files;
-  testing::FakeHost host{.registry = &registry, .codePage = &codePage, .files = &files};
+  FolderOfTest module;
+  std::unique_ptr<platform::HostInstance> real = platform::OpenHost();
   std::string in;            ///< what the tool reads from standard input
   bool interactive = false;  ///< somebody is at a terminal
+
+  /// Returns the view of the services.
+  platform::Host View();
 
   /// Runs the tool in this process.
   RunResult Run(const std::vector<std::string>& arguments);

@@ -114,7 +114,7 @@ void Verb::Several(const char* name, std::vector<std::string>& values, std::size
         return true;
       },
       description);
-  option->expected(static_cast<int>(least), CLI::detail::expected_max_vector_size)->type_name("");
+  option->expected(static_cast<int>(least), CLI::detail::expected_max_vector_size)->allow_extra_args()->type_name("");
   if (least > 0) option->required();
 }
 
@@ -126,7 +126,8 @@ void Verb::Number(const char* name, std::uint32_t& value, std::uint32_t least, s
 }
 
 CommandLine::CommandLine(const std::string& version)
-    : app_(std::make_unique<CLI::App>("Looks after the settings, the trace log and the texts of Nerio.", "nerio")),
+    : version_(version),
+      app_(std::make_unique<CLI::App>("Looks after the settings, the trace log and the texts of Nerio.", "nerio")),
       shared_(std::make_unique<Verb::Shared>()) {
   AddCommon(*app_, shared_->json);
   app_->set_version_flag("--version", "nerio " + version);
@@ -134,6 +135,10 @@ CommandLine::CommandLine(const std::string& version)
   app_->footer(Examples(kProgramExamples) + kExitCodes);
   Verb program(*app_, *shared_);
   AddRegistryVerbs(program);
+  AddTraceVerbs(program);
+  AddTextVerbs(program);
+  AddXmlVerbs(program);
+  AddDoctor(program);
 }
 
 CommandLine::~CommandLine() = default;
@@ -151,7 +156,7 @@ int CommandLine::Run(const std::vector<std::string>& arguments, const platform::
     std::reverse(shielded.begin(), shielded.end());  // as the parser wants them
     app_->parse(std::move(shielded));
     output.SetJson(shared_->json);
-    Session session{host, in, output, interactive};
+    Session session{host, in, output, interactive, version_};
     exit = shared_->action(session);
   } catch (const CLI::CallForHelp&) {
     out << app_->help();

@@ -23,7 +23,8 @@ struct Session {
   platform::Host host;
   std::istream& in;
   Output& output;
-  bool interactive;  ///< somebody sits at a terminal and can be asked
+  bool interactive;            ///< somebody sits at a terminal and can be asked
+  const std::string& version;  ///< the library's
 };
 
 /// One verb of the command line, or a group of verbs. A view: the command line owns what it stands for.
@@ -94,11 +95,17 @@ class CommandLine {
   std::vector<Description> Describe() const;
 
  private:
+  std::string version_;
   std::unique_ptr<CLI::App> app_;
   std::unique_ptr<Verb::Shared> shared_;
 };
 
 // The groups of verbs, each in a file of its own.
 void AddRegistryVerbs(Verb program);
+void AddRegistryDoctor(Verb reg);
+void AddTraceVerbs(Verb program);
+void AddTextVerbs(Verb program);
+void AddXmlVerbs(Verb program);
+void AddDoctor(Verb program);
 
 }  // namespace nerio::tool

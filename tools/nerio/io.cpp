@@ -67,17 +67,30 @@ std::string ReadStandardInput(Session& session) {
   return bytes;
 }
 
-std::string ReadInput(Session& session, const std::string& file) {
-  if (file == "-") return ReadStandardInput(session);
+std::string ReadFile(Session& session, const std::string& file) {
   std::string bytes;
   const platform::Status status = platform::ReadWholeFile(PathOf(file), bytes);
   if (status != platform::kSuccess) throw FileFailure(session, status, "cannot read " + file);
   return bytes;
 }
 
+std::string ReadInput(Session& session, const std::string& file) {
+  return file == "-" ? ReadStandardInput(session) : ReadFile(session, file);
+}
+
 void WriteOutput(Session& session, const std::string& file, const std::string& bytes) {
   const platform::Status status = platform::ReplaceWholeFile(PathOf(file), bytes);
   if (status != platform::kSuccess) throw FileFailure(session, status, "cannot write " + file);
+}
+
+void CreateOutput(Session& session, const std::string& file, const std::string& bytes) {
+  const platform::Status status = platform::CreateWholeFile(PathOf(file), bytes);
+  if (status == platform::kSuccess) return;
+  std::error_code ignored;
+  if (std::filesystem::exists(PathOf(file), ignored)) {
+    throw Failure(Exit::kRefused, file + " is there already", "delete it first, or choose another name");
+  }
+  throw FileFailure(session, status, "cannot create " + file);
 }
 
 void Confirm(Session& session, bool yes, const std::string& question) {

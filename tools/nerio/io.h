@@ -29,12 +29,18 @@ Failure FileFailure(Session& session, platform::Status status, const std::string
 /// Reads all of standard input.
 std::string ReadStandardInput(Session& session);
 
+/// Reads a whole file. @throws Failure naming the file and the reason.
+std::string ReadFile(Session& session, const std::string& file);
+
 /// Reads a whole file, standard input when it is called "-". @throws Failure naming the file and the reason.
 std::string ReadInput(Session& session, const std::string& file);
 
 /// Writes a file in place of the one that may be there, whole or not at all. @throws Failure naming the file and the
 /// reason.
 void WriteOutput(Session& session, const std::string& file, const std::string& bytes);
+
+/// Writes a new file, whole or not at all. @throws Failure naming the file and the reason, kRefused when there is one.
+void CreateOutput(Session& session, const std::string& file, const std::string& bytes);
 
 /// Asks whether to go on. `yes` answers for the user; where nobody can be asked and nothing answers, that is a refusal.
 /// @param question without its question mark, as in "delete the value".

@@ -370,12 +370,13 @@ std::string Summary(const ImportCounts& counts, bool dryRun) {
       {counts.valuesSet, "set"},         {counts.valuesChanged, "changed"},
       {counts.valuesDeleted, "deleted"}, {counts.valuesKept, "already as in the file"},
   };
-  std::string text = dryRun ? "would import: " : "imported: ";
+  std::string text;
   for (std::size_t i = 0; i < std::size(parts); ++i) {
-    if (i > 0) text += ", ";
+    if (parts[i].first == 0) continue;
+    if (!text.empty()) text += ", ";
     text += Count(parts[i].first, i < 2 ? "key" : "value") + ' ' + parts[i].second;
   }
-  return text;
+  return (dryRun ? "would import: " : "imported: ") + (text.empty() ? "nothing" : text);
 }
 
 Exit ImportFile(Session& session, const ImportOptions& options) {
@@ -506,6 +507,7 @@ void AddRegistryVerbs(Verb program) {
                            "nerio reg export HKLM\\Software\\Nerio -o nerio.reg");
   AddReading(reg);
   AddWriting(reg);
+  AddRegistryDoctor(reg);
 }
 
 }  // namespace nerio::tool

@@ -1,0 +1,130 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+#include "testing/temporary_folder.h"
+#include "tools/nerio/reg_file.h"
+#include "tools/tool_run.h"
+
+namespace nerio::tool {
+namespace {
+
+class XmlVerbs : public ::testing::Test {
+ protected:
+  std::string Content() const {
+    std::ifstream stream(file_, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  void Write(const std::string& bytes) const { std::ofstream(file_, std::ios::binary) << bytes; }
+  std::size_t Files() const {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder_.path()), {}));
+  }
+
+  testing::TemporaryFolder folder_;
+  std::filesystem::path path_ = folder_.path() / "impostazioni.xml";
+  std::string file_ = path_.string();
+  ToolHost tool_;
+};
+
+TEST_F(XmlVerbs, NewSetAndAdd_BuildAFileStepByStep) {
+  EXPECT_EQ(tool_.Run({"xml", "new", file_, "impostazioni"}).out, "created " + file_ + "\n");
+  EXPECT_EQ(tool_.Run({"xml", "add", file_, "/impostazioni", "voce", "perch\xC3\xA9 <no>"}).exit, 0);
+  EXPECT_EQ(tool_.Run({"xml", "add", file_, "impostazioni", "voce"}).exit, 0);
+  EXPECT_EQ(tool_.Run({"xml", "set", file_, "/impostazioni/voce", "lingua", "it"}).out,
+            "set lingua of /impostazioni/voce in " + file_ + "\n");
+  EXPECT_EQ(tool_.Run({"xml", "set", file_, "/impostazioni/voce", "lingua", ""}).exit, 0);
+  EXPECT_EQ(tool_.Run({"xml", "set", file_, "/impostazioni", "a", "\"\n"}).exit, 0);
+  std::string content = Content();
+  // One host's DOM puts each element on a line of its own.
+  content.erase(
+      std::remove_if(content.begin(), content.end(), [](char c) { return c == '\r' || c == '\n' || c == '\t'; }),
+      content.end());
+  EXPECT_EQ(content,
+            "<impostazioni a=\"&quot;&#10;\"><voce lingua=\"\">perch\xC3\xA9 &lt;no&gt;</voce><voce/></impostazioni>");
+  EXPECT_EQ(tool_.Run({"xml", "check", file_}).out, file_ + ": well-formed\n");
+  EXPECT_EQ(Files(), 1u);
+}
+
+TEST_F(XmlVerbs, New_NeverReplacesAFile) {
+  Write("old");
+  const RunResult result = tool_.Run({"xml", "new", file_, "a"});
+  EXPECT_EQ(result.exit, 2);
+  EXPECT_NE(result.err.find("is there already"), std::string::npos) << result.err;
+  EXPECT_EQ(Content(), "old");
+}
+
+TEST_F(XmlVerbs, WhatIsRefused_LeavesTheFileAsItWas) {
+  const std::string old = "<a><b/></a>";
+  Write(old);
+  struct Row {
+    std::vector<std::string> arguments;
+    int exit;
+  };
+  const Row rows[] = {
+      {{"xml", "set", file_, "/a/c", "n", "v"}, 3},
+      {{"xml", "add", file_, "/c", "n"}, 3},
+      {{"xml", "set", file_, "/a", "1n", "v"}, 5},
+      {{"xml", "set", file_, "/a", "", "v"}, 5},
+      {{"xml", "add", file_, "/a", "a b"}, 5},
+      {{"xml", "add", file_, "/a", "p:a"}, 5},  // a prefix that is declared nowhere
+      {{"xml", "set", file_, "/a", "n", "\x01"}, 5},
+      {{"xml", "add", file_, "/a", "n", "\xEF\xBF\xBF"}, 5},
+      {{"xml", "add", file_, "/a", "n", "\xE9"}, 5},
+      {{"xml", "set", (folder_.path() / "none.xml").string(), "/a", "n", "v"}, 3},
+      {{"xml", "add", "-", "/a", "n"}, 3},
+  };
+  for (const Row& row : rows) {
+    const RunResult result = tool_.Run(row.arguments);
+    EXPECT_EQ(result.exit, row.exit) << row.arguments[3] << ' ' << row.arguments[4] << ": " << result.err;
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(Content(), old);
+    EXPECT_EQ(Files(), 1u);
+  }
+}
+
+TEST_F(XmlVerbs, Check_SaysWhereAndWhy) {
+  struct Row {
+    std::string bytes;
+    const char* where;  // behind the file's name
+  };
+  const Row rows[] = {
+      {"", ":"},
+      {"<a>", ":1:"},
+      {"<a>\n<b></a>", ":2:"},
+      {"<!DOCTYPE a [<!ENTITY e 'x'>]><a>&e;</a>", ":1:"},
+      {"<a>\n\xE9</a>", ":2:1: "},
+      {"<?xml version='1.0' encoding='ISO-8859-1'?><a/>", ":1:"},
+  };
+  for (const Row& row : rows) {
+    Write(row.bytes);
+    const RunResult result = tool_.Run({"xml", "check", file_});
+    EXPECT_EQ(result.exit, 5) << row.bytes;
+    EXPECT_TRUE(result.err.starts_with("nerio: " + file_ + row.where)) << result.err;
+    EXPECT_EQ(tool_.Run({"xml", "add", file_, "/a", "b"}).exit, 5);
+    EXPECT_EQ(Content(), row.bytes);
+  }
+  Write("<a/>");
+  const std::string other = (folder_.path() / "none.xml").string();
+  const RunResult both = tool_.Run({"xml", "check", other, file_, "--json"});
+  EXPECT_EQ(both.exit, 3);
+  const auto json = nlohmann::json::parse(both.out)["files"];
+  EXPECT_EQ(json[0]["wellFormed"], false);
+  EXPECT_EQ(json[0]["error"]["exit"], 3);
+  EXPECT_EQ(json[1]["wellFormed"], true);
+}
+
+TEST_F(XmlVerbs, EncodingsWithTheirMark_AreRead) {
+  for (const std::string& bytes : {std::string("\xEF\xBB\xBF<a>\xC3\xA9</a>"), EncodeUtf16(u"<a>\u00E9</a>")}) {
+    Write(bytes);
+    EXPECT_EQ(tool_.Run({"xml", "set", file_, "/a", "n", "v"}).exit, 0);
+    EXPECT_TRUE(Content().starts_with("<a n=\"v\">\xC3\xA9</a>")) << Content();
+  }
+  tool_.in = "<a/>";
+  EXPECT_EQ(tool_.Run({"xml", "check", "-"}).out, "-: well-formed\n");
+}
+
+}  // namespace
+}  // namespace nerio::tool

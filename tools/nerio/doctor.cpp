@@ -1,0 +1,198 @@
+#include <nlohmann/json.hpp>
+
+#include "platform/registry_doctor.h"
+#include "support/conversions.h"
+#include "support/xml.h"
+#include "tools/nerio/command_line.h"
+#include "tools/nerio/io.h"
+#include "tools/nerio/key_path.h"
+#include "tools/nerio/trace_file.h"
+#include "types/utf8.h"
+
+namespace nerio::tool {
+namespace {
+
+using platform::RegistryFinding;
+using platform::RegistryPlace;
+using Json = nlohmann::ordered_json;
+
+// A day and a time, and a number, whose texts show the customs of the region: 31 December 1999, 17:04.
+constexpr Date kSampleDate{36525.0 + (17 * 60 + 4) / 1440.0};
+constexpr double kSampleNumber = 1234.5;
+
+const char* KindName(RegistryFinding::Kind kind) {
+  switch (kind) {
+    case RegistryFinding::Kind::Damage:
+      return "damage";
+    case RegistryFinding::Kind::Refused:
+      return "refused";
+    case RegistryFinding::Kind::Leftover:
+      break;
+  }
+  return "leftover";
+}
+
+// What the exit code says about the findings. Leftovers are nothing to worry about.
+Exit ExitOf(const std::vector<RegistryFinding>& findings) {
+  Exit exit = Exit::kDone;
+  for (const RegistryFinding& finding : findings) {
+    if (finding.kind == RegistryFinding::Kind::Damage) return Exit::kFailed;
+    if (finding.kind == RegistryFinding::Kind::Refused) exit = Exit::kAccessDenied;
+  }
+  return exit;
+}
+
+std::string Verdict(const std::vector<RegistryFinding>& findings) {
+  switch (ExitOf(findings)) {
+    case Exit::kDone:
+      return "no damage";
+    case Exit::kAccessDenied:
+      return "no damage found, but not everything may be read";
+    default:
+      return "damaged";
+  }
+}
+
+struct RegistryReport {
+  std::vector<RegistryPlace> places = platform::RegistryPlaces();
+  std::vector<RegistryFinding> findings = platform::CheckRegistry();
+};
+
+Json ToJson(Session& session, const RegistryReport& report) {
+  Json object{{"places", Json::array()}, {"findings", Json::array()}, {"verdict", Verdict(report.findings)}};
+  for (const RegistryPlace& place : report.places) {
+    object["places"].push_back(
+        {{"root", Shown(session, {place.root, {}})}, {"place", place.place}, {"present", place.present}});
+  }
+  for (const RegistryFinding& finding : report.findings) {
+    object["findings"].push_back({{"kind", KindName(finding.kind)},
+                                  {"place", finding.place},
+                                  {"offset", finding.offset},
+                                  {"what", finding.what}});
+  }
+  return object;
+}
+
+void Show(Session& session, const RegistryReport& report) {
+  for (const RegistryPlace& place : report.places) {
+    session.output.Line("registry: " + Shown(session, {place.root, {}}) + " in " + place.place +
+                        (place.present ? "" : " (not there yet)"));
+  }
+  for (const RegistryFinding& finding : report.findings) {
+    std::string line = std::string(KindName(finding.kind)) + ": " + finding.place;
+    if (finding.offset > 0) line += ", byte " + std::to_string(finding.offset);
+    session.output.Line(line + ": " + finding.what);
+  }
+}
+
+Exit CheckRegistryFiles(Session& session) {
+  const RegistryReport report;
+  Show(session, report);
+  session.output.Result(ToJson(session, report), Verdict(report.findings));
+  return ExitOf(report.findings);
+}
+
+// One line of the report about everything, and what it is as JSON.
+class Report {
+ public:
+  explicit Report(Session& session) : session_(session) {}
+
+  // Runs one part of the examination; a part that fails is reported as such and the others go on.
+  template <typename Part>
+  void Examine(const char* name, Part part) {
+    try {
+      auto [object, line] = part();
+      session_.output.Line(std::string(name) + ": " + line);
+      json_[name] = std::move(object);
+    } catch (const Failure& failure) {
+      Failed(name, failure);
+    } catch (const Error& error) {
+      Failed(name, FailureOf(error));
+    }
+  }
+
+  void Add(const char* name, Json object) { json_[name] = std::move(object); }
+  void Worsen(Exit exit) {
+    if (exit_ == Exit::kDone) exit_ = exit;
+  }
+
+  Exit Finish() {
+    json_["exit"] = static_cast<int>(exit_);
+    session_.output.Result(json_, exit_ == Exit::kDone ? "all is well" : "not all is well");
+    return exit_;
+  }
+
+ private:
+  void Failed(const char* name, const Failure& failure) {
+    session_.output.Line(std::string(name) + ": " + failure.what());
+    json_[name] = {{"error", failure.ToJson()}};
+    Worsen(Exit::kFailed);
+  }
+
+  Session& session_;
+  Json json_;
+  Exit exit_ = Exit::kDone;
+};
+
+std::string Converted(platform::Status status, const Text& text) {
+  if (status != platform::kSuccess)
+    throw Failure(Exit::kFailed, "the regional settings answer " + std::to_string(status));
+  return ToUtf8(text);
+}
+
+Exit ExamineAll(Session& session) {
+  const platform::Host& host = session.host;
+  Report report(session);
+  report.Examine("version", [&] { return std::pair<Json, std::string>(session.version, session.version); });
+  report.Examine("host", [&] { return std::pair<Json, std::string>(NERIO_HOST, NERIO_HOST); });
+
+  const RegistryReport registry;
+  Show(session, registry);
+  report.Add("registry", ToJson(session, registry));
+  report.Worsen(ExitOf(registry.findings));
+
+  report.Examine("trace", [&] {
+    const TraceFile trace = FindTraceFile(session);
+    return std::pair<Json, std::string>({{"file", trace.shown}, {"tracing", trace.present}, {"bytes", trace.size}},
+                                        (trace.present ? "on, " : "off, ") + trace.shown);
+  });
+  report.Examine("code page", [&] {
+    const std::uint32_t number = host.codePage.Identifier();
+    return std::pair<Json, std::string>(number, std::to_string(number));
+  });
+  report.Examine("region", [&] {
+    Text text;
+    const std::string name = ToUtf8(host.regional.RegionName());
+    const std::string date = Converted(host.regional.TextFromDate(kSampleDate, text), text);
+    const std::string zero = Converted(host.regional.TextFromDate(Date{}, text), text);
+    const std::string number = Converted(host.regional.TextFromDouble(kSampleNumber, text), text);
+    return std::pair<Json, std::string>({{"name", name}, {"date", date}, {"zeroDate", zero}, {"number", number}},
+                                        name + ", as in " + date + " and " + number + "; the zero date is " + zero);
+  });
+  report.Examine("guid", [&] {
+    const std::string guid = ToUtf8(GetGuid(host));
+    if (guid.empty()) throw Failure(Exit::kFailed, "the system cannot make a GUID");
+    return std::pair<Json, std::string>(true, "can be made");
+  });
+  report.Examine("dom", [&] {
+    if (!CheckXMLParser(host)) throw Failure(Exit::kFailed, "the XML DOM, version 4.0, is not there");
+    return std::pair<Json, std::string>(true, "the XML DOM is there");
+  });
+  return report.Finish();
+}
+
+}  // namespace
+
+void AddRegistryDoctor(Verb reg) {
+  reg.Leaf("doctor", "Check the registry's files and say what is damaged, where", "nerio reg doctor",
+           CheckRegistryFiles);
+}
+
+void AddDoctor(Verb program) {
+  program.Leaf("doctor", "Examine everything: registry, trace log, code page, region, GUIDs, XML DOM",
+               "nerio doctor\n"
+               "nerio doctor --json",
+               ExamineAll);
+}
+
+}  // namespace nerio::tool

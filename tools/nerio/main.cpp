@@ -1,0 +1,15 @@
+#include <iostream>
+
+#include "component/version.h"
+#include "platform/console.h"
+#include "platform/host.h"
+#include "tools/nerio/command_line.h"
+
+int main(int argc, char** argv) {
+  namespace platform = nerio::platform;
+  std::ios::sync_with_stdio(false);
+  platform::PrepareStandardStreams();
+  return nerio::tool::CommandLine(nerio::NerioVersion())
+      .Run(platform::Arguments(argc, argv), platform::ThisHost(), std::cin, std::cout, std::cerr,
+           platform::IsSomebodyAtTerminal());
+}

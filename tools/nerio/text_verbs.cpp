@@ -1,0 +1,239 @@
+#include <charconv>
+#include <nlohmann/json.hpp>
+
+#include "support/base64.h"
+#include "support/conversions.h"
+#include "support/messages.h"
+#include "support/templates.h"
+#include "tools/nerio/command_line.h"
+#include "tools/nerio/io.h"
+#include "tools/nerio/value_text.h"
+#include "types/utf8.h"
+
+namespace nerio::tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct GuidOptions {
+  std::uint32_t count = 1;
+};
+
+Exit Guid(Session& session, const GuidOptions& options) {
+  Json guids = Json::array();
+  for (std::uint32_t i = 0; i < options.count; ++i) {
+    const std::string guid = ToUtf8(GetGuid(session.host));
+    if (guid.empty()) throw Failure(Exit::kFailed, "the system cannot make a GUID");
+    if (session.output.json()) guids.push_back(guid);
+    session.output.Line(guid);
+  }
+  if (session.output.json()) session.output.Result({{"guids", std::move(guids)}}, {});
+  return Exit::kDone;
+}
+
+struct DateOptions {
+  std::vector<std::string> texts;
+};
+
+Exit Date(Session& session, const DateOptions& options) {
+  Json dates = Json::array();
+  for (const std::string& argument : options.texts) {
+    const Text text = TextOf(argument, "the text");
+    const Text result = GetDate(text, session.host);
+    // The zero date's text is a date itself, so only a date comes back as it was.
+    dates.push_back({{"text", argument}, {"result", ToUtf8(result)}, {"isDate", result == text}});
+    session.output.Line(ToUtf8(result));
+  }
+  if (session.output.json()) session.output.Result({{"dates", std::move(dates)}}, {});
+  return Exit::kDone;
+}
+
+struct NamedCode {
+  const char* name;
+  std::int32_t code;
+};
+
+constexpr NamedCode kCodes[] = {
+    {"ErrNullOrEmptyParameter", ErrNullOrEmptyParameter},
+    {"ErrUnsupportedInitMessageVersion", ErrUnsupportedInitMessageVersion},
+    {"ErrFeatureNotAvailable", ErrFeatureNotAvailable},
+    {"ObjectErrorBase", ObjectErrorBase},
+};
+
+std::int32_t CodeOf(const std::string& text) {
+  for (const NamedCode& known : kCodes) {
+    if (text == known.name) return known.code;
+  }
+  const bool hex = text.starts_with("0x") || text.starts_with("0X");
+  const std::string digits = hex ? text.substr(2) : text;
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number, hex ? 16 : 10);
+  const bool whole = error == std::errc() && end == digits.data() + digits.size() && !(hex && digits.starts_with('-'));
+  // A code may be written signed or unsigned; both name the same 32 bits.
+  if (!whole || number < INT32_MIN || number > UINT32_MAX) {
+    throw Failure(Exit::kBadInput, "\"" + text + "\" is no error code",
+                  "a code is a number of 32 bits in decimal or 0x..., or a name: ErrNullOrEmptyParameter, "
+                  "ErrUnsupportedInitMessageVersion, ErrFeatureNotAvailable");
+  }
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(number));
+}
+
+ArgumentList ListOf(const std::vector<std::string>& arguments) {
+  ArgumentList list;
+  for (const std::string& argument : arguments) list.values.emplace_back(TextOf(argument, "an argument"));
+  return list;
+}
+
+struct MessageOptions {
+  std::string code;
+  std::vector<std::string> arguments;
+};
+
+Exit Message(Session& session, const MessageOptions& options) {
+  const std::int32_t code = CodeOf(options.code);
+  const Text message = GetErrorMessage(code);
+  const std::string text = ToUtf8(FormatTemplate(message, ListOf(options.arguments), session.host));
+  session.output.Result({{"code", code}, {"template", ToUtf8(message)}, {"text", text}}, text);
+  return Exit::kDone;
+}
+
+struct TemplateOptions {
+  std::string text;
+  std::vector<std::string> arguments;
+};
+
+Exit Template(Session& session, const TemplateOptions& options) {
+  const Text filled = FormatTemplate(TextOf(options.text, "the template"), ListOf(options.arguments), session.host);
+  session.output.Result({{"text", ToUtf8(filled)}}, ToUtf8(filled));
+  return Exit::kDone;
+}
+
+struct Base64Options {
+  std::optional<std::string> text;
+  bool bytes = false;
+};
+
+// An element that carries bytes as Base64.
+class ByteElement {
+ public:
+  explicit ByteElement(platform::XmlDom& dom)
+      : dom_(dom), document_(dom, dom.CreateDocument()), element_(dom, dom.CreateElement(document_.get(), u"TEMP")) {
+    dom.PutDataType(element_.get(), u"bin.base64");
+  }
+
+  Text Encode(const std::string& bytes) {
+    dom_.PutNodeTypedValue(element_.get(), {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    return dom_.GetText(element_.get());
+  }
+
+  std::string Decode(const Text& encoded) {
+    try {
+      dom_.PutText(element_.get(), encoded);
+      const auto bytes = std::get<nerio::Bytes>(dom_.GetNodeTypedValue(element_.get()));
+      return {bytes.begin(), bytes.end()};
+    } catch (const Error& error) {
+      Failure failure(Exit::kBadInput, "this is not Base64",
+                      "Base64 is A-Z a-z 0-9 + / in groups of four, = at the end only");
+      throw failure.WithError(error);
+    }
+  }
+
+ private:
+  platform::XmlDom& dom_;
+  platform::XmlDocument document_;
+  platform::XmlNode element_;
+};
+
+Exit Encode(Session& session, const Base64Options& options) {
+  const std::string input = options.text ? *options.text : ReadStandardInput(session);
+  Text encoded;
+  if (options.bytes) {
+    encoded = ByteElement(session.host.xml).Encode(input);
+  } else {
+    const Text text = TextOf(input, options.text ? "the text" : "standard input");
+    const std::int32_t number = EncodeBase64(text, encoded, session.host);
+    if (number != 0) {
+      Failure failure(Exit::kFailed, "EncodeBase64 answers error " + std::to_string(number));
+      throw failure.WithStatus(number);
+    }
+  }
+  session.output.Result({{"base64", ToUtf8(encoded)}}, ToUtf8(encoded));
+  return Exit::kDone;
+}
+
+Exit Decode(Session& session, const Base64Options& options) {
+  const std::string input = options.text ? *options.text : ReadStandardInput(session);
+  const Text encoded = TextOf(input, options.text ? "the Base64 text" : "standard input");
+  if (encoded.find(u'\0') != Text::npos) throw Failure(Exit::kBadInput, "this is not Base64: it holds a NUL");
+  const std::string bytes = ByteElement(session.host.xml).Decode(encoded);
+  if (options.bytes) {
+    if (session.output.json()) {
+      session.output.Result({{"bytes", HexText(bytes, "")}}, {});
+    } else {
+      session.output.Bytes(bytes);
+    }
+    return Exit::kDone;
+  }
+  const Text text = DecodeBase64(encoded, session.host);
+  const std::string utf8 = ToUtf8(text);
+  if (bytes.size() % 2 != 0)
+    session.output.Say("an odd number of bytes, of which the last is no character; --bytes gives all");
+  if (FromUtf8(utf8) != text) session.output.Say("these bytes are no text in UTF-16; --bytes gives them as they are");
+  session.output.Result({{"text", utf8}}, utf8);
+  return Exit::kDone;
+}
+
+}  // namespace
+
+void AddTextVerbs(Verb program) {
+  const auto guid = std::make_shared<GuidOptions>();
+  Verb verb = program.Leaf("guid", "Make new GUIDs",
+                           "nerio guid\n"
+                           "nerio guid -n 10",
+                           guid, Guid);
+  verb.Number("-n,--count", guid->count, 1, 1000000, "How many (1)");
+
+  const auto date = std::make_shared<DateOptions>();
+  verb = program.Leaf("date", "Check dates: each comes back as it is, or as the zero date's text when it is none",
+                      "nerio date 31/12/1999\n"
+                      "nerio date \"25 dicembre 1998\" 10:30 domani",
+                      date, Date);
+  verb.Several("TEXT", date->texts, 1, "Text to check, by the customs of the region");
+
+  const auto message = std::make_shared<MessageOptions>();
+  verb = program.Leaf("msg", "Show the message of an error code, its placeholders filled",
+                      "nerio msg -2147221503 sTesto\n"
+                      "nerio msg 0x80040002 9\n"
+                      "nerio msg ErrFeatureNotAvailable",
+                      message, Message);
+  verb.Required("CODE", message->code, "Number in decimal or 0x..., or name of the code");
+  verb.Several("ARG", message->arguments, 0, "What stands for {0}, {1}, ...");
+
+  const auto messageTemplate = std::make_shared<TemplateOptions>();
+  verb = program.Leaf("template", "Fill the numbered placeholders of a template",
+                      "nerio template \"{0} su {1}\" 3 10\n"
+                      "nerio template \"{0}{1}\" \"{1}\" z       gives zz: what a pass inserts, later ones search",
+                      messageTemplate, Template);
+  verb.Required("TEXT", messageTemplate->text, "Template with {0}, {1}, ...");
+  verb.Several("ARG", messageTemplate->arguments, 0, "What stands for {0}, {1}, ...");
+
+  Verb base64 = program.Group("base64", "Turn text into Base64 and back",
+                              "nerio base64 encode prova\n"
+                              "nerio base64 decode cAByAG8AdgBhAA==");
+  const auto encode = std::make_shared<Base64Options>();
+  verb = base64.Leaf("encode", "Encode a text: its UTF-16 code units, low byte first",
+                     "nerio base64 encode A                      gives QQA=\n"
+                     "nerio base64 encode --bytes < immagine.png",
+                     encode, Encode);
+  verb.Optional("TEXT", encode->text, "Text to encode; without it all of standard input");
+  verb.Switch("--bytes", encode->bytes, "Encode the bytes as they are");
+  const auto decode = std::make_shared<Base64Options>();
+  verb = base64.Leaf("decode", "Decode Base64 into the text that it was made from",
+                     "nerio base64 decode QQA=                   gives A\n"
+                     "nerio base64 decode --bytes < immagine.b64 > immagine.png",
+                     decode, Decode);
+  verb.Optional("TEXT", decode->text, "Base64; without it all of standard input");
+  verb.Switch("--bytes", decode->bytes, "Give the bytes as they are");
+}
+
+}  // namespace nerio::tool

@@ -1,0 +1,210 @@
+#include <nlohmann/json.hpp>
+
+#include "platform/whole_file.h"
+#include "platform/xml_bytes.h"
+#include "platform/xml_dom.h"
+#include "support/xml.h"
+#include "tools/nerio/command_line.h"
+#include "tools/nerio/io.h"
+#include "types/utf8.h"
+
+namespace nerio::tool {
+namespace {
+
+using platform::kSuccess;
+using platform::XmlDocument;
+using platform::XmlLoadError;
+using platform::XmlNode;
+using Json = nlohmann::ordered_json;
+
+XmlDocument NewDocument(Session& session) {
+  if (!CheckXMLParser(session.host)) throw Failure(Exit::kFailed, "the XML DOM, version 4.0, is not there");
+  return {session.host.xml, session.host.xml.CreateDocument()};
+}
+
+Failure NotWellFormed(const std::string& where, const XmlLoadError& error) {
+  std::string what = where;
+  if (error.line > 0) what += ":" + std::to_string(error.line) + ":" + std::to_string(error.column);
+  Failure failure(Exit::kBadInput, what + ": " + ToUtf8(error.reason));
+  if (error.line > 0) failure.AtLine(static_cast<std::size_t>(error.line));
+  return failure;
+}
+
+XmlDocument Load(Session& session, const std::string& file, const std::string& bytes) {
+  Text text;
+  XmlLoadError error;
+  if (!platform::DecodeXmlBytes(bytes, text, error)) throw NotWellFormed(file, error);
+  XmlDocument document = NewDocument(session);
+  if (!session.host.xml.LoadXml(document.get(), text)) {
+    throw NotWellFormed(file, session.host.xml.LoadError(document.get()));
+  }
+  return document;
+}
+
+// The document as a file in UTF-8. What was built may still be no XML, a prefix that is declared nowhere for one.
+std::string Written(Session& session, const XmlDocument& document) {
+  const Text text = session.host.xml.GetXml(document.get());
+  const XmlDocument again = NewDocument(session);
+  if (!session.host.xml.LoadXml(again.get(), text)) {
+    throw Failure(Exit::kBadInput, "this would be no XML: " + ToUtf8(session.host.xml.LoadError(again.get()).reason),
+                  "nothing was written");
+  }
+  return ToUtf8(text);
+}
+
+// Reads an argument as what an XML document can hold.
+Text ContentOf(const std::string& argument, const char* what) {
+  Text text = TextOf(argument, what);
+  for (const char16_t unit : text) {
+    const bool control = unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r';
+    if (control || unit >= 0xFFFE) {
+      throw Failure(Exit::kBadInput, std::string(what) + " holds a character that XML does not have",
+                    "nothing was written");
+    }
+  }
+  return text;
+}
+
+// Runs what the DOM may refuse for its arguments' sake.
+template <typename Build>
+auto Building(Build build) {
+  try {
+    return build();
+  } catch (const Error& error) {
+    if (error.number() != platform::kErrDomFailure) throw;
+    const Failure known = FailureOf(error);
+    Failure failure(Exit::kBadInput, known.what(), "nothing was written");
+    throw failure.WithError(error);
+  }
+}
+
+XmlNode Select(Session& session, const XmlDocument& document, const std::string& path, const std::string& file) {
+  const Text query = TextOf(path, "the path");
+  XmlNode node =
+      Building([&] { return XmlNode(session.host.xml, session.host.xml.SelectSingleNode(document.get(), query)); });
+  if (!node) throw Failure(Exit::kNotFound, file + " has no element " + path);
+  return node;
+}
+
+struct CheckOptions {
+  std::vector<std::string> files;
+};
+
+Exit Check(Session& session, const CheckOptions& options) {
+  Json files = Json::array();
+  Exit exit = Exit::kDone;
+  for (const std::string& file : options.files) {
+    Json object{{"file", file}, {"wellFormed", true}};
+    try {
+      Load(session, file, ReadInput(session, file));
+      session.output.Line(file + ": well-formed");
+    } catch (const Failure& failure) {
+      exit = failure.exit();
+      session.output.Say(failure.what());
+      object["wellFormed"] = false;
+      object["error"] = failure.ToJson();
+    }
+    files.push_back(std::move(object));
+  }
+  if (session.output.json()) session.output.Result({{"files", std::move(files)}}, {});
+  return exit;
+}
+
+struct NewOptions {
+  std::string file;
+  std::string name;
+  std::optional<std::string> text;
+};
+
+Exit New(Session& session, const NewOptions& options) {
+  const Text name = TextOf(options.name, "the name");
+  const Text text = ContentOf(options.text.value_or(""), "the text");
+  const XmlDocument document = NewDocument(session);
+  Building([&] { return AddXMLElement(document, document, name, text); });
+  CreateOutput(session, options.file, Written(session, document));
+  session.output.Result({{"file", options.file}, {"element", options.name}}, "created " + options.file);
+  return Exit::kDone;
+}
+
+struct SetOptions {
+  std::string file;
+  std::string path;
+  std::string name;
+  std::string value;
+};
+
+Exit Set(Session& session, const SetOptions& options) {
+  const Text name = TextOf(options.name, "the name");
+  const Text value = ContentOf(options.value, "the value");
+  const XmlDocument document = Load(session, options.file, ReadFile(session, options.file));
+  const XmlNode node = Select(session, document, options.path, options.file);
+  Building([&] { SetXMLAttribute(document, node, name, value); });
+  WriteOutput(session, options.file, Written(session, document));
+  session.output.Result(
+      {{"file", options.file}, {"path", options.path}, {"attribute", options.name}, {"value", options.value}},
+      "set " + options.name + " of " + options.path + " in " + options.file);
+  return Exit::kDone;
+}
+
+struct AddOptions {
+  std::string file;
+  std::string path;
+  std::string name;
+  std::optional<std::string> text;
+};
+
+Exit Add(Session& session, const AddOptions& options) {
+  const Text name = TextOf(options.name, "the name");
+  const Text text = ContentOf(options.text.value_or(""), "the text");
+  const XmlDocument document = Load(session, options.file, ReadFile(session, options.file));
+  const XmlNode parent = Select(session, document, options.path, options.file);
+  Building([&] { return AddXMLElement(document, parent, name, text); });
+  WriteOutput(session, options.file, Written(session, document));
+  session.output.Result({{"file", options.file}, {"path", options.path}, {"element", options.name}},
+                        "added " + options.name + " to " + options.path + " in " + options.file);
+  return Exit::kDone;
+}
+
+constexpr const char* kFileHelp = "File in UTF-8 or UTF-16; written in UTF-8, whole or not at all";
+constexpr const char* kPathHelp =
+    "Names of elements from the top, as in /impostazioni/voce; the first such element counts";
+
+}  // namespace
+
+void AddXmlVerbs(Verb program) {
+  Verb xml = program.Group("xml", "Check, make and change XML files",
+                           "nerio xml new impostazioni.xml impostazioni\n"
+                           "nerio xml add impostazioni.xml /impostazioni voce \"perch\xC3\xA9 no\"\n"
+                           "nerio xml set impostazioni.xml /impostazioni/voce lingua it\n"
+                           "nerio xml check impostazioni.xml");
+  const auto check = std::make_shared<CheckOptions>();
+  Verb verb = xml.Leaf("check", "Tell whether files are well-formed XML; a document type declaration is refused",
+                       "nerio xml check impostazioni.xml\n"
+                       "nerio xml check *.xml",
+                       check, Check);
+  verb.Several("FILE", check->files, 1, "File in UTF-8 or UTF-16; - is standard input");
+
+  const auto made = std::make_shared<NewOptions>();
+  verb = xml.Leaf("new", "Make a new file with one element", "nerio xml new impostazioni.xml impostazioni", made, New);
+  verb.Required("FILE", made->file, "File to make; must not be there yet");
+  verb.Required("NAME", made->name, "Name of the document element");
+  verb.Optional("TEXT", made->text, "Its text");
+
+  const auto set = std::make_shared<SetOptions>();
+  verb = xml.Leaf("set", "Set an attribute of an element",
+                  "nerio xml set impostazioni.xml /impostazioni/voce lingua it", set, Set);
+  verb.Required("FILE", set->file, kFileHelp);
+  verb.Required("PATH", set->path, kPathHelp);
+  verb.Required("NAME", set->name, "Name of the attribute");
+  verb.Required("VALUE", set->value, "Its value");
+
+  const auto add = std::make_shared<AddOptions>();
+  verb = xml.Leaf("add", "Append an element to another",
+                  "nerio xml add impostazioni.xml /impostazioni voce \"prima voce\"", add, Add);
+  verb.Required("FILE", add->file, kFileHelp);
+  verb.Required("PATH", add->path, kPathHelp);
+  verb.Required("NAME", add->name, "Name of the new element");
+  verb.Optional("TEXT", add->text, "Its text");
+}
+
+}  // namespace nerio::tool
