@@ -13,7 +13,7 @@ Text CheckedDate(TextView text, const platform::Host& host) {
   WriteLog(u"GetDate IN : " + argument, host);
   Date date;
   const bool isDate = host.regional.DateFromText(argument, date) == platform::kSuccess;
-  const Text result = isDate ? argument : ZeroDateText(host);
+  Text result = isDate ? argument : ZeroDateText(host);
   WriteLog(u"GetDate OUT : " + result, host);
   return result;
 }

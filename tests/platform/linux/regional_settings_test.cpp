@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cstdlib>
 #include <map>
 #include <string>
@@ -143,7 +144,7 @@ TEST(LinuxRegionalSettings, TheProcessesOwnLocale_IsNeitherAskedNorChanged) {
               Enter({{"LC_ALL", "es_ES.UTF-8"}});
               LinuxRegionalSettings().RegionName();
               const std::string before = std::setlocale(LC_ALL, nullptr);
-              std::setlocale(LC_ALL, "fi_FI.UTF-8");
+              EXPECT_NE(std::setlocale(LC_ALL, "fi_FI.UTF-8"), nullptr);
               Text text;
               LinuxRegionalSettings regional;
               regional.TextFromDouble(0.5, text);

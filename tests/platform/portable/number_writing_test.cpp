@@ -22,31 +22,32 @@ std::string Single(float value, TextView mark = u".") { return ToUtf8(WriteDoubl
 std::string Money(std::int64_t value, TextView mark = u".") { return ToUtf8(WriteCurrency({value}, mark)); }
 std::string Plain(const Decimal& value, TextView mark = u".") { return ToUtf8(WriteDecimal(value, mark)); }
 
-// The decimal digits of a positive whole number, lowest first, with the arithmetic of schoolbooks.
+// A whole number in nine decimal digits at a time, lowest first, with the arithmetic of schoolbooks.
 class Schoolbook {
  public:
   explicit Schoolbook(std::uint64_t value) {
-    for (; value != 0; value /= 10) digits_.push_back(static_cast<int>(value % 10));
+    for (; value != 0; value /= kBase) parts_.push_back(value % kBase);
   }
 
-  void MultiplyBy(int factor) {
-    int carry = 0;
-    for (int& digit : digits_) {
-      carry += digit * factor;
-      digit = carry % 10;
-      carry /= 10;
+  void MultiplyBy(std::uint64_t factor) {
+    std::uint64_t carry = 0;
+    for (std::uint64_t& part : parts_) {
+      carry += part * factor;
+      part = carry % kBase;
+      carry /= kBase;
     }
-    for (; carry != 0; carry /= 10) digits_.push_back(carry % 10);
+    if (carry != 0) parts_.push_back(carry);
   }
 
-  std::string HighestFirst() const {
-    std::string text;
-    for (const int digit : digits_) text.insert(text.begin(), static_cast<char>('0' + digit));
-    return text;
+  std::string Digits() const {
+    std::ostringstream text;
+    for (auto part = parts_.rbegin(); part != parts_.rend(); ++part) text << std::setw(9) << std::setfill('0') << *part;
+    return text.str().substr(text.str().find_first_not_of('0'));
   }
 
  private:
-  std::vector<int> digits_;
+  static constexpr std::uint64_t kBase = 1'000'000'000;
+  std::vector<std::uint64_t> parts_;
 };
 
 // Writes a positive number as WriteDouble should: mantissa times a power of two, multiplied out, rounded by hand.
@@ -58,7 +59,7 @@ std::string Reference(double value, int count) {
   int decimals = 0;  // value = digits / 10^decimals
   for (; exponent > 0; --exponent) whole.MultiplyBy(2);
   for (; exponent < 0; ++exponent, ++decimals) whole.MultiplyBy(5);
-  std::string digits = whole.HighestFirst();
+  std::string digits = whole.Digits();
   int point = static_cast<int>(digits.size()) - decimals;
   digits.resize(std::max<std::size_t>(digits.size(), static_cast<std::size_t>(count) + 1), '0');
   const bool up = digits[static_cast<std::size_t>(count)] >= '5';
