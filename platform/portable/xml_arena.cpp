@@ -4,8 +4,12 @@
 
 namespace nerio::platform::xml {
 
-Arena::~Arena() {
+void Arena::Clear() noexcept {
   while (chunks_ != nullptr) ::operator delete(std::exchange(chunks_, chunks_->previous));
+  next_ = first_;
+  end_ = first_ + sizeof first_;
+  last_ = nullptr;
+  chunkSize_ = kSmallestChunk;
 }
 
 std::byte* Arena::AddChunk(std::size_t bytes) {

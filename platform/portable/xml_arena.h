@@ -15,9 +15,12 @@ namespace nerio::platform::xml {
 class Arena {
  public:
   Arena() noexcept : next_(first_), end_(first_ + sizeof first_) {}
-  ~Arena();
+  ~Arena() { Clear(); }
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
+
+  /// Forgets all that was made.
+  void Clear() noexcept;
 
   /// Makes an object that needs no destruction.
   template <typename Object, typename... Arguments>

@@ -181,20 +181,20 @@ void PortableXmlDom::PutText(XmlObject* node, TextView text) {
   Node& target = TakeNode(node);
   text = UpToNul(text);
   if (target.kind == Kind::kDocument) Raise(kErrDomFailure, u"a document has no text of its own");
-  if (Element* const element = xml::AsElement(&target)) {
-    target.tree->SetText(*element, text);
+  Element* const element = xml::AsElement(&target);
+  if (element != nullptr && text.empty()) {
+    Tree::DetachChildren(*element);
   } else {
-    target.tree->SetValue(static_cast<Value&>(target), text);
+    target.tree->SetValue(element != nullptr ? target.tree->MakeOnlyText(*element) : static_cast<Value&>(target), text);
   }
 }
 
 Text PortableXmlDom::GetText(XmlObject* node) {
   Node& target = TakeNode(node);
-  Text text = xml::TextOf(target);
+  Text joined;
+  const TextView text = xml::TextOf(target, joined);
   const TextView inner = WithoutBlanksAtEnds(text);
-  if (inner.size() == text.size()) return text;
-  if (target.kind == Kind::kAttribute && !inner.empty()) return text;
-  return Text(inner);
+  return Text(target.kind == Kind::kAttribute && !inner.empty() ? text : inner);
 }
 
 void PortableXmlDom::PutDataType(XmlObject* node, TextView type) {
@@ -209,21 +209,17 @@ void PortableXmlDom::PutDataType(XmlObject* node, TextView type) {
 }
 
 void PortableXmlDom::PutNodeTypedValue(XmlObject* node, std::span<const std::uint8_t> bytes) {
-  Text text;
-  switch (TypeOf(TakeNode(node))) {
-    case TypedAs::kBase64:
-      text.resize(Base64Length(bytes.size()));
-      WriteBase64(bytes, text.data());
-      break;
-    case TypedAs::kText:
-      // The bytes are the text's byte view: low byte first, an odd last one forms no unit.
-      for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        text += static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8);
-      }
-      break;
-    case TypedAs::kOther:
-      Raise(kErrDomNotImplemented, kNoTypedValue);
+  Node& target = TakeNode(node);
+  const TypedAs type = TypeOf(target);
+  if (type == TypedAs::kOther) Raise(kErrDomNotImplemented, kNoTypedValue);
+  if (type == TypedAs::kBase64 && !bytes.empty()) {
+    Value& text = target.tree->MakeOnlyText(static_cast<Element&>(target));
+    WriteBase64(bytes, target.tree->Resize(text, Base64Length(bytes.size())));
+    return;
   }
+  // The bytes are the text's byte view: low byte first; an odd last one forms no unit.
+  Text text;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) text += static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8);
   PutText(node, text);
 }
 
@@ -231,8 +227,9 @@ Variant PortableXmlDom::GetNodeTypedValue(XmlObject* node) {
   Node& target = TakeNode(node);
   switch (TypeOf(target)) {
     case TypedAs::kBase64: {
+      Text joined;
       Bytes bytes;
-      if (!ReadBase64(xml::TextOf(target), bytes)) Raise(kErrDomFailure, u"the text is not Base64");
+      if (!ReadBase64(xml::TextOf(target, joined), bytes)) Raise(kErrDomFailure, u"the text is not Base64");
       return bytes;
     }
     case TypedAs::kText:
@@ -245,15 +242,15 @@ Variant PortableXmlDom::GetNodeTypedValue(XmlObject* node) {
 
 bool PortableXmlDom::LoadXml(XmlObject* document, TextView xml) {
   Tree& tree = TakeDocument(document);
-  Tree::DetachChildren(tree.Root());
+  tree.Empty();
   tree.loadError = {};
   try {
     if (xml::Parse(xml, tree, tree.loadError)) return true;
   } catch (...) {
-    Tree::DetachChildren(tree.Root());
+    tree.Empty();
     throw;
   }
-  Tree::DetachChildren(tree.Root());
+  tree.Empty();
   return false;
 }
 

@@ -1,6 +1,8 @@
 #include "platform/portable/xml_name_table.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 namespace nerio::platform::xml {
@@ -47,6 +49,13 @@ const Name* NameTable::Intern(TextView spelling) {
   bucket = name;
   ++nameCount_;
   return name;
+}
+
+void NameTable::Clear() noexcept {
+  std::fill(std::begin(firstBuckets_), std::end(firstBuckets_), nullptr);
+  buckets_ = firstBuckets_;
+  bucketCount_ = kFirstBuckets;
+  nameCount_ = 0;
 }
 
 void NameTable::Grow() {

@@ -27,6 +27,9 @@ class NameTable {
   NameTable(const NameTable&) = delete;
   NameTable& operator=(const NameTable&) = delete;
 
+  /// Forgets all names; the arena keeps their memory.
+  void Clear() noexcept;
+
   /// Returns the hash of a spelling, the same in every table of the process.
   static std::uint32_t Hash(TextView spelling) noexcept;
 

@@ -58,18 +58,23 @@ Node* Following(Node* node, const Node* top) noexcept {
   return nullptr;
 }
 
-Text TextOf(Node& node) {
-  if (AsParent(&node) == nullptr) return Text(static_cast<Value&>(node).View());
+TextView TextOf(Node& node, Text& joined) {
+  const Parent* const parent = AsParent(&node);
+  if (parent == nullptr) return static_cast<Value&>(node).View();
+  Node* const only = parent->children.first;
+  if (only == nullptr) return {};
+  if (only == parent->children.last && HoldsText(*only)) return static_cast<Value&>(*only).View();
+
   std::size_t length = 0;
   for (Node* below = &node; below != nullptr; below = Following(below, &node)) {
     if (HoldsText(*below)) length += below->count;
   }
-  Text text;
-  text.reserve(length);
+  joined.clear();
+  joined.reserve(length);
   for (Node* below = &node; below != nullptr; below = Following(below, &node)) {
-    if (HoldsText(*below)) text += static_cast<Value*>(below)->View();
+    if (HoldsText(*below)) joined += static_cast<Value*>(below)->View();
   }
-  return text;
+  return joined;
 }
 
 Tree::Tree() noexcept { root_.tree = this; }
@@ -83,6 +88,13 @@ void Tree::RemoveHandle() noexcept {
   Tree* tree = &Leader();
   if (--tree->handles_ != 0) return;
   while (tree != nullptr) delete std::exchange(tree, tree->nextJoined_);
+}
+
+void Tree::Empty() noexcept {
+  DetachChildren(root_);
+  if (Leader().handles_ > 1 || leader_ != this || nextJoined_ != nullptr) return;
+  names_.Clear();
+  arena_.Clear();
 }
 
 void Tree::Join(Tree& other) noexcept {
@@ -117,28 +129,27 @@ NamedValue* Tree::MakeNamedValue(Kind kind, const Name* name) {
 
 Value* Tree::MakeValue(Kind kind) { return MakeNode<Value>(kind); }
 
-void Tree::SetValue(Value& value, TextView text) {
-  if (text.size() > value.count) {
-    if (text.size() > std::numeric_limits<std::uint32_t>::max() / sizeof(char16_t)) throw std::bad_alloc();
-    value.units = arena_.MakeUnits(text.size());
+char16_t* Tree::Resize(Value& value, std::size_t length) {
+  if (length > value.count) {
+    if (length > std::numeric_limits<std::uint32_t>::max() / sizeof(char16_t)) throw std::bad_alloc();
+    value.units = arena_.MakeUnits(length);
   }
-  if (!text.empty()) std::memcpy(value.units, text.data(), text.size() * sizeof(char16_t));
-  value.count = static_cast<std::uint32_t>(text.size());
+  value.count = static_cast<std::uint32_t>(length);
+  return value.units;
 }
 
-void Tree::SetText(Element& element, TextView text) {
+void Tree::SetValue(Value& value, TextView text) {
+  char16_t* const units = Resize(value, text.size());
+  if (!text.empty()) std::memcpy(units, text.data(), text.size() * sizeof(char16_t));
+}
+
+Value& Tree::MakeOnlyText(Element& element) {
   Node* const only = element.children.first;
-  if (!text.empty() && only != nullptr && only == element.children.last && only->kind == Kind::kText) {
-    SetValue(static_cast<Value&>(*only), text);
-    return;
-  }
-  Value* child = nullptr;
-  if (!text.empty()) {
-    child = MakeValue(Kind::kText);
-    SetValue(*child, text);
-  }
+  if (only != nullptr && only == element.children.last && only->kind == Kind::kText) return static_cast<Value&>(*only);
+  Value* const text = MakeValue(Kind::kText);
   DetachChildren(element);
-  if (child != nullptr) Append(element, *child);
+  Append(element, *text);
+  return *text;
 }
 
 NamedValue* Tree::FindAttribute(const Element& element, TextView name) noexcept {

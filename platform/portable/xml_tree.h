@@ -81,9 +81,10 @@ Element* AsElement(Node* node) noexcept;
 /// met. This is how every walk over a tree goes: step by step, so that no depth of nesting needs a deep stack.
 Node* Following(Node* node, const Node* top) noexcept;
 
-/// Returns the text of a node: the value of an attribute and its like, for a parent the texts and CDATA sections below
+/// Views the text of a node: the value of an attribute and its like, for a parent the texts and CDATA sections below
 /// it, one behind the other.
-Text TextOf(Node& node);
+/// @param joined receives the text where it is not stored in one piece; the view is then one of it.
+TextView TextOf(Node& node, Text& joined);
 
 /// One document: its nodes, names and texts in one arena, and the count of the handles that keep it alive. Made by
 /// `new`; it ends itself.
@@ -109,6 +110,10 @@ class Tree {
   /// Counts one handle less; the last one ends the tree, and those joined with it.
   void RemoveHandle() noexcept;
 
+  /// Detaches all that the document holds. The memory of a document that only one handle keeps alive, which is that of
+  /// the document itself, is given back.
+  void Empty() noexcept;
+
   /// Makes a detached node. Raises nothing but std::bad_alloc, as all that follows.
   Element* MakeElement(const Name* name);
   NamedValue* MakeNamedValue(Kind kind, const Name* name);
@@ -116,8 +121,10 @@ class Tree {
 
   /// Gives a value its text.
   void SetValue(Value& value, TextView text);
-  /// Makes a text the only child of an element; an empty one leaves no child. The children before are detached.
-  void SetText(Element& element, TextView text);
+  /// Gives a value a length, for the caller to write the units to where this returns. They are not set to anything.
+  char16_t* Resize(Value& value, std::size_t length);
+  /// Returns the text node that is the only child of an element, in place of the children before if need be.
+  Value& MakeOnlyText(Element& element);
 
   /// Returns the attribute of this name, or null. Takes the same time however many there are.
   static NamedValue* FindAttribute(const Element& element, TextView name) noexcept;
