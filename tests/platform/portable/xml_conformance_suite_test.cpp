@@ -171,5 +171,27 @@ TEST(XmlConf, DocumentsWithDoctype_AreAllRefusedForItUnlessSomethingBeforeItIsWr
   EXPECT_GT(counts["refused for the declaration"], 1800);
 }
 
+// The cases that try every range of letters, digits and signs of names do so in an instruction within their document
+// type declaration. Outside of it the instruction has to be accepted or refused all the same.
+TEST(XmlConf, InstructionsOfTheCasesAboutNames_AreAcceptedOrRefusedAsTheyMustBeWithoutTheirDoctype) {
+  std::map<std::string, int> counts;
+  for (const Case& each : ReadCases()) {
+    const bool valid = each.id.starts_with("ibm-valid-P8");
+    if (!valid && !each.id.starts_with("ibm-not-wf-P8")) continue;
+    const std::size_t doctype = each.Doctype();
+    if (each.id[valid ? 12 : 13] < '5' || !each.LeftOutBecause().empty() || doctype == std::string::npos) continue;
+    const std::size_t start = each.bytes.find("<?", doctype);
+    const std::size_t end = each.bytes.find("?>", doctype);
+    ASSERT_NE(end, std::string::npos) << each.id;
+    const XmlLoadError error = Load(each.bytes.substr(start, end + 2 - start) + "<a/>");
+    EXPECT_EQ(error.reason.empty(), valid) << each.id << ": " << ToUtf8(error.reason);
+    EXPECT_TRUE(valid || error.line == 1) << each.id << ": " << ToUtf8(error.reason);
+    ++counts[valid ? "accepted as they must be" : "refused as they must be"];
+  }
+  Print(counts);
+  EXPECT_EQ(counts["accepted as they must be"], 5);
+  EXPECT_GT(counts["refused as they must be"], 300);
+}
+
 }  // namespace
 }  // namespace nerio::platform
