@@ -25,8 +25,6 @@ if(NOT NERIO_HOST STREQUAL windows)
   # COM interfaces have no virtual destructor, by their binary layout.
   target_compile_options(nerio_options INTERFACE -Wnon-virtual-dtor)
 endif()
-# Unique symbols would keep a shared library that holds them loaded for ever.
-target_compile_options(nerio_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 if(NERIO_SANITIZE)
   target_compile_options(nerio_options INTERFACE -fsanitize=${NERIO_SANITIZE} -fno-omit-frame-pointer
                                                  -fno-sanitize-recover=all)

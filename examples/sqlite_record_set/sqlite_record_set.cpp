@@ -73,7 +73,7 @@ SqliteField SqliteRecordSet::Field(TextView name) {
 }
 
 bool SqliteRecordSet::ReadNext() {
-  if (failure_) throw *failure_;
+  if (failure_ != nullptr) std::rethrow_exception(failure_);
   if (complete_) return false;
   const int status = sqlite3_step(statement_.get());
   if (status == SQLITE_DONE) {
@@ -83,6 +83,7 @@ bool SqliteRecordSet::ReadNext() {
   if (status != SQLITE_ROW) RaiseDatabaseError();
   std::vector<Variant> record;
   const int columns = sqlite3_column_count(statement_.get());
+  record.reserve(static_cast<std::size_t>(columns));
   for (int column = 0; column < columns; ++column) record.push_back(ReadColumn(column));
   records_.push_back(std::move(record));
   return true;
@@ -113,8 +114,9 @@ Variant SqliteRecordSet::ReadColumn(int column) {
 
 void SqliteRecordSet::RaiseDatabaseError() {
   // A statement that failed would begin anew at the next step, so the set remembers that it failed.
-  failure_.emplace(sqlite3_extended_errcode(database_), u"sqlite", FromUtf16(sqlite3_errmsg16(database_)));
-  throw *failure_;
+  failure_ = std::make_exception_ptr(
+      Error(sqlite3_extended_errcode(database_), u"sqlite", FromUtf16(sqlite3_errmsg16(database_))));
+  std::rethrow_exception(failure_);
 }
 
 Variant SqliteField::get_Value() {

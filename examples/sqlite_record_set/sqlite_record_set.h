@@ -3,8 +3,9 @@
 #include <sqlite3.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <exception>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -68,7 +69,7 @@ class SqliteRecordSet final : public platform::RecordSet {
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
   std::vector<std::vector<Variant>> records_;
   bool complete_ = false;
-  std::optional<Error> failure_;
+  std::exception_ptr failure_;
   // Counts from 1: 0 is before the first record, one more than there are is behind the last.
   std::size_t position_ = 1;
 };

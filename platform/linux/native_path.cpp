@@ -33,11 +33,10 @@ Text TextFromNativePath(std::string_view path) {
     std::size_t length = 1;
     if (byte == '/') {
       text += u'\\';
-    } else if (byte == '\\') {
-      text += Escaped(byte);
-    } else if (static_cast<unsigned char>(byte) < 0x80) {
+    } else if (static_cast<unsigned char>(byte) < 0x80 && byte != '\\') {
       text += static_cast<char16_t>(byte);
-    } else if (const std::string_view sequence = path.substr(0, Utf8LengthByLead(byte)); IsUtf8(sequence)) {
+    } else if (const std::string_view sequence = path.substr(0, Utf8LengthByLead(byte));
+               byte != '\\' && IsUtf8(sequence)) {
       text += FromUtf8(sequence);
       length = sequence.size();
     } else {

@@ -14,6 +14,11 @@
 
 namespace {
 
+// Made before anything of the layer that waits for its first use, and so destroyed behind it.
+struct LastLine {
+  ~LastLine() { nerio::WriteLog(u"ending"); }
+} lastLine;
+
 // Makes a key below HKEY_CURRENT_USER.
 nerio::platform::Status MakeKey() {
   nerio::platform::RegistryApi& registry = nerio::platform::ThisHost().registry;
@@ -43,21 +48,6 @@ int main() try {
 
 #else
 
-namespace {
-
-// Writes a line to the trace log while the file that holds this code is being unloaded, if it was told to.
-struct LastLine {
-  bool wanted = false;
-  ~LastLine() {
-    if (wanted) nerio::WriteLog(u"unloaded");
-  }
-};
-
-LastLine lastLine;
-
-}  // namespace
-
 extern "C" void ProbeWriteLog(const char16_t* message) { nerio::WriteLog(message); }
-extern "C" void ProbeWriteLogWhenUnloaded() { lastLine.wanted = true; }
 
 #endif
