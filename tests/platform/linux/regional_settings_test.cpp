@@ -153,6 +153,27 @@ TEST(LinuxRegionalSettings, TheProcessesOwnLocale_IsNeitherAskedNorChanged) {
             "C fi_FI.UTF-8 es-ES 0,5");
 }
 
+TEST(LinuxRegionalSettings, ProgramOnItsOwnHost_ChecksDatesUnderItsEnvironment) {
+  const std::map<std::string, std::string> expected = {
+      {"it_IT.UTF-8", "it-IT\n00:00:00\n00:00:00\n31/12/1999\n"},
+      {"en_US.UTF-8", "en-US\n12:00:00 AM\n12:00:00 AM\n31/12/1999\n"},
+      {"de_DE.UTF-8", "de-DE\n00:00:00\n31.12.1999\n31/12/1999\n"},
+      {"sv_SE.UTF-8", "sv-SE\n00:00:00\n00:00:00\n31/12/1999\n"},
+      {"ja_JP.UTF-8", "ja-JP\n0:00:00\n0:00:00\n31/12/1999\n"},
+      {"C.UTF-8", "it-IT\n00:00:00\n00:00:00\n31/12/1999\n"},
+  };
+  for (const auto& [locale, answers] : expected) {
+    const std::string output =
+        OutputOfProgram(NERIO_CONVERSIONS_PROBE, {"probe", "abc", "31.12.1999", "31/12/1999"}, {"LC_ALL=" + locale});
+    ASSERT_GE(output.size(), answers.size()) << output;
+    EXPECT_EQ(output.substr(0, answers.size()), answers);
+    const std::string guid = output.substr(answers.size());
+    ASSERT_EQ(guid.size(), 37u) << output;
+    EXPECT_EQ(guid[16], '4') << guid;
+    EXPECT_NE(std::string("89AB").find(guid[19]), std::string::npos) << guid;
+  }
+}
+
 // Settings that have already read an environment of their own, which the test's process then leaves again.
 std::unique_ptr<platform::RegionalSettings> SettingsUnder(const Environment& environment) {
   Environment before;
