@@ -1,4 +1,4 @@
-#include "platform/portable/xml_bytes.h"
+#include "platform/xml_bytes.h"
 
 #include <gtest/gtest.h>
 
