@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "platform/portable/xml_bytes.h"
+#include "platform/xml_bytes.h"
 #include "platform/portable/xml_dom.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <iostream>
 #include <string>
 
-#include "platform/portable/xml_bytes.h"
+#include "platform/xml_bytes.h"
 #include "platform/portable/xml_dom.h"
 #include "support/base64.h"
 #include "support/xml.h"
