@@ -99,6 +99,20 @@ char ByteOf(char16_t unit) {
   return static_cast<char>(unit);
 }
 
+// Copies elements one by one and returns all their bits. ASCII, the common case, is right like that; the loop has no
+// branches, so that the compiler makes it work on many elements at once.
+template <typename From, typename To>
+unsigned CopyAsAscii(const From* from, To* to, std::size_t count) {
+  unsigned bits = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    to[i] = static_cast<To>(from[i]);
+    bits |= from[i];
+  }
+  return bits;
+}
+
+constexpr unsigned kFirstBeyondAscii = 0x80;
+
 }  // namespace
 
 char16_t UnitOf1252(char byte) {
@@ -107,16 +121,17 @@ char16_t UnitOf1252(char byte) {
 }
 
 AnsiText CodePage1252::ToAnsi(TextView text) {
-  AnsiText bytes(text.size(), kReplacement);
-  // ASCII, the common case, is kept free of calls and table look-ups.
-  std::transform(text.begin(), text.end(), bytes.begin(),
-                 [](char16_t unit) { return unit < 0x80 ? static_cast<char>(unit) : ByteOf(unit); });
+  AnsiText bytes(text.size(), '\0');
+  const unsigned bits = CopyAsAscii(text.data(), bytes.data(), text.size());
+  if (bits >= kFirstBeyondAscii) std::transform(text.begin(), text.end(), bytes.begin(), ByteOf);
   return bytes;
 }
 
 Text CodePage1252::ToText(std::string_view bytes) {
   Text text(bytes.size(), u'\0');
-  std::transform(bytes.begin(), bytes.end(), text.begin(), [](char byte) { return UnitOf1252(byte); });
+  const auto* const from = reinterpret_cast<const unsigned char*>(bytes.data());
+  const unsigned bits = CopyAsAscii(from, text.data(), bytes.size());
+  if (bits >= kFirstBeyondAscii) std::transform(bytes.begin(), bytes.end(), text.begin(), UnitOf1252);
   return text;
 }
 
