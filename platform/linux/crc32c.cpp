@@ -36,7 +36,7 @@ std::uint64_t LittleEndian(const char* bytes) {
 
 }  // namespace
 
-std::uint32_t Crc32c(std::string_view bytes, std::uint32_t before) {
+std::uint32_t Crc32cByTables(std::string_view bytes, std::uint32_t before) {
   std::uint32_t crc = ~before;
   while (bytes.size() >= 8) {
     const std::uint64_t word = LittleEndian(bytes.data()) ^ crc;
@@ -49,5 +49,32 @@ std::uint32_t Crc32c(std::string_view bytes, std::uint32_t before) {
   }
   return ~crc;
 }
+
+#if defined(__x86_64__)
+
+namespace {
+
+[[gnu::target("sse4.2")]] std::uint32_t ByInstruction(std::string_view bytes, std::uint32_t before) {
+  std::uint64_t crc = ~before;
+  while (bytes.size() >= 8) {
+    crc = __builtin_ia32_crc32di(crc, LittleEndian(bytes.data()));
+    bytes.remove_prefix(8);
+  }
+  auto rest = static_cast<std::uint32_t>(crc);
+  for (const char byte : bytes) rest = __builtin_ia32_crc32qi(rest, static_cast<unsigned char>(byte));
+  return ~rest;
+}
+
+}  // namespace
+
+std::uint32_t Crc32c(std::string_view bytes, std::uint32_t before) {
+  return __builtin_cpu_supports("sse4.2") ? ByInstruction(bytes, before) : Crc32cByTables(bytes, before);
+}
+
+#else
+
+std::uint32_t Crc32c(std::string_view bytes, std::uint32_t before) { return Crc32cByTables(bytes, before); }
+
+#endif
 
 }  // namespace nerio::platform
