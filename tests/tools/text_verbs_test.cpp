@@ -110,7 +110,7 @@ TEST(Base64Verbs, TextIsItsUtf16Units) {
 TEST(Base64Verbs, Bytes_AreTakenAndGivenAsTheyAre) {
   ToolHost tool;
   std::string bytes;
-  for (int i = 0; i < 100001; ++i) bytes += static_cast<char>(i * i % 251);
+  for (std::uint32_t i = 0; i < 100001; ++i) bytes += static_cast<char>(i * i % 251);
   tool.in = bytes;
   tool.in = tool.Run({"base64", "encode", "--bytes"}).out;
   EXPECT_EQ(tool.Run({"base64", "decode", "--bytes"}).out, bytes);
