@@ -1,6 +1,5 @@
 // Reading one setting, from nothing: a fresh CRegistry that reads one text value of a store of 1,000 branches with 10
-// values each, beside a bare openat + read + close of the same values file by its full path. Prints how many times as
-// long the setting takes, and fails beyond the bound.
+// values each, beside a bare openat + read + close of the same values file by its full path.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -8,16 +7,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "bench/side_by_side.h"
 #include "platform/host.h"
 #include "registry/cregistry.h"
 
@@ -27,7 +24,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kBranches = 1000;
 constexpr std::size_t kValues = 10;
-constexpr double kBound = 3;
 // Walks through all branches and values in an order that repeats late: no factor in common with their numbers.
 constexpr std::size_t kStride = 7919;
 
@@ -103,49 +99,11 @@ void ReadFile(benchmark::State& state, const Store& store) {
   }
 }
 
-// Shows the runs as usual and keeps the median processor time of each benchmark.
-class Medians final : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.error_occurred) failed_ = true;
-      if (run.aggregate_name == "median") nanoseconds_[run.run_name.function_name] = run.GetAdjustedCPUTime();
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-
-  // Returns 0 when a benchmark failed or was left out.
-  double Ratio(const std::string& what, const std::string& than) const {
-    if (failed_ || !nanoseconds_.contains(what) || !nanoseconds_.contains(than)) return 0;
-    return nanoseconds_.at(what) / nanoseconds_.at(than);
-  }
-
- private:
-  bool failed_ = false;
-  std::map<std::string, double> nanoseconds_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Runs take turns, so that a busy moment of the machine does not fall on one side alone.
-  std::vector<char*> arguments(argv, argv + argc);
-  std::string interleaving = "--benchmark_enable_random_interleaving=true";
-  arguments.insert(arguments.begin() + 1, interleaving.data());
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-
   const Store store;
-  constexpr int kRepetitions = 15;
-  for (benchmark::internal::Benchmark* const one :
-       {benchmark::RegisterBenchmark("setting", ReadSetting, std::cref(store)),
-        benchmark::RegisterBenchmark("file", ReadFile, std::cref(store))}) {
-    one->Repetitions(kRepetitions)->ReportAggregatesOnly();
-  }
-  Medians medians;
-  benchmark::RunSpecifiedBenchmarks(&medians);
-  const double ratio = medians.Ratio("setting", "file");
-  if (ratio == 0) return 1;
-  std::printf("setting / file: %.2f (bound %.0f)\n", ratio, kBound);
-  return ratio <= kBound ? 0 : 1;
+  nerio::bench::Contender("read_setting/nerio", [&](benchmark::State& state) { ReadSetting(state, store); });
+  nerio::bench::Contender("read_setting/file", [&](benchmark::State& state) { ReadFile(state, store); });
+  return nerio::bench::RunSideBySide(argc, argv);
 }
