@@ -1,109 +1,242 @@
 // Reading one setting, from nothing: a fresh CRegistry that reads one text value of a store of 1,000 branches with 10
-// values each, beside a bare openat + read + close of the same values file by its full path.
+// values each, beside what else keeps settings, on the same branches and values in the same order. Then the same in
+// stores of fewer and more branches: a read costs what is in its own branch, never what is beside it.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
+#include <map>
 #include <memory>
-#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "bench/settings.h"
 #include "bench/side_by_side.h"
 #include "platform/host.h"
 #include "registry/cregistry.h"
 
 namespace {
 
+using namespace nerio::bench;  // NOLINT(google-build-using-namespace)
 namespace fs = std::filesystem;
 
 constexpr std::size_t kBranches = 1000;
 constexpr std::size_t kValues = 10;
-// Walks through all branches and values in an order that repeats late: no factor in common with their numbers.
-constexpr std::size_t kStride = 7919;
 
-nerio::Text Numbered(nerio::TextView name, std::size_t number) {
-  const std::string digits = std::to_string(number);
-  return nerio::Text(name) + nerio::Text(digits.begin(), digits.end());
-}
+// Names and contents are made once: no contender pays for them.
+struct Names {
+  Names() {
+    for (std::size_t branch = 0; branch < kBranches; ++branch) {
+      branches.push_back(Numbered(u"Ramo", branch));
+      texts.push_back(Numbered(u"valore ", branch));
+      bytes.push_back(Bytes(texts.back()));
+    }
+    for (std::size_t value = 0; value < kValues; ++value) values.push_back(Numbered(u"Valore", value));
+    for (const nerio::Text& branch : branches) {
+      for (const nerio::Text& value : values) keys.push_back("Software\\Nerio\\" + Bytes(branch) + '\\' + Bytes(value));
+    }
+  }
 
-// A store in a temporary folder, and the full paths of its branches' values files.
+  std::vector<nerio::Text> branches;
+  std::vector<nerio::Text> values;
+  std::vector<nerio::Text> texts;  // of each branch's values
+  std::vector<std::string> bytes;  // the same
+  std::vector<std::string> keys;   // branch and value in one, branch by branch
+};
+
+// A registry whose branches hold ten values each. The first one is written by the layer, the others are copies of its
+// folder, which are keys like any other (their own texts are the first one's).
 class Store {
  public:
-  Store() {
-    std::string pattern = (fs::temp_directory_path() / "nerio-bench-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make a folder like " + pattern);
-    folder_ = pattern;
-    host_ = nerio::platform::OpenHost({.registryFolder = folder_});
+  Store(const DiskFolder& disk, const Names& names, std::size_t branches)
+      : folder_(disk.path() / ("registry" + std::to_string(branches))),
+        host_(nerio::platform::OpenHost({.registryFolder = folder_})) {
     nerio::CRegistry registry(Host());
-    for (std::size_t branch = 0; branch < kBranches; ++branch) {
-      registry.RamoPredefinito(Branch(branch));
-      for (std::size_t value = 0; value < kValues; ++value) {
-        if (registry.ScriviRegistroEx(Name(value), Numbered(u"valore ", branch)) != u"True") {
-          throw std::runtime_error("cannot fill the store in " + folder_.string());
-        }
+    for (std::size_t branch = 0; branch < std::min(branches, kBranches); ++branch) {
+      registry.RamoPredefinito(names.branches[branch]);
+      for (const nerio::Text& value : names.values) {
+        if (registry.ScriviRegistroEx(value, names.texts[branch]) != u"True") Fail("cannot fill " + folder_.string());
       }
     }
-    for (const auto& entry : fs::recursive_directory_iterator(folder_)) {
-      const bool ofBranch = entry.path().parent_path().filename().string().find("ramo") == 0;
-      if (ofBranch && entry.is_regular_file() && entry.file_size() > 0) files_.push_back(entry.path().string());
-    }
-    std::sort(files_.begin(), files_.end());
-    if (files_.size() != kBranches) throw std::runtime_error("not one values file for each branch");
+    for (std::size_t branch = kBranches; branch < branches; ++branch) fs::copy(Branch(0), Branch(branch));
   }
-  Store(const Store&) = delete;
-  Store& operator=(const Store&) = delete;
-  ~Store() { fs::remove_all(folder_); }
 
   nerio::platform::Host Host() const { return host_->Services(); }
-  const std::string& File(std::size_t branch) const { return files_[branch]; }
-
-  // Four digits each, so that the files come in the order of the branches.
-  static nerio::Text Branch(std::size_t number) { return Numbered(u"Ramo", 1000 + number); }
-  static nerio::Text Name(std::size_t number) { return Numbered(u"Valore", number); }
+  fs::path Branch(std::size_t number) const {
+    return folder_ / "HKEY_LOCAL_MACHINE/software/nerio" / ("ramo" + std::to_string(number));
+  }
 
  private:
   fs::path folder_;
   std::unique_ptr<nerio::platform::HostInstance> host_;
-  std::vector<std::string> files_;
 };
 
-void ReadSetting(benchmark::State& state, const Store& store) {
+void ReadSetting(benchmark::State& state, const Store& store, const Names& names) {
   const nerio::platform::Host host = store.Host();
   std::size_t turn = 0;
   for (auto _ : state) {
     turn += kStride;
     const std::size_t branch = turn % kBranches;
     nerio::CRegistry registry(host);
-    registry.RamoPredefinito(Store::Branch(branch));
-    const nerio::Text value = registry.LeggiRegistro(Store::Name(turn % kValues));
-    if (value != Numbered(u"valore ", branch)) return state.SkipWithError("read another value");
+    registry.RamoPredefinito(names.branches[branch]);
+    const nerio::Text value = registry.LeggiRegistro(names.values[turn % kValues]);
+    if (value != names.texts[branch]) return state.SkipWithError("read another value");
   }
 }
 
-void ReadFile(benchmark::State& state, const Store& store) {
+// Walks through all branches of a store, whatever their number.
+void ReadAnyBranch(benchmark::State& state, const Store& store, const Names& names, std::size_t branches) {
+  const nerio::platform::Host host = store.Host();
   std::size_t turn = 0;
   for (auto _ : state) {
     turn += kStride;
-    std::array<char, 65536> content;
-    const int file = ::openat(AT_FDCWD, store.File(turn % kBranches).c_str(), O_RDONLY | O_CLOEXEC);
+    const std::size_t branch = turn % branches;
+    nerio::CRegistry registry(host);
+    registry.RamoPredefinito(Numbered(u"Ramo", branch));
+    const nerio::Text value = registry.LeggiRegistro(names.values[turn % kValues]);
+    if (value != names.texts[branch < kBranches ? branch : 0]) return state.SkipWithError("read another value");
+  }
+}
+
+template <typename Database>
+void ReadFrom(benchmark::State& state, Database& database, const Names& names) {
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    turn += kStride;
+    const std::size_t branch = turn % kBranches;
+    std::string value;
+    if (!database.Get(names.keys[branch * kValues + turn % kValues], value) || value != names.bytes[branch]) {
+      return state.SkipWithError("read another value");
+    }
+  }
+}
+
+// Reads whole files, one for each value or for each branch.
+void ReadFiles(benchmark::State& state, const std::vector<std::string>& files, std::size_t perBranch,
+               const Names& names) {
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    turn += kStride;
+    const std::size_t branch = turn % kBranches;
+    std::array<char, 8192> content;
+    const int file = ::open(files[branch * perBranch + turn % perBranch].c_str(), O_RDONLY | O_CLOEXEC);
     const ssize_t size = ::read(file, content.data(), content.size());
     ::close(file);
-    benchmark::DoNotOptimize(content);
-    if (size <= 0) return state.SkipWithError("cannot read the file");
+    const std::string_view read(content.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
+    if (perBranch > 1 ? read != names.bytes[branch] : read.find(names.bytes[branch]) == std::string_view::npos) {
+      return state.SkipWithError("read another value");
+    }
+  }
+}
+
+// What the look at a key's folder costs that a read makes in any case: the bare system call, with nothing around it.
+void LookAtFolder(benchmark::State& state, const std::vector<std::string>& folders) {
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    turn += kStride;
+    struct stat entry {};
+    if (::lstat(folders[turn % kBranches].c_str(), &entry) != 0) return state.SkipWithError("no such folder");
+    benchmark::DoNotOptimize(entry);
+  }
+}
+
+// The least that a value within the reach of another process costs: memory that is shared, with a counter read before
+// and behind it.
+void ReadShared(benchmark::State& state, const Names& names) {
+  struct Slot {
+    std::atomic<std::uint64_t> counter;
+    std::size_t size;
+    std::array<char, 48> text;
+  };
+  const std::size_t bytes = sizeof(Slot) * names.keys.size();
+  auto* const slots =
+      static_cast<Slot*>(::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  for (std::size_t i = 0; i < names.keys.size(); ++i) {
+    const std::string& text = names.bytes[i / kValues];
+    slots[i].size = text.size();
+    std::memcpy(slots[i].text.data(), text.data(), text.size());
+  }
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    turn += kStride;
+    const std::size_t branch = turn % kBranches;
+    const Slot& slot = slots[branch * kValues + turn % kValues];
+    const std::uint64_t before = slot.counter.load(std::memory_order_acquire);
+    const std::string value(slot.text.data(), slot.size);
+    std::atomic_thread_fence(std::memory_order_acquire);
+    if (value != names.bytes[branch] || slot.counter.load(std::memory_order_relaxed) != before) {
+      state.SkipWithError("read another value");
+      break;
+    }
+  }
+  ::munmap(slots, bytes);
+}
+
+template <typename Database>
+void Fill(Database& database, const Names& names) {
+  for (std::size_t i = 0; i < names.keys.size(); ++i) {
+    if (!database.Put(names.keys[i], names.bytes[i / kValues])) Fail("cannot fill a database");
   }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const Store store;
-  nerio::bench::Contender("read_setting/nerio", [&](benchmark::State& state) { ReadSetting(state, store); });
-  nerio::bench::Contender("read_setting/file", [&](benchmark::State& state) { ReadFile(state, store); });
-  return nerio::bench::RunSideBySide(argc, argv);
+  const Names names;
+  const DiskFolder disk;
+
+  Lmdb lmdb(disk.Make("lmdb"));
+  lmdb.SetSynced(false);
+  Fill(lmdb, names);
+  Sqlite sqlite(disk.path() / "sqlite");
+  sqlite.Run("BEGIN");
+  Fill(sqlite, names);
+  sqlite.Run("COMMIT");
+
+  std::map<std::size_t, Store> stores;
+  for (const std::size_t branches : {std::size_t{10}, kBranches, std::size_t{100000}}) {
+    stores.try_emplace(branches, disk, names, branches);
+  }
+  const Store& store = stores.at(kBranches);
+
+  std::vector<std::string> folders;
+  std::vector<std::string> valuesFiles;
+  std::vector<std::string> oneForEach;
+  for (std::size_t branch = 0; branch < kBranches; ++branch) {
+    folders.push_back(store.Branch(branch));
+    valuesFiles.push_back(folders.back() + "/%values");
+    const fs::path folder = disk.path() / "files/software/nerio" / store.Branch(branch).filename();
+    fs::create_directories(folder);
+    for (const nerio::Text& value : names.values) {
+      oneForEach.push_back(folder / Bytes(value));
+      const int file = ::open(oneForEach.back().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+      if (::write(file, names.bytes[branch].data(), names.bytes[branch].size()) < 0) Fail("cannot write a file");
+      ::close(file);
+    }
+  }
+
+  Contender("read_setting/nerio", [&](benchmark::State& state) { ReadSetting(state, store, names); });
+  Contender("read_setting/lmdb", [&](benchmark::State& state) { ReadFrom(state, lmdb, names); });
+  Contender("read_setting/sqlite", [&](benchmark::State& state) { ReadFrom(state, sqlite, names); });
+  Contender("read_setting/file_per_value",
+            [&](benchmark::State& state) { ReadFiles(state, oneForEach, kValues, names); });
+  Contender("read_setting/values_file", [&](benchmark::State& state) { ReadFiles(state, valuesFiles, 1, names); });
+  Contender("read_setting/look", [&](benchmark::State& state) { LookAtFolder(state, folders); });
+  Contender("read_setting/limit", [&](benchmark::State& state) { ReadShared(state, names); });
+  for (const auto& [branches, grown] : stores) {
+    Contender("read_growth/nerio/" + std::to_string(branches),
+              [&, branches = branches](benchmark::State& state) { ReadAnyBranch(state, grown, names, branches); });
+  }
+  return RunSideBySide(argc, argv);
 }

@@ -90,6 +90,10 @@ Status CheckRights(const std::string& path, int rights) {
   return Uninterrupted([&] { return ::faccessat(start, name, rights, flags); }) == 0 ? kSuccess : RegistryStatus(errno);
 }
 
+Status SyncFile(int file) {
+  return Uninterrupted([&] { return ::fdatasync(file); }) == 0 ? kSuccess : RegistryStatus(errno);
+}
+
 Status SyncFolder(int folder) {
   const bool done = Uninterrupted([&] { return ::fsync(folder); }) == 0 || errno == EINVAL;
   return done ? kSuccess : RegistryStatus(errno);

@@ -21,8 +21,11 @@ Status OpenInside(int folder, const char* name, int flags, Descriptor& opened);
 /// @param rights of `access`.
 Status CheckRights(const std::string& path, int rights);
 
-/// Makes the entries of a folder durable: files and folders that were made, renamed or removed. Where the file system can
-/// not sync folders on their own, there is nothing to do. @param folder open for reading.
+/// Makes a file's content durable, and its length.
+Status SyncFile(int file);
+
+/// Makes the entries of a folder durable: files and folders that were made, renamed or removed. Where the file system
+/// can not sync folders on their own, there is nothing to do. @param folder open for reading.
 Status SyncFolder(int folder);
 
 }  // namespace nerio::platform

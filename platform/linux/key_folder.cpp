@@ -62,10 +62,14 @@ void Clear(int parent, const char* name) {
 }
 
 Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id, KeyLock& lock) {
+  Descriptor values;
   Status status = MakeKeyId(id);
-  if (status == kSuccess) status = CreateValuesFile(folder, id, spelling, mode & 0666);
+  if (status == kSuccess) status = CreateValuesFile(folder, id, spelling, mode & 0666, values);
   if (status == kSuccess && Uninterrupted([&] { return ::fchmod(folder, mode); }) != 0) status = RegistryStatus(errno);
   if (status == kSuccess) status = lock.Take(folder, LockKind::Write, true);
+  // Both files are there before the first sync: a journal takes the folder's entries along with the file's content, and
+  // the second sync finds them written.
+  if (status == kSuccess) status = SyncFile(values.get());
   return status == kSuccess ? SyncFolder(folder) : status;
 }
 

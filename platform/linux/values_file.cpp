@@ -43,14 +43,10 @@ Status WriteAt(int file, std::string_view bytes, std::uint64_t offset) {
   return kSuccess;
 }
 
-Status SyncData(int file) {
-  return Uninterrupted([&] { return ::fdatasync(file); }) == 0 ? kSuccess : RegistryStatus(errno);
-}
-
 // Writes a record into the zeros at the end of the file.
 Status AppendInPlace(int file, std::string_view record, std::uint64_t offset) {
   Status status = WriteAt(file, record, offset);
-  if (status == kSuccess) status = SyncData(file);
+  if (status == kSuccess) status = SyncFile(file);
   if (status != kSuccess) {
     // The zeros come back, so that the old value stays and nothing of the record reaches the disk later.
     WriteAt(file, std::string(record.size(), '\0'), offset);
@@ -77,13 +73,12 @@ std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& reco
   return bytes;
 }
 
-// Writes a whole values file under a name that no file has, and makes its content durable.
+// Writes a whole values file under a name that no file has.
 Status WriteNewFile(int folder, const char* name, std::string_view bytes, unsigned mode, Descriptor& file) {
   Status status = OpenInside(folder, name, O_RDWR | O_CREAT | O_EXCL, file);
   if (status != kSuccess) return status;
   if (Uninterrupted([&] { return ::fchmod(file.get(), mode); }) != 0) return RegistryStatus(errno);
-  status = WriteAt(file.get(), bytes, 0);
-  return status == kSuccess ? SyncData(file.get()) : status;
+  return WriteAt(file.get(), bytes, 0);
 }
 
 // Owner and group stay as they were, as far as whoever writes may give a file away.
@@ -103,6 +98,7 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
   ::unlinkat(folder, kNewValuesFileName, 0);
   Descriptor file;
   status = WriteNewFile(folder, kNewValuesFileName, bytes, old.st_mode & 0666, file);
+  if (status == kSuccess) status = SyncFile(file.get());
   if (status == kSuccess && oldFile >= 0) KeepOwner(file.get(), old);
   const auto rename = [&] { return ::renameat(folder, kNewValuesFileName, folder, kValuesFileName); };
   if (status == kSuccess && Uninterrupted(rename) != 0) status = RegistryStatus(errno);
@@ -201,8 +197,7 @@ std::vector<ValueRecord> ValuesFile::Values() const {
   return values;
 }
 
-Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode) {
-  Descriptor file;
+Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file) {
   ValuesHeader header;
   header.id = id;
   header.spelling = spelling;

@@ -64,9 +64,10 @@ class ValuesFile {
   std::uint64_t nextSequence_ = 1;
 };
 
-/// Writes the values file of a new key, and makes it durable. Its name in the folder is not.
+/// Writes the values file of a new key. Neither its content nor its name in the folder is durable yet.
 /// @param mode of the file, whatever the process masks.
-Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode);
+/// @param[out] file open for writing, to be synced.
+Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file);
 
 /// Adds a record to a key's values: a durable change that happens as a whole or not at all. On failure the values are
 /// the old ones, or the new ones if only the last sync failed.
