@@ -72,6 +72,20 @@ Text Unescape(const std::string& field) {
   return out += FromUtf8(std::string_view(field).substr(start));
 }
 
+std::string Escape(TextView text) {
+  std::string out;
+  for (const char16_t unit : text) {
+    if (unit == u'\\') {
+      out += "\\\\";
+    } else if (unit >= u' ' && unit <= u'~') {
+      out += static_cast<char>(unit);
+    } else {
+      out += "\\u" + ToHex({static_cast<char>(unit >> 8), static_cast<char>(unit & 0xFF)});
+    }
+  }
+  return out;
+}
+
 std::string FromHex(const std::string& digits) {
   if (digits.size() % 2 != 0 || digits.find_first_not_of("0123456789ABCDEFabcdef") != std::string::npos) {
     throw std::runtime_error("not pairs of hexadecimal digits: " + digits);

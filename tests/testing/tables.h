@@ -39,6 +39,9 @@ class Table {
 /// Resolves the tables' escapes \t, \n, \\ and \uXXXX (one UTF-16 code unit each) in a UTF-8 field.
 Text Unescape(const std::string& field);
 
+/// Writes a text in printable ASCII, every other code unit as \uXXXX and the backslash twice; `Unescape` gives it back.
+std::string Escape(TextView text);
+
 /// Reads pairs of hexadecimal digits. @throws std::runtime_error when the text is not made of such pairs.
 std::string FromHex(const std::string& digits);
 
