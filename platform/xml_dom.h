@@ -86,6 +86,11 @@ class XmlDom {
   virtual void Release(XmlObject* object) noexcept = 0;
 };
 
+/// Returns the layer's own DOM in portable C++, the same on every host; where the system has none it is the host's as
+/// well. It takes no document type declaration, so it never fetches anything nor expands an entity. It holds nothing
+/// and lives as long as the process.
+XmlDom& OwnXmlDom() noexcept;
+
 /// Owns one reference to an object of a DOM, or nothing. Copies share the object, each with a reference of its own. It
 /// must not outlive the `XmlDom` that it came from.
 class XmlReference {

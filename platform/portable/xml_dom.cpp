@@ -269,4 +269,9 @@ void PortableXmlDom::AddRef(XmlObject* object) noexcept { NodeBehind(object)->tr
 
 void PortableXmlDom::Release(XmlObject* object) noexcept { NodeBehind(object)->tree->RemoveHandle(); }
 
+XmlDom& OwnXmlDom() noexcept {
+  static PortableXmlDom dom;
+  return dom;
+}
+
 }  // namespace nerio::platform

@@ -17,10 +17,11 @@ using platform::XmlLoadError;
 using platform::XmlNode;
 using Json = nlohmann::ordered_json;
 
-XmlDocument NewDocument(Session& session) {
-  if (!CheckXMLParser(session.host)) throw Failure(Exit::kFailed, "the XML DOM, version 4.0, is not there");
-  return {session.host.xml, session.host.xml.CreateDocument()};
-}
+// Files are read and written by the layer's own DOM on every host, so that they come out alike, version 4.0 need not be
+// installed, and nothing that a file names elsewhere is fetched.
+platform::XmlDom& Dom() { return platform::OwnXmlDom(); }
+
+XmlDocument NewDocument() { return {Dom(), Dom().CreateDocument()}; }
 
 Failure NotWellFormed(const std::string& where, const XmlLoadError& error) {
   std::string what = where;
@@ -30,23 +31,21 @@ Failure NotWellFormed(const std::string& where, const XmlLoadError& error) {
   return failure;
 }
 
-XmlDocument Load(Session& session, const std::string& file, const std::string& bytes) {
+XmlDocument Load(const std::string& file, const std::string& bytes) {
   Text text;
   XmlLoadError error;
   if (!platform::DecodeXmlBytes(bytes, text, error)) throw NotWellFormed(file, error);
-  XmlDocument document = NewDocument(session);
-  if (!session.host.xml.LoadXml(document.get(), text)) {
-    throw NotWellFormed(file, session.host.xml.LoadError(document.get()));
-  }
+  XmlDocument document = NewDocument();
+  if (!Dom().LoadXml(document.get(), text)) throw NotWellFormed(file, Dom().LoadError(document.get()));
   return document;
 }
 
 // The document as a file in UTF-8. What was built may still be no XML, a prefix that is declared nowhere for one.
-std::string Written(Session& session, const XmlDocument& document) {
-  const Text text = session.host.xml.GetXml(document.get());
-  const XmlDocument again = NewDocument(session);
-  if (!session.host.xml.LoadXml(again.get(), text)) {
-    throw Failure(Exit::kBadInput, "this would be no XML: " + ToUtf8(session.host.xml.LoadError(again.get()).reason),
+std::string Written(const XmlDocument& document) {
+  const Text text = Dom().GetXml(document.get());
+  const XmlDocument again = NewDocument();
+  if (!Dom().LoadXml(again.get(), text)) {
+    throw Failure(Exit::kBadInput, "this would be no XML: " + ToUtf8(Dom().LoadError(again.get()).reason),
                   "nothing was written");
   }
   return ToUtf8(text);
@@ -78,10 +77,9 @@ auto Building(Build build) {
   }
 }
 
-XmlNode Select(Session& session, const XmlDocument& document, const std::string& path, const std::string& file) {
+XmlNode Select(const XmlDocument& document, const std::string& path, const std::string& file) {
   const Text query = TextOf(path, "the path");
-  XmlNode node =
-      Building([&] { return XmlNode(session.host.xml, session.host.xml.SelectSingleNode(document.get(), query)); });
+  XmlNode node = Building([&] { return XmlNode(Dom(), Dom().SelectSingleNode(document.get(), query)); });
   if (!node) throw Failure(Exit::kNotFound, file + " has no element " + path);
   return node;
 }
@@ -96,7 +94,7 @@ Exit Check(Session& session, const CheckOptions& options) {
   for (const std::string& file : options.files) {
     Json object{{"file", file}, {"wellFormed", true}};
     try {
-      Load(session, file, ReadInput(session, file));
+      Load(file, ReadInput(session, file));
       session.output.Line(file + ": well-formed");
     } catch (const Failure& failure) {
       exit = failure.exit();
@@ -119,9 +117,9 @@ struct NewOptions {
 Exit New(Session& session, const NewOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text text = ContentOf(options.text.value_or(""), "the text");
-  const XmlDocument document = NewDocument(session);
+  const XmlDocument document = NewDocument();
   Building([&] { return AddXMLElement(document, document, name, text); });
-  CreateOutput(session, options.file, Written(session, document));
+  CreateOutput(session, options.file, Written(document));
   session.output.Result({{"file", options.file}, {"element", options.name}}, "created " + options.file);
   return Exit::kDone;
 }
@@ -136,10 +134,10 @@ struct SetOptions {
 Exit Set(Session& session, const SetOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text value = ContentOf(options.value, "the value");
-  const XmlDocument document = Load(session, options.file, ReadFile(session, options.file));
-  const XmlNode node = Select(session, document, options.path, options.file);
+  const XmlDocument document = Load(options.file, ReadFile(session, options.file));
+  const XmlNode node = Select(document, options.path, options.file);
   Building([&] { SetXMLAttribute(document, node, name, value); });
-  WriteOutput(session, options.file, Written(session, document));
+  WriteOutput(session, options.file, Written(document));
   session.output.Result(
       {{"file", options.file}, {"path", options.path}, {"attribute", options.name}, {"value", options.value}},
       "set " + options.name + " of " + options.path + " in " + options.file);
@@ -156,10 +154,10 @@ struct AddOptions {
 Exit Add(Session& session, const AddOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text text = ContentOf(options.text.value_or(""), "the text");
-  const XmlDocument document = Load(session, options.file, ReadFile(session, options.file));
-  const XmlNode parent = Select(session, document, options.path, options.file);
+  const XmlDocument document = Load(options.file, ReadFile(session, options.file));
+  const XmlNode parent = Select(document, options.path, options.file);
   Building([&] { return AddXMLElement(document, parent, name, text); });
-  WriteOutput(session, options.file, Written(session, document));
+  WriteOutput(session, options.file, Written(document));
   session.output.Result({{"file", options.file}, {"path", options.path}, {"element", options.name}},
                         "added " + options.name + " to " + options.path + " in " + options.file);
   return Exit::kDone;
