@@ -9,7 +9,8 @@ int main(int argc, char** argv) {
   namespace platform = nerio::platform;
   std::ios::sync_with_stdio(false);
   platform::PrepareStandardStreams();
+  const auto host = platform::OpenHost();
   return nerio::tool::CommandLine(nerio::NerioVersion())
-      .Run(platform::Arguments(argc, argv), platform::ThisHost(), std::cin, std::cout, std::cerr,
+      .Run(platform::Arguments(argc, argv), host->Services(), std::cin, std::cout, std::cerr,
            platform::IsSomebodyAtTerminal());
 }
