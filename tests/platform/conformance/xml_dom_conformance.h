@@ -9,14 +9,18 @@
 
 namespace nerio::testing {
 
-/// In what implementations of `XmlDom` may differ. The values are those of the DOM in portable C++.
+/// In what implementations of `XmlDom` may differ. The values are those of the DOM in portable C++. Where one is false
+/// the tests hold the implementation to what it does instead.
 struct XmlDomTraits {
-  /// Control characters and lone surrogates in a text are read back as they were stored.
+  /// Units that XML does not have, such as control characters, are read back from a text as they were stored. Otherwise
+  /// only the characters of XML are.
   bool keepsEveryUnit = true;
-  /// A second document element, an element below itself and an attribute of another element are refused.
-  bool refusesWrongTrees = true;
-  /// Documents built by calls are written on one line, without indentation.
+  /// A document is written on one line. Otherwise each element without text of its own is indented by tabs.
   bool writesOneLine = true;
+  /// A node that gave way to another, and is held, keeps what is in it. Otherwise it must not be touched any more.
+  bool keepsWhatGaveWay = true;
+  /// A document with a prefix that is declared nowhere is not well-formed. Otherwise it is.
+  bool refusesUndeclaredPrefix = true;
 };
 
 struct XmlDomImplementation {
@@ -47,9 +51,16 @@ class XmlDomConformance : public ::testing::TestWithParam<XmlDomImplementation> 
                     TextView value);
   /// Returns the node written as XML, in UTF-8, without the line end behind a document.
   std::string Xml(const platform::XmlReference& node);
+  /// Returns the same without the indentation that the implementation may give it. No text may hold a line end or tab.
+  std::string OneLine(const platform::XmlReference& node);
 
   const XmlDomTraits traits_ = GetParam().traits;
   const std::unique_ptr<platform::XmlDom> dom_ = GetParam().make();
 };
+
+/// What an implementation does with trees that no document can have: a second document element, an element below
+/// itself, an attribute of another element or document. Instantiate it with those that refuse them; the others would
+/// link such nodes and damage their own memory.
+class XmlDomRefusals : public XmlDomConformance {};
 
 }  // namespace nerio::testing

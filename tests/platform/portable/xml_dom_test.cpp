@@ -23,11 +23,13 @@ using testing::ErrorOf;
 using testing::ExpectError;
 using testing::XmlDomConformance;
 using testing::XmlDomImplementation;
+using testing::XmlDomRefusals;
 
-INSTANTIATE_TEST_SUITE_P(
-    Portable, XmlDomConformance,
-    ::testing::Values(XmlDomImplementation{
-        "portable", []() -> std::unique_ptr<XmlDom> { return std::make_unique<PortableXmlDom>(); }, {}}));
+const XmlDomImplementation kPortable{
+    "portable", []() -> std::unique_ptr<XmlDom> { return std::make_unique<PortableXmlDom>(); }, {}};
+
+INSTANTIATE_TEST_SUITE_P(Portable, XmlDomConformance, ::testing::Values(kPortable));
+INSTANTIATE_TEST_SUITE_P(Portable, XmlDomRefusals, ::testing::Values(kPortable));
 
 std::string Numbered(std::string name, std::size_t number) { return name += std::to_string(number); }
 
