@@ -38,6 +38,19 @@ struct RegistryFinding {
   std::string what;
 };
 
+/// Says which view of the system's registry every call goes to.
+struct RegistryView {
+  /// The programs that have this view: 32 for those of 32 bits; 0 where the system shows every program the same.
+  std::uint32_t bits = 0;
+  /// The system has no other view.
+  bool only = true;
+
+  friend bool operator==(const RegistryView&, const RegistryView&) = default;
+};
+
+/// Returns the view that this process has. Raises nothing.
+RegistryView ViewOfRegistry() noexcept;
+
 /// Returns where the registry that `OpenHost(options)` opens keeps each root. Makes nothing and changes nothing.
 /// @throws std::bad_alloc and nothing else.
 std::vector<RegistryPlace> RegistryPlaces(const HostOptions& options = {});

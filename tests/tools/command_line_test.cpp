@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tools/nerio/registry_view.h"
 #include "tools/tool_run.h"
 
 namespace nerio::tool {
@@ -40,6 +41,32 @@ TEST(CommandLine, Version_IsAResult) {
   const RunResult result = tool.Run({"--version"});
   EXPECT_EQ(result.exit, 0);
   EXPECT_EQ(result.out, "nerio 9.8.7\n");
+}
+
+// It stands alone or at any verb, which is then not run.
+TEST(CommandLine, View_IsAResultOfItsOwn) {
+  ToolHost tool;
+  const std::string text = ViewText(platform::ViewOfRegistry());
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--view"},
+                                                    {"reg", "--view"},
+                                                    {"reg", "set", "--view"},
+                                                    {"reg", "create", kKey, "--view"}}) {
+    const RunResult result = tool.Run(arguments);
+    EXPECT_EQ(result.exit, 0) << result.err;
+    EXPECT_EQ(result.out, text + "\n");
+    EXPECT_EQ(result.err, "");
+  }
+  EXPECT_FALSE(tool.Has("Software"));
+  EXPECT_EQ(nlohmann::json::parse(tool.Run({"--view", "--json"}).out)["view"], text);
+}
+
+TEST(CommandLine, ViewText_SaysWhatEachViewMeans) {
+  EXPECT_EQ(ViewText({0, true}), "one view: every program of this system sees the same registry");
+  EXPECT_EQ(ViewText({32, true}), "the 32-bit view, the only one of this system");
+  EXPECT_EQ(
+      ViewText({32, false}),
+      "the 32-bit view: what is HKEY_LOCAL_MACHINE\\Software here is HKEY_LOCAL_MACHINE\\Software\\WOW6432Node to "
+      "64-bit programs");
 }
 
 TEST(CommandLine, WhatIsNotUnderstood_IsUsageAndPointsToTheHelp) {

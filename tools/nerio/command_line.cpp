@@ -5,6 +5,8 @@
 #include <exception>
 #include <new>
 
+#include "tools/nerio/registry_view.h"
+
 namespace nerio::tool {
 namespace {
 
@@ -58,11 +60,16 @@ struct Verb::Shared {
 
 namespace {
 
+// Ends the reading of the command line, as the parser's own exceptions for --help and --version do.
+struct CallForView {};
+
 // What every level of the command line has.
 void AddCommon(CLI::App& app, bool& json) {
   app.allow_windows_style_options(false);
   app.set_help_flag("-h,--help", "Print this help and exit");
   app.add_flag("--json", json, "Give the result as one JSON object on one line");
+  app.add_flag_callback(
+      "--view", [] { throw CallForView(); }, "Tell which view of the registry is shown, and exit");
 }
 
 }  // namespace
@@ -147,6 +154,8 @@ int CommandLine::Run(const std::vector<std::string>& arguments, const platform::
                      std::ostream& out, std::ostream& err, bool interactive) {
   Output output(out, err);
   Exit exit = Exit::kDone;
+  // Where the parser stops, it has not set the switch.
+  const bool jsonNamed = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
   try {
     const auto optionsEnd = std::find(arguments.begin(), arguments.end(), "--");
     std::vector<std::string> shielded;
@@ -162,12 +171,14 @@ int CommandLine::Run(const std::vector<std::string>& arguments, const platform::
     out << app_->help();
   } catch (const CLI::CallForVersion& version) {
     out << version.what() << '\n';
+  } catch (const CallForView&) {
+    output.SetJson(jsonNamed);
+    ShowView(output, platform::ViewOfRegistry());
   } catch (const CLI::ParseError& error) {
     const CLI::App* app = app_.get();
     while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
     const std::string name = FullName(*app);
-    // The parser stopped before it set the switch.
-    output.SetJson(std::find(arguments.begin(), arguments.end(), "--json") != arguments.end());
+    output.SetJson(jsonNamed);
     exit = Exit::kRefused;
     output.Fail(Failure(exit, error.what(), "see nerio " + (name.empty() ? "" : name + " ") + "--help"));
   } catch (const Failure& failure) {

@@ -27,7 +27,7 @@ _nerio_options() {
     guid) own='-n --count' ;;
     'base64 encode' | 'base64 decode') own='--bytes' ;;
   esac
-  printf '%s\n' "-h --help --json $own"
+  printf '%s\n' "-h --help --json --view $own"
 }
 
 _nerio() {

@@ -22,6 +22,7 @@ end
 complete -c nerio -f
 complete -c nerio -s h -l help -d 'Print the help and exit'
 complete -c nerio -l json -d 'Give the result as one JSON object on one line'
+complete -c nerio -l view -d 'Tell which view of the registry is shown, and exit'
 
 complete -c nerio -n '__nerio_group' -l version -d 'Print the version and exit'
 complete -c nerio -n '__nerio_group' -a reg -d 'Read, write, export and import the registry'
