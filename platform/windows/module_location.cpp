@@ -13,6 +13,13 @@ namespace {
 // Something of this module that has an address.
 const char kAnchor = 0;
 
+// Some implementations of the system answer "UNC\server\share\..." for a module that was loaded from \\server\share.
+// The path of a module is absolute, so that this can mean nothing else.
+void RestoreServer(Text& path) {
+  constexpr TextView kUnc = u"UNC\\";
+  if (path.starts_with(kUnc)) path.replace(0, kUnc.size(), u"\\\\");
+}
+
 }  // namespace
 
 Status ModulePath(Text& path) noexcept try {
@@ -27,6 +34,7 @@ Status ModulePath(Text& path) noexcept try {
     if (length == 0) return static_cast<Status>(::GetLastError());
     if (length < buffer.size()) {
       buffer.resize(length);
+      RestoreServer(buffer);
       path = std::move(buffer);
       return kSuccess;
     }

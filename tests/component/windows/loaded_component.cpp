@@ -19,8 +19,9 @@ Function Export(HMODULE module, const char* name) {
 }  // namespace
 
 Text ComponentPath() {
-  // The build knows it by the building machine's path, which lacks the drive.
-  return std::filesystem::absolute(FromUtf8(NERIO_COMPONENT_PATH)).u16string();
+  // The build knows it by the building machine's path, which lacks the drive: the current one, until a test changes it.
+  static const Text path = std::filesystem::absolute(FromUtf8(NERIO_COMPONENT_PATH)).u16string();
+  return path;
 }
 
 LoadedComponent::LoadedComponent(const Text& path) : module_(::LoadLibraryW(platform::Wide(path))) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -255,10 +256,11 @@ TEST_F(Members, GetFieldValue_ObjectThatIsNoField_AnswersItsFailure) {
   EXPECT_EQ(field.references, 1u);
 }
 
-// Copies the library to a folder, loads it from there and writes a line to the trace file of that folder.
-void ExpectTraceIn(const fs::path& folder) {
+// Copies the library to a folder, loads it from there and writes a line, which has to be in the trace file of
+// `traceFolder`.
+void ExpectTrace(const fs::path& folder, const fs::path& traceFolder) {
   const fs::path library = folder / L"NerioProva.dll";
-  const fs::path trace = folder / L"Nerio.log";
+  const fs::path trace = traceFolder / L"Nerio.log";
   fs::copy_file(fs::path(testing::ComponentPath()), library, fs::copy_options::overwrite_existing);
   std::ofstream(trace, std::ios::binary).flush();
   {
@@ -273,10 +275,38 @@ void ExpectTraceIn(const fs::path& folder) {
 }
 
 TEST_F(Members, WriteLog_UsesTheFolderOfTheLibraryAlsoInTheRootOfADrive) {
-  ExpectTraceIn(L"C:\\");
-  fs::create_directories(L"C:\\Nerio prova\\citt\u00E0");
-  ExpectTraceIn(L"C:\\Nerio prova\\citt\u00E0");
+  ExpectTrace(L"C:\\", L"C:\\");
+  // The second name has characters that the code page does not have.
+  for (const wchar_t* const folder : {L"C:\\Nerio prova\\citt\u00E0", L"C:\\Nerio prova\\\u0416\u4E2D \xD83D\xDE00"}) {
+    fs::create_directories(folder);
+    ExpectTrace(folder, folder);
+  }
   fs::remove_all(L"C:\\Nerio prova");
+}
+
+// The path of the trace file loses one of the two leading separators and begins at the root of the current drive.
+TEST_F(Members, WriteLog_LibraryOnAServer_UsesThatPathOnTheCurrentDrive) {
+  // The share is a folder of the prefix.
+  const char* const prefix = std::getenv("WINEPREFIX");
+  ASSERT_NE(prefix, nullptr);
+  const fs::path shared = fs::path(std::string("Z:") + prefix) / L"dosdevices\\unc\\nerio\\prova";
+  fs::create_directories(shared);
+  const fs::path before = fs::current_path();
+  fs::current_path(L"C:\\");
+  fs::create_directories(L"C:\\nerio\\prova");
+  ExpectTrace(L"\\\\nerio\\prova", L"C:\\nerio\\prova");
+
+  // A file beside the library does not switch tracing on.
+  fs::copy_file(fs::path(testing::ComponentPath()), L"\\\\nerio\\prova\\NerioProva.dll");
+  std::ofstream(fs::path(L"\\\\nerio\\prova\\Nerio.log"), std::ios::binary).flush();
+  {
+    const LoadedComponent component(u"\\\\nerio\\prova\\NerioProva.dll");
+    EXPECT_EQ(component.Create()->WriteLog(Bstr(u"perduta").get()), S_OK);
+  }
+  EXPECT_EQ(fs::file_size(L"\\\\nerio\\prova\\Nerio.log"), 0u);
+  fs::current_path(before);
+  fs::remove_all(L"C:\\nerio");
+  fs::remove_all(shared.parent_path());
 }
 
 }  // namespace
