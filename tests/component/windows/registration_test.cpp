@@ -8,6 +8,8 @@
 #include <iterator>
 #include <regex>
 #include <set>
+#include <stdexcept>
+#include <string>
 
 #include "component/windows/loaded_component.h"
 #include "platform/windows/wide.h"
@@ -98,6 +100,37 @@ TEST(Registration, AddsWhatIsNeededAndTakesAllOfItOut) {
   EXPECT_THAT(Difference(end, before), ::testing::IsEmpty()) << "left behind";
   EXPECT_THAT(Difference(before, end), ::testing::IsEmpty()) << "taken out too much";
   EXPECT_EQ(component.unregisterServer(), S_OK) << "a second time";
+}
+
+// Runs the system's own program for it, and waits for its end.
+DWORD RunRegsvr32(const std::wstring& options) {
+  std::wstring command = L"regsvr32.exe " + options + L" /s \"" + fs::path(ComponentPath()).wstring() + L'"';
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process{};
+  if (::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process) ==
+      0) {
+    throw std::runtime_error("regsvr32 does not start: " + std::to_string(::GetLastError()));
+  }
+  DWORD code = STILL_ACTIVE;
+  ::WaitForSingleObject(process.hProcess, INFINITE);
+  ::GetExitCodeProcess(process.hProcess, &code);
+  ::CloseHandle(process.hThread);
+  ::CloseHandle(process.hProcess);
+  return code;
+}
+
+TEST(Registration, Regsvr32_AddsAndTakesOutTheSame) {
+  const LoadedComponent component;
+  ASSERT_EQ(component.unregisterServer(), S_OK);
+  const auto before = Classes();
+  ASSERT_EQ(component.registerServer(), S_OK);
+  const auto after = Classes();
+  ASSERT_EQ(component.unregisterServer(), S_OK);
+  EXPECT_EQ(RunRegsvr32(L""), 0u);
+  EXPECT_EQ(Classes(), after);
+  EXPECT_EQ(RunRegsvr32(L"/u"), 0u);
+  EXPECT_EQ(Classes(), before);
 }
 
 TEST(Registration, RegisteredTypeLibrary_IsFoundByItsIdentifier) {

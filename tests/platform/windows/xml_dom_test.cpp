@@ -2,6 +2,9 @@
 #include "platform/windows/xml_dom.h"
 
 #include <gtest/gtest.h>
+#include <windows.h>
+
+#include <string>
 
 #include "platform/conformance/xml_dom_conformance.h"
 #include "platform/windows/system_message.h"
@@ -115,6 +118,52 @@ TEST_F(SystemDom, TextThatIsNoDocument_IsNotLoadedAndSaysWhy) {
   EXPECT_FALSE(dom_.LoadError(document_.get()).reason.empty());
   EXPECT_TRUE(dom_.LoadXml(document_.get(), u"<a/>"));
   EXPECT_TRUE(dom_.LoadError(document_.get()).reason.empty());
+}
+
+// Takes a key of the system's classes away, with everything below it, until the end of a test.
+class ClassKeyAway {
+ public:
+  explicit ClassKeyAway(const std::wstring& name) : name_(L"Software\\Classes\\" + name) { Move(name_, kAside); }
+  ClassKeyAway(const ClassKeyAway&) = delete;
+  ClassKeyAway& operator=(const ClassKeyAway&) = delete;
+  ~ClassKeyAway() { Move(kAside, name_); }
+
+ private:
+  static void Move(const std::wstring& from, const std::wstring& to) {
+    HKEY source = nullptr;
+    HKEY target = nullptr;
+    EXPECT_EQ(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, from.c_str(), 0, KEY_ALL_ACCESS, &source), ERROR_SUCCESS);
+    EXPECT_EQ(
+        ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, to.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &target, nullptr),
+        ERROR_SUCCESS);
+    EXPECT_EQ(::RegCopyTreeW(source, nullptr, target), ERROR_SUCCESS);
+    ::RegCloseKey(source);
+    ::RegCloseKey(target);
+    EXPECT_EQ(::RegDeleteTreeW(HKEY_LOCAL_MACHINE, from.c_str()), ERROR_SUCCESS);
+  }
+
+  static inline const std::wstring kAside = L"Software\\Nerio messo da parte";
+  std::wstring name_;
+};
+
+// The probe asks by name, the codec by class.
+TEST_F(SystemDom, NameOfTheDocumentMissing_OnlyTheProbeFails) {
+  ASSERT_TRUE(CheckXMLParser());
+  const ClassKeyAway away(L"MSXML2.DOMDocument.4.0");
+  EXPECT_FALSE(CheckXMLParser());
+  EXPECT_EQ(ErrorOf([&] { dom_.CreateDocumentByName(); })->number(), kErrInvalidClassString);
+  Text encoded;
+  EXPECT_EQ(EncodeBase64(u"A", encoded), 0);
+  EXPECT_EQ(DecodeBase64(encoded), u"A");
+}
+
+TEST_F(SystemDom, ClassOfTheDocumentMissing_EachRoutineAnswersItsFailure) {
+  const ClassKeyAway away(L"CLSID\\{88D969C0-F192-11D4-A65F-0040963251E5}");
+  EXPECT_FALSE(CheckXMLParser());
+  Text encoded = u"intatto";
+  EXPECT_EQ(EncodeBase64(u"A", encoded), kErrClassNotRegistered);
+  EXPECT_EQ(encoded, u"intatto");
+  EXPECT_EQ(DecodeBase64(u"QQA="), u"");
 }
 
 }  // namespace
