@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <system_error>
 
 namespace nerio::platform {
 namespace {
@@ -61,9 +62,13 @@ class NewFile {
     return kSuccess;
   }
 
-  // Puts the file in its place, instead of what is there, whose attributes and rights it takes over.
+  // Puts the file in its place, instead of what is there, whose attributes and rights it takes over. Not every system
+  // knows the folder of a relative name, or of one parted by "/", in this call.
   Status ReplaceOld() {
-    if (::ReplaceFileW(path_.c_str(), name_.c_str(), nullptr, 0, nullptr, nullptr) == 0) return LastError();
+    std::error_code failure;
+    const std::filesystem::path old = std::filesystem::absolute(path_, failure);
+    if (failure) return failure.value();
+    if (::ReplaceFileW(old.c_str(), name_.c_str(), nullptr, 0, nullptr, nullptr) == 0) return LastError();
     name_.clear();
     return kSuccess;
   }

@@ -35,6 +35,19 @@ TEST(WholeFile, CreatedOrReplaced_ReadsBackByteForByte) {
   EXPECT_EQ(CountFiles(folder.path()), 2u);
 }
 
+TEST(WholeFile, RelativePath_IsThatOfTheCurrentFolder) {
+  const testing::TemporaryFolder folder;
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::create_directory(folder.path() / "sotto");
+  std::filesystem::current_path(folder.path());
+  for (const char* name : {"file", "./altro", "sotto/file"}) {
+    EXPECT_EQ(CreateWholeFile(name, "uno"), kSuccess) << name;
+    EXPECT_EQ(ReplaceWholeFile(name, "due"), kSuccess) << name;
+    EXPECT_EQ(Content(name), "due") << name;
+  }
+  std::filesystem::current_path(before);
+}
+
 TEST(WholeFile, CreateWhereSomethingIs_FailsAndLeavesIt) {
   const testing::TemporaryFolder folder;
   const std::filesystem::path file = folder.path() / "file";
