@@ -47,18 +47,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const Text text = nerio::fuzz::TextOf({data + 1, size - 1}, data[0] % 2 != 0);
 
-  Bytes bytes(3, 0xA5);
-  const bool isBase64 = nerio::platform::ReadBase64(text, bytes);
   const std::optional<Bytes> expected = Reference(text);
-  Require(isBase64 == expected.has_value());
-  Require(bytes == expected.value_or(Bytes()));
-
-  // Any bytes come back from their Base64 form.
   const Bytes content(data, data + size);
-  Text encoded(nerio::platform::Base64Length(content.size()), u'?');
-  nerio::platform::WriteBase64(content, encoded.data());
-  Require(nerio::platform::ReadBase64(encoded, bytes));
-  Require(bytes == content);
-  Require(Reference(encoded) == content);
+  for (auto method = nerio::platform::ThisProcessorsBase64(); !method.empty(); method = method.subspan(1)) {
+    Bytes bytes(3, 0xA5);
+    Require(nerio::platform::ReadBase64(text, bytes, method) == expected.has_value());
+    Require(bytes == expected.value_or(Bytes()));
+
+    // Any bytes come back from their Base64 form.
+    Text encoded(nerio::platform::Base64Length(content.size()), u'?');
+    nerio::platform::WriteBase64(content, encoded.data(), method);
+    Require(nerio::platform::ReadBase64(encoded, bytes, method));
+    Require(bytes == content);
+    Require(Reference(encoded) == content);
+    Bytes room(encoded.size() / 4 * 3);
+    Require(nerio::platform::ReadPlainBase64(encoded, room.data(), method) == room.data() + content.size());
+  }
   return 0;
 }

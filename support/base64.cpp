@@ -2,12 +2,12 @@
 
 #include <bit>
 #include <cstddef>
-#include <cstring>
 #include <new>
 #include <span>
 #include <utility>
 #include <variant>
 
+#include "platform/large_memory.h"
 #include "platform/xml_dom.h"
 #include "types/error.h"
 #include "types/variant.h"
@@ -20,22 +20,30 @@ using platform::XmlNode;
 
 constexpr TextView kBase64Type = u"bin.base64";
 
-// Puts the units of a text in the order of the byte view, or back: low byte first in memory.
-void SwapUnlessLowFirst(Text& text) {
-  if constexpr (std::endian::native == std::endian::big) {
-    for (char16_t& unit : text) unit = static_cast<char16_t>(unit << 8 | unit >> 8);
-  }
+constexpr bool kLowFirst = std::endian::native == std::endian::little;
+
+void Swap(Text& text) {
+  for (char16_t& unit : text) unit = static_cast<char16_t>(unit << 8 | unit >> 8);
 }
 
-std::span<const std::uint8_t> ByteView(const Text& text) {
+// The bytes of a text where its units lie low byte first; elsewhere those of a copy in that order.
+std::span<const std::uint8_t> ByteView(TextView text, Text& copy) {
+  if constexpr (!kLowFirst) {
+    copy = text;
+    Swap(copy);
+    text = copy;
+  }
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)};
 }
 
 Text FromByteView(const Bytes& bytes) {
   // An odd last byte forms no unit.
-  Text text(bytes.size() / sizeof(char16_t), u'\0');
-  if (!text.empty()) std::memcpy(text.data(), bytes.data(), text.size() * sizeof(char16_t));
-  SwapUnlessLowFirst(text);
+  const TextView units(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t));
+  Text text;
+  text.reserve(units.size());
+  platform::ExpectFilling(text.data(), units.size() * sizeof(char16_t));
+  text = units;
+  if constexpr (!kLowFirst) Swap(text);
   return text;
 }
 
@@ -44,14 +52,14 @@ Text FromByteView(const Bytes& bytes) {
 std::int32_t EncodeBase64(TextView text, Text& encoded, const platform::Host& host) {
   try {
     platform::XmlDom& dom = host.xml;
-    Text copy(text);
     // The document is released first.
     XmlNode element;
     const XmlDocument document(dom, dom.CreateDocument());
-    SwapUnlessLowFirst(copy);
     element = XmlNode(dom, dom.CreateElement(document.get(), u"TEMP"));
     dom.PutDataType(element.get(), kBase64Type);
-    dom.PutNodeTypedValue(element.get(), ByteView(copy));
+    // The text itself may be `encoded`, which changes only behind the last look at it.
+    Text copy;
+    dom.PutNodeTypedValue(element.get(), ByteView(text, copy));
     encoded = dom.GetText(element.get());
     return 0;
   } catch (const Error& error) {

@@ -43,10 +43,13 @@ class Arena {
     return static_cast<char16_t*>(Allocate(count * sizeof(char16_t), alignof(char16_t)));
   }
 
-  /// Gives back what lies behind `end` of the room that the last call of `MakeUnits` returned.
-  void ShortenTo(char16_t* end) noexcept {
+  /// Returns room for `count` bytes, with no content yet.
+  std::uint8_t* MakeBytes(std::size_t count) { return static_cast<std::uint8_t*>(Allocate(count, 1)); }
+
+  /// Gives back what lies behind `end` of the room that the last call of `MakeUnits` or `MakeBytes` returned.
+  void ShortenTo(void* end) noexcept {
     // A room of its own chunk keeps its size: the end of the current chunk is elsewhere.
-    auto* const place = reinterpret_cast<std::byte*>(end);
+    auto* const place = static_cast<std::byte*>(end);
     if (last_ <= place && place <= next_) next_ = place;
   }
 

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
+#include "platform/large_memory.h"
 #include "platform/portable/base64_codec.h"
 #include "platform/portable/xml_names.h"
 #include "platform/portable/xml_parser.h"
@@ -17,6 +19,7 @@
 namespace nerio::platform {
 namespace {
 
+using xml::BytesText;
 using xml::Element;
 using xml::Kind;
 using xml::NamedValue;
@@ -63,6 +66,12 @@ Tree& TakeDocument(XmlObject* handle) {
   Node& node = TakeNode(handle);
   if (node.kind != Kind::kDocument) Raise(kErrDomArgument, u"the node is no document");
   return *node.tree;
+}
+
+// The text of an element that is kept as bytes, or null.
+const BytesText* BytesTextOf(Node& node) {
+  const Element* const element = xml::AsElement(&node);
+  return element != nullptr ? xml::OnlyBytesText(*element) : nullptr;
 }
 
 TextView UpToNul(TextView text) { return text.substr(0, text.find(u'\0')); }
@@ -115,6 +124,18 @@ TypedAs TypeOf(Node& node) {
   const NamedValue* const type = element != nullptr ? Tree::FindAttribute(*element, kTypeAttribute) : nullptr;
   if (type == nullptr || type->View() == u"string") return TypedAs::kText;
   return type->View() == u"bin.base64" ? TypedAs::kBase64 : TypedAs::kOther;
+}
+
+// Keeps a text that is plain Base64 as the bytes that it stands for: less than half the memory, and the typed value is
+// there already. Returns whether it is.
+bool PutPlainBase64(Element& element, TextView text) {
+  xml::Arena& memory = element.tree->Memory();
+  std::uint8_t* const bytes = memory.MakeBytes(text.size() / 4 * 3);
+  std::uint8_t* const end = ReadPlainBase64(text, bytes);
+  memory.ShortenTo(end != nullptr ? end : bytes);
+  if (end == nullptr) return false;
+  element.tree->MakeOnlyBytesText(element, {bytes, end});
+  return true;
 }
 
 constexpr TextView kNoTypedValue = u"typed values of this data type are not supported";
@@ -179,9 +200,12 @@ XmlObject* PortableXmlDom::AppendChild(XmlObject* parent, XmlObject* child) {
 
 void PortableXmlDom::PutText(XmlObject* node, TextView text) {
   Node& target = TakeNode(node);
-  text = UpToNul(text);
   if (target.kind == Kind::kDocument) Raise(kErrDomFailure, u"a document has no text of its own");
   Element* const element = xml::AsElement(&target);
+  // A text with a NUL is not plain.
+  if (element != nullptr && !text.empty() && TypeOf(target) == TypedAs::kBase64 && PutPlainBase64(*element, text))
+    return;
+  text = UpToNul(text);
   if (element != nullptr && text.empty()) {
     Tree::DetachChildren(*element);
   } else {
@@ -191,6 +215,7 @@ void PortableXmlDom::PutText(XmlObject* node, TextView text) {
 
 Text PortableXmlDom::GetText(XmlObject* node) {
   Node& target = TakeNode(node);
+  if (const BytesText* const bytes = BytesTextOf(target)) return Base64Of(bytes->View());
   Text joined;
   const TextView text = xml::TextOf(target, joined);
   const TextView inner = WithoutBlanksAtEnds(text);
@@ -213,8 +238,9 @@ void PortableXmlDom::PutNodeTypedValue(XmlObject* node, std::span<const std::uin
   const TypedAs type = TypeOf(target);
   if (type == TypedAs::kOther) Raise(kErrDomNotImplemented, kNoTypedValue);
   if (type == TypedAs::kBase64 && !bytes.empty()) {
-    Value& text = target.tree->MakeOnlyText(static_cast<Element&>(target));
-    WriteBase64(bytes, target.tree->Resize(text, Base64Length(bytes.size())));
+    std::uint8_t* const kept = target.tree->Memory().MakeBytes(bytes.size());
+    std::memcpy(kept, bytes.data(), bytes.size());
+    target.tree->MakeOnlyBytesText(static_cast<Element&>(target), {kept, bytes.size()});
     return;
   }
   // The bytes are the text's byte view: low byte first; an odd last one forms no unit.
@@ -227,8 +253,14 @@ Variant PortableXmlDom::GetNodeTypedValue(XmlObject* node) {
   Node& target = TakeNode(node);
   switch (TypeOf(target)) {
     case TypedAs::kBase64: {
-      Text joined;
       Bytes bytes;
+      if (const BytesText* const kept = BytesTextOf(target)) {
+        bytes.reserve(kept->count);
+        ExpectFilling(bytes.data(), kept->count);
+        bytes.assign(kept->View().begin(), kept->View().end());
+        return bytes;
+      }
+      Text joined;
       if (!ReadBase64(xml::TextOf(target, joined), bytes)) Raise(kErrDomFailure, u"the text is not Base64");
       return bytes;
     }

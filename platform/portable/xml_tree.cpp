@@ -6,13 +6,28 @@
 #include <new>
 #include <utility>
 
+#include "platform/portable/base64_codec.h"
+
 namespace nerio::platform::xml {
 namespace {
 
 // Up to here a look at each attribute is quicker than a hash table.
 constexpr std::uint32_t kMostWithoutIndex = 16;
 
-bool HoldsText(const Node& node) { return node.kind == Kind::kText || node.kind == Kind::kCData; }
+bool HoldsText(const Node& node) {
+  return node.kind == Kind::kText || node.kind == Kind::kBytesText || node.kind == Kind::kCData;
+}
+
+// The length of the text of a node that holds one.
+std::size_t LengthOf(const Node& node) { return node.kind == Kind::kBytesText ? Base64Length(node.count) : node.count; }
+
+void AppendText(const Node& node, Text& joined) {
+  if (node.kind == Kind::kBytesText) {
+    joined += Base64Of(static_cast<const BytesText&>(node).View());
+  } else {
+    joined += static_cast<const Value&>(node).View();
+  }
+}
 
 // Returns the slot of the attribute of this name, or the free slot for it. There always is a free one.
 NamedValue** SlotOf(const AttributeIndex& index, TextView name, std::uint32_t hash) noexcept {
@@ -58,21 +73,29 @@ Node* Following(Node* node, const Node* top) noexcept {
   return nullptr;
 }
 
+BytesText* OnlyBytesText(const Element& element) noexcept {
+  Node* const only = element.children.first;
+  const bool found = only != nullptr && only->kind == Kind::kBytesText && only == element.children.last;
+  return found ? static_cast<BytesText*>(only) : nullptr;
+}
+
 TextView TextOf(Node& node, Text& joined) {
   const Parent* const parent = AsParent(&node);
   if (parent == nullptr) return static_cast<Value&>(node).View();
   Node* const only = parent->children.first;
   if (only == nullptr) return {};
-  if (only == parent->children.last && HoldsText(*only)) return static_cast<Value&>(*only).View();
+  if (only == parent->children.last && HoldsText(*only) && only->kind != Kind::kBytesText) {
+    return static_cast<Value&>(*only).View();
+  }
 
   std::size_t length = 0;
   for (Node* below = &node; below != nullptr; below = Following(below, &node)) {
-    if (HoldsText(*below)) length += below->count;
+    if (HoldsText(*below)) length += LengthOf(*below);
   }
   joined.clear();
   joined.reserve(length);
   for (Node* below = &node; below != nullptr; below = Following(below, &node)) {
-    if (HoldsText(*below)) joined += static_cast<Value*>(below)->View();
+    if (HoldsText(*below)) AppendText(*below, joined);
   }
   return joined;
 }
@@ -150,6 +173,15 @@ Value& Tree::MakeOnlyText(Element& element) {
   DetachChildren(element);
   Append(element, *text);
   return *text;
+}
+
+void Tree::MakeOnlyBytesText(Element& element, std::span<std::uint8_t> bytes) {
+  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
+  auto* const text = MakeNode<BytesText>(Kind::kBytesText);
+  text->bytes = bytes.data();
+  text->count = static_cast<std::uint32_t>(bytes.size());
+  DetachChildren(element);
+  Append(element, *text);
 }
 
 NamedValue* Tree::FindAttribute(const Element& element, TextView name) noexcept {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "platform/portable/xml_arena.h"
 #include "platform/portable/xml_name_table.h"
@@ -19,6 +20,7 @@ enum class Kind : std::uint8_t {
   kAttribute,    // NamedValue
   kInstruction,  // NamedValue: its target and what follows
   kText,         // Value
+  kBytesText,    // BytesText
   kCData,        // Value
   kComment,      // Value
   kDeclaration,  // Value: what stands between "<?xml " and "?>", without the encoding
@@ -28,7 +30,7 @@ enum class Kind : std::uint8_t {
 struct Node {
   Tree* tree = nullptr;
   Kind kind = Kind::kDocument;
-  std::uint32_t count = 0;   ///< code units of a value, attributes of an element
+  std::uint32_t count = 0;   ///< code units of a value, bytes of a text kept as such, attributes of an element
   Node* parent = nullptr;    ///< the element of an attribute; null while the node is detached
   Node* previous = nullptr;  ///< among the children or attributes of its parent
   Node* next = nullptr;
@@ -39,6 +41,13 @@ struct Value : Node {
   char16_t* units = nullptr;
 
   TextView View() const { return {units, count}; }
+};
+
+/// A text that is the Base64 form of some bytes, in one line, and is kept as these.
+struct BytesText : Node {
+  std::uint8_t* bytes = nullptr;
+
+  std::span<const std::uint8_t> View() const { return {bytes, count}; }
 };
 
 /// A value with a name.
@@ -80,6 +89,9 @@ Element* AsElement(Node* node) noexcept;
 /// Returns the node behind `node` in document order within the subtree of `top`, null at the end. Attributes are not
 /// met. This is how every walk over a tree goes: step by step, so that no depth of nesting needs a deep stack.
 Node* Following(Node* node, const Node* top) noexcept;
+
+/// Returns the text node that is the only child of an element, when it is one kept as bytes; otherwise null.
+BytesText* OnlyBytesText(const Element& element) noexcept;
 
 /// Views the text of a node: the value of an attribute and its like, for a parent the texts and CDATA sections below
 /// it, one behind the other.
@@ -125,6 +137,8 @@ class Tree {
   char16_t* Resize(Value& value, std::size_t length);
   /// Returns the text node that is the only child of an element, in place of the children before if need be.
   Value& MakeOnlyText(Element& element);
+  /// Makes a text that is kept as bytes, which lie in this tree's memory, the only child of an element.
+  void MakeOnlyBytesText(Element& element, std::span<std::uint8_t> bytes);
 
   /// Returns the attribute of this name, or null. Takes the same time however many there are.
   static NamedValue* FindAttribute(const Element& element, TextView name) noexcept;

@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
+#include "platform/portable/base64_codec.h"
 #include "platform/portable/xml_names.h"
 
 namespace nerio::platform::xml {
@@ -15,6 +17,7 @@ namespace {
 class Counter {
  public:
   void Put(TextView piece) { length_ += piece.size(); }
+  void PutBase64(std::span<const std::uint8_t> bytes) { length_ += Base64Length(bytes.size()); }
   std::size_t Length() const { return length_; }
 
  private:
@@ -29,6 +32,10 @@ class Output {
     if (piece.empty()) return;
     std::memcpy(out_, piece.data(), piece.size() * sizeof(char16_t));
     out_ += piece.size();
+  }
+  void PutBase64(std::span<const std::uint8_t> bytes) {
+    WriteBase64(bytes, out_);
+    out_ += Base64Length(bytes.size());
   }
 
  private:
@@ -141,6 +148,10 @@ class Writer {
         break;
       case Kind::kText:
         OpenText(static_cast<Value&>(node).View());
+        break;
+      case Kind::kBytesText:
+        EndStartTag();
+        sink_.PutBase64(static_cast<BytesText&>(node).View());
         break;
       case Kind::kCData:
         Put(u"<![CDATA[", static_cast<Value&>(node).View(), u"]]>");

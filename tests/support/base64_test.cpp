@@ -58,6 +58,54 @@ TEST_F(Base64, DecodeBase64_LetterA_SelectsTheNodeAfreshForEachProperty) {
                           "GetNodeTypedValue(4)", "Release(4)", "Release(1)"));
 }
 
+// Texts of a size at which the codec works on many characters at once, and one that asks for large pages: the calls are
+// those of a short one.
+TEST_F(Base64, LongTexts_MakeTheCallsOfShortOnes) {
+  for (const std::size_t length : {1000u, 900'000u}) {
+    Text text(length, u'\0');
+    std::mt19937 random(11);
+    for (char16_t& unit : text) unit = static_cast<char16_t>(random());
+
+    dom_.calls.clear();
+    const Text encoded = Encode(text);
+    ASSERT_EQ(dom_.calls.size(), 7u);
+    // The fourth call names every byte.
+    EXPECT_TRUE(dom_.calls[3].starts_with("PutNodeTypedValue("));
+    std::string bytes = "<";
+    for (const char16_t unit : text) {
+      for (const int digit : {4, 0, 12, 8}) bytes += "0123456789ABCDEF"[unit >> digit & 0xF];
+    }
+    EXPECT_TRUE(dom_.calls[3].ends_with(", " + bytes + ">)"));
+    dom_.calls.erase(dom_.calls.begin() + 3);
+    const auto handle = [](const std::string& call, char end) {
+      const std::size_t at = end == '=' ? call.rfind("= ") + 2 : call.find('(') + 1;
+      return call.substr(at, call.find_first_of(",)", at) - at);
+    };
+    const std::string document = handle(dom_.calls[0], '=');
+    const std::string element = handle(dom_.calls[1], '=');
+    EXPECT_THAT(dom_.calls,
+                ElementsAre("CreateDocument() = " + document, "CreateElement(" + document + ", \"TEMP\") = " + element,
+                            "PutDataType(" + element + ", \"bin.base64\")", "GetText(" + element + ")",
+                            "Release(" + document + ")", "Release(" + element + ")"));
+
+    dom_.calls.clear();
+    EXPECT_TRUE(Decode(encoded) == text);
+    ASSERT_EQ(dom_.calls.size(), 12u);
+    const std::string loaded = handle(dom_.calls[0], '=');
+    const std::string first = handle(dom_.calls[2], '=');
+    const std::string second = handle(dom_.calls[5], '=');
+    const std::string third = handle(dom_.calls[8], '=');
+    EXPECT_TRUE(dom_.calls[6] == "PutText(" + second + ", \"" + ToUtf8(encoded) + "\")");
+    dom_.calls.erase(dom_.calls.begin() + 6);
+    const std::string select = "SelectSingleNode(" + loaded + ", \"DOC\") = ";
+    EXPECT_THAT(dom_.calls,
+                ElementsAre("CreateDocument() = " + loaded, "LoadXml(" + loaded + ", \"<DOC></DOC>\")", select + first,
+                            "PutDataType(" + first + ", \"bin.base64\")", "Release(" + first + ")", select + second,
+                            "Release(" + second + ")", select + third, "GetNodeTypedValue(" + third + ")",
+                            "Release(" + third + ")", "Release(" + loaded + ")"));
+  }
+}
+
 TEST_F(Base64, EncodeBase64_EmptyText_GivesEmptyText) { EXPECT_EQ(Encode(u""), u""); }
 
 TEST_F(Base64, DecodeBase64_EmptyText_GivesEmptyText) { EXPECT_EQ(Decode(u""), u""); }

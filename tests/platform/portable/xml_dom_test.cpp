@@ -140,6 +140,76 @@ TEST_F(PortableDom, DataType_OfALoadedElement_IsTakenFromItsAttribute) {
               kErrDomFailure, u"XmlDom", u"the text is not Base64");
 }
 
+// A text in Base64 may be kept as its bytes: nothing shows it.
+TEST_F(PortableDom, Base64Text_HoweverItCame_IsThereAsTextAndAsBytes) {
+  const Bytes bytes = {0x00, 0xFF, 0x10, 0x80};
+  constexpr TextView kHead = u"<e xmlns:dt=\"urn:schemas-microsoft-com:datatypes\" dt:dt=\"bin.base64\">";
+  const struct {
+    TextView text;
+    TextView shown;
+  } kTexts[] = {{u"AP8QgA==", u"AP8QgA=="},
+                {u"AP8QgB==", u"AP8QgB=="},
+                {u" AP8Q gA==\n", u"AP8Q gA=="},
+                {TextView(u"AP8QgA==\0AAAA", 13), u"AP8QgA=="}};
+  for (const auto& [text, shown] : kTexts) {
+    const XmlDocument document = NewDocument();
+    const XmlNode element = Element(document, u"e");
+    dom_.PutDataType(element.get(), u"bin.base64");
+    dom_.PutText(element.get(), text);
+    EXPECT_EQ(dom_.GetText(element.get()), shown);
+    EXPECT_EQ(std::get<Bytes>(dom_.GetNodeTypedValue(element.get())), bytes);
+    Text written(kHead);
+    written += text.substr(0, text.find(u'\0'));
+    for (std::size_t at = 0; (at = written.find(u'\n', at)) != Text::npos; at += 2) written.replace(at, 1, u"\r\n");
+    EXPECT_EQ(dom_.GetXml(element.get()), written + u"</e>");
+  }
+
+  const XmlDocument document = NewDocument();
+  const XmlNode element = Element(document, u"e");
+  dom_.PutDataType(element.get(), u"bin.base64");
+  dom_.PutNodeTypedValue(element.get(), bytes);
+  EXPECT_EQ(dom_.GetText(element.get()), u"AP8QgA==");
+  EXPECT_EQ(dom_.GetXml(element.get()), Text(kHead) + u"AP8QgA==</e>");
+  dom_.PutNodeTypedValue(element.get(), {});
+  EXPECT_EQ(dom_.GetText(element.get()), u"");
+  EXPECT_EQ(std::get<Bytes>(dom_.GetNodeTypedValue(element.get())), Bytes());
+}
+
+TEST_F(PortableDom, Base64Text_WithOtherTextAroundIt_IsOnePartOfTheWhole) {
+  const XmlDocument document = NewDocument();
+  const XmlDocument other = NewDocument();
+  const XmlNode root = Element(document, u"r");
+  dom_.PutText(root.get(), u"before ");
+  Append(document, root);
+  const XmlNode element = Element(other, u"e");
+  dom_.PutDataType(element.get(), u"bin.base64");
+  dom_.PutText(element.get(), u"AAEC");
+  Append(root, element);
+  const XmlNode below = Element(document, u"f");
+  dom_.PutText(below.get(), u"AwQF");
+  Append(element, below);
+  EXPECT_EQ(dom_.GetText(element.get()), u"AAECAwQF");
+  EXPECT_EQ(std::get<Bytes>(dom_.GetNodeTypedValue(element.get())), (Bytes{0, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(dom_.GetText(root.get()), u"before AAECAwQF");
+  EXPECT_EQ(dom_.GetText(document.get()), u"before AAECAwQF");
+  EXPECT_TRUE(Xml(root).ends_with(">AAEC<f>AwQF</f></e></r>")) << Xml(root);
+}
+
+TEST_F(PortableDom, Base64Text_WhenTheDataTypeChanges_StaysAsText) {
+  const XmlDocument document = NewDocument();
+  const XmlNode element = Element(document, u"e");
+  dom_.PutDataType(element.get(), u"bin.base64");
+  dom_.PutText(element.get(), u"AAEC");
+  dom_.PutDataType(element.get(), u"string");
+  EXPECT_EQ(std::get<Text>(dom_.GetNodeTypedValue(element.get())), u"AAEC");
+  dom_.PutText(element.get(), u"AAECAwQF");
+  EXPECT_EQ(dom_.GetText(element.get()), u"AAECAwQF");
+  dom_.PutDataType(element.get(), u"bin.base64");
+  EXPECT_EQ(std::get<Bytes>(dom_.GetNodeTypedValue(element.get())), (Bytes{0, 1, 2, 3, 4, 5}));
+  dom_.PutText(element.get(), u"no Base64");
+  EXPECT_EQ(dom_.GetText(element.get()), u"no Base64");
+}
+
 TEST_F(PortableDom, TypedValue_BytesWithoutDataType_AreTheTextsByteView) {
   const XmlDocument document = NewDocument();
   const XmlNode element = Element(document, u"e");
