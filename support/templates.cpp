@@ -1,6 +1,7 @@
 #include "support/templates.h"
 
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <string>
@@ -31,6 +32,12 @@ class ValueTexts {
   }
 
   std::size_t size() const { return values_.size(); }
+  // All of them together, in UTF-16 code units.
+  std::size_t TotalLength() const {
+    std::size_t total = 0;
+    for (std::size_t i = 0; i < size(); ++i) total += (*this)[i].size();
+    return total;
+  }
   TextView operator[](std::size_t i) const { return converted_.empty() ? std::get<Text>(values_[i]) : converted_[i]; }
 
  private:
@@ -57,12 +64,27 @@ std::optional<Placeholder> PlaceholderAt(TextView text) {
   return Placeholder{digits == 2 ? -number : number, end + 1};
 }
 
+// Looks for the first "{", four units at a time: a unit that equals it leaves zero, and only a zero borrows from its
+// highest bit.
+std::size_t FindBrace(TextView text) {
+  constexpr std::uint64_t kOnes = 0x0001'0001'0001'0001;
+  std::size_t searched = 0;
+  for (; text.size() - searched >= 4; searched += 4) {
+    std::uint64_t units;
+    std::memcpy(&units, text.data() + searched, sizeof units);
+    const std::uint64_t rest = units ^ (kOnes * u'{');
+    if (((rest - kOnes) & ~rest & (kOnes << 15)) != 0) break;
+  }
+  while (searched < text.size() && text[searched] != u'{') ++searched;
+  return searched < text.size() ? searched : TextView::npos;
+}
+
 // Fills all placeholders in one scan of the template, which gives the same as the passes as long as no inserted text
 // can become part of a placeholder. That takes a "{" before it: one in the inserted text itself, or one in the template
 // with nothing but a piece of an index between. Answers false when it meets either; `filled` is then worth nothing.
 bool FillInOneScan(TextView rest, std::int32_t first, const ValueTexts& values, Text& filled) {
   while (true) {
-    const std::size_t brace = rest.find(u'{');
+    const std::size_t brace = FindBrace(rest);
     filled.append(rest.substr(0, brace));
     if (brace == TextView::npos) return true;
     rest.remove_prefix(brace);
@@ -70,7 +92,7 @@ bool FillInOneScan(TextView rest, std::int32_t first, const ValueTexts& values, 
     const std::int64_t i = placeholder ? std::int64_t{placeholder->index} - first : -1;
     if (i >= 0 && static_cast<std::size_t>(i) < values.size()) {
       const TextView value = values[static_cast<std::size_t>(i)];
-      if (value.find(u'{') != TextView::npos) return false;
+      if (FindBrace(value) != TextView::npos) return false;
       filled.append(value);
       rest.remove_prefix(placeholder->length);
     } else {
@@ -115,6 +137,8 @@ Text FormatTemplate(TextView messageTemplate, const ArgumentList& arguments, con
 
   const ValueTexts values(arguments.values, host.regional);
   Text text;
+  // With room for placeholders that occur again: to grow would be to copy all of it.
+  text.reserve(messageTemplate.size() + messageTemplate.size() / 8 + values.TotalLength());
   if (!FillInOneScan(messageTemplate, arguments.lowerBound, values, text)) {
     text = FillPassByPass(messageTemplate, arguments.lowerBound, values);
   }

@@ -240,6 +240,21 @@ Text FilledInOneScan(TextView messageTemplate, const std::vector<Text>& values, 
   return filled;
 }
 
+TEST(FormatTemplate, PlaceholderAtEveryOffset_IsFoundBehindUnitsThatLookAlike) {
+  for (const char16_t unit : {u'x', u'z', u'|', u'\u7B00', u'\u007A', u'\u807B', u'\u7B7B', u'\0', u'\uFFFF'}) {
+    for (std::size_t before = 0; before <= 20; ++before) {
+      for (std::size_t behind = 0; behind <= 5; ++behind) {
+        const Text front(before, unit);
+        const Text back(behind, unit);
+        EXPECT_EQ(Format(front + u"{0}" + back, {u"valore"}), front + u"valore" + back) << before << ' ' << int{unit};
+        EXPECT_EQ(Format(front + u"{1}" + back, {u"valore"}), front + u"{1}" + back) << before << ' ' << int{unit};
+        // A brace in the inserted text, wherever it stands, is seen too.
+        EXPECT_EQ(Format(u"{0}", {front + u"{1}" + back, u"y"}), front + u"y" + back) << before << ' ' << int{unit};
+      }
+    }
+  }
+}
+
 TEST(FormatTemplate, RandomCases_EqualTheNaiveReference) {
   constexpr int kRandomCases = 200000;
   std::mt19937 random(20240613);
