@@ -19,12 +19,11 @@ Text TraceFilePath(const platform::Host& host) {
 }  // namespace
 
 void WriteLog(TextView message, const platform::Host& host) {
-  const Text copy(message);
   bool found = false;
   RaiseUnlessSuccess(host.files.FindOrdinaryFile(TraceFilePath(host), found), host);
   if (!found) return;
 
-  const AnsiText record = host.codePage.ToAnsi(copy) + "\r\n";
+  const AnsiText record = host.codePage.ToAnsi(message) + "\r\n";
   // The path is computed a second time, deliberately.
   platform::FileHandle file{};
   RaiseUnlessSuccess(host.files.OpenForAppend(TraceFilePath(host), file), host);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "types/utf8.h"
 
@@ -48,8 +49,18 @@ Text TextFromNativePath(std::string_view path) {
 }
 
 std::string NativePath(TextView path) {
-  std::string native;
-  native.reserve(path.size());
+  // Paths of ASCII alone, the usual ones, take one loop without branches, which compilers turn into vector
+  // instructions.
+  std::string native(path.size(), '\0');
+  char* const bytes = native.data();
+  std::uint16_t bits = 0;
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    bytes[i] = static_cast<char>(path[i] == u'\\' ? u'/' : path[i]);
+    bits |= path[i];
+  }
+  if (bits < 0x80) return native;
+
+  native.clear();
   const auto appendPlain = [&native](TextView plain) {
     std::string utf8 = ToUtf8(plain);
     std::replace(utf8.begin(), utf8.end(), '\\', '/');
