@@ -3,9 +3,9 @@
     python3 bench/report.py RESULTS-FOLDER DOCS-FOLDER
 
 Beside each bench/PROGRAM.cpp, bench/PROGRAM.json says what its items are: title, work, size (what a size counts, when there are
-several), bounds and notes. A benchmark is called item/contender or item/contender/size. The figure of each is the median over its repetitions: of the
-processor time, or of the real time where the work waits for a disk (Google Benchmark's name then ends in /real_time). Exits 1
-when an item misses its bound.
+several), bounds and notes. A benchmark is called item/contender or item/contender/size. The figure of each is the median over
+its repetitions: of the processor time, or of the real time where the work waits for a disk (Google Benchmark's name then ends in
+/real_time). Exits 1 when an item misses its bound.
 """
 
 import json
@@ -28,8 +28,8 @@ OURS = "nerio"
 class Bound:
     """At most `factor` times `peer` plus `extra` nanoseconds, for the sizes from `least` to `most`."""
 
-    peer: str
-    factor: float
+    peer: str = OURS
+    factor: float = 0  # 0: the extra alone is the bound
     extra: float = 0
     least: int = 0
     most: int = sys.maxsize
@@ -38,9 +38,10 @@ class Bound:
         return self.factor * nanoseconds + self.extra
 
     def text(self):
-        text = f"{self.factor:g} x {self.peer}"
+        terms = [f"{self.factor:g} x {self.peer}"] if self.factor else []
         if self.extra:
-            text += f" + {self.extra:g} ns"
+            terms.append(time_text(self.extra))
+        text = " + ".join(terms)
         if self.least:
             text += f", from {size_text(self.least)}"
         if self.most != sys.maxsize:
@@ -83,9 +84,10 @@ def time_text(nanoseconds):
 
 
 def read_results(folder):
-    """{item: {contender: {size: nanoseconds}}}, and the context of the last file read."""
+    """{item: {contender: {size: nanoseconds}}}, what a contender says of itself, and the context of the last file read."""
     to_nanoseconds = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
     results = defaultdict(lambda: defaultdict(dict))
+    labels = {}
     context = None
     for path in sorted(folder.glob("*.json")):
         content = json.loads(path.read_text())
@@ -101,25 +103,30 @@ def read_results(folder):
             size = int(parts[2]) if len(parts) > 2 else 0
             figure = run["real_time" if waits else "cpu_time"] * to_nanoseconds[run["time_unit"]]
             results[item][contender][size] = figure
-    return results, context
+            if "label" in run:
+                labels[item, contender] = f" ({run['label']})"
+    return results, labels, context
 
 
 def check(item, contenders):
-    """One line per bound and size that it holds for: (text, ratio, kept). A bound that nothing measures is not kept."""
+    """One line per bound, of the size that comes nearest to it: (bound, figure, kept). What is not measured is not kept."""
     lines = []
     for bound in item.bounds:
         ours, peer = contenders.get(OURS, {}), contenders.get(bound.peer, {})
         sizes = [size for size in sorted(ours) if bound.least <= size <= bound.most and size in peer]
         if not sizes:
-            lines.append((bound.text(), None, False))
+            lines.append((bound.text(), "not measured", False))
             continue
         worst = max(sizes, key=lambda size: ours[size] / bound.limit(peer[size]))
         kept = ours[worst] <= bound.limit(peer[worst])
-        lines.append((bound.text(), (worst, ours[worst] / peer[worst]), kept))
+        figure = f"{ours[worst] / peer[worst]:.2f}" if bound.factor else time_text(ours[worst])
+        if item.size:
+            figure += f" at {size_text(worst)}"
+        lines.append((bound.text(), figure, kept))
     return lines
 
 
-def table(item, contenders):
+def table(item, contenders, labels):
     sizes = sorted({size for figures in contenders.values() for size in figures})
     ours = contenders.get(OURS, {})
     order = sorted(contenders, key=lambda name: (name != OURS, min(contenders[name].values())))
@@ -129,7 +136,7 @@ def table(item, contenders):
         for name in order:
             figure = contenders[name][0]
             ratio = f"{ours[0] / figure:.2f}" if ours and name != OURS else ""
-            rows.append(f"| {name} | {time_text(figure)} | {ratio} |")
+            rows.append(f"| {name}{labels.get((item.name, name), '')} | {time_text(figure)} | {ratio} |")
         return rows
     rows += [f"| {item.size} | " + " | ".join(order) + " |", "|---:|" + "---:|" * len(order)]
     for size in sizes:
@@ -180,7 +187,7 @@ def processor():
 
 
 def main(results_folder, docs):
-    results, context = read_results(results_folder)
+    results, labels, context = read_results(results_folder)
     items = read_items(Path(__file__).parent)
     unknown = set(results) - {item.name for item in items}
     if unknown or not results:
@@ -198,16 +205,12 @@ def main(results_folder, docs):
             summary.append(f"| {item.title} | | not measured | missed |")
             continue
         plot(item, contenders, plots / f"{item.name}.svg")
-        for text, found, kept in check(item, contenders):
+        for text, figure, kept in check(item, contenders):
             missed += not kept
-            ratio = "not measured"
-            if found:
-                size, value = found
-                ratio = f"{value:.2f}" + (f" at {size_text(size)}" if item.size else "")
             verdict = "kept" if kept else "missed"
-            summary.append(f"| [{item.title}](#{item.name}) | {text} | {ratio} | {verdict} |")
+            summary.append(f"| [{item.title}](#{item.name}) | {text} | {figure} | {verdict} |")
         body += ["", f'<a id="{item.name}"></a>', "", f"## {item.title}", "", item.work, ""]
-        body += table(item, contenders)
+        body += table(item, contenders, labels)
         if item.notes:
             body += ["", item.notes]
         body += ["", f"![{item.title}](performance/{item.name}.svg)", "", f"`bench/run {item.program}`"]
