@@ -45,4 +45,15 @@ Status KeyLock::Take(int folder, LockKind kind, bool makeFile) {
   return kSuccess;
 }
 
+bool KeyLock::TryRead(int folder) {
+  Descriptor file;
+  struct stat entry {};
+  if (OpenInside(folder, kLockFileName, O_RDONLY, file) != kSuccess || ::fstat(file.get(), &entry) != 0 ||
+      !S_ISREG(entry.st_mode) || !SetLock(file.get(), F_OFD_SETLK, F_RDLCK)) {
+    return false;
+  }
+  file_ = std::move(file);
+  return true;
+}
+
 }  // namespace nerio::platform

@@ -21,6 +21,9 @@ class KeyLock {
   /// @param makeFile makes a missing lock file, with the folder's own read and write bits; otherwise it answers 1015.
   Status Take(int folder, LockKind kind, bool makeFile);
 
+  /// Takes the lock for reading, unless a writer holds it or it can not be had at all.
+  bool TryRead(int folder);
+
  private:
   Descriptor file_;
 };

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -108,15 +109,19 @@ Status CheckSearchedName(std::string_view name) {
   return name.size() > kMaxValueNameLength ? kFileNotFound : kSuccess;
 }
 
-Status OpenExisting(const OpenedKey& base, const std::vector<std::string_view>& names, std::uint32_t access,
-                    OpenedKey& key) {
+Status OpenExisting(KeyCache& cache, const OpenedKey& base, const std::vector<std::string_view>& names,
+                    std::uint32_t access, OpenedKey& key) {
   key.path = base.path;
   Status status = Descend(key.path, names);
   if (status != kSuccess) return status;
-  ValuesFile values;
-  status = ReadKey(key.path, Extent::Header, values);
-  if (status != kSuccess) return status;
-  key.id = values.header().id;
+  if (const auto kept = cache.FindStanding(key.path)) {
+    key.id = kept->id;
+  } else {
+    ValuesFile values;
+    status = ReadKey(key.path, Extent::Header, values);
+    if (status != kSuccess) return status;
+    key.id = values.header().id;
+  }
   return GrantRights(key.path, access, key.access);
 }
 
@@ -155,8 +160,8 @@ Status CreateMissing(const OpenedKey& base, const std::vector<std::string_view>&
   return kSuccess;
 }
 
-Status CreateOrOpen(const OpenedKey& base, const std::vector<std::string_view>& names, std::uint32_t access,
-                    OpenedKey& key, bool& created) {
+Status CreateOrOpen(KeyCache& cache, const OpenedKey& base, const std::vector<std::string_view>& names,
+                    std::uint32_t access, OpenedKey& key, bool& created) {
   for (;;) {
     created = false;
     Status status = CheckStillThere(base);
@@ -166,7 +171,7 @@ Status CreateOrOpen(const OpenedKey& base, const std::vector<std::string_view>& 
       if ((key.access & kMaximumAllowed) != 0) key.access = kAllRights;
       return kSuccess;
     }
-    if (status == kSuccess) status = OpenExisting(base, names, access, key);
+    if (status == kSuccess) status = OpenExisting(cache, base, names, access, key);
     if (status != kFileNotFound) return status;
     // Another process deleted a key of the path after this one had found it. Without names it was the root itself.
     Descriptor root;
@@ -285,7 +290,7 @@ Status LinuxRegistry::OpenKey(KeyHandle root, const AnsiText& subKey, std::uint3
     Status status = CheckStillThere(base);
     if (status == kSuccess) status = SplitKeyPath(root, subKey, names);
     OpenedKey key;
-    if (status == kSuccess) status = OpenExisting(base, names, access, key);
+    if (status == kSuccess) status = OpenExisting(cache_, base, names, access, key);
     if (status == kSuccess) opened = handles_.Add(std::move(key));
     return status;
   });
@@ -302,7 +307,7 @@ Status LinuxRegistry::CreateKey(KeyHandle root, const AnsiText& subKey, std::uin
     if (status == kSuccess) status = SplitKeyPath(root, subKey, names);
     OpenedKey key;
     bool isNew = false;
-    if (status == kSuccess) status = CreateOrOpen(base, names, access, key, isNew);
+    if (status == kSuccess) status = CreateOrOpen(cache_, base, names, access, key, isNew);
     if (status != kSuccess) return status;
     created = handles_.Add(std::move(key));
     disposition = isNew ? kRegCreatedNewKey : kRegOpenedExistingKey;
@@ -317,11 +322,19 @@ Status LinuxRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uint3
   const std::string_view wanted = CutAtNul(name);
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   return OnKey(key, kKeyQueryValue, [&](const OpenedKey& opened) {
-    ValuesFile values;
-    const Status status = ReadKey(opened, Extent::Whole, values);
-    if (status != kSuccess) return status;
     ValueRecord value;
-    if (!values.Find(wanted, value)) return kFileNotFound;
+    ValuesFile values;
+    bool found = false;
+    const std::shared_ptr<const KeptKey> kept = cache_.FindStanding(opened.path);
+    if (kept && kept->id == opened.id) {
+      found = kept->Find(wanted, value);
+    } else {
+      const Status status = ReadKey(opened, Extent::Whole, values);
+      if (status != kSuccess) return status;
+      cache_.Learn(opened.path);
+      found = values.Find(wanted, value);
+    }
+    if (!found) return kFileNotFound;
     type = value.type;
     const std::size_t offered = std::min<std::size_t>(size, data.size());
     size = static_cast<std::uint32_t>(value.data.size());

@@ -5,14 +5,16 @@
 #include <utility>
 
 #include "platform/linux/handle_table.h"
+#include "platform/linux/key_cache.h"
 #include "platform/linux/registry_roots.h"
 #include "platform/registry_api.h"
 
 namespace nerio::platform {
 
-/// The registry on the file system: a key is a folder, its values are one file in it. No server and no memory between
-/// calls but the open handles, so several processes and threads work on the same keys at once and see each other's
-/// changes with the next call. The kernel decides who may do what: the permissions of a key's folder are the key's.
+/// The registry on the file system: a key is a folder, its values are one file in it. No server, and no memory between
+/// calls but the open handles and values that every call looks after first, so several processes and threads work on
+/// the same keys at once and see each other's changes with the next call. The kernel decides who may do what: the
+/// permissions of a key's folder are the key's.
 ///
 /// A change is durable and whole when its call has returned 0; a call that fails or is killed leaves the old state or
 /// the new one. What is stored, and how, docs/registry-format.md says.
@@ -58,6 +60,7 @@ class LinuxRegistry final : public RegistryApi {
 
   RegistryRoots roots_;
   HandleTable handles_;
+  KeyCache cache_;
 };
 
 }  // namespace nerio::platform

@@ -25,11 +25,6 @@ using End = RecordCursor::End;
 constexpr std::uint64_t kLeastRoom = 2048;
 constexpr std::uint64_t kMostRoom = std::uint64_t{1} << 20;
 
-bool SameName(std::string_view left, std::string_view right) {
-  return left.size() == right.size() &&
-         std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) { return FoldAnsi(a) == FoldAnsi(b); });
-}
-
 Status WriteAt(int file, std::string_view bytes, std::uint64_t offset) {
   while (!bytes.empty()) {
     const ssize_t written =
@@ -179,7 +174,7 @@ bool ValuesFile::Find(std::string_view name, ValueRecord& value) const {
   bool found = false;
   RecordCursor cursor = Records();
   for (ValueRecord record; cursor.Next(record);) {
-    if (!SameName(record.name, name)) continue;
+    if (!SameAnsiName(record.name, name)) continue;
     found = !record.deletion;
     if (found) value = record;
   }
@@ -213,7 +208,7 @@ Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord 
     if (!HoldsZeroSector(current.recordsEnd(), record)) return AppendInPlace(file, record, current.recordsEnd());
   }
   std::vector<ValueRecord> records = current.Values();
-  std::erase_if(records, [&](const ValueRecord& value) { return SameName(value.name, change.name); });
+  std::erase_if(records, [&](const ValueRecord& value) { return SameAnsiName(value.name, change.name); });
   if (!change.deletion) records.push_back(change);
   ValuesHeader header = current.header();
   header.firstSequence = current.nextSequence();

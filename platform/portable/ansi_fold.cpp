@@ -35,6 +35,11 @@ AnsiText FoldAnsi(std::string_view name) {
   return folded;
 }
 
+bool SameAnsiName(std::string_view left, std::string_view right) {
+  return left.size() == right.size() &&
+         std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) { return FoldAnsi(a) == FoldAnsi(b); });
+}
+
 bool AnsiNameOrder::operator()(std::string_view left, std::string_view right) const {
   return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
                                       [](char a, char b) { return UnitOf1252(FoldAnsi(a)) < UnitOf1252(FoldAnsi(b)); });

@@ -13,6 +13,9 @@ char FoldAnsi(char byte);
 /// Folds the case of a name in code page 1252. Two registry names are the same exactly when their folded forms are.
 AnsiText FoldAnsi(std::string_view name);
 
+/// Tells whether two names are the same registry name: whether they differ in case only.
+bool SameAnsiName(std::string_view left, std::string_view right);
+
 /// Orders names in code page 1252 as the registry enumerates them: by the code units of their folded characters, so "\"
 /// comes before "a" and "ÿ" before "š". Names that differ in case only are equivalent; names need not be folded.
 struct AnsiNameOrder {

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <iostream>
 #include <map>
@@ -213,6 +215,38 @@ TEST(Stress, FourThreadsOnTheSameKeysThroughOneRegistry) {
   EXPECT_THAT(wrong, ::testing::Each(""));
   for (const RegistryFinding& finding : CheckRegistry({folder.path()}))
     ADD_FAILURE() << finding.place << ": " << finding.what;
+}
+
+// Readers keep a key that rests for a while.
+TEST(Stress, FourThreadsReadingAKeyThatRestsBetweenWrites_NeverSeeLessThanWasAcknowledged) {
+  const testing::TemporaryFolder folder(testing::MemoryFolder());
+  LinuxRegistry writer(folder.path());
+  LinuxRegistry registry(folder.path());
+  ASSERT_EQ(Calls(writer).Create("k"), kSuccess);
+  ASSERT_EQ(Calls(writer).Set("k", "v", "1000"), kSuccess);
+  std::atomic<int> acknowledged = 1000;
+  std::atomic<bool> done = false;
+  std::array<std::string, 4> wrong;
+  {
+    std::vector<std::jthread> threads;
+    for (std::string& found : wrong) {
+      threads.emplace_back([&] {
+        while (!done && found.empty()) {
+          const std::string least = std::to_string(acknowledged);
+          // All numbers have four digits, so they are ordered as texts are.
+          const std::string value = Calls(registry).Get("k", "v");
+          if (value < least || value.size() != least.size()) found = value + " after " + least;
+        }
+      });
+    }
+    for (int number = 1001; number <= 1030; ++number) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(30));
+      EXPECT_EQ(Calls(writer).Set("k", "v", std::to_string(number)), kSuccess);
+      acknowledged = number;
+    }
+    done = true;
+  }
+  EXPECT_THAT(wrong, ::testing::Each(""));
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 # The tests of the registry on the file system.
 target_sources(nerio_tests PRIVATE
   crc32c_test.cpp
+  entry_look_test.cpp
+  key_cache_test.cpp
   key_name_test.cpp
   registry_damage_test.cpp
   registry_limits_test.cpp
