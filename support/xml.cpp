@@ -30,24 +30,21 @@ bool CheckXMLParser(const platform::Host& host) {
 }
 
 void SetXMLAttribute(const XmlDocument& document, const XmlNode& node, TextView name, TextView value) {
-  const Text nameCopy(name);
-  const Text valueCopy(value);
   XmlDom& dom = DomOf(node);
   const XmlReference attributes(dom, dom.Attributes(node.get()));
-  XmlNode attribute(dom, dom.GetNamedItem(attributes.get(), nameCopy));
+  XmlNode attribute(dom, dom.GetNamedItem(attributes.get(), name));
   if (!attribute) {
-    attribute = XmlNode(dom, DomOf(document).CreateAttribute(document.get(), nameCopy));
+    attribute = XmlNode(dom, DomOf(document).CreateAttribute(document.get(), name));
     const XmlNode discarded(dom, dom.SetNamedItem(attributes.get(), attribute.get()));
   }
-  dom.PutText(attribute.get(), valueCopy);
+  dom.PutText(attribute.get(), value);
 }
 
 XmlNode AddXMLElement(const XmlDocument& document, const XmlNode& parent, const Text& name, TextView text) {
-  const Text textCopy(text);
   XmlDom& dom = DomOf(document);
   XmlNode element(dom, dom.CreateElement(document.get(), name));
   const XmlNode discarded(dom, DomOf(parent).AppendChild(parent.get(), element.get()));
-  dom.PutText(element.get(), textCopy);
+  dom.PutText(element.get(), text);
   return element;
 }
 

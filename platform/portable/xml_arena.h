@@ -73,7 +73,7 @@ class Arena {
   std::byte* AddChunk(std::size_t bytes);
 
   static constexpr std::size_t kSmallestChunk = std::size_t{4} << 10;
-  static constexpr std::size_t kLargestChunk = std::size_t{256} << 10;
+  static constexpr std::size_t kLargestChunk = std::size_t{4} << 20;
 
   Chunk* chunks_ = nullptr;
   std::byte* next_;  // the free rest of the current chunk

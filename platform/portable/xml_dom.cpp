@@ -205,11 +205,13 @@ void PortableXmlDom::PutText(XmlObject* node, TextView text) {
   // A text with a NUL is not plain.
   if (element != nullptr && !text.empty() && TypeOf(target) == TypedAs::kBase64 && PutPlainBase64(*element, text))
     return;
-  text = UpToNul(text);
+  const bool plain = xml::IsPlain(text);
+  if (!plain) text = UpToNul(text);
   if (element != nullptr && text.empty()) {
     Tree::DetachChildren(*element);
   } else {
-    target.tree->SetValue(element != nullptr ? target.tree->MakeOnlyText(*element) : static_cast<Value&>(target), text);
+    Value& value = element != nullptr ? target.tree->MakeOnlyText(*element) : static_cast<Value&>(target);
+    target.tree->SetValue(value, text, plain);
   }
 }
 

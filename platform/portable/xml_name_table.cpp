@@ -53,6 +53,7 @@ const Name* NameTable::Intern(TextView spelling) {
 
 void NameTable::Clear() noexcept {
   std::fill(std::begin(firstBuckets_), std::end(firstBuckets_), nullptr);
+  std::fill(std::begin(recent_), std::end(recent_), nullptr);
   buckets_ = firstBuckets_;
   bucketCount_ = kFirstBuckets;
   nameCount_ = 0;

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "platform/portable/xml_arena.h"
+#include "platform/portable/xml_units.h"
 #include "types/text.h"
 
 namespace nerio::platform::xml {
@@ -16,7 +17,9 @@ struct Name {
 
   TextView View() const { return {reinterpret_cast<const char16_t*>(this + 1), length}; }
   /// Tells whether the name has this spelling, whose hash is `spellingHash`.
-  bool Is(TextView spelling, std::uint32_t spellingHash) const { return hash == spellingHash && View() == spelling; }
+  bool Is(TextView spelling, std::uint32_t spellingHash) const {
+    return hash == spellingHash && SameUnits(View(), spelling);
+  }
 };
 
 /// Keeps each spelling once, in an arena: two names of one table are equal when their addresses are.
@@ -34,14 +37,24 @@ class NameTable {
   static std::uint32_t Hash(TextView spelling) noexcept;
 
   /// Returns the table's name of this spelling, null when it has none. Raises nothing.
-  const Name* Find(TextView spelling) const noexcept { return FindHashed(spelling, Hash(spelling)); }
+  const Name* Find(TextView spelling) noexcept {
+    const Name*& recent = recent_[RecentSlot(spelling)];
+    if (recent != nullptr && SameUnits(recent->View(), spelling)) return recent;
+    const Name* const found = FindHashed(spelling, Hash(spelling));
+    if (found != nullptr) recent = found;
+    return found;
+  }
 
   /// Returns the table's name of this spelling, adding it where missing. Raises nothing but std::bad_alloc.
   const Name* Intern(TextView spelling);
 
  private:
   static constexpr std::size_t kFirstBuckets = 16;
+  static constexpr std::size_t kRecent = 8;
 
+  static std::size_t RecentSlot(TextView spelling) noexcept {
+    return spelling.empty() ? 0 : (spelling.size() + spelling.back()) % kRecent;
+  }
   const Name* FindHashed(TextView spelling, std::uint32_t hash) const noexcept;
   void Grow();
 
@@ -50,6 +63,7 @@ class NameTable {
   std::size_t nameCount_ = 0;
   Name* firstBuckets_[kFirstBuckets] = {};
   Name** buckets_ = firstBuckets_;
+  const Name* recent_[kRecent] = {};  // found last, without a look at the whole spelling
 };
 
 }  // namespace nerio::platform::xml

@@ -445,8 +445,8 @@ class Parser : public Cursor {
       tree_.SetValue(value, piece);
       return;
     }
-    // No piece grows: the shortest reference to a pair of surrogates has nine units.
-    tree_.SetValue(value, piece);
+    // No piece grows: the shortest reference to a pair of surrogates has nine units. What it becomes may be anything.
+    tree_.SetValue(value, piece, false);
     char16_t* out = value.units + (place - piece.data());
     while (place != end) {
       const char16_t unit = *place;

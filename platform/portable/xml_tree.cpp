@@ -1,7 +1,6 @@
 #include "platform/portable/xml_tree.h"
 
 #include <bit>
-#include <cstring>
 #include <limits>
 #include <new>
 #include <utility>
@@ -42,25 +41,12 @@ void Enter(const AttributeIndex& index, NamedValue& attribute) noexcept {
 
 }  // namespace
 
-void NodeList::Append(Node& node) noexcept {
-  node.previous = last;
-  node.next = nullptr;
-  (last != nullptr ? last->next : first) = &node;
-  last = &node;
-}
-
 void NodeList::Remove(Node& node) noexcept {
   (node.previous != nullptr ? node.previous->next : first) = node.next;
   (node.next != nullptr ? node.next->previous : last) = node.previous;
   node.previous = nullptr;
   node.next = nullptr;
 }
-
-Parent* AsParent(Node* node) noexcept {
-  return node->kind == Kind::kElement || node->kind == Kind::kDocument ? static_cast<Parent*>(node) : nullptr;
-}
-
-Element* AsElement(Node* node) noexcept { return node->kind == Kind::kElement ? static_cast<Element*>(node) : nullptr; }
 
 Node* Following(Node* node, const Node* top) noexcept {
   if (const Parent* const parent = AsParent(node)) {
@@ -102,14 +88,8 @@ TextView TextOf(Node& node, Text& joined) {
 
 Tree::Tree() noexcept { root_.tree = this; }
 
-Tree& Tree::Leader() noexcept {
-  while (leader_->leader_ != leader_) leader_ = leader_->leader_;
-  return *leader_;
-}
-
-void Tree::RemoveHandle() noexcept {
+void Tree::End() noexcept {
   Tree* tree = &Leader();
-  if (--tree->handles_ != 0) return;
   while (tree != nullptr) delete std::exchange(tree, tree->nextJoined_);
 }
 
@@ -130,40 +110,14 @@ void Tree::Join(Tree& other) noexcept {
   leader.lastJoined_ = joined.lastJoined_;
 }
 
-template <typename Made>
-Made* Tree::MakeNode(Kind kind) {
-  Made* const node = arena_.Make<Made>();
-  node->tree = this;
-  node->kind = kind;
-  return node;
-}
-
-Element* Tree::MakeElement(const Name* name) {
-  auto* const element = MakeNode<Element>(Kind::kElement);
-  element->name = name;
-  return element;
-}
-
-NamedValue* Tree::MakeNamedValue(Kind kind, const Name* name) {
-  auto* const value = MakeNode<NamedValue>(kind);
-  value->name = name;
-  return value;
-}
-
-Value* Tree::MakeValue(Kind kind) { return MakeNode<Value>(kind); }
-
-char16_t* Tree::Resize(Value& value, std::size_t length) {
-  if (length > value.count) {
-    if (length > std::numeric_limits<std::uint32_t>::max() / sizeof(char16_t)) throw std::bad_alloc();
-    value.units = arena_.MakeUnits(length);
+void Tree::SetValue(Value& value, TextView text, bool plain) {
+  if (text.size() > value.count) {
+    if (text.size() > std::numeric_limits<std::uint32_t>::max() / sizeof(char16_t)) throw std::bad_alloc();
+    value.units = arena_.MakeUnits(text.size());
   }
-  value.count = static_cast<std::uint32_t>(length);
-  return value.units;
-}
-
-void Tree::SetValue(Value& value, TextView text) {
-  char16_t* const units = Resize(value, text.size());
-  if (!text.empty()) std::memcpy(units, text.data(), text.size() * sizeof(char16_t));
+  value.count = static_cast<std::uint32_t>(text.size());
+  value.plain = plain;
+  CopyUnits(value.units, text);
 }
 
 Value& Tree::MakeOnlyText(Element& element) {
@@ -184,13 +138,8 @@ void Tree::MakeOnlyBytesText(Element& element, std::span<std::uint8_t> bytes) {
   Append(element, *text);
 }
 
-NamedValue* Tree::FindAttribute(const Element& element, TextView name) noexcept {
-  if (const AttributeIndex* const index = element.index) return *SlotOf(*index, name, NameTable::Hash(name));
-  for (Node* node = element.attributes.first; node != nullptr; node = node->next) {
-    auto* const attribute = static_cast<NamedValue*>(node);
-    if (attribute->name->View() == name) return attribute;
-  }
-  return nullptr;
+NamedValue* Tree::FindInIndex(const Element& element, TextView name) noexcept {
+  return *SlotOf(*element.index, name, NameTable::Hash(name));
 }
 
 void Tree::AddAttribute(Element& element, NamedValue& attribute) {
@@ -215,11 +164,6 @@ void Tree::MakeIndex(Element& element) {
     Enter(*index, static_cast<NamedValue&>(*node));
   }
   element.index = index;
-}
-
-void Tree::Append(Parent& parent, Node& child) noexcept {
-  child.parent = &parent;
-  parent.children.Append(child);
 }
 
 void Tree::Detach(Node& child) noexcept {

@@ -6,6 +6,7 @@
 
 #include "platform/portable/xml_arena.h"
 #include "platform/portable/xml_name_table.h"
+#include "platform/portable/xml_names.h"
 #include "platform/xml_dom.h"
 #include "types/text.h"
 
@@ -30,6 +31,7 @@ enum class Kind : std::uint8_t {
 struct Node {
   Tree* tree = nullptr;
   Kind kind = Kind::kDocument;
+  bool plain = false;        ///< a value: nothing in its text is written otherwise than it is, wherever it stands
   std::uint32_t count = 0;   ///< code units of a value, bytes of a text kept as such, attributes of an element
   Node* parent = nullptr;    ///< the element of an attribute; null while the node is detached
   Node* previous = nullptr;  ///< among the children or attributes of its parent
@@ -60,7 +62,12 @@ struct NodeList {
   Node* first = nullptr;
   Node* last = nullptr;
 
-  void Append(Node& node) noexcept;
+  void Append(Node& node) noexcept {
+    node.previous = last;
+    node.next = nullptr;
+    (last != nullptr ? last->next : first) = &node;
+    last = &node;
+  }
   void Remove(Node& node) noexcept;
 };
 
@@ -82,9 +89,13 @@ struct Element : Parent {
 };
 
 /// Returns the node as a parent, null when it is of a kind that has no children.
-Parent* AsParent(Node* node) noexcept;
+inline Parent* AsParent(Node* node) noexcept {
+  return node->kind == Kind::kElement || node->kind == Kind::kDocument ? static_cast<Parent*>(node) : nullptr;
+}
 /// Returns the node as an element, null when it is none.
-Element* AsElement(Node* node) noexcept;
+inline Element* AsElement(Node* node) noexcept {
+  return node->kind == Kind::kElement ? static_cast<Element*>(node) : nullptr;
+}
 
 /// Returns the node behind `node` in document order within the subtree of `top`, null at the end. Attributes are not
 /// met. This is how every walk over a tree goes: step by step, so that no depth of nesting needs a deep stack.
@@ -120,33 +131,53 @@ class Tree {
   /// Counts one more handle to any node of this tree.
   void AddHandle() noexcept { ++Leader().handles_; }
   /// Counts one handle less; the last one ends the tree, and those joined with it.
-  void RemoveHandle() noexcept;
+  void RemoveHandle() noexcept {
+    if (--Leader().handles_ == 0) End();
+  }
 
   /// Detaches all that the document holds. The memory of a document that only one handle keeps alive, which is that of
   /// the document itself, is given back.
   void Empty() noexcept;
 
   /// Makes a detached node. Raises nothing but std::bad_alloc, as all that follows.
-  Element* MakeElement(const Name* name);
-  NamedValue* MakeNamedValue(Kind kind, const Name* name);
-  Value* MakeValue(Kind kind);
+  Element* MakeElement(const Name* name) {
+    auto* const element = MakeNode<Element>(Kind::kElement);
+    element->name = name;
+    return element;
+  }
+  NamedValue* MakeNamedValue(Kind kind, const Name* name) {
+    auto* const value = MakeNode<NamedValue>(kind);
+    value->name = name;
+    return value;
+  }
+  Value* MakeValue(Kind kind) { return MakeNode<Value>(kind); }
 
   /// Gives a value its text.
-  void SetValue(Value& value, TextView text);
-  /// Gives a value a length, for the caller to write the units to where this returns. They are not set to anything.
-  char16_t* Resize(Value& value, std::size_t length);
+  /// @param plain what `IsPlain` says of it; without a need to know it sooner, leave it out.
+  void SetValue(Value& value, TextView text) { SetValue(value, text, IsPlain(text)); }
+  void SetValue(Value& value, TextView text, bool plain);
   /// Returns the text node that is the only child of an element, in place of the children before if need be.
   Value& MakeOnlyText(Element& element);
   /// Makes a text that is kept as bytes, which lie in this tree's memory, the only child of an element.
   void MakeOnlyBytesText(Element& element, std::span<std::uint8_t> bytes);
 
   /// Returns the attribute of this name, or null. Takes the same time however many there are.
-  static NamedValue* FindAttribute(const Element& element, TextView name) noexcept;
+  static NamedValue* FindAttribute(const Element& element, TextView name) noexcept {
+    if (element.index != nullptr) return FindInIndex(element, name);
+    for (Node* node = element.attributes.first; node != nullptr; node = node->next) {
+      auto* const attribute = static_cast<NamedValue*>(node);
+      if (SameUnits(attribute->name->View(), name)) return attribute;
+    }
+    return nullptr;
+  }
   /// Adds a detached attribute behind the others. One of the same name is detached.
   void AddAttribute(Element& element, NamedValue& attribute);
 
   /// Makes a detached node the last child.
-  static void Append(Parent& parent, Node& child) noexcept;
+  static void Append(Parent& parent, Node& child) noexcept {
+    child.parent = &parent;
+    parent.children.Append(child);
+  }
   /// Takes a child out of its parent; a detached node stays as it is.
   static void Detach(Node& child) noexcept;
   static void DetachChildren(Parent& parent) noexcept;
@@ -157,10 +188,22 @@ class Tree {
 
  private:
   /// The tree that counts the handles of all that are joined.
-  Tree& Leader() noexcept;
+  Tree& Leader() noexcept {
+    if (leader_ == this) return *this;
+    while (leader_->leader_ != leader_) leader_ = leader_->leader_;
+    return *leader_;
+  }
   void Join(Tree& other) noexcept;
+  // Ends the trees that are joined, this one among them.
+  void End() noexcept;
   template <typename Made>
-  Made* MakeNode(Kind kind);
+  Made* MakeNode(Kind kind) {
+    auto* const node = arena_.Make<Made>();
+    node->tree = this;
+    node->kind = kind;
+    return node;
+  }
+  static NamedValue* FindInIndex(const Element& element, TextView name) noexcept;
   void MakeIndex(Element& element);
 
   Arena arena_;

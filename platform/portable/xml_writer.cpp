@@ -4,9 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <span>
 
+#include "platform/large_memory.h"
 #include "platform/portable/base64_codec.h"
 #include "platform/portable/xml_names.h"
 
@@ -24,22 +24,38 @@ class Counter {
   std::size_t length_ = 0;
 };
 
-// Writes into room that is large enough.
+// Writes to a text that has room for all, through a buffer: a text cannot be given a length without being filled first.
 class Output {
  public:
-  explicit Output(char16_t* out) : out_(out) {}
+  explicit Output(Text& text) : text_(text) {}
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
   void Put(TextView piece) {
-    if (piece.empty()) return;
-    std::memcpy(out_, piece.data(), piece.size() * sizeof(char16_t));
-    out_ += piece.size();
+    if (piece.size() > kBufferUnits - count_) {
+      Flush();
+      if (piece.size() > kBufferUnits) {
+        text_.append(piece);
+        return;
+      }
+    }
+    CopyUnits(buffer_ + count_, piece);
+    count_ += piece.size();
   }
-  void PutBase64(std::span<const std::uint8_t> bytes) {
-    WriteBase64(bytes, out_);
-    out_ += Base64Length(bytes.size());
+  void PutBase64(std::span<const std::uint8_t> bytes) { Put(Base64Of(bytes)); }
+
+  // Nothing is written before.
+  void Flush() {
+    text_.append(buffer_, count_);
+    count_ = 0;
   }
 
  private:
-  char16_t* out_;
+  static constexpr std::size_t kBufferUnits = 2048;
+
+  Text& text_;
+  std::size_t count_ = 0;
+  char16_t buffer_[kBufferUnits];
 };
 
 enum class Place : std::uint8_t { kText, kAttribute, kVerbatim };
@@ -88,7 +104,12 @@ TextView Replacement(char16_t unit, Place place) {
 }
 
 template <typename Sink>
-void PutEscaped(Sink& sink, TextView text, Place place) {
+void PutEscaped(Sink& sink, const Value& value, Place place) {
+  const TextView text = value.View();
+  if (value.plain) {
+    sink.Put(text);
+    return;
+  }
   std::size_t start = 0;  // of what is not written yet
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (!Changes(text[i], place)) continue;
@@ -147,27 +168,27 @@ class Writer {
         PutAttribute(static_cast<NamedValue&>(node));
         break;
       case Kind::kText:
-        OpenText(static_cast<Value&>(node).View());
+        OpenText(static_cast<Value&>(node));
         break;
       case Kind::kBytesText:
         EndStartTag();
         sink_.PutBase64(static_cast<BytesText&>(node).View());
         break;
       case Kind::kCData:
-        Put(u"<![CDATA[", static_cast<Value&>(node).View(), u"]]>");
+        Put(u"<![CDATA[", static_cast<Value&>(node), u"]]>");
         break;
       case Kind::kComment:
-        Put(u"<!--", static_cast<Value&>(node).View(), u"-->");
+        Put(u"<!--", static_cast<Value&>(node), u"-->");
         break;
       case Kind::kDeclaration:
-        Put(u"<?xml ", static_cast<Value&>(node).View(), u"?>");
+        Put(u"<?xml ", static_cast<Value&>(node), u"?>");
         break;
       case Kind::kInstruction:
         EndStartTag();
         sink_.Put(u"<?");
         sink_.Put(static_cast<NamedValue&>(node).name->View());
         if (node.count != 0) sink_.Put(u" ");
-        Put({}, static_cast<Value&>(node).View(), u"?>");
+        Put({}, static_cast<Value&>(node), u"?>");
         break;
     }
   }
@@ -198,18 +219,19 @@ class Writer {
   void PutAttribute(const NamedValue& attribute) {
     sink_.Put(attribute.name->View());
     sink_.Put(u"=\"");
-    PutEscaped(sink_, attribute.View(), Place::kAttribute);
+    PutEscaped(sink_, attribute, Place::kAttribute);
     sink_.Put(u"\"");
   }
 
-  void OpenText(TextView text) {
+  void OpenText(const Value& text) {
     // A text of which nothing is written leaves its element empty.
-    if (std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x20 && !IsBlank(unit); })) return;
+    const TextView units = text.View();
+    if (std::all_of(units.begin(), units.end(), [](char16_t unit) { return unit < 0x20 && !IsBlank(unit); })) return;
     EndStartTag();
     PutEscaped(sink_, text, Place::kText);
   }
 
-  void Put(TextView before, TextView content, TextView behind) {
+  void Put(TextView before, const Value& content, TextView behind) {
     EndStartTag();
     sink_.Put(before);
     PutEscaped(sink_, content, Place::kVerbatim);
@@ -225,9 +247,12 @@ class Writer {
 Text Write(Node& node) {
   Counter counter;
   Writer<Counter>(counter).WriteTree(node);
-  Text text(counter.Length(), u'\0');
-  Output output(text.data());
+  Text text;
+  text.reserve(counter.Length());
+  ExpectFilling(text.data(), counter.Length() * sizeof(char16_t));
+  Output output(text);
   Writer<Output>(output).WriteTree(node);
+  output.Flush();
   return text;
 }
 

@@ -12,9 +12,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/xml_bytes.h"
 #include "platform/portable/xml_dom.h"
 #include "platform/portable/xml_parser.h"
+#include "platform/xml_bytes.h"
 #include "testing/tables.h"
 #include "types/utf8.h"
 

@@ -7,8 +7,8 @@
 #include <iostream>
 #include <string>
 
-#include "platform/xml_bytes.h"
 #include "platform/portable/xml_dom.h"
+#include "platform/xml_bytes.h"
 #include "support/base64.h"
 #include "support/xml.h"
 #include "testing/fake_host.h"
