@@ -8,7 +8,8 @@ namespace nerio::platform {
 /// Tells whether somebody can be asked a question: standard input and standard error are both a terminal.
 bool IsSomebodyAtTerminal();
 
-/// Makes the standard streams carry bytes as they are, and a terminal show UTF-8. To be called before their first use.
+/// Makes the standard streams carry bytes as they are, and a terminal show UTF-8 until the process ends. To be called
+/// once, before their first use.
 void PrepareStandardStreams();
 
 /// Returns the arguments of the process in UTF-8, the program's own name left out.

@@ -6,6 +6,8 @@
 #include <io.h>
 #include <shellapi.h>
 
+#include <cstdlib>
+
 #include "platform/windows/wide.h"
 #include "types/utf8.h"
 
@@ -23,7 +25,11 @@ bool IsSomebodyAtTerminal() { return IsConsole(STD_INPUT_HANDLE) && IsConsole(ST
 
 void PrepareStandardStreams() {
   for (const int stream : {0, 1, 2}) ::_setmode(stream, _O_BINARY);
+  // The code page is the console's, which lives on after this process.
+  static const UINT before = ::GetConsoleOutputCP();
+  if (before == 0) return;
   ::SetConsoleOutputCP(CP_UTF8);
+  std::atexit([] { ::SetConsoleOutputCP(before); });
 }
 
 // What `main` is given went through the ANSI code page; the system's own command line did not.

@@ -207,7 +207,7 @@ TEST(RegDelete, WithoutATerminalAndWithoutYes_IsRefused) {
 }
 
 TEST(RegDelete, OnATerminal_AsksAndTakesOnlyYes) {
-  for (const char* answer : {"", "\n", "n\n", "no\n", "x\n"}) {
+  for (const char* answer : {"", "\n", "n\n", "no\n", "x\n", "\r\n", "n\r\n"}) {
     ToolHost tool;
     tool.interactive = true;
     tool.Store(kAppPath, "Nome", 1, "x");
@@ -218,7 +218,7 @@ TEST(RegDelete, OnATerminal_AsksAndTakesOnlyYes) {
         << result.err;
     EXPECT_EQ(tool.Stored(kAppPath, "Nome"), "1:78");
   }
-  for (const char* answer : {"y\n", "Y\n", "yes"}) {
+  for (const char* answer : {"y\n", "Y\n", "yes", "y\r\n"}) {
     ToolHost tool;
     tool.interactive = true;
     tool.Store(kAppPath, "Nome", 1, "x");

@@ -102,6 +102,7 @@ void Confirm(Session& session, bool yes, const std::string& question) {
   session.output.Ask(question + "? [y/N] ");
   std::string answer;
   std::getline(session.in, answer);
+  if (answer.ends_with('\r')) answer.pop_back();  // a console of Windows ends its lines with CR LF
   if (answer != "y" && answer != "Y" && answer != "yes") throw Failure(Exit::kRefused, "left as it was");
 }
 
