@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 #include "registry/messages.h"
 #include "registry/native_layer.h"
@@ -59,11 +60,11 @@ Boolean CRegistry::CancellaRamo(TextView sRamo, Text& sCaption) {
 }
 
 Text CRegistry::LeggiRegistro(TextView sChiave, TextView sDefault) {
-  const Text branch = RamoLavoro();
+  Text branch = RamoLavoro();
   // Without a work branch the answer is the empty text and not the default, deliberately.
   if (branch.empty()) return {};
   Text value;
-  if (Perform(registry::opLeggiValore, kHkeyLocalMachine, branch, Text(sChiave), value)) return value;
+  if (Perform(registry::opLeggiValore, kHkeyLocalMachine, std::move(branch), Text(sChiave), value)) return value;
   return Text(sDefault);
 }
 
@@ -158,7 +159,9 @@ Text CRegistry::RamoLavoro() const {
     return {};
   }
   if (ramoPrincipale_.empty()) return ramoPredefinito_;
-  return ramoPrincipale_ + kSeparator + ramoPredefinito_;
+  Text branch;
+  branch.reserve(ramoPrincipale_.size() + 1 + ramoPredefinito_.size());
+  return branch.append(ramoPrincipale_).append(1, kSeparator).append(ramoPredefinito_);
 }
 
 void CRegistry::OperazioneRegistro(std::int32_t& operation, KeyHandle& root, Text& path, Text& valueName,

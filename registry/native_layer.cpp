@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <string_view>
 #include <utility>
 
 namespace nerio::registry {
@@ -71,13 +72,16 @@ class Layer {
   bool ReadValue(KeyHandle root, const Text& path, const Text& valueName, Text& valueData, std::int16_t valueType) {
     OpenedKey key(registry_);
     if (!Open(root, path, key)) return false;
-    AnsiText buffer = ToAnsi(Text(READ_BUFFER_SIZE, u'\0'), READ_BUFFER_SIZE);
+    // A NUL is a NUL in every code page.
+    AnsiText buffer(READ_BUFFER_SIZE, '\0');
     auto count = static_cast<std::uint32_t>(READ_BUFFER_SIZE);
     std::uint32_t type = Extended(valueType);
     if (registry_.QueryValue(key.handle(), codePage_.ToAnsi(valueName), type, buffer, count) != kSuccess) return false;
-    // The whole buffer is converted before `count` characters of it are kept: where a character takes two bytes, NULs
-    // of the buffer fill up the count.
-    Text data = codePage_.ToText(buffer);
+    // Of the whole buffer's text the first `count` characters are kept. Where each byte gives one, they come from what
+    // was read, and the byte behind it ends one that was cut; where a character takes two bytes, NULs of the buffer
+    // fill up the count.
+    Text data = codePage_.ToText(std::string_view(buffer).substr(0, std::size_t{count} + 1));
+    if (data.size() < count) data = codePage_.ToText(buffer);
     data.resize(std::min<std::size_t>(data.size(), count));
     // The caller's type decides, not the stored one, deliberately.
     if (valueType == static_cast<std::int16_t>(platform::kRegSz) ||

@@ -20,6 +20,12 @@ bool StaysReadable(char byte, bool first) {
   return byte >= ' ' && byte <= '~' && byte != '%' && byte != '/' && !(first && byte == '.');
 }
 
+bool IsReadable(std::string_view folded) {
+  bool readable = folded.empty() || StaysReadable(folded[0], true);
+  for (const char byte : folded) readable = readable && StaysReadable(byte, false);
+  return readable;
+}
+
 // FNV-1a. What is hashed is long and shares its beginning with few others; the name inside is compared anyway.
 std::uint64_t Hash(std::string_view text) {
   std::uint64_t hash = 0xcbf29ce484222325;
@@ -62,6 +68,8 @@ std::string_view CutAtNul(std::string_view name) { return name.substr(0, name.fi
 Status SplitKeyPath(KeyHandle root, std::string_view path, std::vector<std::string_view>& names) {
   path = CutAtNul(path);
   if (path.starts_with('\\') && root != kHkeyClassesRoot) return kBadPathname;
+  constexpr std::size_t kUsualDepth = 8;
+  names.reserve(kUsualDepth);
   while (!path.empty()) {
     const std::string_view name = path.substr(0, path.find('\\'));
     if (name.size() > kMaxKeyNameLength) return kInvalidParameter;
@@ -72,7 +80,8 @@ Status SplitKeyPath(KeyHandle root, std::string_view path, std::vector<std::stri
 }
 
 std::string FolderNameOfKey(std::string_view keyName) {
-  const std::string folded = FoldAnsi(keyName);
+  std::string folded = FoldAnsi(keyName);
+  if (folded.size() <= NAME_MAX && IsReadable(folded)) return folded;
   std::string encoded = Encode(folded);
   if (encoded.size() <= NAME_MAX) return encoded;
   // The cut may fall into a "%XX": what is left of it is no harm, as cut names are never decoded.

@@ -81,7 +81,6 @@ Status GrantRights(const KeyPath& key, std::uint32_t asked, std::uint32_t& grant
 
 // A folder's name that was cut may be that of another key: its true name is inside.
 Status CheckCutName(const KeyPath& key, std::string_view name) {
-  if (!IsCutFolderName(key.FolderName())) return kSuccess;
   ValuesFile values;
   const Status status = ReadKey(key, Extent::Header, values);
   if (status != kSuccess) return status;
@@ -90,7 +89,9 @@ Status CheckCutName(const KeyPath& key, std::string_view name) {
 
 Status Descend(KeyPath& key, const std::vector<std::string_view>& names) {
   for (const std::string_view name : names) {
-    key.Enter(FolderNameOfKey(name));
+    const std::string folderName = FolderNameOfKey(name);
+    key.Enter(folderName);
+    if (!IsCutFolderName(folderName)) continue;
     const Status status = CheckCutName(key, name);
     if (status != kSuccess) return status;
   }
@@ -148,14 +149,17 @@ Status CreateMissing(const OpenedKey& base, const std::vector<std::string_view>&
   key.path = base.path;
   for (const std::string_view name : names) {
     const KeyPath parent = key.path;
-    key.path.Enter(FolderNameOfKey(name));
+    const std::string folderName = FolderNameOfKey(name);
+    key.path.Enter(folderName);
     created = false;
     Descriptor folder;
     Status status = OpenByPath(key.path.folder(), O_PATH | O_DIRECTORY, folder);
     if (status == kFileNotFound) status = CreateLevel(base, parent, name, key, created);
     if (status != kSuccess) return status;
     // Two long names whose cut folder names are the same: only one of them can be there.
-    if (!created && CheckCutName(key.path, name) == kFileNotFound) return kRegistryIoFailed;
+    if (!created && IsCutFolderName(folderName) && CheckCutName(key.path, name) == kFileNotFound) {
+      return kRegistryIoFailed;
+    }
   }
   return kSuccess;
 }

@@ -25,24 +25,28 @@ constexpr std::array<char, 256> FoldTable() {
 
 constexpr std::array<char, 256> kFolded = FoldTable();
 
+// Within this file, where the compiler may not put a function's body in place of a call that a shared library could
+// divert.
+constexpr char Folded(char byte) { return kFolded[static_cast<unsigned char>(byte)]; }
+
 }  // namespace
 
-char FoldAnsi(char byte) { return kFolded[static_cast<unsigned char>(byte)]; }
+char FoldAnsi(char byte) { return Folded(byte); }
 
 AnsiText FoldAnsi(std::string_view name) {
   AnsiText folded(name);
-  for (char& byte : folded) byte = FoldAnsi(byte);
+  for (char& byte : folded) byte = Folded(byte);
   return folded;
 }
 
 bool SameAnsiName(std::string_view left, std::string_view right) {
   return left.size() == right.size() &&
-         std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) { return FoldAnsi(a) == FoldAnsi(b); });
+         std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) { return Folded(a) == Folded(b); });
 }
 
 bool AnsiNameOrder::operator()(std::string_view left, std::string_view right) const {
   return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
-                                      [](char a, char b) { return UnitOf1252(FoldAnsi(a)) < UnitOf1252(FoldAnsi(b)); });
+                                      [](char a, char b) { return UnitOf1252(Folded(a)) < UnitOf1252(Folded(b)); });
 }
 
 }  // namespace nerio::platform
