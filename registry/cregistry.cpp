@@ -161,7 +161,8 @@ Text CRegistry::RamoLavoro() const {
   if (ramoPrincipale_.empty()) return ramoPredefinito_;
   Text branch;
   branch.reserve(ramoPrincipale_.size() + 1 + ramoPredefinito_.size());
-  return branch.append(ramoPrincipale_).append(1, kSeparator).append(ramoPredefinito_);
+  branch.append(ramoPrincipale_).append(1, kSeparator).append(ramoPredefinito_);
+  return branch;
 }
 
 void CRegistry::OperazioneRegistro(std::int32_t& operation, KeyHandle& root, Text& path, Text& valueName,

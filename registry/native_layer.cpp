@@ -1,6 +1,7 @@
 #include "registry/native_layer.h"
 
 #include <algorithm>
+#include <array>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -73,15 +74,16 @@ class Layer {
     OpenedKey key(registry_);
     if (!Open(root, path, key)) return false;
     // A NUL is a NUL in every code page.
-    AnsiText buffer(READ_BUFFER_SIZE, '\0');
+    std::array<char, READ_BUFFER_SIZE> buffer{};
     auto count = static_cast<std::uint32_t>(READ_BUFFER_SIZE);
     std::uint32_t type = Extended(valueType);
     if (registry_.QueryValue(key.handle(), codePage_.ToAnsi(valueName), type, buffer, count) != kSuccess) return false;
     // Of the whole buffer's text the first `count` characters are kept. Where each byte gives one, they come from what
     // was read, and the byte behind it ends one that was cut; where a character takes two bytes, NULs of the buffer
     // fill up the count.
-    Text data = codePage_.ToText(std::string_view(buffer).substr(0, std::size_t{count} + 1));
-    if (data.size() < count) data = codePage_.ToText(buffer);
+    const std::string_view whole(buffer.data(), buffer.size());
+    Text data = codePage_.ToText(whole.substr(0, std::size_t{count} + 1));
+    if (data.size() < count) data = codePage_.ToText(whole);
     data.resize(std::min<std::size_t>(data.size(), count));
     // The caller's type decides, not the stored one, deliberately.
     if (valueType == static_cast<std::int16_t>(platform::kRegSz) ||
