@@ -60,15 +60,6 @@ TEST(CommandLine, View_IsAResultOfItsOwn) {
   EXPECT_EQ(nlohmann::json::parse(tool.Run({"--view", "--json"}).out)["view"], text);
 }
 
-TEST(CommandLine, ViewText_SaysWhatEachViewMeans) {
-  EXPECT_EQ(ViewText({0, true}), "one view: every program of this system sees the same registry");
-  EXPECT_EQ(ViewText({32, true}), "the 32-bit view, the only one of this system");
-  EXPECT_EQ(
-      ViewText({32, false}),
-      "the 32-bit view: what is HKEY_LOCAL_MACHINE\\Software here is HKEY_LOCAL_MACHINE\\Software\\WOW6432Node to "
-      "64-bit programs");
-}
-
 TEST(CommandLine, WhatIsNotUnderstood_IsUsageAndPointsToTheHelp) {
   struct Row {
     std::vector<std::string> arguments;
