@@ -114,9 +114,11 @@ Text EncodeByCodec(const Text& plain) {
 }
 
 Text DecodeByCodec(const Text& encoded) {
-  nerio::Bytes bytes;
-  nerio::platform::ReadBase64(encoded, bytes);
-  return FromByteView(bytes);
+  Text plain(encoded.size() / 4 * 3 / sizeof(char16_t) + 1, u'\0');
+  auto* const bytes = reinterpret_cast<std::uint8_t*>(plain.data());
+  const std::uint8_t* const end = nerio::platform::ReadPlainBase64(encoded, bytes);
+  plain.resize(end != nullptr ? static_cast<std::size_t>(end - bytes) / sizeof(char16_t) : 0);
+  return plain;
 }
 
 Text EncodeByOpenSsl(const Text& plain) {

@@ -65,13 +65,15 @@ std::size_t ReadGroups(const char16_t* text, std::size_t count, std::uint8_t* ou
 
 // From the quickest on; what a processor knows, it knows to the end of the list.
 #if defined(NERIO_BASE64_X86)
-constexpr Base64Blocks kBlocks[] = {{"AVX2", WriteBase64ByAvx2, ReadBase64ByAvx2},
+constexpr Base64Blocks kBlocks[] = {{"AVX-512 VBMI", WriteBase64ByVbmi, ReadBase64ByVbmi},
+                                    {"AVX2", WriteBase64ByAvx2, ReadBase64ByAvx2},
                                     {"SSSE3", WriteBase64BySsse3, ReadBase64BySsse3},
                                     {"portable", WriteGroups, ReadGroups}};
 
 std::size_t FirstKnown() {
-  if (__builtin_cpu_supports("avx2")) return 0;
-  return __builtin_cpu_supports("ssse3") ? 1 : 2;
+  if (__builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw")) return 0;
+  if (__builtin_cpu_supports("avx2")) return 1;
+  return __builtin_cpu_supports("ssse3") ? 2 : 3;
 }
 #else
 constexpr Base64Blocks kBlocks[] = {{"portable", WriteGroups, ReadGroups}};
@@ -155,7 +157,7 @@ void WriteBase64(std::span<const std::uint8_t> bytes, char16_t* out, Base64Metho
 Text Base64Of(std::span<const std::uint8_t> bytes) {
   const Base64Method method = ThisProcessorsBase64();
   // Piece by piece, since a text cannot be given a length without being filled first.
-  char16_t piece[kPieceUnits];
+  alignas(64) char16_t piece[kPieceUnits];
   if (bytes.size() <= kPieceBytes) {
     WriteBase64(bytes, piece, method);
     return Text(piece, Base64Length(bytes.size()));

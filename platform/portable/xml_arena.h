@@ -19,6 +19,9 @@ class Arena {
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
 
+  /// Tells whether nothing was made yet.
+  bool IsUnused() const noexcept { return next_ == first_; }
+
   /// Forgets all that was made.
   void Clear() noexcept;
 

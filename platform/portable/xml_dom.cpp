@@ -1,10 +1,8 @@
 #include "platform/portable/xml_dom.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 #include "platform/large_memory.h"
@@ -13,6 +11,7 @@
 #include "platform/portable/xml_parser.h"
 #include "platform/portable/xml_query.h"
 #include "platform/portable/xml_tree.h"
+#include "platform/portable/xml_types.h"
 #include "platform/portable/xml_writer.h"
 #include "types/error.h"
 
@@ -26,6 +25,8 @@ using xml::NamedValue;
 using xml::Node;
 using xml::Parent;
 using xml::Tree;
+using xml::TypedAs;
+using xml::TypeOf;
 using xml::Value;
 
 // A handle is the address of a node. The handle of an element's attribute map is the element's with this bit set, which
@@ -59,7 +60,9 @@ Node& TakeNode(XmlObject* handle) {
 Element& TakeMap(XmlObject* handle) {
   if (handle == nullptr) RaiseObjectNotSet();
   if (!IsMap(handle)) Raise(kErrDomArgument, u"a node is no attribute map");
-  return static_cast<Element&>(*NodeBehind(handle));
+  auto& element = static_cast<Element&>(*NodeBehind(handle));
+  xml::ShowDataType(element);
+  return element;
 }
 
 Tree& TakeDocument(XmlObject* handle) {
@@ -78,10 +81,9 @@ TextView UpToNul(TextView text) { return text.substr(0, text.find(u'\0')); }
 
 // Returns the name of a new node, as the tree keeps it. A name that the tree has already was found right before.
 const xml::Name* TakeName(Tree& tree, TextView name) {
-  name = UpToNul(name);
-  if (const xml::Name* const known = tree.Names().Find(name)) return known;
-  if (!xml::IsName(name)) Raise(kErrDomFailure, u"the name is not one of XML 1.0");
-  return tree.Names().Intern(name);
+  const xml::Name* const taken = tree.Names().Intern(UpToNul(name), xml::IsName);
+  if (taken == nullptr) Raise(kErrDomFailure, u"the name is not one of XML 1.0");
+  return taken;
 }
 
 TextView WithoutBlanksAtEnds(TextView text) {
@@ -94,36 +96,6 @@ TextView WithoutBlanksAtEnds(TextView text) {
 bool Holds(const Node& node, const Node* other) {
   while (other != nullptr && other != &node) other = other->parent;
   return other == &node;
-}
-
-// Sets an attribute that the DOM itself writes, its name being right.
-void SetOwnAttribute(Element& element, TextView name, TextView text) {
-  Tree& tree = *element.tree;
-  if (NamedValue* const there = Tree::FindAttribute(element, name)) {
-    tree.SetValue(*there, text);
-    return;
-  }
-  NamedValue* const attribute = tree.MakeNamedValue(Kind::kAttribute, tree.Names().Intern(name));
-  tree.SetValue(*attribute, text);
-  tree.AddAttribute(element, *attribute);
-}
-
-constexpr TextView kTypeNames[] = {u"bin.base64",  u"bin.hex",  u"boolean", u"char",        u"date",       u"dateTime",
-                                   u"dateTime.tz", u"entities", u"entity",  u"enumeration", u"fixed.14.4", u"float",
-                                   u"i1",          u"i2",       u"i4",      u"i8",          u"id",         u"idref",
-                                   u"idrefs",      u"int",      u"nmtoken", u"nmtokens",    u"notation",   u"number",
-                                   u"r4",          u"r8",       u"string",  u"time",        u"time.tz",    u"ui1",
-                                   u"ui2",         u"ui4",      u"ui8",     u"uri",         u"uuid"};
-constexpr TextView kTypeAttribute = u"dt:dt";
-
-// How the typed value of a node reads and writes.
-enum class TypedAs : std::uint8_t { kText, kBase64, kOther };
-
-TypedAs TypeOf(Node& node) {
-  const Element* const element = xml::AsElement(&node);
-  const NamedValue* const type = element != nullptr ? Tree::FindAttribute(*element, kTypeAttribute) : nullptr;
-  if (type == nullptr || type->View() == u"string") return TypedAs::kText;
-  return type->View() == u"bin.base64" ? TypedAs::kBase64 : TypedAs::kOther;
 }
 
 // Keeps a text that is plain Base64 as the bytes that it stands for: less than half the memory, and the typed value is
@@ -227,12 +199,7 @@ Text PortableXmlDom::GetText(XmlObject* node) {
 void PortableXmlDom::PutDataType(XmlObject* node, TextView type) {
   Element* const element = xml::AsElement(&TakeNode(node));
   if (element == nullptr) Raise(kErrDomFailure, u"only an element has a data type");
-  const auto* const known =
-      std::find_if(std::begin(kTypeNames), std::end(kTypeNames),
-                   [name = UpToNul(type)](TextView each) { return xml::EqualInAnyCase(each, name); });
-  if (known == std::end(kTypeNames)) Raise(kErrDomFailure, u"the data type is not known");
-  SetOwnAttribute(*element, u"xmlns:dt", u"urn:schemas-microsoft-com:datatypes");
-  SetOwnAttribute(*element, kTypeAttribute, *known);
+  if (!xml::SetDataType(*element, UpToNul(type))) Raise(kErrDomFailure, u"the data type is not known");
 }
 
 void PortableXmlDom::PutNodeTypedValue(XmlObject* node, std::span<const std::uint8_t> bytes) {

@@ -35,9 +35,7 @@ const Name* NameTable::FindHashed(TextView spelling, std::uint32_t hash) const n
   return nullptr;
 }
 
-const Name* NameTable::Intern(TextView spelling) {
-  const std::uint32_t hash = Hash(spelling);
-  if (const Name* const found = FindHashed(spelling, hash)) return found;
+const Name* NameTable::Add(TextView spelling, std::uint32_t hash) {
   if (spelling.size() > std::numeric_limits<std::uint32_t>::max() / sizeof(char16_t) - sizeof(Name)) {
     throw std::bad_alloc();
   }
@@ -45,7 +43,7 @@ const Name* NameTable::Intern(TextView spelling) {
   void* const place = arena_->Allocate(sizeof(Name) + spelling.size() * sizeof(char16_t), alignof(Name));
   Name*& bucket = buckets_[hash & (bucketCount_ - 1)];
   auto* const name = ::new (place) Name{bucket, hash, static_cast<std::uint32_t>(spelling.size())};
-  if (!spelling.empty()) std::memcpy(name + 1, spelling.data(), spelling.size() * sizeof(char16_t));
+  CopyUnits(reinterpret_cast<char16_t*>(name + 1), spelling);
   bucket = name;
   ++nameCount_;
   return name;

@@ -36,17 +36,25 @@ class NameTable {
   /// Returns the hash of a spelling, the same in every table of the process.
   static std::uint32_t Hash(TextView spelling) noexcept;
 
-  /// Returns the table's name of this spelling, null when it has none. Raises nothing.
-  const Name* Find(TextView spelling) noexcept {
+  /// Returns the table's name of this spelling. Where it has none, it adds one if `mayAdd(spelling)`, and answers null
+  /// otherwise. Raises nothing but std::bad_alloc.
+  template <typename MayAdd>
+  const Name* Intern(TextView spelling, MayAdd mayAdd) {
     const Name*& recent = recent_[RecentSlot(spelling)];
     if (recent != nullptr && SameUnits(recent->View(), spelling)) return recent;
-    const Name* const found = FindHashed(spelling, Hash(spelling));
-    if (found != nullptr) recent = found;
-    return found;
+    const std::uint32_t hash = Hash(spelling);
+    const Name* found = FindHashed(spelling, hash);
+    if (found == nullptr) {
+      if (!mayAdd(spelling)) return nullptr;
+      found = Add(spelling, hash);
+    }
+    return recent = found;
   }
 
   /// Returns the table's name of this spelling, adding it where missing. Raises nothing but std::bad_alloc.
-  const Name* Intern(TextView spelling);
+  const Name* Intern(TextView spelling) {
+    return Intern(spelling, [](TextView) { return true; });
+  }
 
  private:
   static constexpr std::size_t kFirstBuckets = 16;
@@ -56,6 +64,7 @@ class NameTable {
     return spelling.empty() ? 0 : (spelling.size() + spelling.back()) % kRecent;
   }
   const Name* FindHashed(TextView spelling, std::uint32_t hash) const noexcept;
+  const Name* Add(TextView spelling, std::uint32_t hash);
   void Grow();
 
   Arena* arena_;

@@ -74,52 +74,40 @@ constexpr Range kOthers[] = {
     {0x20E1, 0x20E1}, {0x3005, 0x3005}, {0x302A, 0x302F}, {0x3031, 0x3035}, {0x3099, 0x309A}, {0x309D, 0x309E},
     {0x30FC, 0x30FE}};
 
-// One bit for each code unit.
-class UnitSet {
- public:
-  constexpr void Add(std::span<const Range> ranges) {
-    for (const Range& range : ranges) {
-      for (std::uint32_t unit = range.first; unit <= range.last; ++unit)
-        bits_[unit / 64] |= std::uint64_t{1} << unit % 64;
-    }
-  }
-  constexpr bool Contains(char16_t unit) const { return (bits_[unit / 64] >> unit % 64 & 1) != 0; }
-
- private:
-  std::array<std::uint64_t, 0x10000 / 64> bits_{};
-};
+constexpr void Add(UnitSet& set, std::span<const Range> ranges) {
+  for (const Range& range : ranges) set.Add(range.first, range.last);
+}
 
 constexpr Range kStartSigns[] = {{'_', '_'}, {':', ':'}};
 constexpr Range kOtherSigns[] = {{'-', '.'}};
 
 constexpr UnitSet MakeStarts() {
   UnitSet set;
-  set.Add(kLetters);
-  set.Add(kStartSigns);
+  Add(set, kLetters);
+  Add(set, kStartSigns);
   return set;
 }
 
 constexpr UnitSet MakeUnits() {
   UnitSet set = MakeStarts();
-  set.Add(kOthers);
-  set.Add(kOtherSigns);
+  Add(set, kOthers);
+  Add(set, kOtherSigns);
   return set;
 }
 
-constexpr UnitSet kStarts = MakeStarts();
-constexpr UnitSet kUnits = MakeUnits();
-
 }  // namespace
 
-bool IsNameStart(char16_t unit) noexcept { return kStarts.Contains(unit); }
-
-bool IsNameUnit(char16_t unit) noexcept { return kUnits.Contains(unit); }
+constexpr UnitSet kNameStarts = MakeStarts();
+constexpr UnitSet kNameUnits = MakeUnits();
 
 bool IsName(TextView text) noexcept {
   return !text.empty() && IsNameStart(text[0]) && std::all_of(text.begin(), text.end(), IsNameUnit);
 }
 
-bool IsNameWithoutColon(TextView text) noexcept { return IsName(text) && text.find(u':') == TextView::npos; }
+bool IsNameWithoutColon(TextView text) noexcept {
+  return !text.empty() && IsNameStart(text[0]) &&
+         std::all_of(text.begin(), text.end(), [](char16_t unit) { return IsNameUnit(unit) && unit != u':'; });
+}
 
 bool IsPlain(TextView text) noexcept {
   // Four units in the lanes of one word; the answer stands in the highest bit of each lane.

@@ -1,15 +1,18 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
+
 #include "types/text.h"
 
 namespace nerio::platform::xml {
 
 /// Tells whether a code unit may begin a name: a letter of XML 1.0 (4th edition, appendix B), "_" or ":". Names hold
 /// nothing beyond U+FFFF, so no surrogate ever may. Raises nothing, as all that follows.
-bool IsNameStart(char16_t unit) noexcept;
+inline bool IsNameStart(char16_t unit) noexcept;
 
 /// Tells whether a code unit may stand in a name behind its first one.
-bool IsNameUnit(char16_t unit) noexcept;
+inline bool IsNameUnit(char16_t unit) noexcept;
 
 /// Tells whether a text is a Name of XML 1.0 (4th edition). Colons count as letters here: whether a prefix is declared
 /// is known only where the name stands. An empty text is none.
@@ -33,6 +36,25 @@ constexpr bool IsBlank(char16_t unit) { return unit == u' ' || unit == u'\t' || 
 constexpr bool IsHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 /// Tells the half of a surrogate pair that comes second.
 constexpr bool IsLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
+
+/// A set of code units: one bit for each.
+class UnitSet {
+ public:
+  constexpr void Add(char16_t first, char16_t last) {
+    for (std::uint32_t unit = first; unit <= last; ++unit) bits_[unit / 64] |= std::uint64_t{1} << unit % 64;
+  }
+  constexpr bool Contains(char16_t unit) const { return (bits_[unit / 64] >> unit % 64 & 1) != 0; }
+
+ private:
+  std::array<std::uint64_t, 0x10000 / 64> bits_{};
+};
+
+/// The units that may begin a name, and those that may stand in one.
+extern const UnitSet kNameStarts;
+extern const UnitSet kNameUnits;
+
+inline bool IsNameStart(char16_t unit) noexcept { return kNameStarts.Contains(unit); }
+inline bool IsNameUnit(char16_t unit) noexcept { return kNameUnits.Contains(unit); }
 
 /// Tells whether a code unit that is no surrogate is a character of XML 1.0; every pair of surrogates is one.
 constexpr bool IsCharacterUnit(char16_t unit) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -225,6 +226,14 @@ class Parser : public Cursor {
     std::size_t colon;
   };
 
+  // What prefixes mean. Few documents have any.
+  struct Namespaces {
+    Arena memory;
+    NameTable spellings{memory};  // of prefixes and namespaces
+    std::vector<Binding> bindings;
+    std::unordered_map<const Name*, const Name*> bound;
+  };
+
   bool InDocument() const { return current_ == &tree_.Root(); }
 
   void ParseDeclaration() {
@@ -373,9 +382,9 @@ class Parser : public Cursor {
 
   // Gives back what an element declared.
   void Close(const Element& element) {
-    while (!bindings_.empty() && bindings_.back().element == &element) {
-      bound_[bindings_.back().prefix] = bindings_.back().before;
-      bindings_.pop_back();
+    while (namespaces_ && !namespaces_->bindings.empty() && namespaces_->bindings.back().element == &element) {
+      namespaces_->bound[namespaces_->bindings.back().prefix] = namespaces_->bindings.back().before;
+      namespaces_->bindings.pop_back();
     }
     if (!spaces_.empty() && spaces_.back().element == &element) {
       keepsBlanks_ = spaces_.back().kept;
@@ -384,6 +393,7 @@ class Parser : public Cursor {
   }
 
   void ResolvePrefixes(const Element& element, const QualifiedName& name, const char16_t* tag) {
+    if (!namespaces_) namespaces_.emplace();
     for (const Node* node = element.attributes.first; node != nullptr; node = node->next) {
       const auto& attribute = static_cast<const NamedValue&>(*node);
       const TextView attributeName = attribute.name->View();
@@ -421,16 +431,16 @@ class Parser : public Cursor {
     if (uri.empty()) {
       Fail(tag, u"the prefix " + Quoted(prefix) + u" is declared with an empty namespace");
     }
-    const Name* const prefixName = spellings_.Intern(prefix);
-    const Name*& bound = bound_[prefixName];
-    bindings_.push_back({&element, prefixName, bound});
-    bound = spellings_.Intern(uri);
+    const Name* const prefixName = namespaces_->spellings.Intern(prefix);
+    const Name*& bound = namespaces_->bound[prefixName];
+    namespaces_->bindings.push_back({&element, prefixName, bound});
+    bound = namespaces_->spellings.Intern(uri);
   }
 
   const Name* NamespaceOf(TextView prefix, const char16_t* tag) {
-    if (prefix == u"xml") return spellings_.Intern(kXmlNamespace);
-    const auto found = bound_.find(spellings_.Intern(prefix));
-    if (found == bound_.end() || found->second == nullptr) {
+    if (prefix == u"xml") return namespaces_->spellings.Intern(kXmlNamespace);
+    const auto found = namespaces_->bound.find(namespaces_->spellings.Intern(prefix));
+    if (found == namespaces_->bound.end() || found->second == nullptr) {
       Fail(tag, u"the prefix " + Quoted(prefix) + u" is not declared");
     }
     return found->second;
@@ -528,16 +538,28 @@ class Parser : public Cursor {
   const Element* documentElement_ = nullptr;
   bool keepsBlanks_ = false;
   std::vector<Space> spaces_;
-
-  Arena scratch_;
-  NameTable spellings_{scratch_};  // of prefixes and namespaces
-  std::vector<Binding> bindings_;
-  std::unordered_map<const Name*, const Name*> bound_;
+  std::optional<Namespaces> namespaces_;
 };
+
+// Reads a document that is one empty element, `<name></name>`, as most that are built begin: none of what a parser
+// keeps is needed for it. Returns whether it is one.
+bool ParseEmptyElement(TextView text, Tree& tree) {
+  if (text.size() < 2 || text[0] != u'<' || !IsNameStart(text[1])) return false;
+  std::size_t end = 1;
+  while (end < text.size() && IsNameUnit(text[end]) && text[end] != u':') ++end;
+  const TextView name = text.substr(1, end - 1);
+  const TextView rest = text.substr(end);
+  if (name.empty() || rest.size() != name.size() + 4 || !rest.starts_with(u"></") || !rest.ends_with(u'>'))
+    return false;
+  if (!SameUnits(rest.substr(3, name.size()), name)) return false;
+  Tree::Append(tree.Root(), *tree.MakeElement(tree.Names().Intern(name)));
+  return true;
+}
 
 }  // namespace
 
 bool Parse(TextView text, Tree& tree, XmlLoadError& error) {
+  if (ParseEmptyElement(text, tree)) return true;
   try {
     Parser(text, tree).ParseDocument();
     return true;

@@ -1,28 +1,23 @@
 #include "platform/portable/xml_query.h"
 
 #include <cstddef>
-#include <vector>
 
 #include "platform/portable/xml_names.h"
 
 namespace nerio::platform::xml {
 namespace {
 
-// Takes the first name and the "/" behind it off a path.
-TextView TakeStep(TextView& path) {
-  const std::size_t length = path.find(u'/');
-  const TextView step = path.substr(0, length);
-  path.remove_prefix(length == TextView::npos ? path.size() : length + 1);
-  return step;
-}
+// Returns the name that begins at a place of a path.
+TextView StepAt(TextView path, std::size_t begin) { return path.substr(begin, path.find(u'/', begin) - begin); }
 
 }  // namespace
 
 bool IsPath(TextView query) noexcept {
   if (query.starts_with(u'/')) query.remove_prefix(1);
-  if (query.empty() || query.back() == u'/') return false;
-  while (!query.empty()) {
-    if (!IsNameWithoutColon(TakeStep(query))) return false;
+  for (std::size_t begin = 0; begin <= query.size();) {
+    const TextView step = StepAt(query, begin);
+    if (!IsNameWithoutColon(step)) return false;
+    begin += step.size() + 1;
   }
   return true;
 }
@@ -33,25 +28,28 @@ Element* SelectPath(Node& start, TextView query) {
     query.remove_prefix(1);
     top = &start.tree->Root();
   }
-  std::vector<TextView> steps;
-  while (!query.empty()) steps.push_back(TakeStep(query));
   const Parent* const parent = AsParent(top);
   if (parent == nullptr) return nullptr;
 
-  std::size_t depth = 0;  // of `node` below `top`
+  // Where the name that `node` should have stands in the path: the way back up is found there too.
+  std::size_t begin = 0;
+  TextView step = StepAt(query, begin);
   for (Node* node = parent->children.first; node != nullptr;) {
     Element* const element = AsElement(node);
-    if (element != nullptr && element->name->View() == steps[depth]) {
-      if (depth + 1 == steps.size()) return element;
+    if (element != nullptr && SameUnits(element->name->View(), step)) {
+      const std::size_t end = begin + step.size();
+      if (end == query.size()) return element;
       if (element->children.first != nullptr) {
         node = element->children.first;
-        ++depth;
+        begin = end + 1;
+        step = StepAt(query, begin);
         continue;
       }
     }
-    while (node->next == nullptr && depth > 0) {
+    while (node->next == nullptr && begin > 0) {
       node = node->parent;
-      --depth;
+      begin = begin > 1 ? query.rfind(u'/', begin - 2) + 1 : 0;
+      step = StepAt(query, begin);
     }
     node = node->next;
   }

@@ -94,6 +94,7 @@ void Tree::End() noexcept {
 }
 
 void Tree::Empty() noexcept {
+  if (arena_.IsUnused()) return;
   DetachChildren(root_);
   if (Leader().handles_ > 1 || leader_ != this || nextJoined_ != nullptr) return;
   names_.Clear();

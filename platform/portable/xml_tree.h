@@ -31,10 +31,11 @@ enum class Kind : std::uint8_t {
 struct Node {
   Tree* tree = nullptr;
   Kind kind = Kind::kDocument;
-  bool plain = false;        ///< a value: nothing in its text is written otherwise than it is, wherever it stands
-  std::uint32_t count = 0;   ///< code units of a value, bytes of a text kept as such, attributes of an element
-  Node* parent = nullptr;    ///< the element of an attribute; null while the node is detached
-  Node* previous = nullptr;  ///< among the children or attributes of its parent
+  bool plain = false;          ///< a value: nothing in its text is written otherwise than it is, wherever it stands
+  std::uint8_t notedType = 0;  ///< an element: its data type where no attribute says so yet; see xml_types.h
+  std::uint32_t count = 0;     ///< code units of a value, bytes of a text kept as such, attributes of an element
+  Node* parent = nullptr;      ///< the element of an attribute; null while the node is detached
+  Node* previous = nullptr;    ///< among the children or attributes of its parent
   Node* next = nullptr;
 };
 

@@ -9,6 +9,7 @@
 #include "platform/large_memory.h"
 #include "platform/portable/base64_codec.h"
 #include "platform/portable/xml_names.h"
+#include "platform/portable/xml_types.h"
 
 namespace nerio::platform::xml {
 namespace {
@@ -206,7 +207,8 @@ class Writer {
     }
   }
 
-  void OpenElement(const Element& element) {
+  void OpenElement(Element& element) {
+    ShowDataType(element);
     sink_.Put(u"<");
     sink_.Put(element.name->View());
     for (const Node* attribute = element.attributes.first; attribute != nullptr; attribute = attribute->next) {

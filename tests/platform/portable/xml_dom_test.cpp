@@ -210,6 +210,31 @@ TEST_F(PortableDom, Base64Text_WhenTheDataTypeChanges_StaysAsText) {
   EXPECT_EQ(dom_.GetText(element.get()), u"no Base64");
 }
 
+// The attributes of a data type are made when they are looked at: before whatever comes behind them.
+TEST_F(PortableDom, DataType_AttributesAroundIt_KeepTheirOrder) {
+  const XmlDocument document = NewDocument();
+  const XmlDocument other = NewDocument();
+  const XmlNode element = Element(document, u"e");
+  const auto add = [&](TextView name) {
+    const XmlReference map = Own(dom_.Attributes(element.get()));
+    const XmlNode attribute = Own(dom_.CreateAttribute(document.get(), name));
+    Own(dom_.SetNamedItem(map.get(), attribute.get()));
+  };
+  const XmlReference map = Own(dom_.Attributes(element.get()));
+  add(u"a");
+  dom_.PutDataType(element.get(), u"uuid");
+  EXPECT_EQ(dom_.GetText(Own(dom_.GetNamedItem(map.get(), u"dt:dt")).get()), u"uuid");
+  dom_.PutDataType(element.get(), u"INT");
+  add(u"b");
+  dom_.PutDataType(element.get(), u"bin.base64");
+  const XmlNode root = Element(other, u"r");
+  Append(root, element);
+  EXPECT_EQ(Xml(root),
+            "<r><e a=\"\" xmlns:dt=\"urn:schemas-microsoft-com:datatypes\" dt:dt=\"bin.base64\" b=\"\"/></r>");
+  dom_.PutNodeTypedValue(element.get(), Bytes{0});
+  EXPECT_EQ(dom_.GetText(element.get()), u"AA==");
+}
+
 TEST_F(PortableDom, TypedValue_BytesWithoutDataType_AreTheTextsByteView) {
   const XmlDocument document = NewDocument();
   const XmlNode element = Element(document, u"e");
