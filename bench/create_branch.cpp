@@ -49,7 +49,7 @@ void CreateEntries(benchmark::State& state, Database& database) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const DiskFolder disk;
+  const Folder disk;
   Lmdb lmdb(disk.Make("lmdb"));
   Sqlite sqlite(disk.path() / "sqlite");
   const auto host = nerio::platform::OpenHost({.registryFolder = disk.path() / "registry"});

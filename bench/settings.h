@@ -32,17 +32,21 @@ inline std::string Bytes(TextView text) { return {text.begin(), text.end()}; }
 
 [[noreturn]] inline void Fail(const std::string& what) { throw std::runtime_error(what); }
 
-/// An empty folder on a disk, and not in memory as the system's temporary folder may be; removed in the end.
-class DiskFolder {
+/// On a disk, and not in memory as the system's temporary folder may be.
+constexpr char kOnDisk[] = "/var/tmp";
+constexpr char kInMemory[] = "/dev/shm";
+
+/// An empty folder, removed in the end.
+class Folder {
  public:
-  DiskFolder() {
-    std::string pattern = "/var/tmp/nerio-bench-XXXXXX";
+  explicit Folder(const char* parent = kOnDisk) {
+    std::string pattern = std::string(parent) + "/nerio-bench-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) Fail("cannot make a folder like " + pattern);
     path_ = pattern;
   }
-  DiskFolder(const DiskFolder&) = delete;
-  DiskFolder& operator=(const DiskFolder&) = delete;
-  ~DiskFolder() { std::filesystem::remove_all(path_); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  ~Folder() { std::filesystem::remove_all(path_); }
 
   const std::filesystem::path& path() const { return path_; }
   /// Makes a folder inside.

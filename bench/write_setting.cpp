@@ -26,7 +26,7 @@ const std::array<nerio::Text, 2> kTexts = {u"un valore", u"un altro valore"};
 
 class BranchOfValues {
  public:
-  BranchOfValues(const DiskFolder& disk, std::size_t values)
+  BranchOfValues(const Folder& disk, std::size_t values)
       : host_(nerio::platform::OpenHost({.registryFolder = disk.path() / ("registry" + std::to_string(values))})) {
     for (std::size_t i = 0; i < values; ++i) {
       if (!Write(Numbered(u"Valore", i), kTexts[0])) Fail("cannot fill the branch");
@@ -103,7 +103,7 @@ void OverwritePage(benchmark::State& state, const std::string& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const DiskFolder disk;
+  const Folder disk;
   Lmdb lmdb(disk.Make("lmdb"));
   Sqlite sqlite(disk.path() / "sqlite");
   const std::string folder = disk.Make("file");

@@ -21,6 +21,7 @@ namespace {
 // What one registry of a process takes at most: this many keys, and this many bytes of values.
 constexpr std::size_t kMostKeys = 2048;
 constexpr std::size_t kMostBytes = std::size_t{4} << 20;
+constexpr int kReadsBeforeKeeping = 3;
 constexpr std::size_t kMostBytesOfKey = std::size_t{64} << 10;
 
 // Of a network's file system each machine has its own view for a while.
@@ -95,7 +96,7 @@ void KeyCache::Learn(const KeyPath& key) noexcept {
   // A root may lack its file, and is hardly ever read.
   if (key.isRoot()) return;
   try {
-    if (WasRead(key.folder())) Keep(key.folder(), ReadStanding(key));
+    if (IsWorthKeeping(key.folder())) Keep(key.folder(), ReadStanding(key));
   } catch (const std::bad_alloc&) {
     // Where memory is short, nothing is kept.
   }
@@ -107,14 +108,22 @@ std::shared_ptr<const KeptKey> KeyCache::Find(const std::string& folder) {
   return place == places_.end() ? nullptr : place->key;
 }
 
-// Takes note of a key and tells whether that was done before.
-bool KeyCache::WasRead(const std::string& folder) {
+// Takes note of a key, and tells whether it was read often enough and it is not too soon to try again.
+bool KeyCache::IsWorthKeeping(const std::string& folder) {
   const std::scoped_lock hold(mutex_);
-  if (Touch(folder) != places_.end()) return true;
-  places_.push_front({folder, nullptr});
-  byFolder_.emplace(places_.front().folder, places_.begin());
-  Shrink();
-  return false;
+  auto place = Touch(folder);
+  if (place == places_.end()) {
+    places_.push_front({folder, nullptr, 0, {}});
+    place = places_.begin();
+    byFolder_.emplace(place->folder, place);
+    Shrink();
+  }
+  if (++place->reads < kReadsBeforeKeeping) return false;
+  place->reads = kReadsBeforeKeeping;
+  const EntryLook clock = LookAtClock();
+  if (!StoodStill(place->tried, clock)) return false;
+  place->tried = clock;
+  return true;
 }
 
 // Replaces what is kept of a key; by nothing when it does not stand still.

@@ -44,18 +44,22 @@ class KeyCache {
   /// Gives a key whose values file still is what was read, and may be read by this process now; nothing for any other.
   std::shared_ptr<const KeptKey> FindStanding(const KeyPath& key);
 
-  /// Learns that a key had to be read from its file. The second time it is kept.
+  /// Learns that a key had to be read from its file. The third time it is kept: reading one value, once, reads the file
+  /// twice.
   void Learn(const KeyPath& key) noexcept;
 
  private:
   struct Place {
     std::string folder;
     std::shared_ptr<const KeptKey> key;
+    int reads = 0;
+    /// When it was tried to keep it the last time.
+    EntryLook tried;
   };
   using Places = std::list<Place>;
 
   std::shared_ptr<const KeptKey> Find(const std::string& folder);
-  bool WasRead(const std::string& folder);
+  bool IsWorthKeeping(const std::string& folder);
   void Keep(const std::string& folder, std::shared_ptr<const KeptKey> key);
   // These are called with the mutex held.
   Places::iterator Touch(const std::string& folder);

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "platform/linux/entry_look.h"
 #include "platform/linux/folder_walk.h"
 #include "platform/linux/key_name.h"
 #include "platform/linux/registry_status.h"
@@ -23,11 +24,19 @@ struct CloseStream {
   void operator()(DIR* stream) const { ::closedir(stream); }
 };
 
-bool SameFolder(int left, int right) {
-  struct stat one {};
-  struct stat other {};
-  return ::fstat(left, &one) == 0 && ::fstat(right, &other) == 0 && one.st_dev == other.st_dev &&
-         one.st_ino == other.st_ino;
+// Tells whether an open folder is the one at a path now. A look is enough; a path that is too long for one is walked.
+Status CheckInPlace(int folder, const std::string& path, bool& inPlace) {
+  EntryLook opened;
+  EntryLook present;
+  if (!LookAt(folder, opened)) return RegistryStatus(errno);
+  if (!LookAt(path, present)) {
+    Descriptor again;
+    const Status status = OpenByPath(path, O_PATH | O_DIRECTORY, again);
+    if (status != kSuccess) return status;
+    if (!LookAt(again.get(), present)) return RegistryStatus(errno);
+  }
+  inPlace = opened.device == present.device && opened.number == present.number;
+  return kSuccess;
 }
 
 // Removes the folder of a key in the making or of a deleted key: there is nothing in it but the key's own files.
@@ -105,10 +114,10 @@ Status LockKey(const KeyPath& key, LockKind kind, int folderFlags, LockedKey& lo
     const Status granted = lock.Take(folder.get(), kind, key.isRoot());
     // The key may have been deleted, and even made anew, while this waited: then the lock is that of a key of the past.
     // Each further round means that another writer got something done.
-    Descriptor again;
-    status = OpenByPath(key.folder(), O_PATH | O_DIRECTORY, again);
+    bool inPlace = false;
+    status = CheckInPlace(folder.get(), key.folder(), inPlace);
     if (status != kSuccess) return status;
-    if (!SameFolder(folder.get(), again.get())) continue;
+    if (!inPlace) continue;
     if (granted != kSuccess) return granted;
     locked.folder = std::move(folder);
     locked.lock = std::move(lock);

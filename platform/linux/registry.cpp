@@ -121,6 +121,7 @@ Status OpenExisting(KeyCache& cache, const OpenedKey& base, const std::vector<st
     ValuesFile values;
     status = ReadKey(key.path, Extent::Header, values);
     if (status != kSuccess) return status;
+    cache.Learn(key.path);
     key.id = values.header().id;
   }
   return GrantRights(key.path, access, key.access);
