@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <optional>
 #include <regex>
+#include <sstream>
 #include <string_view>
 
 #include "testing/tables.h"
@@ -145,8 +146,9 @@ Comparison Compare(const std::vector<std::string>& onLinux, const std::vector<st
     if (const auto needed = Needed(operation, ours, theirs)) {
       for (std::size_t j = 0; j < kExcuses.size(); ++j) comparison.excused[j] += (*needed)[j] ? 1U : 0U;
     } else {
-      comparison.differences.push_back("operation " + std::to_string(i + 1) + ": " + operation +
-                                       "\n  Linux:   " + ours + "\n  Windows: " + theirs);
+      std::ostringstream difference;
+      difference << "operation " << i + 1 << ": " << operation << "\n  Linux:   " << ours << "\n  Windows: " << theirs;
+      comparison.differences.push_back(difference.str());
     }
   }
   for (std::size_t i = 0; i < kExcuses.size(); ++i) {

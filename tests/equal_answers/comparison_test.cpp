@@ -20,6 +20,7 @@ struct Row {
 // The answers of two hosts to a hundred operations, the last of which is `row`'s.
 Comparison CompareWith(const Row& row) {
   std::vector<std::string> onLinux;
+  onLinux.reserve(100);
   for (int i = 0; i < 99; ++i)
     onLinux.push_back(AnswerLine("Property", i % 10 == 0 ? "- x" : i % 10 == 1 ? "! x" : "= x"));
   std::vector<std::string> onWindows = onLinux;
@@ -74,6 +75,7 @@ TEST(EqualAnswers, EveryOtherDifference_IsOne) {
 TEST(EqualAnswers, WhatProvesNothing_IsComplainedOf) {
   const std::vector<std::string> good = [] {
     std::vector<std::string> lines;
+    lines.reserve(100);
     for (int i = 0; i < 100; ++i) lines.push_back(AnswerLine("GetXml\tx", i < 80 ? "= x" : i < 90 ? "- x" : "! -1 x"));
     return lines;
   }();

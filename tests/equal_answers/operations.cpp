@@ -173,9 +173,9 @@ class Operations::Arguments {
   std::size_t next_ = 0;
 };
 
-Operations::Operations(const platform::Host& host, fs::path folder)
+Operations::Operations(const platform::Host& host, const fs::path& folder)
     : host_(host),
-      traceFile_(std::move(folder) / ToUtf8(kTraceFileName)),
+      traceFile_(folder / ToUtf8(kTraceFileName)),
       byName_{{"CRegistry", &Operations::NewRegistry},
               {"Property", &Operations::Property},
               {"CreaRamo", &Operations::CreaRamo},

@@ -13,7 +13,7 @@ namespace nerio::equal_answers {
 class Operations {
  public:
   /// @param folder the folder of the trace file, which is the folder of the program.
-  Operations(const platform::Host& host, std::filesystem::path folder);
+  Operations(const platform::Host& host, const std::filesystem::path& folder);
 
   /// Does one operation. Its answer is one line of ASCII: "=" for a success, "-" for a quiet failure or "!" for a
   /// raised error, then the result or the error's three fields, then the arguments that the operation may write into.

@@ -323,7 +323,7 @@ class Maker {
   void Base64() {
     if (OneIn(2)) return Put({"EncodeBase64", OneIn(4) ? "one" : "two", Escape(SomeText())});
     constexpr TextView kAlphabet = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    Text encoded(4 * Below(OneIn(10) ? 400 : 20), u'A');
+    Text encoded(std::size_t{4} * Below(OneIn(10) ? 400 : 20), u'A');
     for (char16_t& unit : encoded) unit = kAlphabet[Below(kAlphabet.size())];
     if (!encoded.empty() && OneIn(2)) {
       encoded.back() = u'=';
