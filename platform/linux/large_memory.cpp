@@ -7,10 +7,7 @@
 
 namespace nerio::platform {
 
-void ExpectFilling(void* place, std::size_t size) noexcept {
-  // Two of the large pages of most processors; below that the call is not worth its time.
-  constexpr std::size_t kLarge = std::size_t{4} << 20;
-  if (size < kLarge) return;
+void AskForLargePages(void* place, std::size_t size) noexcept {
   // The call wants whole pages. What else lies in the first and the last one is allocated too and may be large as well.
   static const auto pageSize = static_cast<std::uintptr_t>(::getpagesize());
   const auto start = reinterpret_cast<std::uintptr_t>(place);

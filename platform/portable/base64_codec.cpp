@@ -208,16 +208,16 @@ std::uint8_t* ReadPlainBase64(TextView text, std::uint8_t* out, Base64Method met
     out += taken / 4 * 3;
   }
   if (text.empty()) return out;
-  // What is left has to be a last group with padding: one or two bytes that are written just so.
+  // What is left has to be a last group with padding, whose bits that belong to no byte are zero.
   if (text.size() != 4 || text[3] != u'=') return nullptr;
-  const std::size_t count = text[2] == u'=' ? 1 : 2;
-  const std::uint32_t group = std::uint32_t{MeaningOf(text[0])} << 18 | std::uint32_t{MeaningOf(text[1])} << 12 |
-                              (count == 2 ? std::uint32_t{MeaningOf(text[2])} << 6 : 0);
-  out[0] = static_cast<std::uint8_t>(group >> 16);
-  out[1] = static_cast<std::uint8_t>(group >> 8);
-  char16_t again[4];
-  WriteBase64({out, count}, again, method.last(1));
-  return TextView(again, 4) == text ? out + count : nullptr;
+  const bool two = text[2] != u'=';
+  const std::uint32_t a = MeaningOf(text[0]);
+  const std::uint32_t b = MeaningOf(text[1]);
+  const std::uint32_t c = two ? MeaningOf(text[2]) : std::uint8_t{0};
+  if (((a | b | c) & kNoValue) != 0 || (two ? c & 0x3 : b & 0xF) != 0) return nullptr;
+  *out++ = static_cast<std::uint8_t>(a << 2 | b >> 4);
+  if (two) *out++ = static_cast<std::uint8_t>(b << 4 | c >> 2);
+  return out;
 }
 
 }  // namespace nerio::platform

@@ -57,8 +57,8 @@ class NameTable {
   }
 
  private:
-  static constexpr std::size_t kFirstBuckets = 16;
-  static constexpr std::size_t kRecent = 8;
+  static constexpr std::size_t kFirstBuckets = 8;
+  static constexpr std::size_t kRecent = 4;
 
   static std::size_t RecentSlot(TextView spelling) noexcept {
     return spelling.empty() ? 0 : (spelling.size() + spelling.back()) % kRecent;

@@ -19,6 +19,9 @@ constexpr TextView kTypeNames[] = {kBase64,        u"bin.hex",  u"boolean", u"ch
                                    u"ui2",         u"ui4",      u"ui8",     u"uri",         u"uuid"};
 static_assert(std::size(kTypeNames) < std::numeric_limits<decltype(Node::notedType)>::max());
 
+constexpr std::uint8_t kNotedBase64 = 1;
+static_assert(kTypeNames[kNotedBase64 - 1] == kBase64);
+
 constexpr TextView kTypeAttribute = u"dt:dt";
 
 void SetAttribute(Element& element, TextView name, TextView text) {
@@ -53,6 +56,7 @@ void ShowDataType(Element& element) {
 TypedAs TypeOf(Node& node) noexcept {
   const Element* const element = AsElement(&node);
   if (element == nullptr) return TypedAs::kText;
+  if (element->notedType == kNotedBase64) return TypedAs::kBase64;
   TextView type;
   if (element->notedType != 0) {
     type = kTypeNames[element->notedType - 1];

@@ -3,6 +3,6 @@
 namespace nerio::platform {
 
 // Large pages need a privilege here that no ordinary process has.
-void ExpectFilling(void* /*place*/, std::size_t /*size*/) noexcept {}
+void AskForLargePages(void* /*place*/, std::size_t /*size*/) noexcept {}
 
 }  // namespace nerio::platform
