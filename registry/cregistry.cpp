@@ -80,7 +80,7 @@ Text CRegistry::LeggiRegistroEx(TextView sChiave, KeyHandle& eHKEYRoot) {
 
 Text CRegistry::LeggiRegistroEx(TextView sChiave, KeyHandle& eHKEYRoot, Text& sRamoLavoro, TextView sDefault) {
   const Text name(sChiave);  // sChiave and sDefault may view sRamoLavoro
-  const Text otherwise(sDefault);
+  Text otherwise(sDefault);
   if (sRamoLavoro.empty()) sRamoLavoro = RamoLavoro();
   if (sRamoLavoro.empty()) return {};
   Text value;

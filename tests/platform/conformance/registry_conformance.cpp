@@ -37,10 +37,10 @@ std::vector<RegistryImplementation>& Implementations() {
 
 void PrintTo(const RegistryImplementation& implementation, std::ostream* out) { *out << implementation.name; }
 
-bool RegisterRegistry(const std::string& name, RegistryFactory open) {
+bool RegisterRegistry(const std::string& name, RegistryFactory open, bool limitsPaths) {
   auto& all = Implementations();
   const auto before = std::find_if(all.begin(), all.end(), [&](const auto& other) { return name < other.name; });
-  all.insert(before, {name, open});
+  all.insert(before, {name, open, limitsPaths});
   return true;
 }
 

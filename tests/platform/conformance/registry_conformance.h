@@ -24,6 +24,7 @@ using RegistryFactory = std::unique_ptr<RegistryUnderTest> (*)();
 struct RegistryImplementation {
   std::string name;
   RegistryFactory open;
+  bool limitsPaths = false;  ///< it takes no whole path of more than 260 characters, as the recorded system does
 };
 
 /// Names the implementation in the lines that the runner prints.
@@ -32,7 +33,7 @@ void PrintTo(const RegistryImplementation& implementation, std::ostream* out);
 /// Adds an implementation to those that the suite and the recorded calls are run over. One line at namespace scope does
 /// it: `const bool kRegistered = RegisterRegistry("InMemory", StandAloneRegistry<InMemoryRegistry>);`. The name is made
 /// of letters and digits. Always true.
-bool RegisterRegistry(const std::string& name, RegistryFactory open);
+bool RegisterRegistry(const std::string& name, RegistryFactory open, bool limitsPaths = false);
 
 /// Returns every implementation of this program, in the order of their names.
 std::vector<RegistryImplementation> RegisteredRegistries();

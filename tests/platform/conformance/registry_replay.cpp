@@ -93,8 +93,8 @@ String Lengthened(String start, const std::string& length) {
 
 class Replay {
  public:
-  Replay(const std::string& fileName, RegistryApi& registry, CodePage& codePage)
-      : registry_(registry), codePage_(codePage) {
+  Replay(const std::string& fileName, RegistryApi& registry, CodePage& codePage, bool limitsPaths)
+      : registry_(registry), codePage_(codePage), limitsPaths_(limitsPaths) {
     const Table table(fileName);
     for (const Table::Row& row : table.rows()) {
       const auto field = [&](const char* column) { return table.Field(row, column); };
@@ -192,7 +192,7 @@ class Replay {
     if (StartsWith(row.call, "(")) return Dump();
     if (row.call.ends_with("W")) return Wide();
     const bool onKey = row.call == "RegOpenKeyExA" || row.call == "RegCreateKeyExA" || row.call == "RegDeleteKeyA";
-    if (onKey && WideField(row.path).size() > kRecordedPathLimit &&
+    if (!limitsPaths_ && onKey && WideField(row.path).size() > kRecordedPathLimit &&
         (Recorded() == kMoreData || Recorded() == kInvalidParameter)) {
       return LeaveOut(kPathLimit);
     }
@@ -421,6 +421,7 @@ class Replay {
 
   RegistryApi& registry_;
   CodePage& codePage_;
+  bool limitsPaths_;
   std::vector<Call> calls_;
   std::size_t at_ = 0;
   RegistryReplay replay_;
@@ -433,8 +434,9 @@ class Replay {
 
 }  // namespace
 
-RegistryReplay ReplayRegistry(const std::string& fileName, RegistryApi& registry, CodePage& codePage) {
-  return Replay(fileName, registry, codePage).Run();
+RegistryReplay ReplayRegistry(const std::string& fileName, RegistryApi& registry, CodePage& codePage,
+                              bool limitsPaths) {
+  return Replay(fileName, registry, codePage, limitsPaths).Run();
 }
 
 }  // namespace nerio::testing

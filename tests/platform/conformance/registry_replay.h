@@ -25,8 +25,11 @@ struct RegistryReplay {
 /// write into their arguments, and the dumps of keys, checked by enumeration. The recorded work key is emptied before
 /// each case and deleted at the end, as the recording did. A row that is left out still has its effect, so that the
 /// rows behind it stay comparable.
+/// @param limitsPaths the registry refuses whole paths of more than 260 characters, as the recorded system did; else
+/// rows of
+///   such paths are left out.
 /// @throws std::runtime_error for a row that is no recorded call.
 RegistryReplay ReplayRegistry(const std::string& fileName, platform::RegistryApi& registry,
-                              platform::CodePage& codePage);
+                              platform::CodePage& codePage, bool limitsPaths = false);
 
 }  // namespace nerio::testing

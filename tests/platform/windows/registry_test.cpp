@@ -15,7 +15,7 @@ namespace {
 using testing::DenyRights;
 using testing::ScratchKey;
 
-const bool kRegistered = testing::RegisterRegistry("Advapi32", testing::StandAloneRegistry<WindowsRegistry>);
+const bool kRegistered = testing::RegisterRegistry("Advapi32", testing::StandAloneRegistry<WindowsRegistry>, true);
 
 constexpr std::uint32_t kNoOptions = 0;
 constexpr std::uint32_t kAllSeven = 0x2003F;
