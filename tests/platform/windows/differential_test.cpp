@@ -67,6 +67,8 @@ class Differential : public ::testing::TestWithParam<Seed> {
     EXPECT_EQ(differences, 0);
     std::cout << ::testing::UnitTest::GetInstance()->current_test_info()->name() << ": seed " << GetParam().value
               << ", " << kInputs << " inputs, " << differences << " differences\n";
+    if (exponents_ > 0)
+      std::cout << "  " << exponents_ << " numbers with an exponent compared with the point as mark\n";
   }
 
   std::uint32_t Below(std::uint32_t limit) { return random_() % limit; }
@@ -91,11 +93,13 @@ class Differential : public ::testing::TestWithParam<Seed> {
   Text SomeDateText();
   double SomeDouble();
   Bytes SomeBytes();
+  std::string NumberAnswer(const std::function<Status(RegionalSettings&, Text&)>& write);
 
   std::mt19937 random_{GetParam().value};
   const RegionalData region_ = testing::SystemRegion();
   PortableRegionalSettings portable_{region_};
   WindowsRegionalSettings system_;
+  int exponents_ = 0;
 };
 
 INSTANTIATE_TEST_SUITE_P(Seeds, Differential,
@@ -284,15 +288,15 @@ double Differential::SomeDouble() {
 // The system's stand-in keeps the point in numbers with an exponent whatever the region's mark is; Windows itself
 // writes the mark, and so does the portable conversion. Such numbers are compared under a region whose mark is the
 // point: every digit of them counts.
-std::string NumberAnswer(const std::function<Status(RegionalSettings&, Text&)>& write, const RegionalData& region) {
-  PortableRegionalSettings own(region);
+std::string Differential::NumberAnswer(const std::function<Status(RegionalSettings&, Text&)>& write) {
   Text text = u"junk";
-  Status status = write(own, text);
+  Status status = write(portable_, text);
   if (text.find(u'E') != Text::npos) {
-    RegionalData pointed = region;
+    RegionalData pointed = region_;
     pointed.decimalMark = u".";
     PortableRegionalSettings other(pointed);
     status = write(other, text);
+    ++exponents_;
   }
   return Answer(status, text);
 }
@@ -302,8 +306,7 @@ TEST_P(Differential, TextFromDouble) {
                   [](const double& value) { return std::to_string(std::bit_cast<std::uint64_t>(value)); },
                   [&](const double& value) {
                     return NumberAnswer(
-                        [&](RegionalSettings& settings, Text& text) { return settings.TextFromDouble(value, text); },
-                        region_);
+                        [&](RegionalSettings& settings, Text& text) { return settings.TextFromDouble(value, text); });
                   },
                   [&](const double& value) {
                     Text text = u"junk";
@@ -321,7 +324,7 @@ TEST_P(Differential, TextFromSingle) {
       [](const float& value) { return std::to_string(std::bit_cast<std::uint32_t>(value)); },
       [&](const float& value) {
         return NumberAnswer(
-            [&](RegionalSettings& settings, Text& text) { return settings.TextFromSingle(value, text); }, region_);
+            [&](RegionalSettings& settings, Text& text) { return settings.TextFromSingle(value, text); });
       },
       [&](const float& value) {
         Text text = u"junk";
