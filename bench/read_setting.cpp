@@ -239,7 +239,9 @@ int main(int argc, char** argv) {
   Contender("read_setting/limit", [&](benchmark::State& state) { ReadShared(state, names); });
   for (const auto& [branches, grown] : stores) {
     Contender("read_growth/nerio/" + std::to_string(branches),
-              [&, branches = branches](benchmark::State& state) { ReadAnyBranch(state, grown, names, branches); });
+              [&, &grown = grown, branches = branches](benchmark::State& state) {
+                ReadAnyBranch(state, grown, names, branches);
+              });
   }
   return RunSideBySide(argc, argv);
 }

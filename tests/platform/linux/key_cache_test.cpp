@@ -266,7 +266,7 @@ TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryThatKeepsNothi
         std::error_code ignored;
         fs::permissions(stored.Key(place), fs::perms::owner_all, ignored);
       }
-      if (after != expected) return "kept: " + after + ", read: " + expected;
+      if (after != expected) return InOrder({"kept:", after, "read:", expected});
       const std::size_t slash = ofHandles.find(" / ");
       if (ofHandles.substr(0, slash) != ofHandles.substr(slash + 3)) return "open handles: " + ofHandles;
       return "equal";

@@ -208,6 +208,7 @@ TEST(Stress, FourThreadsOnTheSameKeysThroughOneRegistry) {
   std::array<std::string, 4> wrong;
   {
     std::vector<std::jthread> threads;
+    threads.reserve(wrong.size());
     for (int number = 0; number < 4; ++number) {
       threads.emplace_back([&, number] { wrong[static_cast<std::size_t>(number)] = Worker(registry, number).Run(); });
     }
@@ -229,13 +230,14 @@ TEST(Stress, FourThreadsReadingAKeyThatRestsBetweenWrites_NeverSeeLessThanWasAck
   std::array<std::string, 4> wrong;
   {
     std::vector<std::jthread> threads;
+    threads.reserve(wrong.size());
     for (std::string& found : wrong) {
       threads.emplace_back([&] {
         while (!done && found.empty()) {
           const std::string least = std::to_string(acknowledged);
           // All numbers have four digits, so they are ordered as texts are.
           const std::string value = Calls(registry).Get("k", "v");
-          if (value < least || value.size() != least.size()) found = value + " after " + least;
+          if (value < least || value.size() != least.size()) found = testing::InOrder({value, "after", least});
         }
       });
     }
