@@ -22,7 +22,7 @@ constexpr TextView kBase64Type = u"bin.base64";
 
 constexpr bool kLowFirst = std::endian::native == std::endian::little;
 
-void Swap(Text& text) {
+[[maybe_unused]] void Swap(Text& text) {
   for (char16_t& unit : text) unit = static_cast<char16_t>(unit << 8 | unit >> 8);
 }
 

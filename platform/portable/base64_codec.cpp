@@ -132,7 +132,7 @@ class Reader {
 };
 
 // What is written or read in one go on its way to a place that grows: it stays in the nearest cache.
-constexpr std::size_t kPieceBytes = 3 * 1024;
+constexpr std::size_t kPieceBytes = std::size_t{3} << 10;
 constexpr std::size_t kPieceUnits = Base64Length(kPieceBytes);
 
 }  // namespace

@@ -36,7 +36,9 @@ class Arena {
   template <typename Element>
   Element* MakeZeros(std::size_t count) {
     static_assert(std::is_trivially_destructible_v<Element>);
+    // An element may be a pointer. NOLINTNEXTLINE(bugprone-sizeof-expression)
     if (count > SIZE_MAX / sizeof(Element)) throw std::bad_alloc();
+    // NOLINTNEXTLINE(bugprone-sizeof-expression)
     return ::new (Allocate(count * sizeof(Element), alignof(Element))) Element[count]();
   }
 

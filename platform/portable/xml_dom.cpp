@@ -31,7 +31,7 @@ using xml::Value;
 
 // A handle is the address of a node. The handle of an element's attribute map is the element's with this bit set, which
 // no node's address has.
-constexpr std::uintptr_t kMapBit = 1;
+constexpr std::ptrdiff_t kMapBit = 1;
 static_assert(alignof(Node) > kMapBit);
 
 [[noreturn]] void Raise(std::int32_t number, TextView description) {
@@ -39,16 +39,16 @@ static_assert(alignof(Node) > kMapBit);
 }
 
 // Counts a handle to a node that is given out; null stays null.
-XmlObject* Give(Node* node, std::uintptr_t bit = 0) {
+XmlObject* Give(Node* node, std::ptrdiff_t bit = 0) {
   if (node == nullptr) return nullptr;
   node->tree->AddHandle();
-  return reinterpret_cast<XmlObject*>(reinterpret_cast<std::uintptr_t>(node) | bit);
+  return reinterpret_cast<XmlObject*>(reinterpret_cast<char*>(node) + bit);
 }
 
-bool IsMap(XmlObject* handle) { return (reinterpret_cast<std::uintptr_t>(handle) & kMapBit) != 0; }
+bool IsMap(XmlObject* handle) { return reinterpret_cast<std::uintptr_t>(handle) % alignof(Node) == kMapBit; }
 
 Node* NodeBehind(XmlObject* handle) {
-  return reinterpret_cast<Node*>(reinterpret_cast<std::uintptr_t>(handle) & ~kMapBit);
+  return reinterpret_cast<Node*>(reinterpret_cast<char*>(handle) - (IsMap(handle) ? kMapBit : 0));
 }
 
 Node& TakeNode(XmlObject* handle) {

@@ -19,7 +19,6 @@ namespace {
 
 using platform::XmlDocument;
 using platform::XmlNode;
-using platform::XmlReference;
 
 class LongXml : public ::testing::Test {
  protected:
