@@ -4,10 +4,13 @@
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <glib.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QSettings>
+#include <QString>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -15,6 +18,7 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -42,7 +46,10 @@ struct Names {
       texts.push_back(Numbered(u"valore ", branch));
       bytes.push_back(Bytes(texts.back()));
     }
-    for (std::size_t value = 0; value < kValues; ++value) values.push_back(Numbered(u"Valore", value));
+    for (std::size_t value = 0; value < kValues; ++value) {
+      values.push_back(Numbered(u"Valore", value));
+      valueBytes.push_back(Bytes(values.back()));
+    }
     for (const nerio::Text& branch : branches) {
       for (const nerio::Text& value : values) keys.push_back("Software\\Nerio\\" + Bytes(branch) + '\\' + Bytes(value));
     }
@@ -50,9 +57,10 @@ struct Names {
 
   std::vector<nerio::Text> branches;
   std::vector<nerio::Text> values;
-  std::vector<nerio::Text> texts;  // of each branch's values
-  std::vector<std::string> bytes;  // the same
-  std::vector<std::string> keys;   // branch and value in one, branch by branch
+  std::vector<std::string> valueBytes;  // the same
+  std::vector<nerio::Text> texts;       // of each branch's values
+  std::vector<std::string> bytes;       // the same
+  std::vector<std::string> keys;        // branch and value in one, branch by branch
 };
 
 // A registry whose branches hold ten values each. The first one is written by the layer, the others are copies of its
@@ -140,6 +148,34 @@ void ReadFiles(benchmark::State& state, const std::vector<std::string>& files, s
   }
 }
 
+// Reads a branch from a file of its own in the form that desktop programs use, afresh each time.
+void ReadKeyFile(benchmark::State& state, const std::vector<std::string>& files, const Names& names) {
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    turn += kStride;
+    const std::size_t branch = turn % kBranches;
+    GKeyFile* const file = g_key_file_new();
+    g_key_file_load_from_file(file, files[branch].c_str(), G_KEY_FILE_NONE, nullptr);
+    gchar* const value = g_key_file_get_string(file, "Valori", names.valueBytes[turn % kValues].c_str(), nullptr);
+    const bool same = value != nullptr && value == names.bytes[branch];
+    g_free(value);
+    g_key_file_free(file);
+    if (!same) return state.SkipWithError("read another value");
+  }
+}
+
+void ReadSettingsFile(benchmark::State& state, const std::vector<std::string>& files, const Names& names) {
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    turn += kStride;
+    const std::size_t branch = turn % kBranches;
+    const QSettings settings(QString::fromStdString(files[branch]), QSettings::IniFormat);
+    const QString value =
+        settings.value("Valori/" + QString::fromStdString(names.valueBytes[turn % kValues])).toString();
+    if (value.toStdU16String() != names.texts[branch]) return state.SkipWithError("read another value");
+  }
+}
+
 // What the look at a key's folder costs that a read makes in any case: the bare system call, with nothing around it.
 void LookAtFolder(benchmark::State& state, const std::vector<std::string>& folders) {
   std::size_t turn = 0;
@@ -160,18 +196,18 @@ void ReadShared(benchmark::State& state, const Names& names) {
     std::array<char, 48> text;
   };
   const std::size_t bytes = sizeof(Slot) * names.keys.size();
-  auto* const slots =
+  auto* const shared =
       static_cast<Slot*>(::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   for (std::size_t i = 0; i < names.keys.size(); ++i) {
     const std::string& text = names.bytes[i / kValues];
-    slots[i].size = text.size();
-    std::memcpy(slots[i].text.data(), text.data(), text.size());
+    shared[i].size = text.size();
+    std::memcpy(shared[i].text.data(), text.data(), text.size());
   }
   std::size_t turn = 0;
   for (auto _ : state) {
     turn += kStride;
     const std::size_t branch = turn % kBranches;
-    const Slot& slot = slots[branch * kValues + turn % kValues];
+    const Slot& slot = shared[branch * kValues + turn % kValues];
     const std::uint64_t before = slot.counter.load(std::memory_order_acquire);
     const std::string value(slot.text.data(), slot.size);
     std::atomic_thread_fence(std::memory_order_acquire);
@@ -180,7 +216,7 @@ void ReadShared(benchmark::State& state, const Names& names) {
       break;
     }
   }
-  ::munmap(slots, bytes);
+  ::munmap(shared, bytes);
 }
 
 template <typename Database>
@@ -216,11 +252,16 @@ int main(int argc, char** argv) {
   std::vector<std::string> folders;
   std::vector<std::string> valuesFiles;
   std::vector<std::string> oneForEach;
+  std::vector<std::string> keyFiles;
   for (std::size_t branch = 0; branch < kBranches; ++branch) {
     folders.push_back(store.Branch(branch));
     valuesFiles.push_back(folders.back() + "/%values");
     const fs::path folder = disk.path() / "files/software/nerio" / store.Branch(branch).filename();
     fs::create_directories(folder);
+    keyFiles.push_back(folder.string() + ".ini");
+    std::ofstream keyFile(keyFiles.back());
+    keyFile << "[Valori]\n";
+    for (const std::string& value : names.valueBytes) keyFile << value << '=' << names.bytes[branch] << '\n';
     for (const nerio::Text& value : names.values) {
       oneForEach.push_back(folder / Bytes(value));
       const int file = ::open(oneForEach.back().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
@@ -234,6 +275,8 @@ int main(int argc, char** argv) {
   Contender("read_setting/sqlite", [&](benchmark::State& state) { ReadFrom(state, sqlite, names); });
   Contender("read_setting/file_per_value",
             [&](benchmark::State& state) { ReadFiles(state, oneForEach, kValues, names); });
+  Contender("read_setting/gkeyfile", [&](benchmark::State& state) { ReadKeyFile(state, keyFiles, names); });
+  Contender("read_setting/qsettings", [&](benchmark::State& state) { ReadSettingsFile(state, keyFiles, names); });
   Contender("read_setting/values_file", [&](benchmark::State& state) { ReadFiles(state, valuesFiles, 1, names); });
   Contender("read_setting/look", [&](benchmark::State& state) { LookAtFolder(state, folders); });
   Contender("read_setting/limit", [&](benchmark::State& state) { ReadShared(state, names); });
