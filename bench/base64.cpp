@@ -30,11 +30,14 @@ struct Pair {
     std::uint32_t state = 1;
     for (char16_t& unit : plain) unit = static_cast<char16_t>((state = state * 1664525 + 1013904223) >> 16);
     nerio::EncodeBase64(plain, encoded);
+    constexpr std::size_t kColumns = 72;
+    for (std::size_t i = 0; i < encoded.size(); i += kColumns) lines.append(encoded, i, kColumns).append(u"\n");
   }
   std::size_t ByteCount() const { return (plain.size() + encoded.size()) * sizeof(char16_t); }
 
   Text plain;
   Text encoded;
+  Text lines;  // the same, with an LF after every 72 characters
 };
 
 const Pair& PairOf(const benchmark::State& state) {
@@ -74,11 +77,11 @@ void MeasureEncode(benchmark::State& state, Encode encode) {
 }
 
 template <typename Decode>
-void MeasureDecode(benchmark::State& state, Decode decode) {
+void MeasureDecode(benchmark::State& state, Decode decode, const Text Pair::*encoded = &Pair::encoded) {
   const Pair& pair = PairOf(state);
-  if (decode(pair.encoded) != pair.plain) return state.SkipWithError("decoded another text");
+  if (decode(pair.*encoded) != pair.plain) return state.SkipWithError("decoded another text");
   for (auto _ : state) {
-    Text plain = decode(pair.encoded);
+    Text plain = decode(pair.*encoded);
     benchmark::DoNotOptimize(plain.data());
     benchmark::ClobberMemory();
   }
@@ -238,6 +241,9 @@ int main(int argc, char** argv) {
         MeasureDecode(state, contender.decode);
       })->Arg(size);
     }
+    Contender("base64_decode/nerio_in_lines", [](benchmark::State& state) {
+      MeasureDecode(state, DecodeByNerio, &Pair::lines);
+    })->Arg(size);
     Contender("base64_encode/limit", MeasureCopy)->Arg(size);
     Contender("base64_decode/limit", MeasureCopy)->Arg(size);
   }

@@ -27,6 +27,7 @@ using xml::Parent;
 using xml::Tree;
 using xml::TypedAs;
 using xml::TypeOf;
+using xml::UpToNul;
 using xml::Value;
 
 // A handle is the address of a node. The handle of an element's attribute map is the element's with this bit set, which
@@ -76,8 +77,6 @@ const BytesText* BytesTextOf(Node& node) {
   const Element* const element = xml::AsElement(&node);
   return element != nullptr ? xml::OnlyBytesText(*element) : nullptr;
 }
-
-TextView UpToNul(TextView text) { return text.substr(0, text.find(u'\0')); }
 
 // Returns the name of a new node, as the tree keeps it. A name that the tree has already was found right before.
 const xml::Name* TakeName(Tree& tree, TextView name) {

@@ -123,20 +123,20 @@ bool IsPlain(TextView text) noexcept {
     return (~plain & ~lanes) | fromSurrogates;
   };
   constexpr std::size_t kLanes = sizeof(std::uint64_t) / sizeof(char16_t);
-  std::uint64_t special = 0;
   if (text.size() < kLanes) {
-    for (const char16_t unit : text) special |= areSpecial(unit * kEach);
-    return (special & kHighest) == 0;
+    return std::all_of(text.begin(), text.end(),
+                       [&](char16_t unit) { return (areSpecial(unit * kEach) & kHighest) == 0; });
   }
-  const auto areSpecialAt = [&](std::size_t at) {
+  const auto isPlainAt = [&](std::size_t at) {
     std::uint64_t lanes;
     std::memcpy(&lanes, text.data() + at, sizeof lanes);
-    return areSpecial(lanes);
+    return (areSpecial(lanes) & kHighest) == 0;
   };
-  for (std::size_t at = 0; at < text.size() - kLanes; at += kLanes) special |= areSpecialAt(at);
+  for (std::size_t at = 0; at < text.size() - kLanes; at += kLanes) {
+    if (!isPlainAt(at)) return false;
+  }
   // The last four may overlap those before.
-  special |= areSpecialAt(text.size() - kLanes);
-  return (special & kHighest) == 0;
+  return isPlainAt(text.size() - kLanes);
 }
 
 bool EqualInAnyCase(TextView left, TextView right) noexcept {

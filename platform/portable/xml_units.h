@@ -30,6 +30,21 @@ inline void CopyUnits(char16_t* out, TextView units) noexcept {
   }
 }
 
+/// Views a text up to its first NUL.
+inline TextView UpToNul(TextView text) noexcept {
+  // Four units in the lanes of one word. The highest bit of a lane, set before, is borrowed where all others are zero.
+  constexpr std::uint64_t kEach = 0x0001000100010001;
+  constexpr std::uint64_t kHighest = 0x8000 * kEach;
+  std::size_t length = 0;
+  for (; text.size() - length >= 4; length += 4) {
+    std::uint64_t lanes;
+    std::memcpy(&lanes, text.data() + length, sizeof lanes);
+    if ((~(((lanes | kHighest) - kEach) | lanes) & kHighest) != 0) break;
+  }
+  while (length < text.size() && text[length] != u'\0') ++length;
+  return text.substr(0, length);
+}
+
 /// Tells whether two texts are equal.
 inline bool SameUnits(TextView left, TextView right) noexcept {
   const std::size_t count = left.size();

@@ -21,6 +21,18 @@ TEST(XmlUnits, CopyUnits_OfEveryLength_CopiesThemAndNothingElse) {
   }
 }
 
+TEST(XmlUnits, UpToNul_NulAnywhere_EndsTheText) {
+  for (std::size_t count = 0; count <= kMost; ++count) {
+    Text text = Units(count);
+    if (count > 1) text[0] = u'\x8000';
+    EXPECT_EQ(UpToNul(text), text);
+    for (std::size_t place = count; place-- > 0;) {
+      text[place] = u'\0';
+      EXPECT_EQ(UpToNul(text), text.substr(0, place)) << count << " " << place;
+    }
+  }
+}
+
 TEST(XmlUnits, SameUnits_OneUnitAnywhereDifferent_IsNotTheSame) {
   for (std::size_t count = 0; count <= kMost; ++count) {
     const Text text = Units(count);
