@@ -34,12 +34,12 @@ Text GetGuid(const platform::Host& host) noexcept {
     platform::GuidBytes guid{};
     if (host.guids.Create(guid) != platform::kSuccess) return {};
     constexpr char16_t kDigits[] = u"0123456789ABCDEF";
-    Text text;
-    text.reserve(36);
+    Text text(36, u'-');
+    char16_t* out = text.data();
     for (std::size_t i = 0; i < guid.size(); ++i) {
-      if (i == 4 || i == 6 || i == 8 || i == 10) text += u'-';
-      text += kDigits[guid[i] >> 4];
-      text += kDigits[guid[i] & 0xF];
+      if (i == 4 || i == 6 || i == 8 || i == 10) ++out;
+      *out++ = kDigits[guid[i] >> 4];
+      *out++ = kDigits[guid[i] & 0xF];
     }
     return text;
   } catch (...) {
