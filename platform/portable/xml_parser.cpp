@@ -228,8 +228,11 @@ class Parser : public Cursor {
 
   // What prefixes mean. Few documents have any.
   struct Namespaces {
+    // As a constructor, since clang does not yet know initializers of members where the class around is still open.
+    Namespaces() : spellings(memory) {}
+
     Arena memory;
-    NameTable spellings{memory};  // of prefixes and namespaces
+    NameTable spellings;  // of prefixes and namespaces
     std::vector<Binding> bindings;
     std::unordered_map<const Name*, const Name*> bound;
   };
