@@ -1,7 +1,6 @@
 #include "platform/linux/stored_key.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 
@@ -45,9 +44,7 @@ Status OpenForWriting(const OpenedKey& key, WritableKey& writable) {
     return status;
   }
   if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
-  struct stat entry {};
-  if (::fstat(writable.file.get(), &entry) != 0) return RegistryStatus(errno);
-  if (!S_ISREG(entry.st_mode)) return kRegistryCorrupt;
+  // Of what kind it is shows when it is read; an fstat would cost more than its own time, see `ReadRest`.
   status = writable.values.Read(writable.file.get());
   if (status == kSuccess) status = Verdict(writable.values);
   if (status == kSuccess && !IsSameKey(key, writable.values)) status = kKeyDeleted;

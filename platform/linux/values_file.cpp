@@ -142,11 +142,12 @@ Status ValuesFile::ReadHeader(int file) { return ReadStart(file, kSectorSize); }
 // Reads the rest of a file that is longer than a page. A length is believed only when header and file agree, so that no
 // buffer is made for one that was made up.
 Status ValuesFile::ReadRest(int file) {
-  struct stat entry {};
-  if (::fstat(file, &entry) != 0) return RegistryStatus(errno);
-  if (static_cast<std::uint64_t>(entry.st_size) != header_.fileSize) {
+  // Not by fstat: where a file's times were looked at, some file systems write its entry again with the next change.
+  const off_t end = ::lseek(file, 0, SEEK_END);
+  if (end < 0) return RegistryStatus(errno);
+  if (static_cast<std::uint64_t>(end) != header_.fileSize) {
     state_ = End::Damaged;
-    damage_ = {std::min(static_cast<std::uint64_t>(entry.st_size), header_.fileSize),
+    damage_ = {std::min(static_cast<std::uint64_t>(end), header_.fileSize),
                "the file has not the length that its header says"};
     return kSuccess;
   }
