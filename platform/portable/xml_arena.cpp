@@ -10,7 +10,7 @@ void Arena::Clear() noexcept {
   while (chunks_ != nullptr) ::operator delete(std::exchange(chunks_, chunks_->previous));
   next_ = first_;
   end_ = first_ + sizeof first_;
-  last_ = nullptr;
+  last_ = first_;
   chunkSize_ = kSmallestChunk;
 }
 

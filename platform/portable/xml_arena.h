@@ -11,16 +11,16 @@
 namespace nerio::platform::xml {
 
 /// Hands out memory that lives until the arena ends: nothing is freed one by one, and no destructor runs. The first
-/// kilobyte or so lies in the arena itself, so that a small document is one allocation.
+/// hundreds of bytes lie in the arena itself, so that a small document is one allocation.
 class Arena {
  public:
-  Arena() noexcept : next_(first_), end_(first_ + sizeof first_) {}
+  Arena() noexcept : next_(first_), end_(first_ + sizeof first_), last_(first_) {}
   ~Arena() { Clear(); }
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
 
   /// Tells whether nothing was made yet.
-  bool IsUnused() const noexcept { return next_ == first_; }
+  bool IsUnused() const noexcept { return next_ == first_ && chunks_ == nullptr; }
 
   /// Forgets all that was made.
   void Clear() noexcept;
@@ -83,7 +83,7 @@ class Arena {
   Chunk* chunks_ = nullptr;
   std::byte* next_;  // the free rest of the current chunk
   std::byte* end_;
-  std::byte* last_ = nullptr;  // what was handed out last in it
+  std::byte* last_;  // what was handed out last in it; never null, which lies before every place
   std::size_t chunkSize_ = kSmallestChunk;
   alignas(void*) std::byte first_[640];
 };
