@@ -94,8 +94,8 @@ void Tree::End() noexcept {
 }
 
 void Tree::Empty() noexcept {
-  if (arena_.IsUnused()) return;
   DetachChildren(root_);
+  if (arena_.IsUnused()) return;
   if (Leader().handles_ > 1 || leader_ != this || nextJoined_ != nullptr) return;
   names_.Clear();
   arena_.Clear();

@@ -319,6 +319,19 @@ TEST_F(PortableDom, LoadXml_OverANodeThatIsHeld_LeavesItDetached) {
   EXPECT_EQ(Xml(document), "<c><a><b/></a></c>\r\n");
 }
 
+TEST_F(PortableDom, LoadXml_OverAnElementOfAnotherDocument_ReplacesIt) {
+  const XmlDocument other = NewDocument();
+  for (const TextView xml : {u"<b></b>", u"<b n='1'/>", u"<b>"}) {
+    const XmlDocument document = NewDocument();  // nothing but the element that comes to it
+    const XmlNode moved = Element(other, u"a");
+    Append(document, moved);
+    const bool loaded = dom_.LoadXml(document.get(), xml);
+    EXPECT_EQ(Select(document, u"a").get(), nullptr) << ToUtf8(xml);
+    EXPECT_EQ(Xml(document).starts_with("<b"), loaded) << Xml(document);
+    EXPECT_EQ(Xml(moved), "<a/>");
+  }
+}
+
 TEST_F(PortableDom, LoadXml_AgainAndAgain_WithAndWithoutOtherHandles_LoadsTheSame) {
   const XmlDocument document = NewDocument();
   XmlNode held;
