@@ -199,6 +199,8 @@ void PortableXmlDom::PutDataType(XmlObject* node, TextView type) {
   Element* const element = xml::AsElement(&TakeNode(node));
   if (element == nullptr) Raise(kErrDomFailure, u"only an element has a data type");
   if (!xml::SetDataType(*element, UpToNul(type))) Raise(kErrDomFailure, u"the data type is not known");
+  // Where there are attributes, somebody may look at them already.
+  if (element->count != 0) xml::ShowDataType(*element);
 }
 
 void PortableXmlDom::PutNodeTypedValue(XmlObject* node, std::span<const std::uint8_t> bytes) {

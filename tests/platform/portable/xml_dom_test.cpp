@@ -235,6 +235,20 @@ TEST_F(PortableDom, DataType_AttributesAroundIt_KeepTheirOrder) {
   EXPECT_EQ(dom_.GetText(element.get()), u"AA==");
 }
 
+TEST_F(PortableDom, DataType_ItsAttributeHeld_ShowsTheNewTypeAtOnceAndCanBeOverwritten) {
+  const XmlDocument document = NewDocument();
+  const XmlNode element = Element(document, u"e");
+  dom_.PutDataType(element.get(), u"uuid");
+  const XmlReference map = Own(dom_.Attributes(element.get()));
+  const XmlNode type = Own(dom_.GetNamedItem(map.get(), u"dt:dt"));
+  dom_.PutDataType(element.get(), u"string");
+  EXPECT_EQ(dom_.GetText(type.get()), u"string");
+  dom_.PutText(type.get(), u"bin.base64");
+  dom_.PutText(element.get(), u"QQA=");
+  EXPECT_EQ(dom_.GetNodeTypedValue(element.get()), Variant(Bytes{0x41, 0x00}));
+  EXPECT_TRUE(Xml(element).ends_with(" dt:dt=\"bin.base64\">QQA=</e>")) << Xml(element);
+}
+
 TEST_F(PortableDom, TypedValue_BytesWithoutDataType_AreTheTextsByteView) {
   const XmlDocument document = NewDocument();
   const XmlNode element = Element(document, u"e");
