@@ -458,7 +458,7 @@ class Parser : public Cursor {
       tree_.SetValue(value, piece);
       return;
     }
-    // No piece grows: the shortest reference to a pair of surrogates has nine units. What it becomes may be anything.
+    // No piece grows: the shortest reference to a pair of surrogates has eight units. What it becomes may be anything.
     tree_.SetValue(value, piece, false);
     char16_t* out = value.units + (place - piece.data());
     while (place != end) {
