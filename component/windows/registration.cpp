@@ -4,7 +4,6 @@
 #include <new>
 
 #include "nerio_automation.h"
-#include "platform/windows/bstr.h"
 #include "platform/windows/com_pointer.h"
 #include "platform/windows/module_location.h"
 #include "platform/windows/wide.h"
@@ -74,11 +73,13 @@ bool EnterTypeLibrary(const Text& path) {
          SUCCEEDED(::RegisterTypeLib(library.get(), platform::WritableWide(writablePath), nullptr));
 }
 
+// The system takes out what it entered only when it finds all of it and the file at the entered place. What it leaves,
+// of a library that was moved or entered by half, goes by name.
 bool RemoveTypeLibrary() {
-  platform::Bstr path;
-  const bool there =
-      SUCCEEDED(::QueryPathOfRegTypeLib(LIBID_Nerio, kTypeLibMajor, kTypeLibMinor, kNeutral, path.put()));
-  return !there || SUCCEEDED(::UnRegisterTypeLib(LIBID_Nerio, kTypeLibMajor, kTypeLibMinor, kNeutral, SYS_WIN32));
+  ::UnRegisterTypeLib(LIBID_Nerio, kTypeLibMajor, kTypeLibMinor, kNeutral, SYS_WIN32);
+  const bool interfaceGone = DeleteTree(u"Interface\\" + Braced(IID_INerioComponent));
+  const bool libraryGone = DeleteTree(u"TypeLib\\" + Braced(LIBID_Nerio));
+  return interfaceGone && libraryGone;
 }
 
 }  // namespace

@@ -10,11 +10,16 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "component/windows/loaded_component.h"
+#include "platform/windows/scratch_key.h"
 #include "platform/windows/wide.h"
 #include "testing/temporary_folder.h"
 #include "types/utf8.h"
+
+// The order matters: it needs the COM headers.
+#include <olectl.h>
 
 namespace nerio::component {
 namespace {
@@ -131,6 +136,45 @@ TEST(Registration, Regsvr32_AddsAndTakesOutTheSame) {
   EXPECT_EQ(Classes(), after);
   EXPECT_EQ(RunRegsvr32(L"/u"), 0u);
   EXPECT_EQ(Classes(), before);
+}
+
+// The type library can be taken out only by whoever can read it, and the one at the registered place is gone.
+TEST(Registration, LibraryThatWasMoved_IsTakenOutFromItsNewPlace) {
+  const testing::TemporaryFolder folder;
+  const fs::path old = folder.path() / L"Nerio.dll";
+  const LoadedComponent component;
+  ASSERT_EQ(component.unregisterServer(), S_OK);
+  const auto before = Classes();
+  fs::copy_file(fs::path(ComponentPath()), old);
+  ASSERT_EQ(LoadedComponent(old.u16string()).registerServer(), S_OK);
+  ASSERT_NE(Classes(), before);
+  fs::remove(old);
+  EXPECT_EQ(component.unregisterServer(), S_OK);
+  EXPECT_THAT(Difference(Classes(), before), ::testing::IsEmpty()) << "left behind";
+}
+
+TEST(Registration, KeyThatCannotBeWritten_LeavesNothingBehind) {
+  // The first and the last key of the class, and that of the type library.
+  const std::pair<AnsiText, HRESULT> rows[] = {
+      {"CLSID\\{C21AF465-EACB-40F2-95FE-729D6CEACC27}", SELFREG_E_CLASS},
+      {"Nerio.Component\\CurVer", SELFREG_E_CLASS},
+      {"TypeLib\\{676E0020-0223-4BA2-AA47-31E654BEDF2E}\\1.0", SELFREG_E_TYPELIB},
+  };
+  const LoadedComponent component;
+  ASSERT_EQ(component.unregisterServer(), S_OK);
+  for (const auto& [path, answer] : rows) {
+    const AnsiText below = "Software\\Classes\\" + path;
+    HKEY key = nullptr;
+    ASSERT_EQ(::RegCreateKeyA(HKEY_LOCAL_MACHINE, below.c_str(), &key), ERROR_SUCCESS);
+    ::RegCloseKey(key);
+    const auto before = Classes();
+    testing::DenyRights(below, KEY_SET_VALUE | KEY_CREATE_SUB_KEY);
+    EXPECT_EQ(component.registerServer(), answer) << path;
+    EXPECT_THAT(Difference(Classes(), before), ::testing::IsEmpty()) << "left behind after " << path;
+    ::RegDeleteKeyA(HKEY_LOCAL_MACHINE, below.c_str());
+  }
+  EXPECT_EQ(component.registerServer(), S_OK) << "nothing denied any more";
+  EXPECT_EQ(component.unregisterServer(), S_OK);
 }
 
 TEST(Registration, RegisteredTypeLibrary_IsFoundByItsIdentifier) {
