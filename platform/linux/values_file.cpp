@@ -106,16 +106,16 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
 
 }  // namespace
 
-// Reads up to `wanted` bytes into the buffer that `bytes` gives. Fewer than asked for are all there are: where a read
-// was cut short after all, the file looks damaged, and is read again before that is believed.
+// Reads up to `wanted` bytes into the buffer that `bytes` gives, fewer where the file ends.
 Status ValuesFile::ReadBytes(int file, std::size_t wanted) {
   char* const buffer = large_ ? large_.get() : small_.data();
-  for (bool more = true; more && size_ < wanted;) {
-    const std::size_t asked = wanted - size_;
-    const ssize_t got = Uninterrupted([&] { return ::pread(file, buffer + size_, asked, static_cast<off_t>(size_)); });
+  while (size_ < wanted) {
+    const std::size_t rest = wanted - size_;
+    const ssize_t got = Uninterrupted([&] { return ::pread(file, buffer + size_, rest, static_cast<off_t>(size_)); });
     if (got < 0) return RegistryStatus(errno);
     size_ += static_cast<std::size_t>(got);
-    more = static_cast<std::size_t>(got) == asked;
+    // Most files end here, and the next read would only say so; of the others `Read` knows that they go on.
+    if (got == 0 || size_ == kPageSize) break;
   }
   return kSuccess;
 }
@@ -139,8 +139,8 @@ Status ValuesFile::ReadStart(int file, std::size_t wanted) {
 
 Status ValuesFile::ReadHeader(int file) { return ReadStart(file, kSectorSize); }
 
-// Reads the rest of a file that is longer than a page. A length is believed only when header and file agree, so that no
-// buffer is made for one that was made up.
+// Reads what is missing of a file that is longer than what was read, or should be. A length is believed only when
+// header and file agree, so that no buffer is made for one that was made up.
 Status ValuesFile::ReadRest(int file) {
   // Not by fstat: where a file's times were looked at, some file systems write its entry again with the next change.
   const off_t end = ::lseek(file, 0, SEEK_END);
@@ -152,14 +152,17 @@ Status ValuesFile::ReadRest(int file) {
     return kSuccess;
   }
   const auto wanted = static_cast<std::size_t>(header_.fileSize);
+  // Somebody may have cut the file by hand since its start was read.
+  size_ = std::min(size_, wanted);
   large_.reset(new char[wanted]);
-  std::copy(small_.begin(), small_.end(), large_.get());
+  std::copy_n(small_.begin(), size_, large_.get());
   return ReadBytes(file, wanted);
 }
 
 Status ValuesFile::Read(int file) {
   Status status = ReadStart(file, small_.size());
-  if (status == kSuccess && state_ != End::Damaged && size_ == small_.size()) status = ReadRest(file);
+  const bool goesOn = size_ == small_.size() || size_ < header_.fileSize;
+  if (status == kSuccess && state_ != End::Damaged && goesOn) status = ReadRest(file);
   if (status != kSuccess || state_ == End::Damaged) return status;
   RecordCursor cursor = Records();
   for (ValueRecord record; cursor.Next(record);) {

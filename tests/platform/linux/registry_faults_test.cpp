@@ -170,5 +170,19 @@ TEST(RegistryFaultsOfTheKernel, WithoutOpenat2_WalksStepByStep) {
   testing::RefuseOpenat2(false);
 }
 
+TEST(RegistryFaultsOfTheKernel, FileCutToItsLengthWhileItIsRead_IsReadAsItIsThen) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  Prepare(calls);
+  const fs::path file = stored.ValuesFile("k");
+  const auto length = fs::file_size(file);
+  fs::resize_file(file, length + 1);
+  testing::BeforeNextSeek([&] { fs::resize_file(file, length); });
+  EXPECT_EQ(calls.Set("k", "v", "after"), kSuccess);
+  EXPECT_EQ(calls.Get("k", "v"), "after");
+  EXPECT_EQ(calls.Get("k", "other"), "kept");
+  EXPECT_THAT(stored.Findings(), IsEmpty());
+}
+
 }  // namespace
 }  // namespace nerio::platform

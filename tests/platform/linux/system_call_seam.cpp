@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 // The linker's --wrap=NAME sends each call of NAME to __wrap_NAME and calls of __real_NAME to the true one.
 #define NERIO_WRAPPED(result, name, ...)        \
@@ -36,9 +37,12 @@ bool failEverything = false;
 bool failNextWrite = false;
 bool recording = false;
 bool openat2Refused = false;
+std::function<void()> beforeSeek;
 std::vector<DiskEvent> events;
 
-bool IsShortWrite(Fault fault) { return fault == Fault::Short || fault == Fault::ShortThenNoSpace; }
+enum class Transfer { None, Read, Write };
+
+bool CutsShort(Fault fault) { return fault == Fault::Short || fault == Fault::ShortThenNoSpace; }
 
 int ErrorOf(Fault fault) {
   switch (fault) {
@@ -53,8 +57,10 @@ int ErrorOf(Fault fault) {
   }
 }
 
-// Counts a call. @return whether it is to fail, with errno set. @param halve is set where a write is to be cut.
-bool Fails(bool isWrite = false, bool* halve = nullptr) {
+// Counts a call. @return whether it is to fail, with errno set. @param size what it transfers, less where it is to be
+// cut.
+bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
+  const bool isWrite = transfer == Transfer::Write;
   if (failEverything) {
     errno = EIO;
     return true;
@@ -72,10 +78,10 @@ bool Fails(bool isWrite = false, bool* halve = nullptr) {
   const Fault fault = plan->fault;
   plan.reset();
   reached = true;
-  if (IsShortWrite(fault)) {
-    if (!isWrite) return false;
-    *halve = true;
-    failNextWrite = fault == Fault::ShortThenNoSpace;
+  if (CutsShort(fault)) {
+    if (fault == Fault::Short && transfer != Transfer::None) *size /= 2;
+    if (fault == Fault::ShortThenNoSpace && isWrite) *size /= 2;
+    failNextWrite = fault == Fault::ShortThenNoSpace && isWrite;
     return false;
   }
   failEverything = fault == Fault::FromNowOn;
@@ -110,6 +116,8 @@ bool EndFaults() {
   return reached;
 }
 
+void BeforeNextSeek(std::function<void()> act) { beforeSeek = std::move(act); }
+
 void RefuseOpenat2(bool refused) { openat2Refused = refused; }
 
 void RecordDisk() {
@@ -123,18 +131,22 @@ std::vector<DiskEvent> EndRecording() {
 }
 
 NERIO_WRAPPED(ssize_t, pread, int file, void* buffer, size_t size, off_t offset) {
-  return Fails() ? -1 : __real_pread(file, buffer, size, offset);
+  return Fails(Transfer::Read, &size) ? -1 : __real_pread(file, buffer, size, offset);
 }
 
 NERIO_WRAPPED(ssize_t, pwrite, int file, const void* bytes, size_t size, off_t offset) {
-  bool halve = false;
-  if (Fails(true, &halve)) return -1;
-  const ssize_t written = __real_pwrite(file, bytes, halve ? size / 2 : size, offset);
+  if (Fails(Transfer::Write, &size)) return -1;
+  const ssize_t written = __real_pwrite(file, bytes, size, offset);
   if (recording && written > 0) {
     Record({Kind::Write, PathOf(file), "", static_cast<std::uint64_t>(offset),
             std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(written))});
   }
   return written;
+}
+
+NERIO_WRAPPED(off_t, lseek, int file, off_t offset, int from) {
+  if (const auto act = std::exchange(beforeSeek, nullptr)) act();
+  return Fails() ? -1 : __real_lseek(file, offset, from);
 }
 
 NERIO_WRAPPED(int, fdatasync, int file) {

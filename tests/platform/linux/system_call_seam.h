@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ enum class Fault {
   NoDescriptor,
   /// It fails with EINTR once, as after a signal.
   Interrupted,
-  /// A write writes half of what it should; any other call is left alone.
+  /// A read or write does half of what it should; any other call is left alone.
   Short,
   /// A write writes half of what it should, and the next one fails with ENOSPC; any other call is left alone.
   ShortThenNoSpace,
@@ -32,6 +33,9 @@ void PlanFault(std::uint64_t nth, Fault fault);
 
 /// Ends all faults. @return whether the planned call was reached.
 bool EndFaults();
+
+/// Does something just before the next lseek: what another process may do by hand at that moment.
+void BeforeNextSeek(std::function<void()> act);
 
 /// Makes every openat2 fail as on a kernel that does not have it.
 void RefuseOpenat2(bool refused);
