@@ -104,6 +104,19 @@ Status CheckStillThere(const OpenedKey& key) {
   return ReadKey(key, Extent::Header, values);
 }
 
+// The same for whoever holds the lock of this key or of one below it, so that no other process can delete it. This
+// waits for no lock, which may be the own one; nor does it need to, as a header never changes in place.
+Status CheckStillThereLocked(const OpenedKey& key) {
+  if (key.path.isRoot()) return kSuccess;
+  Descriptor file;
+  ValuesFile values;
+  Status status = OpenByPath(key.path.File(kValuesFileName), O_RDONLY, file);
+  if (status == kSuccess) status = values.ReadHeader(file.get());
+  if (status != kSuccess) return status == kFileNotFound ? kKeyDeleted : status;
+  if (values.state() == RecordCursor::End::Damaged) return kRegistryCorrupt;
+  return values.header().id == key.id ? kSuccess : kKeyDeleted;
+}
+
 // The length of the name of a value that is looked for counts before anything else about the call.
 Status CheckSearchedName(std::string_view name) {
   if (name.size() > kMaxSearchedNameLength) return kInvalidParameter;
@@ -132,7 +145,7 @@ Status CreateLevel(const OpenedKey& base, const KeyPath& parent, std::string_vie
   LockedKey locked;
   Status status = LockKey(parent, LockKind::Write, O_RDONLY, locked);
   // While this holds the lock of a key below it, the key of the handle can not be deleted.
-  if (status == kSuccess) status = CheckStillThere(base);
+  if (status == kSuccess) status = CheckStillThereLocked(base);
   if (status != kSuccess) return status;
   struct stat entry {};
   const std::string folderName = FolderNameOfKey(name);
@@ -198,7 +211,7 @@ Status Delete(const OpenedKey& base, const std::vector<std::string_view>& names)
   LockedKey key;
   status = LockKey(path, LockKind::Write, O_RDONLY, key);
   if (status != kSuccess) return status == kFileNotFound ? missing : status;
-  status = CheckStillThere(base);
+  status = CheckStillThereLocked(base);
   if (status != kSuccess) return status;
 
   Descriptor file;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/stored_registry.h"
@@ -140,6 +141,8 @@ std::string NameOf(const ::testing::TestParamInfo<Fault>& tested) {
       return "Short";
     case Fault::ShortThenNoSpace:
       return "ShortThenNoSpace";
+    case Fault::NothingToRead:
+      return "NothingToRead";
     case Fault::FromNowOn:
       return "FromNowOn";
   }
@@ -182,6 +185,40 @@ TEST(RegistryFaultsOfTheKernel, FileCutToItsLengthWhileItIsRead_IsReadAsItIsThen
   EXPECT_EQ(calls.Get("k", "v"), "after");
   EXPECT_EQ(calls.Get("k", "other"), "kept");
   EXPECT_THAT(stored.Findings(), IsEmpty());
+}
+
+// A change by way of an open key other than a root, which is looked at once more under the lock.
+TEST(RegistryFaultsOfTheKernel, ReadThatFindsNothing_NeverLetsACallWaitForItsOwnLock) {
+  using Call = Status (*)(RegistryApi&, KeyHandle);
+  const auto createBelow = [](RegistryApi& registry, KeyHandle key) {
+    KeyHandle created = 0;
+    std::uint32_t disposition = 0;
+    return registry.CreateKey(key, "new", 0, "", 0, testing::kFullAccess, {}, created, disposition);
+  };
+  const auto deleteBelow = [](RegistryApi& registry, KeyHandle key) { return registry.DeleteKey(key, "doomed"); };
+  const auto deleteItself = [](RegistryApi& registry, KeyHandle key) { return registry.DeleteKey(key, ""); };
+  for (const auto& [path, call] :
+       {std::pair<AnsiText, Call>("k", createBelow), {"k", deleteBelow}, {"k\\doomed", deleteItself}}) {
+    SCOPED_TRACE(path);
+    std::size_t refused = 0;
+    bool reached = true;
+    for (std::size_t point = 0; reached; ++point) {
+      StoredRegistry stored;
+      Prepare(stored.calls());
+      KeyHandle key = 0;
+      ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, path, 0, testing::kFullAccess, key), kSuccess);
+      PlanFault(point, Fault::NothingToRead);
+      const Status status = call(stored.registry(), key);
+      reached = EndFaults();
+      if (status != kSuccess) {
+        ++refused;
+        ASSERT_EQ(status, kRegistryCorrupt) << point;
+        ASSERT_EQ(call(stored.registry(), key), kSuccess) << point << ": nothing was changed";
+      }
+      ASSERT_THAT(stored.Findings(), IsEmpty()) << point;
+    }
+    EXPECT_GT(refused, 0u);
+  }
 }
 
 }  // namespace

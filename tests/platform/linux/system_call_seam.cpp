@@ -42,7 +42,9 @@ std::vector<DiskEvent> events;
 
 enum class Transfer { None, Read, Write };
 
-bool CutsShort(Fault fault) { return fault == Fault::Short || fault == Fault::ShortThenNoSpace; }
+bool CutsShort(Fault fault) {
+  return fault == Fault::Short || fault == Fault::ShortThenNoSpace || fault == Fault::NothingToRead;
+}
 
 int ErrorOf(Fault fault) {
   switch (fault) {
@@ -81,6 +83,7 @@ bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
   if (CutsShort(fault)) {
     if (fault == Fault::Short && transfer != Transfer::None) *size /= 2;
     if (fault == Fault::ShortThenNoSpace && isWrite) *size /= 2;
+    if (fault == Fault::NothingToRead && transfer == Transfer::Read) *size = 0;
     failNextWrite = fault == Fault::ShortThenNoSpace && isWrite;
     return false;
   }

@@ -24,6 +24,8 @@ enum class Fault {
   Short,
   /// A write writes half of what it should, and the next one fails with ENOSPC; any other call is left alone.
   ShortThenNoSpace,
+  /// A read finds nothing, as in a file that somebody is copying over; any other call is left alone.
+  NothingToRead,
   /// It fails with EIO, and so does every call after it.
   FromNowOn,
 };
