@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "platform/linux/folder_walk.h"
@@ -63,8 +64,10 @@ EntryLook LookAtClock() {
 }
 
 bool StoodStill(const EntryLook& look, const EntryLook& clock) {
-  const std::int64_t age =
-      (clock.seconds - look.seconds) * kNanosecondsPerSecond + clock.nanoseconds - look.nanoseconds;
+  // More than this is as good as for ever; the nanoseconds of times that are centuries apart would not fit.
+  constexpr std::int64_t kMostSeconds = 1000;
+  const std::int64_t seconds = std::clamp(clock.seconds - look.seconds, -kMostSeconds, kMostSeconds);
+  const std::int64_t age = seconds * kNanosecondsPerSecond + clock.nanoseconds - look.nanoseconds;
   return age > (look.nanoseconds == 0 ? kCoarseSteps : kClockSteps);
 }
 
