@@ -66,18 +66,20 @@ Status ReadKey(const KeyPath& key, Extent extent, ValuesFile& values) {
   if (seen != kSuccess && seen != kFileNotFound) return seen;
 
   LockedKey locked;
-  Status status = LockKey(key, LockKind::Read, O_PATH, locked);
+  const Status status = LockKey(key, LockKind::Read, O_PATH, locked);
   if (status == kFileNotFound) return status;
+  if (status == kSuccess) {
+    seen = OpenInside(locked.folder.get(), kValuesFileName, O_RDONLY, file);
+    if (seen == kSuccess) seen = ReadExtent(file.get(), extent, values);
+  }
   // Whoever may not take the lock goes by what can be seen without it.
-  if (status != kSuccess) return seen == kSuccess ? Verdict(values) : status;
-  status = OpenInside(locked.folder.get(), kValuesFileName, O_RDONLY, file);
-  if (status == kFileNotFound) {
-    if (!key.isRoot()) return kRegistryCorrupt;
+  if (seen == kSuccess) return Verdict(values);
+  if (seen != kFileNotFound) return seen;
+  if (key.isRoot() && (status == kSuccess || status == kAccessDenied)) {
     values.BecomeEmpty({});
     return kSuccess;
   }
-  if (status == kSuccess) status = ReadExtent(file.get(), extent, values);
-  return status == kSuccess ? Verdict(values) : status;
+  return status == kSuccess ? kRegistryCorrupt : status;
 }
 
 Status ReadKey(const OpenedKey& key, Extent extent, ValuesFile& values) {

@@ -244,5 +244,27 @@ TEST_F(RegistryRights, MachineRootOfAnotherUser_CanBeReadAndNotChanged) {
   EXPECT_EQ(answer, "x 5 5 5");
 }
 
+TEST_F(RegistryRights, RootOfAnotherUserThatWasMadeByHand_CanBeReadBeforeItHasFiles) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a folder of another user";
+  SetMode(folder_.path(), 0755);
+  fs::create_directory(Root());
+  SetMode(Root(), 0755);
+  const std::string answer = testing::AnswerOfChild([&]() -> std::string {
+    if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) return "can not change user";
+    LinuxRegistry registry(folder_.path());
+    KeyHandle key = 0;
+    std::uint32_t type = 0;
+    std::uint32_t size = 0;
+    AnsiText name;
+    std::string data;
+    return InOrder({registry.OpenKey(kHkeyLocalMachine, "", 0, kKeyRead, key),
+                    registry.QueryValue(key, "v", type, {}, size), registry.EnumKey(key, 0, name),
+                    registry.EnumValue(key, 0, name, type, data), registry.SetValue(kHkeyLocalMachine, "v", 0, 1, {}),
+                    Calls(registry).Open("")});
+  });
+  EXPECT_EQ(answer, "0 2 259 259 5 5");
+  EXPECT_TRUE(fs::is_empty(Root()));
+}
+
 }  // namespace
 }  // namespace nerio::platform
