@@ -23,6 +23,8 @@ constexpr std::size_t kMostKeys = 2048;
 constexpr std::size_t kMostBytes = std::size_t{4} << 20;
 constexpr int kReadsBeforeKeeping = 3;
 constexpr std::size_t kMostBytesOfKey = std::size_t{64} << 10;
+// A file that is larger is not even read to find out how much of it is values.
+constexpr std::int64_t kMostBytesOfFile = std::int64_t{1} << 20;
 
 // Of a network's file system each machine has its own view for a while.
 bool HasReliableTimes(int file) {
@@ -54,7 +56,8 @@ std::shared_ptr<const KeptKey> ReadStanding(const KeyPath& path) {
   auto key = std::make_shared<KeptKey>();
   key->file = path.File(kValuesFileName);
   const EntryLook clock = LookAtClock();
-  if (!LookAt(key->file, key->look) || !StoodStill(key->look, clock)) return nullptr;
+  if (!LookAt(key->file, key->look) || key->look.size > kMostBytesOfFile || !StoodStill(key->look, clock))
+    return nullptr;
 
   // A writer stamps its change before the content is there: while it holds the lock, the look is of no use.
   Descriptor folder;

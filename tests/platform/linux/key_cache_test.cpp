@@ -113,7 +113,6 @@ TEST_F(KeyCacheTest, RootsAndWhatIsNoKey_AreNotKept) {
 
 TEST_F(KeyCacheTest, ManyKeys_TakeNoDescriptorsAndBoundedMemory) {
   constexpr int kKeys = 2200;
-  const std::string content = testing::FileContent(stored_.ValuesFile("k"));
   for (int i = 0; i < kKeys; ++i) fs::copy(stored_.Key("k"), stored_.Key("k" + std::to_string(i)));
   LetStandStill();
   KeyCache cache;

@@ -1,13 +1,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "platform/linux/key_cache.h"
 #include "platform/linux/stored_registry.h"
 #include "platform/linux/system_call_seam.h"
 
@@ -218,6 +221,24 @@ TEST(RegistryFaultsOfTheKernel, ReadThatFindsNothing_NeverLetsACallWaitForItsOwn
       ASSERT_THAT(stored.Findings(), IsEmpty()) << point;
     }
     EXPECT_GT(refused, 0u);
+  }
+}
+
+TEST(RegistryFaultsOfTheKernel, KeyThatIsTooLargeToBeKept_IsNotReadForIt) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  Prepare(calls);
+  ASSERT_EQ(calls.Create("large"), kSuccess);
+  ASSERT_EQ(calls.Set("large", "v", std::string(2'000'000, 'x')), kSuccess);
+  std::this_thread::sleep_for(std::chrono::milliseconds(40));
+  for (const auto& [folder, isRead] : {std::pair<const char*, bool>("k", true), {"large", false}}) {
+    KeyPath path(stored.Root());
+    path.Enter(folder);
+    KeyCache cache;
+    // The first call to the system fails, if there is one.
+    PlanFault(0, Fault::InputOutput);
+    for (int i = 0; i < 3; ++i) cache.Learn(path);
+    EXPECT_EQ(EndFaults(), isRead) << folder;
   }
 }
 
