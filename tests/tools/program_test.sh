@@ -166,6 +166,34 @@ Run 5 '' 'nerio: ansi.reg:6: *nothing was imported' reg import ansi.reg
 Run 3 '' '*' reg import nessuno.reg
 Run 0 "deleted $shown and the 1 key below it\n" '' reg delete "$key" --recursive --yes
 
+# A path of more than 260 characters, which the ANSI functions of one host do not take.
+deep=$key\\$(printf 'a%.0s' {1..130})\\$(printf 'b%.0s' {1..130})
+printf 'Windows Registry Editor Version 5.00\n\n[%s]\n' "$deep" >deep.reg
+Run 0 "created $shown\n" '' reg create "$key"
+case $host in
+  linux)
+    Run 0 'imported: 2 keys created\n' '' reg import deep.reg
+    Run 0 'exported 3 keys and 0 values to deep.reg\n' '' reg export "$key" -o deep.reg
+    ;;
+  windows)
+    Run 5 '' '*line 3: *the path is longer than the system takes*' reg import deep.reg --dry-run
+    Run 5 '' '*line 3: *the path is longer than the system takes*nothing was imported*' reg import deep.reg
+    # What other programs stored, and those functions do not reach, is not passed over.
+    Other() { "$launcher" 'C:\windows\system32\reg.exe' "$@" >out 2>err || Fail "reg.exe: $(<err)" "$@"; }
+    Other add "$deep" /f
+    Run 5 '' '*the path is longer than the system takes*' reg export "$key" -o deep.reg
+    Other delete "${deep%\\*}" /f
+    Other add "$key\\piano" /f
+    Other add "$key\\日本" /f
+    Run 1 '' "nerio: cannot read ${long//\\/\\\\}"'\\\?\?: its name has characters outside the code page*' reg export "$key"
+    Run 1 "$shown\n  piano\\\\\n  ??\\\\\n" '*outside the code page*' reg tree "$key"
+    Run 1 '' '*outside the code page*' reg delete "$key" --recursive --yes
+    Run 0 'yes\n' '' reg test "$key\\piano"
+    Other delete "$key\\日本" /f
+    ;;
+esac
+Run 0 '?' '' reg delete "$key" --recursive --yes
+
 # The trace log.
 Run 3 '' '*tracing is off*' trace tail
 Run 0 '?' '' trace on

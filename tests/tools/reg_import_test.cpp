@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "testing/forwarding_registry.h"
 #include "tools/nerio/output.h"
 #include "tools/tool_run.h"
 #include "types/utf8.h"
@@ -225,6 +226,54 @@ TEST(Import, RefusedKey_IsAccessDeniedWithItsLine) {
     EXPECT_TRUE(std::string(failure.what()).starts_with("line 4: ")) << failure.what();
   }
   EXPECT_EQ(Everything(tool), before);
+}
+
+// A registry in which one key can be neither opened nor made.
+class ClosedKeyRegistry final : public testing::ForwardingRegistry {
+ public:
+  ClosedKeyRegistry(platform::RegistryApi& inner, Status status) : ForwardingRegistry(inner), status_(status) {}
+
+  Status OpenKey(KeyHandle root, const AnsiText& subKey, std::uint32_t options, std::uint32_t access,
+                 KeyHandle& opened) override {
+    return subKey == kClosed ? status_ : ForwardingRegistry::OpenKey(root, subKey, options, access, opened);
+  }
+  Status CreateKey(KeyHandle root, const AnsiText& subKey, std::uint32_t reserved, const AnsiText& keyClass,
+                   std::uint32_t options, std::uint32_t access, const platform::SecurityAttributes& security,
+                   KeyHandle& created, std::uint32_t& disposition) override {
+    return subKey == kClosed ? status_
+                             : ForwardingRegistry::CreateKey(root, subKey, reserved, keyClass, options, access,
+                                                             security, created, disposition);
+  }
+
+ private:
+  static constexpr const char* kClosed = "Software\\Chiusa";
+  Status status_;
+};
+
+TEST(Import, KeyWithoutValuesThatCannotBeMade_IsAFailure) {
+  const std::pair<Status, Exit> rows[] = {{platform::kAccessDenied, Exit::kAccessDenied},
+                                          {platform::kMoreData, Exit::kBadInput},
+                                          {platform::kRegistryIoFailed, Exit::kFailed}};
+  for (const auto& [status, exit] : rows) {
+    ToolHost tool;
+    Furnish(tool);
+    const std::string before = Everything(tool);
+    ClosedKeyRegistry registry(tool.registry, status);
+    const std::vector<RegSection> sections = Sections("REGEDIT4\n[HKLM\\Software\\Altro]\n[HKLM\\Software\\Chiusa]\n");
+    for (const bool preview : {false, true}) {
+      try {
+        preview ? PreviewImport(sections, registry, tool.codePage, [](const Change&) {})
+                : Import(sections, registry, tool.codePage);
+        ADD_FAILURE() << "nothing was said";
+      } catch (const Failure& failure) {
+        EXPECT_EQ(failure.exit(), exit);
+        EXPECT_TRUE(std::string(failure.what())
+                        .starts_with("line 3: cannot open or create HKEY_LOCAL_MACHINE\\Software\\Chiusa: "))
+            << failure.what();
+      }
+    }
+    EXPECT_EQ(Everything(tool), before);
+  }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "tools/nerio/branch.h"
 
+#include <algorithm>
 #include <span>
 
 namespace nerio::tool {
@@ -10,6 +11,16 @@ using platform::Status;
 
 constexpr std::uint32_t kNoOptions = 0;
 constexpr std::uint32_t kReserved = 0;
+
+// Tells whether a key is among those that are listed below its upper key.
+bool IsListed(platform::RegistryApi& registry, const KeyPath& key) {
+  const AnsiText name = key.path.substr(key.path.rfind('\\') + 1);
+  OpenedKey opened;
+  std::vector<AnsiText> names;
+  return OpenKey(registry, UpperKey(key), platform::kKeyEnumerateSubKeys, opened) == kSuccess &&
+         ListKeys(registry, opened.get(), names) == kSuccess &&
+         std::find(names.begin(), names.end(), name) != names.end();
+}
 
 }  // namespace
 
@@ -89,7 +100,10 @@ void WalkBranch(platform::RegistryApi& registry, const KeyPath& key, std::uint32
     here.status = OpenKey(registry, next.key, access | platform::kKeyEnumerateSubKeys, opened);
     if (here.status == kSuccess) here.status = ListKeys(registry, opened.get(), names);
     const bool vanished = here.status == platform::kFileNotFound || here.status == platform::kKeyDeleted;
-    if (vanished && next.depth > 0) continue;
+    if (vanished && next.depth > 0) {
+      if (!IsListed(registry, next.key)) continue;
+      here.status = kNameOutsideCodePage;
+    }
     if (here.status == kSuccess) {
       here.handle = opened.get();
     } else {

@@ -34,6 +34,10 @@ class OpenedKey {
   platform::KeyHandle handle_ = 0;
 };
 
+/// What stops a walk at a key that is listed and that no path opens (ERROR_NO_UNICODE_TRANSLATION): its name has
+/// characters that the code page does not hold, and is listed with others in their place.
+constexpr platform::Status kNameOutsideCodePage = 1113;
+
 /// One stored value.
 struct StoredValue {
   AnsiText name;
@@ -80,7 +84,7 @@ struct Visit {
 
 /// Visits a key and everything below it, upper keys first, in the registry's order. It needs no stack of its own for
 /// the depth of the tree. A key that cannot be opened, or whose subkeys cannot be listed, is visited with the reason
-/// and not entered; one that vanished since its name was read is left out.
+/// and not entered, `kNameOutsideCodePage` among others; one that vanished since its name was read is left out.
 /// @param access rights to open each key with; listing subkeys is added.
 /// @param visit answers whether to go on.
 void WalkBranch(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access,

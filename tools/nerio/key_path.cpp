@@ -99,6 +99,11 @@ AnsiText ParseValueName(TextView text, platform::CodePage& codePage) {
   return ToAnsiExactly(text, codePage);
 }
 
+KeyPath UpperKey(const KeyPath& key) {
+  const std::size_t last = key.path.rfind('\\');
+  return {key.root, last == AnsiText::npos ? AnsiText() : key.path.substr(0, last)};
+}
+
 AnsiText JoinPath(const AnsiText& upper, const AnsiText& lower) {
   return upper.empty() || lower.empty() ? upper + lower : upper + '\\' + lower;
 }

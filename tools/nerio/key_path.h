@@ -46,6 +46,9 @@ AnsiText ParseValueName(TextView text, platform::CodePage& codePage);
 /// @throws BadText naming the first character that the code page does not hold.
 AnsiText ToAnsiExactly(TextView text, platform::CodePage& codePage);
 
+/// Names the key above; the root's own path is empty, and so is that of what is above it.
+KeyPath UpperKey(const KeyPath& key);
+
 /// Joins two parts of a path; either may be empty.
 AnsiText JoinPath(const AnsiText& upper, const AnsiText& lower);
 

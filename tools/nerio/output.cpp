@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/registry_api.h"
+#include "tools/nerio/branch.h"
 #include "types/utf8.h"
 
 namespace nerio::tool {
@@ -23,6 +24,10 @@ constexpr Meaning kMeanings[] = {
      "ask the key's owner for the rights, or run this as a user who has them"},
     {platform::kInvalidParameter, Exit::kBadInput, "the registry takes no such name", ""},
     {platform::kBadPathname, Exit::kBadInput, "the registry takes no such path", ""},
+    {platform::kMoreData, Exit::kBadInput, "the path is longer than the system takes",
+     "some systems take no more than 260 characters below the root key"},
+    {kNameOutsideCodePage, Exit::kFailed, "its name has characters outside the code page",
+     "rename the key with the system's own editor, or treat the keys beside it one by one"},
     {platform::kDiskFull, Exit::kFailed, "the disk is full", "make room and try again"},
     {platform::kNotEnoughMemory, Exit::kFailed, "there is not enough memory", ""},
     {platform::kRegistryCorrupt, Exit::kFailed, "what the registry has stored there is damaged",

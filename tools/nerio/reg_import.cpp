@@ -80,11 +80,6 @@ std::vector<StoredKey> ReadStoredBranch(RegistryApi& registry, const KeyPath& ke
   return branch;
 }
 
-KeyPath UpperKey(const KeyPath& key) {
-  const std::size_t last = key.path.rfind('\\');
-  return {key.root, last == AnsiText::npos ? AnsiText() : key.path.substr(0, last)};
-}
-
 // The registry, with a record of how to take every change back.
 class LiveTarget : public Target {
  public:
@@ -92,12 +87,15 @@ class LiveTarget : public Target {
 
   std::size_t CreateKey(const KeyPath& key) override {
     std::vector<KeyPath> missing;
+    Status found = kSuccess;
     for (KeyPath level = key; !level.path.empty(); level = UpperKey(level)) {
       OpenedKey opened;
-      if (tool::OpenKey(registry_, level, platform::kKeyQueryValue, opened) != kFileNotFound) break;
+      found = tool::OpenKey(registry_, level, platform::kKeyQueryValue, opened);
+      if (found != kFileNotFound) break;
       missing.push_back(level);
     }
-    if (missing.empty()) return 0;
+    // A key that does not open need not be there.
+    if (missing.empty() && found == kSuccess) return 0;
     // Recorded before the call: a creation that fails half way may leave upper levels behind.
     for (auto level = missing.rbegin(); level != missing.rend(); ++level) {
       Record("the new key " + texts_.Key(*level), [this, level = *level] {
@@ -108,7 +106,7 @@ class LiveTarget : public Target {
     OpenedKey opened;
     bool created = false;
     const Status status = tool::CreateKey(registry_, key, platform::kKeyQueryValue, opened, created);
-    if (status != kSuccess) throw Refused{status, "cannot create " + texts_.Key(key)};
+    if (status != kSuccess) throw Refused{status, "cannot open or create " + texts_.Key(key)};
     return missing.size();
   }
 
@@ -197,7 +195,10 @@ class PictureTarget : public Target {
   std::size_t CreateKey(const KeyPath& key) override {
     std::size_t missing = 0;
     for (KeyPath level = key; !level.path.empty(); level = UpperKey(level)) {
-      if (!Exists(level)) ++missing;
+      const Status status = Look(level);
+      if (status == kSuccess || (status != kFileNotFound && missing > 0)) break;
+      if (status != kFileNotFound) throw Refused{status, "cannot open or create " + texts_.Key(key)};
+      ++missing;
     }
     for (KeyPath level = key; !level.path.empty(); level = UpperKey(level)) keys_[Name(level)];
     return missing;
@@ -256,12 +257,13 @@ class PictureTarget : public Target {
     return std::any_of(deleted_.begin(), deleted_.end(), [&](const Identity& top) { return IsBelow(name, top); });
   }
 
-  bool Exists(const KeyPath& key) {
+  // What opening the key would answer.
+  Status Look(const KeyPath& key) {
     const Identity name = Name(key);
-    if (key.path.empty() || keys_.find(name) != keys_.end()) return true;
-    if (IsDeleted(name)) return false;
+    if (keys_.find(name) != keys_.end()) return kSuccess;
+    if (IsDeleted(name)) return kFileNotFound;
     OpenedKey opened;
-    return tool::OpenKey(registry_, key, platform::kKeyQueryValue, opened) != kFileNotFound;
+    return tool::OpenKey(registry_, key, platform::kKeyQueryValue, opened);
   }
 
   RegistryApi& registry_;

@@ -1,0 +1,69 @@
+#include "tools/nerio/branch.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "testing/forwarding_registry.h"
+#include "tools/tool_run.h"
+
+namespace nerio::tool {
+namespace {
+
+using platform::KeyHandle;
+using platform::Status;
+using ::testing::ElementsAre;
+
+// A registry that lists one key by a name that does not open it, as the ANSI functions do with a name outside the code
+// page; or that deletes it as soon as its name was read.
+class ElusiveRegistry final : public testing::ForwardingRegistry {
+ public:
+  ElusiveRegistry(platform::RegistryApi& inner, bool vanishes) : ForwardingRegistry(inner), vanishes_(vanishes) {}
+
+  Status EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) override {
+    const Status status = ForwardingRegistry::EnumKey(key, index, name);
+    if (status == platform::kSuccess && name == "Elusiva" && !vanishes_) name = "??";
+    if (status == platform::kNoMoreItems && vanishes_) DeleteKey(platform::kHkeyLocalMachine, "Software\\Elusiva");
+    return status;
+  }
+
+ private:
+  bool vanishes_;
+};
+
+struct Walk {
+  Status status = 0;
+  std::vector<AnsiText> keys;
+  AnsiText failed;
+
+  explicit Walk(platform::RegistryApi& registry) {
+    std::vector<StoredKey> branch;
+    KeyPath at;
+    status = ReadBranch(registry, {platform::kHkeyLocalMachine, "Software"}, branch, at);
+    for (const StoredKey& stored : branch) keys.push_back(stored.key.path);
+    failed = at.path;
+  }
+};
+
+TEST(ReadBranch, KeyWhoseListedNameDoesNotOpenIt_IsNotLeftOut) {
+  ToolHost tool;
+  tool.Create("Software\\Altra");
+  tool.Create("Software\\Elusiva");
+  ElusiveRegistry registry(tool.registry, false);
+  const Walk walk(registry);
+  EXPECT_EQ(walk.status, kNameOutsideCodePage);
+  EXPECT_EQ(walk.failed, "Software\\??");
+  EXPECT_EQ(tool.registry.OpenHandles(), 0u);
+}
+
+TEST(ReadBranch, KeyThatVanishesMeanwhile_IsLeftOut) {
+  ToolHost tool;
+  tool.Create("Software\\Altra");
+  tool.Create("Software\\Elusiva");
+  ElusiveRegistry registry(tool.registry, true);
+  const Walk walk(registry);
+  EXPECT_EQ(walk.status, platform::kSuccess);
+  EXPECT_THAT(walk.keys, ElementsAre("Software", "Software\\Altra"));
+}
+
+}  // namespace
+}  // namespace nerio::tool
