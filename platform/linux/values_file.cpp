@@ -93,8 +93,8 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
   ::unlinkat(folder, kNewValuesFileName, 0);
   Descriptor file;
   status = WriteNewFile(folder, kNewValuesFileName, bytes, old.st_mode & 0666, file);
-  if (status == kSuccess) status = SyncFile(file.get());
   if (status == kSuccess && oldFile >= 0) KeepOwner(file.get(), old);
+  if (status == kSuccess) status = SyncFile(file.get());
   const auto rename = [&] { return ::renameat(folder, kNewValuesFileName, folder, kValuesFileName); };
   if (status == kSuccess && Uninterrupted(rename) != 0) status = RegistryStatus(errno);
   if (status != kSuccess) {

@@ -85,6 +85,7 @@ class Disk {
           nodes[live.at(event.path)].Apply([] { return true; });
           break;
         case Kind::SyncFolder:
+        case Kind::Own:
           break;
         case Kind::Rename:
           Move(live, event.path, event.target);
@@ -255,6 +256,19 @@ TEST(RegistryPowerCut, AtAnyMoment_LeavesTheOldStateOrTheNewOneAndNeverLosesAnAc
     EXPECT_EQ(seen, (std::set<std::string>{"new", "old"}));
   }
   EXPECT_GT(states, 2000u);
+}
+
+// A file system without a journal keeps of a new file what it was when it was synced.
+TEST(RegistryPowerCut, FileThatReplacesAnother_HasItsOwnerBeforeItIsSynced) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"), kSuccess);
+  testing::RecordDisk();
+  ASSERT_EQ(calls.Set("k", "v", std::string(9000, 'd')), kSuccess);
+  std::vector<Kind> kinds;
+  for (const DiskEvent& event : testing::EndRecording()) kinds.push_back(event.kind);
+  EXPECT_THAT(kinds, ::testing::ElementsAre(Kind::MakeFile, Kind::Write, Kind::Own, Kind::SyncFile, Kind::Rename,
+                                            Kind::SyncFolder));
 }
 
 // The model has teeth: a store that renames a file into place before it is synced loses its content in it.

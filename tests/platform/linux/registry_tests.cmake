@@ -18,8 +18,8 @@ nerio_program(registry_faults_tests
   stored_registry.cpp
   system_call_seam.cpp
   DEPENDS nerio_testing nerio_platform GTest::gmock_main)
-set(wrapped pread pwrite lseek fdatasync fsync mkdirat unlinkat renameat renameat2 fchmod faccessat getrandom fcntl
-            openat syscall)
+set(wrapped pread pwrite lseek fdatasync fsync mkdirat unlinkat renameat renameat2 fchmod fchown faccessat getrandom
+            fcntl openat syscall)
 list(TRANSFORM wrapped PREPEND "LINKER:--wrap=")
 target_link_options(registry_faults_tests PRIVATE ${wrapped})
 nerio_add_gtest(registry.faults registry_faults_tests "RegistryFaults*:*/RegistryFaults*")

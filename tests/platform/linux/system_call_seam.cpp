@@ -199,6 +199,13 @@ NERIO_WRAPPED(int, renameat2, int fromFolder, const char* from, int toFolder, co
 
 NERIO_WRAPPED(int, fchmod, int file, mode_t mode) { return Fails() ? -1 : __real_fchmod(file, mode); }
 
+NERIO_WRAPPED(int, fchown, int file, uid_t owner, gid_t group) {
+  if (Fails()) return -1;
+  const int result = __real_fchown(file, owner, group);
+  if (recording && result == 0) Record({Kind::Own, PathOf(file), "", 0, ""});
+  return result;
+}
+
 NERIO_WRAPPED(int, faccessat, int folder, const char* name, int rights, int flags) {
   return Fails() ? -1 : __real_faccessat(folder, name, rights, flags);
 }

@@ -44,7 +44,7 @@ void RefuseOpenat2(bool refused);
 
 /// A system call that changes what a disk holds, or makes it durable. Paths are absolute.
 struct DiskEvent {
-  enum class Kind { MakeFolder, MakeFile, Write, SyncFile, SyncFolder, Rename, RemoveFile, RemoveFolder };
+  enum class Kind { MakeFolder, MakeFile, Write, Own, SyncFile, SyncFolder, Rename, RemoveFile, RemoveFolder };
   Kind kind;
   std::string path;
   std::string target;        ///< of a renaming
