@@ -26,7 +26,8 @@ class RegistryRoots {
   /// @return 6 when there is no such root, 2 when nothing says where it is.
   Status Place(KeyHandle root, std::string& folder);
 
-  /// Gives the path of a root with all links resolved, and makes a missing one.
+  /// Gives the path of a root with all links resolved, and makes a missing one. Links are resolved on first use and by
+  /// `FindAgain`, not with each call.
   /// @return 6 when there is no such root, 2 when it is missing and this user may not make it.
   Status Find(KeyHandle root, KeyPath& path);
 

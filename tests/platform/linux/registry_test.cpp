@@ -193,6 +193,23 @@ TEST(LinuxRegistry, LinkToTheRoot_IsFollowed) {
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
 
+TEST(LinuxRegistry, LinkToTheRootThatLeadsElsewhereLater_IsFollowedOnceSomethingIsMissing) {
+  // Deliberately: where a root is, is not looked up for each call.
+  StoredRegistry stored;
+  const TemporaryFolder before;
+  const TemporaryFolder after;
+  LinuxRegistry other(after.path());
+  ASSERT_EQ(Calls(other).Create("new"), kSuccess);
+  fs::create_directory_symlink(before.path(), stored.Root());
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"), kSuccess);
+  fs::remove(stored.Root());
+  fs::create_directory_symlink(after.path() / "HKEY_LOCAL_MACHINE", stored.Root());
+  EXPECT_EQ(calls.Open("k"), kSuccess);
+  EXPECT_EQ(calls.Open("new"), kSuccess);
+  EXPECT_EQ(calls.Open("k"), kFileNotFound);
+}
+
 TEST(LinuxRegistry, AnotherRegistryObject_SeesEverythingAtOnce) {
   StoredRegistry stored;
   LinuxRegistry other(stored.folder());
