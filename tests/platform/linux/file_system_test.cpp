@@ -145,7 +145,7 @@ TEST_F(PosixFiles, OpenForAppend_Failures_AnswerTheSystemsNumber) {
 TEST_F(PosixFiles, Append_WhereOnlyAPartFits_KeepsThePartAndAnswersTheFailure) {
   MakeFile("file", "12");
   const std::string answer = AnswerOfChild([&] {
-    std::signal(SIGXFSZ, SIG_IGN);
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
     const rlimit fiveBytes{5, 5};
     ::setrlimit(RLIMIT_FSIZE, &fiveBytes);
     FileHandle file{};

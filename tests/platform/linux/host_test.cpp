@@ -110,7 +110,7 @@ TEST(ThisHost, FirstUse_AsksTheSystemNothing) {
 class ProcessHost : public ::testing::Test {
  protected:
   fs::path CopyWithTraceFile(const std::string& source, const fs::path& name) {
-    const fs::path copy = folder_.path() / name;
+    fs::path copy = folder_.path() / name;
     fs::create_directories(copy.parent_path());
     fs::copy_file(source, copy);
     std::ofstream(copy.parent_path() / "Nerio.log").flush();

@@ -38,7 +38,7 @@ void ChangeFolder(const fs::path& folder) {
 class LinuxModule : public ::testing::Test {
  protected:
   fs::path CopyTo(const std::string& source, const fs::path& name) {
-    const fs::path copy = folder_.path() / name;
+    fs::path copy = folder_.path() / name;
     fs::create_directories(copy.parent_path());
     fs::copy_file(source, copy);
     return copy;
