@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <regex>
 #include <set>
@@ -185,23 +186,53 @@ TEST(Registration, RegisteredTypeLibrary_IsFoundByItsIdentifier) {
   ASSERT_EQ(component.unregisterServer(), S_OK);
 }
 
-// A program whose manifest names the component as a dependency finds it beside itself.
-TEST(Registration, WithoutIt_TheManifestBesideTheLibraryIsEnough) {
+// The context that a manifest of a folder gives a program, active as long as this object lives.
+class ActiveContext {
+ public:
+  explicit ActiveContext(const fs::path& manifest)
+      : source_(manifest.wstring()), folder_(manifest.parent_path().wstring()) {
+    ACTCTXW description{};
+    description.cbSize = sizeof description;
+    description.dwFlags = ACTCTX_FLAG_ASSEMBLY_DIRECTORY_VALID;
+    description.lpSource = source_.c_str();
+    description.lpAssemblyDirectory = folder_.c_str();
+    context_ = ::CreateActCtxW(&description);
+    if (context_ == INVALID_HANDLE_VALUE || ::ActivateActCtx(context_, &cookie_) == 0) {
+      throw std::runtime_error("no context from this manifest: " + std::to_string(::GetLastError()));
+    }
+  }
+  ~ActiveContext() {
+    ::DeactivateActCtx(0, cookie_);
+    ::ReleaseActCtx(context_);
+  }
+
+ private:
+  std::wstring source_;
+  std::wstring folder_;
+  HANDLE context_;
+  ULONG_PTR cookie_ = 0;
+};
+
+// A program whose manifest names the component as a dependency finds it beside itself. Where the assembly is called as
+// its DLL, the system reads the manifest inside the DLL and no other.
+TEST(Registration, WithoutIt_TheLibraryBesideTheProgramIsEnough) {
   const testing::TemporaryFolder folder;
   fs::copy_file(fs::path(ComponentPath()), folder.path() / L"Nerio.dll");
-  fs::copy_file(fs::path(FromUtf8(NERIO_COMPONENT_MANIFEST)), folder.path() / L"Nerio.manifest");
+  std::ofstream(folder.path() / L"program.exe.manifest") << R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>
+<assembly xmlns="urn:schemas-microsoft-com:asm.v1" manifestVersion="1.0">
+  <assemblyIdentity type="win32" name="program" version="1.0.0.0" processorArchitecture="x86"/>
+  <dependency>
+    <dependentAssembly>
+      <assemblyIdentity type="win32" name="Nerio" version=")" NERIO_VERSION R"(.0" processorArchitecture="x86"/>
+    </dependentAssembly>
+  </dependency>
+</assembly>
+)";
   CLSID id{};
   ASSERT_NE(::CLSIDFromProgID(L"Nerio.Component", &id), S_OK) << "registered";
 
-  const std::wstring manifest = (folder.path() / L"Nerio.manifest").wstring();
-  ACTCTXW description{};
-  description.cbSize = sizeof description;
-  description.lpSource = manifest.c_str();
-  const HANDLE context = ::CreateActCtxW(&description);
-  ASSERT_NE(context, INVALID_HANDLE_VALUE) << ::GetLastError();
-  ULONG_PTR cookie = 0;
-  ASSERT_NE(::ActivateActCtx(context, &cookie), 0);
   {
+    const ActiveContext context(folder.path() / L"program.exe.manifest");
     // By its name the system may give the class an identifier of this context only.
     EXPECT_EQ(::CLSIDFromProgID(L"Nerio.Component", &id), S_OK);
     for (const CLSID& way : {id, CLSID_Component}) {
@@ -212,10 +243,8 @@ TEST(Registration, WithoutIt_TheManifestBesideTheLibraryIsEnough) {
       EXPECT_EQ(object->CheckXMLParser(&present), S_OK);
       EXPECT_EQ(present, VARIANT_TRUE);
     }
+    ::CoFreeUnusedLibrariesEx(0, 0);
   }
-  ::CoFreeUnusedLibrariesEx(0, 0);
-  ::DeactivateActCtx(0, cookie);
-  ::ReleaseActCtx(context);
 }
 
 }  // namespace
