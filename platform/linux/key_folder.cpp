@@ -132,6 +132,10 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
   if (Uninterrupted([&] { return ::mkdirat(where, kKeyInTheMakingName, 0700); }) != 0) return RegistryStatus(errno);
   Descriptor folder;
   Status status = OpenInside(where, kKeyInTheMakingName, O_RDONLY | O_DIRECTORY, folder);
+  // The process may mask what the owner needs.
+  if (status == kAccessDenied && ::fchmodat(where, kKeyInTheMakingName, 0700, AT_SYMLINK_NOFOLLOW) == 0) {
+    status = OpenInside(where, kKeyInTheMakingName, O_RDONLY | O_DIRECTORY, folder);
+  }
   // Whoever finds the new key waits with writing until the key itself can no more be lost.
   KeyLock lock;
   if (status == kSuccess) status = MakeFiles(folder.get(), spelling, mode, id, lock);

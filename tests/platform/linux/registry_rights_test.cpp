@@ -170,6 +170,22 @@ TEST_F(RegistryRights, FileThatMayNotBeReadOrWritten_AnswersAccessDeniedAndStays
   EXPECT_EQ(answer, "old 5 [5] 5 old 5 5 5");
 }
 
+TEST_F(RegistryRights, MaskThatTakesTheOwnersRights_LeavesNewKeysAsTheyShouldBe) {
+  const std::string answer = AsOwner([&](LinuxRegistry& registry) {
+    const Calls calls(registry);
+    ::umask(0777);
+    LinuxRegistry another(folder_.path() / "another");
+    return InOrder({calls.Create("k\\new"), calls.Set("k\\new", "v", std::string(9000, 'x')), calls.Open("k\\new"),
+                    Calls(another).Create("k")});
+  });
+  EXPECT_EQ(answer, "0 0 0 0");
+  for (const fs::path& key : {Key("k/new"), folder_.path() / "another/HKEY_LOCAL_MACHINE/k"}) {
+    EXPECT_EQ(fs::status(key).permissions(), static_cast<fs::perms>(0700));
+    EXPECT_EQ(fs::status(key / "%values").permissions(), static_cast<fs::perms>(0600));
+    EXPECT_EQ(fs::status(key / "%lock").permissions(), static_cast<fs::perms>(0600));
+  }
+}
+
 TEST_F(RegistryRights, SomebodyElsesFiles_AreRefusedNamedAndStay) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file to another user";
   ASSERT_EQ(AsOwner([](LinuxRegistry&) { return std::string(); }), "");
