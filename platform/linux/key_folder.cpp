@@ -111,7 +111,7 @@ Status LockKey(const KeyPath& key, LockKind kind, int folderFlags, LockedKey& lo
     Status status = OpenByPath(key.folder(), folderFlags | O_DIRECTORY, folder);
     if (status != kSuccess) return status;
     KeyLock lock;
-    const Status granted = lock.Take(folder.get(), kind, key.isRoot());
+    const Status granted = lock.Take(folder.get(), kind, key.isRoot() && kind == LockKind::Write);
     // The key may have been deleted, and even made anew, while this waited: then the lock is that of a key of the past.
     // Each further round means that another writer got something done.
     bool inPlace = false;

@@ -48,9 +48,9 @@ struct LockedKey {
   KeyLock lock;
 };
 
-/// Waits for the lock of a key and opens its folder.
+/// Waits for the lock of a key and opens its folder. For writing, a root that was made by hand gets its lock file.
 /// @param folderFlags O_PATH, or O_RDONLY for what lists or syncs the folder.
-/// @return 2 when the key is not there, or no more once the lock is granted.
+/// @return 2 when the key is not there, or no more once the lock is granted; 1015 when it has no lock file.
 Status LockKey(const KeyPath& key, LockKind kind, int folderFlags, LockedKey& locked);
 
 /// Makes a key without values, complete before it can be seen and durable before this returns.

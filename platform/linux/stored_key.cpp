@@ -72,10 +72,10 @@ Status ReadKey(const KeyPath& key, Extent extent, ValuesFile& values) {
     seen = OpenInside(locked.folder.get(), kValuesFileName, O_RDONLY, file);
     if (seen == kSuccess) seen = ReadExtent(file.get(), extent, values);
   }
-  // Whoever may not take the lock goes by what can be seen without it.
+  // Whoever can not take the lock goes by what can be seen without it. A root that was made by hand has none yet.
   if (seen == kSuccess) return Verdict(values);
   if (seen != kFileNotFound) return seen;
-  if (key.isRoot() && (status == kSuccess || status == kAccessDenied)) {
+  if (key.isRoot() && (status == kSuccess || status == kAccessDenied || status == kRegistryCorrupt)) {
     values.BecomeEmpty({});
     return kSuccess;
   }

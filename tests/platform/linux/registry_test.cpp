@@ -184,6 +184,19 @@ TEST(LinuxRegistry, RootMadeByHand_GetsItsFilesWithItsFirstValue) {
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
 
+TEST(LinuxRegistry, RootMadeByHand_StaysAsItIsWhileItIsOnlyReadAndChecked) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  fs::create_directories(stored.Root());
+  EXPECT_EQ(calls.Open(""), kSuccess);
+  EXPECT_EQ(calls.Get("", "v"), "[2]");
+  EXPECT_TRUE(fs::is_empty(stored.Root()));
+  testing::WriteFile(stored.Root() / "%values", "damaged");
+  EXPECT_EQ(calls.Get("", "v"), "[1015]");
+  EXPECT_THAT(stored.Findings(), ElementsAre(::testing::HasSubstr("damage:HKEY_LOCAL_MACHINE/%values:7: ")));
+  EXPECT_FALSE(fs::exists(stored.Root() / "%lock"));
+}
+
 TEST(LinuxRegistry, LinkToTheRoot_IsFollowed) {
   StoredRegistry stored;
   const TemporaryFolder elsewhere;
