@@ -40,7 +40,8 @@ class HostInstance {
   virtual Host Services() = 0;
 };
 
-/// Opens a host of this system, independent of every other one. No service does any I/O before its first call.
+/// Opens a host of this system, independent of every other one. No service does any I/O before its first call; on Linux
+/// the folder of the library was found out when its file was loaded.
 std::unique_ptr<HostInstance> OpenHost(const HostOptions& options = {});
 
 /// Returns the process's own host. It is made on first use, without any I/O, and never swapped; its services open

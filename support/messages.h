@@ -16,7 +16,7 @@ constexpr std::int32_t ErrUnsupportedInitMessageVersion = ObjectErrorBase + 2;
 constexpr std::int32_t ErrFeatureNotAvailable = ObjectErrorBase + 3;
 
 /// Returns the message template of one of the component's error codes, its "{0}" unfilled; "Errore non definito" for
-/// every other value, `ObjectErrorBase` itself and 0 included. Raises nothing.
+/// every other value, `ObjectErrorBase` itself and 0 included. Raises nothing but std::bad_alloc.
 Text GetErrorMessage(std::int32_t code);
 
 }  // namespace nerio

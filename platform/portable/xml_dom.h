@@ -35,7 +35,9 @@ namespace nerio::platform {
 ///
 /// A handle of another kind than a call needs raises `kErrDomArgument`, a null handle 91 (`RaiseObjectNotSet`). Other
 /// errors have the source "XmlDom" and a description in English; an Error leaves everything as it was. std::bad_alloc
-/// may come from each call but `AddRef` and `Release`. No depth of nesting and no number of nodes needs a deep stack.
+/// may come from each call but `AddRef` and `Release`; it also stands for a name or a text of some 2^31 code units and
+/// for a typed value of 2^32 bytes or more, which do not fit. No depth of nesting and no number of nodes needs a
+/// deep stack.
 class PortableXmlDom final : public XmlDom {
  public:
   XmlObject* CreateDocumentByName() override;
