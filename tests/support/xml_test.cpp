@@ -228,6 +228,15 @@ TEST_F(Xml, AddXMLElement_EmptyDocumentOrParent_Raises91AtItsFirstUse) {
   EXPECT_EQ(Document(), "<radice/>");
 }
 
+TEST_F(Xml, AddXMLElement_NameThatIsNoXmlName_RaisesTheDomsErrorUnchanged) {
+  for (const TextView name : {u"", u"1a", u"a b", u"<", u"-a"}) {
+    ExpectError(ErrorOf([&] { AddXMLElement(document_, root_, Text(name), u"testo"); }), platform::kErrDomFailure,
+                u"XmlDom", u"the name is not one of XML 1.0");
+  }
+  EXPECT_EQ(dom_.OpenReferences(), kHeld);
+  EXPECT_EQ(Document(), "<radice/>");
+}
+
 TEST_F(Xml, AddXMLElement_EachCallFailing_RaisesItUnchangedAndKeepsWhatWasDone) {
   constexpr std::size_t kCalls = 3;
   for (std::size_t n = 1; n <= kCalls + 1; ++n) {

@@ -213,8 +213,8 @@ TEST(DateReading, TimeAndDate_StandInEitherOrder) {
 }
 
 TEST(DateReading, AnyOtherRowOfNumbers_IsNoDate) {
-  ExpectNoDate({u"1 2 3 4", u"1 2 3 4 5", u"1 2 3 4 5 6", u"1 10:20", u"10:20 1", u"10:20:30 1", u"1:2:3:4", u"1/2/2003 10:20:30:40",
-                u"10:30:15.5", u"1:2 3 4:5"});
+  ExpectNoDate({u"1 2 3 4", u"1 2 3 4 5", u"1 2 3 4 5 6", u"1 10:20", u"10:20 1", u"10:20:30 1", u"1:2:3:4",
+                u"1/2/2003 10:20:30:40", u"10:30:15.5", u"1:2 3 4:5"});
 }
 
 TEST(DateReading, TimeMarkBehindTheLastOfFiveNumbers_DropsTheThird) {
