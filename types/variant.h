@@ -13,6 +13,12 @@ namespace nerio {
 
 /// The value of a variable that was never assigned. Its text is empty.
 struct Empty {
+  constexpr Empty() noexcept = default;
+  // Written out so that it is not trivial, deliberately: where every type of a variant is cheap to move, version 12 of
+  // GNU's library takes the variant to hold a value always, and destroys one when its copy found no memory for it.
+  constexpr Empty(const Empty&) noexcept {}
+  constexpr Empty& operator=(const Empty&) noexcept = default;
+
   friend bool operator==(const Empty&, const Empty&) = default;
 };
 
