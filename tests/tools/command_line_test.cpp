@@ -85,6 +85,13 @@ TEST(CommandLine, WhatIsNotUnderstood_IsUsageAndPointsToTheHelp) {
   }
 }
 
+TEST(CommandLine, MisspeltVerb_IsNamed) {
+  ToolHost tool;
+  EXPECT_EQ(tool.Run({"nope"}).err, "nerio: there is no verb called \"nope\"\n  see nerio --help\n");
+  EXPECT_EQ(tool.Run({"reg", "nope", "x"}).err, "nerio: there is no verb called \"nope\"\n  see nerio reg --help\n");
+  EXPECT_EQ(tool.Run({"reg"}).err, "nerio: A subcommand is required\n  see nerio reg --help\n");
+}
+
 TEST(CommandLine, JsonFailures_AreAnObjectOnStandardOutput) {
   ToolHost tool;
   const RunResult usage = tool.Run({"reg", "get", "--json"});
@@ -114,6 +121,32 @@ TEST(CommandLine, OddValues_AreHandedOnByteForByte) {
     EXPECT_EQ(tool.Run({"reg", "get", kKey, "Altro", "--default", value}).out, value + "\n");
     EXPECT_EQ(tool.Run({"reg", "get", kKey, "Altro", "--default=" + value}).out, value + "\n");
   }
+}
+
+TEST(CommandLine, BehindTwoDashes_NothingIsAnOption) {
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
+      {{"template", "--", "{0}{1}", "-x", "--json"}, "-x--json\n"},
+      {{"template", "{0}{1}", "a", "--", "-x"}, "a-x\n"},
+      {{"template", "{0}{1}", "--", "--", "--view"}, "----view\n"},
+      {{"template", "{0}", "--"}, "{0}\n"},
+      {{"msg", "ErrNullOrEmptyParameter", "--", "-x"}, "Il parametro [-x] non pu\xC3\xB2 essere nullo o vuoto\n"},
+      {{"date", "10:30", "--", "--help", "-h"}, "10:30\n00:00:00\n00:00:00\n"},
+      {{"base64", "encode", "--", "-"}, "LQA=\n"},
+  };
+  for (const auto& [arguments, out] : rows) {
+    ToolHost tool;
+    const RunResult result = tool.Run(arguments);
+    EXPECT_EQ(result.exit, 0) << result.err;
+    EXPECT_EQ(result.out, out);
+  }
+  ToolHost tool;
+  for (const std::string extra : {"-x", "[a,b]", "++", "reg"}) {
+    const RunResult result = tool.Run({"reg", "create", kKey, "--", extra});
+    EXPECT_EQ(result.exit, 2);
+    EXPECT_EQ(result.err, "nerio: this argument was not expected: " + extra + "\n  see nerio reg create --help\n");
+  }
+  EXPECT_TRUE(tool.Run({"reg", "create", kKey, "[a", "-x"})
+                  .err.starts_with("nerio: these arguments were not expected: [a -x\n"));
 }
 
 TEST(CommandLine, ArgumentThatIsNotUtf8_IsBadInput) {

@@ -10,19 +10,46 @@
 namespace nerio::tool {
 namespace {
 
-// The parser splits an argument in square brackets at its commas, reads "++" as a word of its own, and takes the next
-// argument for the empty value of "--option=". What it would misread goes through it with this character in front of it
-// or behind it, which no argument can hold.
+// The parser splits an argument in square brackets at its commas, reads "++" as a word of its own, takes the next
+// argument for the empty value of "--option=", and looks for options behind "--" where a verb takes any number of
+// arguments. What it would misread goes through it with this character in front of it or behind it, which no argument
+// can hold.
 constexpr char kShield = '\0';
 
-std::string Shielded(const std::string& argument, bool mayBeOption) {
-  if (argument.starts_with('[') || argument == "++") return kShield + argument;
-  return mayBeOption && argument.starts_with("--") && argument.ends_with('=') ? argument + kShield : argument;
+// The arguments as the parser is to see them. Behind "--" each is shielded; the mark itself has then nothing left to
+// say.
+std::vector<std::string> Shielded(const std::vector<std::string>& arguments) {
+  std::vector<std::string> shielded;
+  bool options = true;
+  for (const std::string& argument : arguments) {
+    if (options && argument == "--") {
+      options = false;
+    } else if (!options || argument.starts_with('[') || argument == "++") {
+      shielded.push_back(kShield + argument);
+    } else if (argument.starts_with("--") && argument.ends_with('=')) {
+      shielded.push_back(argument + kShield);
+    } else {
+      shielded.push_back(argument);
+    }
+  }
+  return shielded;
 }
 
 std::string Unshielded(std::string result) {
   std::erase(result, kShield);
   return result;
+}
+
+// What the parser says, with the arguments as they were given; of a misspelt verb it says only that one is missing.
+// `app` is the verb or group that it had come to.
+std::string WhatIsWrong(const CLI::ParseError& error, const CLI::App& program, const CLI::App& app) {
+  const std::vector<std::string> extra = program.remaining(true);
+  if (extra.empty()) return error.what();
+  if (app.get_require_subcommand_min() > 0) return "there is no verb called \"" + Unshielded(extra.front()) + "\"";
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr) return error.what();
+  std::string text = extra.size() == 1 ? "this argument was not expected:" : "these arguments were not expected:";
+  for (const std::string& argument : extra) text += ' ' + Unshielded(argument);
+  return text;
 }
 
 std::string FullName(const CLI::App& app) {
@@ -157,11 +184,7 @@ int CommandLine::Run(const std::vector<std::string>& arguments, const platform::
   // Where the parser stops, it has not set the switch.
   const bool jsonNamed = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
   try {
-    const auto optionsEnd = std::find(arguments.begin(), arguments.end(), "--");
-    std::vector<std::string> shielded;
-    for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-      shielded.push_back(Shielded(*argument, argument < optionsEnd));
-    }
+    std::vector<std::string> shielded = Shielded(arguments);
     std::reverse(shielded.begin(), shielded.end());  // as the parser wants them
     app_->parse(std::move(shielded));
     output.SetJson(shared_->json);
@@ -180,7 +203,8 @@ int CommandLine::Run(const std::vector<std::string>& arguments, const platform::
     const std::string name = FullName(*app);
     output.SetJson(jsonNamed);
     exit = Exit::kRefused;
-    output.Fail(Failure(exit, error.what(), "see nerio " + (name.empty() ? "" : name + " ") + "--help"));
+    output.Fail(
+        Failure(exit, WhatIsWrong(error, *app_, *app), "see nerio " + (name.empty() ? "" : name + " ") + "--help"));
   } catch (const Failure& failure) {
     exit = failure.exit();
     output.Fail(failure);
