@@ -138,12 +138,18 @@ void TakeTime(const std::vector<Field>& fields, RegionalData& region) {
   if (halves) region.timeOfDay += u" tt";
 }
 
-bool ZeroReadsBack(const RegionalData& region) {
+// Midnight and noon bear the texts of the two halves of the day.
+bool MidnightAndNoonReadBack(const RegionalData& region) {
   PortableRegionalSettings settings(region);
-  constexpr Date kNotZero{1};
-  Date back = kNotZero;
-  Text text;
-  return settings.TextFromDate({}, text) == kSuccess && settings.DateFromText(text, back) == kSuccess && back == Date{};
+  for (const Date time : {Date{0}, Date{0.5}}) {
+    Text text;
+    Date back{1};
+    if (settings.TextFromDate(time, text) != kSuccess || settings.DateFromText(text, back) != kSuccess ||
+        back != time) {
+      return false;
+    }
+  }
+  return true;
 }
 
 Text Trimmed(const Text& text) {
@@ -215,8 +221,8 @@ RegionalData RegionFromLocale(Text name, const LocaleTexts& texts) {
   region.shortDays = Trimmed(texts.shortDays);
   TakeDate(FieldsOf(Expand(texts.dateFormat, {})), region);
   TakeTime(FieldsOf(Expand(texts.timeFormat, texts.halfDayTimeFormat)), region);
-  // A locale's AM may look like something else, such as the start of a name.
-  if (!ZeroReadsBack(region)) region.timeOfDay = u"HH:mm:ss";
+  // A locale's AM or PM may look like something else, such as the start of a name or the other half.
+  if (!MidnightAndNoonReadBack(region)) region.timeOfDay = u"HH:mm:ss";
   return region;
 }
 

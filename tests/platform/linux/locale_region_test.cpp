@@ -80,17 +80,23 @@ TEST(LocaleRegion, RegionFromLocale_TimeFormat_GivesHoursAndSeparatorThatCanBeRe
       {TextsOf(u"%m/%d/%Y", u"%I:%M:%S %p"), "HH:mm:ss"},
       // Nor may such a text be something else: two of the time's own numbers.
       {TextsOf(u"%m/%d/%Y", u"%I:%M:%S %p", u"", u"1", u"2"), "HH:mm:ss"},
+      {TextsOf(u"%m/%d/%Y", u"%I:%M:%S %p", u"", u"AM", u"2"), "HH:mm:ss"},
+      // ... or the text of the other half, or what begins like it.
+      {TextsOf(u"%m/%d/%Y", u"%I:%M:%S %p", u"", u"m", u"m"), "HH:mm:ss"},
+      {TextsOf(u"%m/%d/%Y", u"%I:%M:%S %p", u"", u"m", u"mm"), "HH:mm:ss"},
       {TextsOf(u"%m/%d/%Y", u""), "HH:mm:ss"},
   };
   for (const auto& c : cases) {
     const RegionalData region = RegionFromLocale(u"xx-XX", c.texts);
     EXPECT_EQ(ToUtf8(region.timeOfDay), c.picture) << ToUtf8(c.texts.timeFormat);
     PortableRegionalSettings settings(region);
-    Text zero;
-    Date back{1};
-    EXPECT_EQ(settings.TextFromDate({}, zero), kSuccess);
-    EXPECT_EQ(settings.DateFromText(zero, back), kSuccess) << ToUtf8(zero);
-    EXPECT_EQ(back, Date{0}) << ToUtf8(zero);
+    for (const Date time : {Date{0}, Date{0.5}}) {
+      Text text;
+      Date back{1};
+      EXPECT_EQ(settings.TextFromDate(time, text), kSuccess);
+      EXPECT_EQ(settings.DateFromText(text, back), kSuccess) << ToUtf8(text);
+      EXPECT_EQ(back, time) << ToUtf8(text);
+    }
   }
 }
 
