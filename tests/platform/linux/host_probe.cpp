@@ -50,4 +50,6 @@ int main() try {
 
 extern "C" void ProbeWriteLog(const char16_t* message) { nerio::WriteLog(message); }
 
+extern "C" const void* ProbeThisHost() { return &nerio::platform::ThisHost(); }
+
 #endif
