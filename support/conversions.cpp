@@ -36,6 +36,7 @@ Text GetGuid(const platform::Host& host) noexcept {
     constexpr char16_t kDigits[] = u"0123456789ABCDEF";
     Text text(36, u'-');
     char16_t* out = text.data();
+    // In the order of memory, deliberately: the first three groups show their fields' bytes reversed.
     for (std::size_t i = 0; i < guid.size(); ++i) {
       if (i == 4 || i == 6 || i == 8 || i == 10) ++out;
       *out++ = kDigits[guid[i] >> 4];
