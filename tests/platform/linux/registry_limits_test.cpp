@@ -44,7 +44,7 @@ TEST(RegistryLimits, FileSizeLimit_LeavesTheOldValueAndEndsWithIt) {
   ASSERT_EQ(calls.Set("k", "v", "old"), kSuccess);
   const std::string answer = AnswerOfChild([&] {
     // The default for a file that grows too large is to kill.
-    std::signal(SIGXFSZ, SIG_IGN);
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
     std::string answers;
     // None of a new file; the first page; a file that ends within a sector.
     for (const rlim_t limit : {0u, 4096u, 9000u}) {

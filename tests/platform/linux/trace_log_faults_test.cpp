@@ -117,7 +117,7 @@ TEST_F(TraceLogFaults, NoTraceFile_LeavesTheFolderEmpty) {
 TEST_F(TraceLogFaults, FileSizeLimit_RaisesFileTooLargeAndKeepsTheDescriptor) {
   MakeTraceFile("1234567\r\n");
   EXPECT_EQ(AnswerOfChild([&] {
-              std::signal(SIGXFSZ, SIG_IGN);
+              static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
               const rlimit limit{9, 9};
               Require(::setrlimit(RLIMIT_FSIZE, &limit) == 0, "setrlimit");
               return Write(u"abc");
@@ -129,7 +129,7 @@ TEST_F(TraceLogFaults, FileSizeLimit_RaisesFileTooLargeAndKeepsTheDescriptor) {
 TEST_F(TraceLogFaults, FailedWriteAgainAndAgain_KeepsOneDescriptorEach) {
   MakeTraceFile();
   EXPECT_EQ(AnswerOfChild([&] {
-              std::signal(SIGXFSZ, SIG_IGN);
+              static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
               const rlimit limit{0, 0};
               Require(::setrlimit(RLIMIT_FSIZE, &limit) == 0, "setrlimit");
               const std::ptrdiff_t before = OpenDescriptors();
@@ -195,7 +195,7 @@ TEST_F(TraceLogFaults, FolderThatMayNotBeSearched_FailsTheSearchItself) {
                 Require(::setgid(kNobody) == 0 && ::setuid(kNobody) == 0, "setuid");
               }
               Require(::chmod(folder_.path().c_str(), 0600) == 0, "chmod");
-              const std::string outcome = Write(u"abc");
+              std::string outcome = Write(u"abc");
               Require(::chmod(folder_.path().c_str(), 0700) == 0, "chmod");
               return outcome;
             }),
@@ -230,7 +230,7 @@ class HoldingProcess {
     child_ = ::fork();
     Require(child_ >= 0, "fork");
     if (child_ == 0) {
-      std::signal(SIGIO, SIG_IGN);  // the request to give the lease up is left unanswered
+      static_cast<void>(std::signal(SIGIO, SIG_IGN));  // the request to give the lease up is left unanswered
       const int held = ::open(file.c_str(), O_RDWR);
       const char answer = ::fcntl(held, F_SETLEASE, F_WRLCK) == 0 ? 'y' : 'n';
       if (::write(ready[1], &answer, 1) == 1) ::pause();
@@ -271,7 +271,7 @@ TEST_F(TraceLogFaults, FileHeldByAnotherProcess_RaisesAtOnce) {
 TEST_F(TraceLogFaults, RecordCutByALimit_KeepsThePartThatFitted) {
   MakeTraceFile();
   EXPECT_EQ(AnswerOfChild([&] {
-              std::signal(SIGXFSZ, SIG_IGN);
+              static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
               const rlimit limit{4, 100};
               Require(::setrlimit(RLIMIT_FSIZE, &limit) == 0, "setrlimit");
               const std::string outcome = Write(u"abcdef");

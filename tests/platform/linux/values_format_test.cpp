@@ -15,8 +15,6 @@ namespace {
 
 using End = RecordCursor::End;
 using ::testing::ElementsAre;
-using testing::FromHex;
-using ::testing::IsEmpty;
 using testing::ToHex;
 
 constexpr KeyId kId = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};

@@ -72,7 +72,7 @@ TEST(WholeFileOnLinux, WriteThatFails_LeavesTheOldFile) {
   const std::filesystem::path file = folder.path() / "file";
   ASSERT_EQ(CreateWholeFile(file, "old"), kSuccess);
   EXPECT_EQ(AnswerOfChild([&] {
-              ::signal(SIGXFSZ, SIG_IGN);
+              static_cast<void>(::signal(SIGXFSZ, SIG_IGN));
               const rlimit limit{1000, 1000};
               ::setrlimit(RLIMIT_FSIZE, &limit);
               const Status replaced = ReplaceWholeFile(file, std::string(5000, 'x'));
