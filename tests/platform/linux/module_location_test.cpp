@@ -3,11 +3,13 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 
@@ -71,6 +73,17 @@ TEST_F(LinuxModule, LibraryLoadedThroughALink_AnswersTheFolderOfTheFileItself) {
   fs::create_symlink("../real/probe.so", link);
   EXPECT_EQ(AnswerOfChild([&] { return FolderAskedIn(::dlopen(link.c_str(), RTLD_NOW)); }),
             library.parent_path().native());
+}
+
+// A file in memory alone has no folder; the one through which it was loaded is the best answer.
+TEST_F(LinuxModule, LibraryWithoutAFileName_AnswersTheFolderItWasLoadedThrough) {
+  EXPECT_EQ(AnswerOfChild([&]() -> std::string {
+              std::ifstream source(NERIO_LOCATION_PROBE_LIBRARY, std::ios::binary);
+              const fs::path file = "/proc/self/fd/" + std::to_string(::memfd_create("probe.so", 0));
+              std::ofstream(file, std::ios::binary) << source.rdbuf();
+              return FolderAskedIn(::dlopen(file.c_str(), RTLD_NOW));
+            }),
+            "/proc/self/fd");
 }
 
 TEST_F(LinuxModule, TwoCopiesInOneProcess_AnswerEachItsOwnFolder) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <locale.h>
+
 #include <clocale>
 #include <cstdlib>
 #include <map>
@@ -151,6 +153,21 @@ TEST(LinuxRegionalSettings, TheProcessesOwnLocale_IsNeitherAskedNorChanged) {
               return before + ' ' + std::setlocale(LC_ALL, nullptr) + ' ' + ToUtf8(regional.RegionName() + u' ' + text);
             }),
             "C fi_FI.UTF-8 es-ES 0,5");
+}
+
+TEST(LinuxRegionalSettings, TheThreadsOwnLocale_IsLeftAsItIs) {
+  EXPECT_EQ(AnswerOfChild([]() -> std::string {
+              Enter({{"LC_ALL", "es_ES.UTF-8"}});
+              const locale_t global = ::uselocale(nullptr);
+              LinuxRegionalSettings().RegionName();
+              if (::uselocale(nullptr) != global) return "the thread has a locale of its own";
+              const locale_t finnish = ::newlocale(LC_ALL_MASK, "fi_FI.UTF-8", nullptr);
+              ::uselocale(finnish);
+              const Text region = LinuxRegionalSettings().RegionName();
+              if (::uselocale(nullptr) != finnish) return "the thread has another locale";
+              return ToUtf8(region);
+            }),
+            "es-ES");
 }
 
 TEST(LinuxRegionalSettings, ProgramOnItsOwnHost_ChecksDatesUnderItsEnvironment) {
