@@ -16,7 +16,7 @@ class TextWriter {
  public:
   explicit TextWriter(RegionalSettings& regional) : regional_(regional) {}
 
-  Text operator()(Empty) const { return {}; }
+  Text operator()(const Empty&) const { return {}; }
   Text operator()(Null) const { throw InvalidUseOfNullError(); }
   Text operator()(Boolean value) const { return Text(TextOf(value)); }
   Text operator()(std::integral auto value) const {

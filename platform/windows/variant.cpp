@@ -86,7 +86,7 @@ SAFEARRAY* ToByteArray(std::span<const std::uint8_t> bytes) {
 struct Writer {
   VARIANT& out;
 
-  void operator()(Empty) const { V_VT(&out) = VT_EMPTY; }
+  void operator()(const Empty&) const { V_VT(&out) = VT_EMPTY; }
   void operator()(Null) const { V_VT(&out) = VT_NULL; }
   void operator()(Boolean value) const {
     V_VT(&out) = VT_BOOL;

@@ -321,7 +321,7 @@ TEST_F(PortableDom, ElementsMovedBetweenManyDocuments_StayAliveAsLongAsAnyHandle
     if (held.size() > 20) held.erase(held.begin() + static_cast<std::ptrdiff_t>(random() % held.size()));
   }
   documents.clear();
-  for (const XmlNode& node : held) EXPECT_NE(Xml(node).find("<"), std::string::npos);
+  for (const XmlNode& node : held) EXPECT_NE(Xml(node).find('<'), std::string::npos);
 }
 
 TEST_F(PortableDom, LoadXml_OverANodeThatIsHeld_LeavesItDetached) {
