@@ -10,9 +10,9 @@
 #include <string>
 #include <system_error>
 
+#include "platform/linux/locale_region.h"
 #include "platform/linux/native_path.h"
 #include "platform/linux/system_call.h"
-#include "types/utf8.h"
 
 namespace nerio::platform {
 Status PosixFileSystem::FindOrdinaryFile(const Text& path, bool& found) try {
@@ -55,6 +55,6 @@ Status PosixFileSystem::Close(FileHandle file) {
   return ::close(static_cast<int>(file)) == 0 ? kSuccess : errno;
 }
 
-Text PosixFileSystem::Describe(Status status) { return FromUtf8(std::generic_category().message(status)); }
+Text PosixFileSystem::Describe(Status status) { return TextInLocale(std::generic_category().message(status)); }
 
 }  // namespace nerio::platform

@@ -24,7 +24,7 @@ class PosixFileSystem final : public FileSystem {
 
   Status Close(FileHandle file) override;
 
-  /// Answers in the language that the program has set for messages.
+  /// Answers in the language that the program has set for messages, whatever the encoding of its locale is.
   Text Describe(Status status) override;
 };
 

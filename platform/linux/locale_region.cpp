@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -163,6 +164,15 @@ std::array<Text, count> Trimmed(std::array<Text, count> texts) {
   return texts;
 }
 
+void AppendCharacter(Text& text, char32_t character) {
+  if (character < 0x10000) {
+    text += static_cast<char16_t>(character);
+  } else {
+    text += static_cast<char16_t>(0xD800 + ((character - 0x10000) >> 10));
+    text += static_cast<char16_t>(0xDC00 + ((character - 0x10000) & 0x3FF));
+  }
+}
+
 // An installed locale, made the thread's own as long as this object lives, so that its bytes can be read.
 class ScopedLocale {
  public:
@@ -179,36 +189,28 @@ class ScopedLocale {
 
   explicit operator bool() const { return locale_ != nullptr; }
 
-  // Returns one of the locale's texts; it comes in the locale's own encoding.
-  Text Get(nl_item item) const {
-    Text text;
-    const std::string bytes = ::nl_langinfo_l(item, locale_);
-    std::mbstate_t state{};
-    for (std::size_t at = 0; at < bytes.size();) {
-      wchar_t character = 0;
-      const std::size_t length = std::mbrtowc(&character, bytes.data() + at, bytes.size() - at, &state);
-      if (length == 0 || length > bytes.size() - at) break;
-      AppendCharacter(text, static_cast<char32_t>(character));
-      at += length;
-    }
-    return text;
-  }
+  // Returns one of the locale's texts.
+  Text Get(nl_item item) const { return TextInLocale(::nl_langinfo_l(item, locale_)); }
 
  private:
-  static void AppendCharacter(Text& text, char32_t character) {
-    if (character < 0x10000) {
-      text += static_cast<char16_t>(character);
-    } else {
-      text += static_cast<char16_t>(0xD800 + ((character - 0x10000) >> 10));
-      text += static_cast<char16_t>(0xDC00 + ((character - 0x10000) & 0x3FF));
-    }
-  }
-
   locale_t locale_;
   locale_t before_ = nullptr;
 };
 
 }  // namespace
+
+Text TextInLocale(std::string_view bytes) {
+  Text text;
+  std::mbstate_t state{};
+  while (!bytes.empty()) {
+    wchar_t character = 0;
+    const std::size_t length = std::mbrtowc(&character, bytes.data(), bytes.size(), &state);
+    if (length == 0 || length > bytes.size()) break;
+    AppendCharacter(text, static_cast<char32_t>(character));
+    bytes.remove_prefix(length);
+  }
+  return text;
+}
 
 RegionalData RegionFromLocale(Text name, const LocaleTexts& texts) {
   RegionalData region;

@@ -3,6 +3,7 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/portable/regional_data.h"
 #include "types/text.h"
@@ -32,6 +33,10 @@ struct LocaleTexts {
 ///   otherwise), by 12 hours only where the format is and the locale has texts for both halves of the day.
 /// The decimal mark is left empty.
 RegionalData RegionFromLocale(Text name, const LocaleTexts& texts);
+
+/// Reads bytes in the encoding of the thread's locale, as the C library's own texts are, up to the first that it does
+/// not allow.
+Text TextInLocale(std::string_view bytes);
 
 /// Returns the customs of a locale that is installed on this system, nothing when it is not. The decimal mark is left
 /// empty. Leaves the process's and the thread's locale as they are.

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <libintl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -9,7 +10,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <clocale>
 #include <csignal>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -18,6 +22,7 @@
 #include "platform/linux/child_process.h"
 #include "platform/linux/native_path.h"
 #include "testing/temporary_folder.h"
+#include "types/utf8.h"
 
 namespace nerio::platform {
 namespace {
@@ -173,6 +178,37 @@ TEST_F(PosixFiles, UnknownHandle_AnswersBadDescriptor) {
 TEST_F(PosixFiles, Describe_GivesTheSystemsOwnText) {
   EXPECT_EQ(files_.Describe(ENOSPC), u"No space left on device");
   EXPECT_EQ(files_.Describe(EACCES), u"Permission denied");
+}
+
+// A catalogue of the C library's messages with one translation, as msgfmt would make it.
+std::string CatalogueOf(const std::string& message, const std::string& translation) {
+  const std::string header = "Content-Type: text/plain; charset=UTF-8\n";
+  std::string tables;
+  std::string texts;
+  const auto add = [&tables](std::uint32_t number) {
+    tables.append(reinterpret_cast<const char*>(&number), sizeof number);
+  };
+  // Signature, form, count of messages, places of the originals, the translations and no table of hashes.
+  for (const std::uint32_t number : {0x950412deu, 0u, 2u, 28u, 44u, 0u, 60u}) add(number);
+  for (const std::string& text : {std::string(), message, header, translation}) {
+    add(static_cast<std::uint32_t>(text.size()));
+    add(static_cast<std::uint32_t>(60 + texts.size()));
+    texts.append(text).append(1, '\0');
+  }
+  return tables + texts;
+}
+
+TEST_F(PosixFiles, Describe_TextInAnotherEncodingThanUtf8_IsRead) {
+  fs::create_directories(OnDisk("de/LC_MESSAGES"));
+  MakeFile("de/LC_MESSAGES/libc.mo", CatalogueOf("Invalid argument", "Das Argument ist ung\xC3\xBCltig"));
+  EXPECT_EQ(AnswerOfChild([&]() -> std::string {
+              ::setenv("LOCPATH", NERIO_TEST_LOCALES, 1);
+              ::unsetenv("LANGUAGE");
+              if (std::setlocale(LC_ALL, "de_AT.ISO-8859-1") == nullptr) return "no such locale";
+              ::bindtextdomain("libc", folder_.path().c_str());
+              return ToUtf8(files_.Describe(EINVAL));
+            }),
+            "Das Argument ist ung\xC3\xBCltig");
 }
 
 }  // namespace
