@@ -274,6 +274,20 @@ TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryThatKeepsNothi
   }
 }
 
+TEST_F(KeyCacheTest, HandleOfADeletedKey_IsNotTakenForTheNewOneThatIsKept) {
+  ASSERT_EQ(stored_.calls().Delete("k\\sub"), kSuccess);
+  KeyHandle handle = 0;
+  ASSERT_EQ(stored_.registry().OpenKey(kHkeyLocalMachine, "k", 0, kKeyRead, handle), kSuccess);
+  ASSERT_EQ(stored_.calls().Delete("k"), kSuccess);
+  ASSERT_EQ(stored_.calls().Create("k"), kSuccess);
+  ASSERT_EQ(stored_.calls().Set("k", "v", "new"), kSuccess);
+  LetStandStill();
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "new");
+  std::uint32_t type = 0;
+  std::uint32_t size = 0;
+  EXPECT_EQ(stored_.registry().QueryValue(handle, "v", type, {}, size), kKeyDeleted);
+}
+
 TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentKept) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   LetStandStill();
@@ -297,6 +311,11 @@ TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentKept) {
   ASSERT_EQ(::chown(stored_.ValuesFile("k").c_str(), 1, 1), 0);
   fs::permissions(stored_.ValuesFile("k"), static_cast<fs::perms>(0600));
   EXPECT_EQ(asNobody(), "[5] 5") << "and a third one's file";
+  ASSERT_EQ(::chown(stored_.ValuesFile("k").c_str(), kNobody, kNobody), 0);
+  fs::permissions(stored_.ValuesFile("k"), fs::perms::none);
+  LetStandStill();
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
+  EXPECT_EQ(asNobody(), "[5] 5") << "and its own one that it may not read";
 }
 
 TEST_F(KeyCacheTest, WhatAnotherProcessWrote_IsReadAtOnce) {

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "platform/linux/stored_registry.h"
+#include "platform/linux/values_format.h"
 
 namespace nerio::platform {
 namespace {
@@ -274,12 +275,15 @@ TEST_F(RegistryDamage, StrayFolder_IsNoKeyAndNotDeleted) {
 }
 
 TEST_F(RegistryDamage, Leftovers_AreInvisibleAndSweptByTheNextWriter) {
-  for (const char* left : {"%make", "%gone"}) {
-    fs::create_directory(stored_.Key("k") / left);
-    WriteFile(stored_.Key("k") / left / "%values", "half");
-    WriteFile(stored_.Key("k") / left / "%lock", "");
-  }
-  WriteFile(stored_.Key("k/%new"), "half");
+  const auto leave = [&] {
+    for (const char* left : {"%make", "%gone"}) {
+      fs::create_directory(stored_.Key("k") / left);
+      WriteFile(stored_.Key("k") / left / "%values", "half");
+      WriteFile(stored_.Key("k") / left / "%lock", "");
+    }
+    WriteFile(stored_.Key("k/%new"), "half");
+  };
+  leave();
   EXPECT_THAT(calls_.SubKeys("k"), IsEmpty());
   EXPECT_EQ(stored_.Findings().size(), 3u);
   EXPECT_THAT(stored_.Findings().front(), HasSubstr("leftover:HKEY_LOCAL_MACHINE/k/%gone:0: "));
@@ -288,6 +292,20 @@ TEST_F(RegistryDamage, Leftovers_AreInvisibleAndSweptByTheNextWriter) {
   std::set<std::string> names;
   for (const auto& entry : fs::directory_iterator(stored_.Key("k"))) names.insert(entry.path().filename());
   EXPECT_THAT(names, ElementsAre("%lock", "%values"));
+  leave();
+  ASSERT_EQ(calls_.Create("k\\sub"), kSuccess);
+  EXPECT_THAT(stored_.Findings(), IsEmpty());
+}
+
+TEST_F(RegistryDamage, NumbersOfRecords_GoOnWhenTheFileIsReplaced) {
+  ValuesHeader header;
+  Damage damage;
+  ASSERT_TRUE(ParseHeader(content_, header, damage));
+  EXPECT_EQ(header.firstSequence, 1u);
+  ASSERT_EQ(calls_.Set("k", "c", std::string(5000, 'x')), kSuccess);
+  // Three records were in the old file.
+  ASSERT_TRUE(ParseHeader(FileContent(file_), header, damage));
+  EXPECT_EQ(header.firstSequence, 4u);
 }
 
 TEST_F(RegistryDamage, Leftovers_DoNotStopADeletion) {

@@ -251,7 +251,7 @@ TEST(RegistryLimits, ChildForkedDuringACall_KeepsNoLock) {
   std::array<int, 2> ends{};
   ASSERT_EQ(::pipe(ends.data()), 0);
   std::vector<pid_t> children;
-  for (int i = 0; i < 30; ++i) {
+  for (int i = 0; i < 100; ++i) {
     const pid_t child = ::fork();
     if (child == 0) {
       // Nothing but waiting for the end of the test.

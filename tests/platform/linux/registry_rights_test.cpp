@@ -265,21 +265,27 @@ TEST_F(RegistryRights, RootOfAnotherUserThatWasMadeByHand_CanBeReadBeforeItHasFi
   SetMode(folder_.path(), 0755);
   fs::create_directory(Root());
   SetMode(Root(), 0755);
-  const std::string answer = testing::AnswerOfChild([&]() -> std::string {
-    if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) return "can not change user";
-    LinuxRegistry registry(folder_.path());
-    KeyHandle key = 0;
-    std::uint32_t type = 0;
-    std::uint32_t size = 0;
-    AnsiText name;
-    std::string data;
-    return InOrder({registry.OpenKey(kHkeyLocalMachine, "", 0, kKeyRead, key),
-                    registry.QueryValue(key, "v", type, {}, size), registry.EnumKey(key, 0, name),
-                    registry.EnumValue(key, 0, name, type, data), registry.SetValue(kHkeyLocalMachine, "v", 0, 1, {}),
-                    Calls(registry).Open("")});
-  });
-  EXPECT_EQ(answer, "0 2 259 259 5 5");
+  const auto answer = [&] {
+    return testing::AnswerOfChild([&]() -> std::string {
+      if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
+        return "can not change user";
+      LinuxRegistry registry(folder_.path());
+      KeyHandle key = 0;
+      std::uint32_t type = 0;
+      std::uint32_t size = 0;
+      AnsiText name;
+      std::string data;
+      return InOrder({registry.OpenKey(kHkeyLocalMachine, "", 0, kKeyRead, key),
+                      registry.QueryValue(key, "v", type, {}, size), registry.EnumKey(key, 0, name),
+                      registry.EnumValue(key, 0, name, type, data), registry.SetValue(kHkeyLocalMachine, "v", 0, 1, {}),
+                      Calls(registry).Open("")});
+    });
+  };
+  EXPECT_EQ(answer(), "0 2 259 259 5 5");
   EXPECT_TRUE(fs::is_empty(Root()));
+  testing::WriteFile(Root() / "%lock", "");
+  SetMode(Root() / "%lock", 0600);
+  EXPECT_EQ(answer(), "0 2 259 259 5 5") << "a lock of its owner's own";
 }
 
 }  // namespace
