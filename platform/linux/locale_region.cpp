@@ -139,10 +139,10 @@ void TakeTime(const std::vector<Field>& fields, RegionalData& region) {
   if (halves) region.timeOfDay += u" tt";
 }
 
-// Midnight and noon bear the texts of the two halves of the day.
-bool MidnightAndNoonReadBack(const RegionalData& region) {
+// Midnight and the evening bear the texts of the two halves of the day, and neither reads back without its text.
+bool BothHalvesReadBack(const RegionalData& region) {
   PortableRegionalSettings settings(region);
-  for (const Date time : {Date{0}, Date{0.5}}) {
+  for (const Date time : {Date{0}, Date{0.75}}) {
     Text text;
     Date back{1};
     if (settings.TextFromDate(time, text) != kSuccess || settings.DateFromText(text, back) != kSuccess ||
@@ -224,7 +224,7 @@ RegionalData RegionFromLocale(Text name, const LocaleTexts& texts) {
   TakeDate(FieldsOf(Expand(texts.dateFormat, {})), region);
   TakeTime(FieldsOf(Expand(texts.timeFormat, texts.halfDayTimeFormat)), region);
   // A locale's AM or PM may look like something else, such as the start of a name or the other half.
-  if (!MidnightAndNoonReadBack(region)) region.timeOfDay = u"HH:mm:ss";
+  if (!BothHalvesReadBack(region)) region.timeOfDay = u"HH:mm:ss";
   return region;
 }
 

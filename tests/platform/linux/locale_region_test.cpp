@@ -60,6 +60,8 @@ TEST(LocaleRegion, RegionFromLocale_DateFormat_GivesOrderPaddingAndSeparator) {
 }
 
 TEST(LocaleRegion, RegionFromLocale_TimeFormat_GivesHoursAndSeparatorThatCanBeReadBack) {
+  LocaleTexts mondayIsPm = TextsOf(u"%m/%d/%Y", u"%I:%M:%S %p", u"", u"AM", u"PM");
+  mondayIsPm.shortDays[0] = u"pm";
   const struct {
     LocaleTexts texts;
     const char* picture;
@@ -84,13 +86,15 @@ TEST(LocaleRegion, RegionFromLocale_TimeFormat_GivesHoursAndSeparatorThatCanBeRe
       // ... or the text of the other half, or what begins like it.
       {TextsOf(u"%m/%d/%Y", u"%I:%M:%S %p", u"", u"m", u"m"), "HH:mm:ss"},
       {TextsOf(u"%m/%d/%Y", u"%I:%M:%S %p", u"", u"m", u"mm"), "HH:mm:ss"},
+      // ... or a day of the week, which is passed over: noon alone would read back.
+      {mondayIsPm, "HH:mm:ss"},
       {TextsOf(u"%m/%d/%Y", u""), "HH:mm:ss"},
   };
   for (const auto& c : cases) {
     const RegionalData region = RegionFromLocale(u"xx-XX", c.texts);
     EXPECT_EQ(ToUtf8(region.timeOfDay), c.picture) << ToUtf8(c.texts.timeFormat);
     PortableRegionalSettings settings(region);
-    for (const Date time : {Date{0}, Date{0.5}}) {
+    for (const Date time : {Date{0}, Date{0.5}, Date{0.75}}) {
       Text text;
       Date back{1};
       EXPECT_EQ(settings.TextFromDate(time, text), kSuccess);
