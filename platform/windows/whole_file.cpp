@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 namespace nerio::platform {
 namespace {
@@ -68,9 +69,16 @@ class NewFile {
     std::error_code failure;
     const std::filesystem::path old = std::filesystem::absolute(path_, failure);
     if (failure) return failure.value();
-    if (::ReplaceFileW(old.c_str(), name_.c_str(), nullptr, 0, nullptr, nullptr) == 0) return LastError();
-    name_.clear();
-    return kSuccess;
+    if (::ReplaceFileW(old.c_str(), name_.c_str(), nullptr, 0, nullptr, nullptr) != 0) {
+      name_.clear();
+      return kSuccess;
+    }
+    const Status status = LastError();
+    // A call that something comes between, such as a virus scanner that opens each new file, may have taken the old
+    // file away before it fails. Then the new one is all there is: it is moved, and if need be kept where it is.
+    if (::GetFileAttributesW(path_.c_str()) != INVALID_FILE_ATTRIBUTES) return status;
+    const std::wstring kept = std::exchange(name_, {});
+    return ::MoveFileExW(kept.c_str(), path_.c_str(), MOVEFILE_WRITE_THROUGH) != 0 ? kSuccess : LastError();
   }
 
  private:
