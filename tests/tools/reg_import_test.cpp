@@ -86,10 +86,10 @@ constexpr const char* kFile =
     "\"nome\"=\"nuovo\"\r\n"
     "\"Stesso\"=\"x\"\r\n"
     "\"Nuovo\"=dword:00000001\r\n"
-    "\"Via\"=-\r\n"
+    "\"VIA\"=-\r\n"
     "\"Mai stato\"=-\r\n"
     "\r\n"
-    "[-HKLM\\Software\\Vecchio]\r\n"
+    "[-HKLM\\Software\\VECCHIO]\r\n"
     "[-HKLM\\Software\\Mai stata]\r\n"
     "[HKLM\\Software\\Vecchio\\A]\r\n"
     "\"v\"=hex:03\r\n"
@@ -157,7 +157,7 @@ TEST(PreviewImport, TellsWhatAnImportWouldDo_AndChangesNothing) {
   EXPECT_EQ(Everything(tool), before);
   const std::vector<std::pair<Change::Kind, AnsiText>> expected{
       {Change::kChangeValue, "Software\\NERIO\\app"},      {Change::kSetValue, "Software\\NERIO\\app"},
-      {Change::kDeleteValue, "Software\\NERIO\\app"},      {Change::kDeleteKey, "Software\\Vecchio"},
+      {Change::kDeleteValue, "Software\\NERIO\\app"},      {Change::kDeleteKey, "Software\\VECCHIO"},
       {Change::kCreateKey, "Software\\Vecchio\\A"},        {Change::kSetValue, "Software\\Vecchio\\A"},
       {Change::kCreateKey, "Software\\Altro\\Ramo\\\xC8"}, {Change::kSetValue, "Software\\Altro\\Ramo\\\xC8"},
       {Change::kDeleteKey, "Software\\altro\\ramo\\\xE8"},

@@ -111,7 +111,8 @@ class LiveTarget : public Target {
   }
 
   std::size_t DeleteBranch(const KeyPath& key) override {
-    const std::vector<StoredKey> branch = ReadStoredBranch(registry_, key, texts_);
+    std::vector<StoredKey> branch = ReadStoredBranch(registry_, key, texts_);
+    if (!branch.empty()) branch.front().key = Spelled(key);
     for (auto stored = branch.rbegin(); stored != branch.rend(); ++stored) {
       const Status status = registry_.DeleteKey(stored->key.root, stored->key.path);
       if (status == kFileNotFound) continue;
@@ -134,7 +135,8 @@ class LiveTarget : public Target {
   }
 
   void DeleteValue(const KeyPath& key, const AnsiText& name) override {
-    const std::optional<StoredValue> before = Read(key, name);
+    std::optional<StoredValue> before = Read(key, name);
+    if (before) before->name = Spelled(key, name);
     const Status status = Remove(key, name);
     if (status == kFileNotFound) return;
     if (status != kSuccess) throw Refused{status, "cannot delete " + texts_.Value(key, name)};
@@ -157,6 +159,35 @@ class LiveTarget : public Target {
     std::string what;
     std::function<Status()> undo;
   };
+
+  // Returns the key with its own name as the registry spells it, so that undoing its deletion brings that back and not
+  // the file's upper and lower case. A name that is not to be found stays as it is.
+  KeyPath Spelled(const KeyPath& key) {
+    const KeyPath upper = UpperKey(key);
+    OpenedKey opened;
+    std::vector<AnsiText> names;
+    if (tool::OpenKey(registry_, upper, platform::kKeyEnumerateSubKeys, opened) == kSuccess) {
+      ListKeys(registry_, opened.get(), names);
+    }
+    for (const AnsiText& name : names) {
+      const KeyPath spelled{key.root, JoinPath(upper.path, name)};
+      if (texts_.Fold(spelled.path) == texts_.Fold(key.path)) return spelled;
+    }
+    return key;
+  }
+
+  // The same for the name of a value.
+  AnsiText Spelled(const KeyPath& key, const AnsiText& name) {
+    OpenedKey opened;
+    std::vector<StoredValue> values;
+    if (tool::OpenKey(registry_, key, platform::kKeyQueryValue, opened) == kSuccess) {
+      ListValues(registry_, opened.get(), values);
+    }
+    for (const StoredValue& value : values) {
+      if (texts_.Fold(value.name) == texts_.Fold(name)) return value.name;
+    }
+    return name;
+  }
 
   void Record(std::string what, std::function<Status()> undo) { steps_.push_back({std::move(what), std::move(undo)}); }
 
