@@ -81,6 +81,24 @@ TEST_F(XmlVerbs, WhatIsRefused_LeavesTheFileAsItWas) {
   }
 }
 
+TEST_F(XmlVerbs, PathThatIsNone_IsNamedWithWhatAPathIs) {
+  Write("<p:a xmlns:p='u'/>");
+  for (const std::string path : {"", "/", "/p:a", "/a/", "//a", "/a[1]", "/a/@n"}) {
+    const RunResult result = tool_.Run({"xml", "set", file_, path, "n", "v"});
+    EXPECT_EQ(result.exit, 5);
+    EXPECT_EQ(result.err, "nerio: \"" + path +
+                              "\" is no path\n  a path is names of elements from the top, without prefixes, as in "
+                              "/impostazioni/voce; nothing was written\n");
+  }
+}
+
+// As the layer's DOM reads every document.
+TEST_F(XmlVerbs, TextOfBlanksAndLineEndsOnly_IsNotKept) {
+  Write("<a>\n  <b> </b>\n  <c> x </c>\n  <d xml:space='preserve'> </d>\n</a>\n");
+  ASSERT_EQ(tool_.Run({"xml", "set", file_, "/a/b", "n", "v"}).exit, 0);
+  EXPECT_EQ(Content(), "<a><b n=\"v\"/><c> x </c><d xml:space=\"preserve\"> </d></a>\r\n");
+}
+
 TEST_F(XmlVerbs, Check_SaysWhereAndWhy) {
   struct Row {
     std::string bytes;

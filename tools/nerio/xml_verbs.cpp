@@ -79,9 +79,17 @@ auto Building(Build build) {
 
 XmlNode Select(const XmlDocument& document, const std::string& path, const std::string& file) {
   const Text query = TextOf(path, "the path");
-  XmlNode node = Building([&] { return XmlNode(Dom(), Dom().SelectSingleNode(document.get(), query)); });
-  if (!node) throw Failure(Exit::kNotFound, file + " has no element " + path);
-  return node;
+  try {
+    XmlNode node(Dom(), Dom().SelectSingleNode(document.get(), query));
+    if (!node) throw Failure(Exit::kNotFound, file + " has no element " + path);
+    return node;
+  } catch (const Error& error) {
+    if (error.number() != platform::kErrDomFailure) throw;
+    Failure failure(Exit::kBadInput, "\"" + path + "\" is no path",
+                    "a path is names of elements from the top, without prefixes, as in /impostazioni/voce; nothing was "
+                    "written");
+    throw failure.WithError(error);
+  }
 }
 
 struct CheckOptions {
