@@ -202,6 +202,17 @@ Run 0 '31/12/1999\n00:00:00\n' '' date 31/12/1999 'perché'
 printf 'GetDate IN : 31/12/1999\r\nGetDate OUT : 31/12/1999\r\nGetDate IN : perch\351\r\nGetDate OUT : 00:00:00\r\n' >wanted
 Same "$beside/Nerio.log" wanted date 31/12/1999 perché
 Run 0 'GetDate IN : perch\303\251\nGetDate OUT : 00:00:00\n' '' trace tail -n 2
+if [ "$host" = linux ]; then
+  # The superuser may read everything, so it runs this one as somebody else.
+  chmod 755 "$folder"
+  chmod 000 "$beside/Nerio.log"
+  somebody=()
+  [ "$(id -u)" != 0 ] || somebody=(setpriv --reuid 65534 --clear-groups)
+  ${somebody[@]+"${somebody[@]}"} "$program" trace tail >out 2>err
+  given=$?
+  checks=$((checks + 1))
+  [ "$given: $(<err)" = "4: nerio: cannot read $beside/Nerio.log: Permission denied" ] || Fail "$given: $(<err)" trace tail
+fi
 Run 2 '' '*nobody is at a terminal to be asked*' trace off
 Run 0 '?' '' trace off --yes
 [ ! -e "$beside/Nerio.log" ] || Fail "$beside/Nerio.log is still there" trace off --yes

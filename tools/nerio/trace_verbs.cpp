@@ -116,6 +116,7 @@ class Tail {
 
   std::string Read(std::uint64_t from, std::uint64_t count) {
     std::ifstream file(trace_.path, std::ios::binary);
+    if (!file) ReadFile(session_, trace_.shown);  // which says why not
     std::string bytes(static_cast<std::size_t>(count), '\0');
     file.seekg(static_cast<std::streamoff>(from));
     file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
