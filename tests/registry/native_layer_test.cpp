@@ -591,6 +591,9 @@ TEST_F(NativeLayer, TwoByteCodePage_AReadConvertsTheWholeBufferAndKeepsAsManyCha
   arguments.valueType = 3;
   EXPECT_EQ(Run(arguments, &codePage), 1);
   EXPECT_EQ(arguments.valueData, Text(u"è\0\0", 3));
+  Store("Nome", kRegSz, "ab\x81");
+  EXPECT_EQ(Run(arguments, &codePage), 1);
+  EXPECT_EQ(arguments.valueData, Text(u"ab\0", 3)) << "also where there are as many characters as bytes without it";
 }
 
 // A code page that makes fewer bytes than characters: NULs and "x" vanish.

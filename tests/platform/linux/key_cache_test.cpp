@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +18,7 @@
 #include "platform/linux/child_process.h"
 #include "platform/linux/key_lock.h"
 #include "platform/linux/stored_registry.h"
+#include "testing/temporary_folder.h"
 
 namespace nerio::platform {
 namespace {
@@ -109,6 +111,21 @@ TEST_F(KeyCacheTest, RootsAndWhatIsNoKey_AreNotKept) {
     LearnOften(cache, path);
     EXPECT_EQ(cache.FindStanding(path), nullptr) << path.folder();
   }
+}
+
+TEST_F(KeyCacheTest, FileSystemThatIsNotKnownForReliableTimes_IsReadEachTime) {
+  const testing::TemporaryFolder place;
+  if (::mount("nerio", place.path().c_str(), "ramfs", 0, nullptr) != 0) {
+    GTEST_SKIP() << "no right to mount another file system";
+  }
+  fs::copy(stored_.Root(), place.path() / "root", fs::copy_options::recursive);
+  LetStandStill();
+  KeyPath path{place.path() / "root"};
+  path.Enter("k");
+  KeyCache cache;
+  LearnOften(cache, path);
+  EXPECT_EQ(cache.FindStanding(path), nullptr);
+  EXPECT_EQ(::umount(place.path().c_str()), 0);
 }
 
 TEST_F(KeyCacheTest, ManyKeys_TakeNoDescriptorsAndBoundedMemory) {

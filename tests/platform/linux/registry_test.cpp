@@ -372,6 +372,15 @@ TEST(LinuxRegistry, NewKeys_TakeThePermissionsOfTheKeyTheyAreMadeIn) {
   EXPECT_EQ(ModeOf(stored.ValuesFile("shared/sub")), 0640u) << "a rewritten file keeps the permissions that it had";
 }
 
+TEST(LinuxRegistry, CreationWithAReservedNumberOtherThan0_IsRefused) {
+  StoredRegistry stored;
+  KeyHandle key = 0;
+  std::uint32_t disposition = 0;
+  EXPECT_EQ(stored.registry().CreateKey(kHkeyLocalMachine, "k", 1, "", 0, kFullAccess, {}, key, disposition),
+            kInvalidParameter);
+  EXPECT_EQ(stored.calls().Open("k"), kFileNotFound);
+}
+
 TEST(LinuxRegistry, MaximumAllowed_GrantsWhatThereIs) {
   StoredRegistry stored;
   ASSERT_EQ(stored.calls().Create("k"), kSuccess);
