@@ -97,6 +97,13 @@ input='y\n' Run 2 '' '*nobody is at a terminal to be asked*' reg delete "$key" N
 Run 0 "deleted \"Nome\" in $shown\n" '' reg delete "$key" Nome --yes
 Run 5 '' '*' reg get 'HKXX\Software' Nome
 
+if [ "$host" = linux ]; then # a folder that nobody can make
+  NERIO_REGISTRY=/proc/none Run 3 '' '*cannot open or create *: its root key has no place yet (2)*reg doctor*' reg set "$key" a b
+  NERIO_REGISTRY=/proc/none Run 3 '' '*cannot create *: its root key has no place yet (2)*reg doctor*' reg create "$key"
+  input='REGEDIT4\n[HKCU\\a]\n' NERIO_REGISTRY=/proc/none Run 3 '' \
+    '*line 2: cannot open or create *: its root key has no place yet (2)*reg doctor*' reg import -
+fi
+
 # Arguments arrive as they were given, whatever is in them.
 for value in 'a "b" c' '"' '\' 'a\' 'a b\' '\\"' 'a\"b' "it's" '' ' ' '%PATH%' '*' '?' '^&|<>' $'due\trighe' 'à è € “x”'; do
   Run 0 "stored \"v\" in $shown\n" '' reg set "$key" v -- "$value"

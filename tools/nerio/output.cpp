@@ -98,6 +98,13 @@ Failure RegistryFailure(platform::Status status, const std::string& doing) {
   return failure.WithStatus(status);
 }
 
+Failure CreationFailure(platform::Status status, const std::string& doing) {
+  if (status != platform::kFileNotFound) return RegistryFailure(status, doing);
+  Failure failure(Exit::kNotFound, doing + ": its root key has no place yet (" + std::to_string(status) + ")",
+                  "a change by a user who may make it does; nerio reg doctor says where it is to be");
+  return failure.WithStatus(status);
+}
+
 void Output::Result(const nlohmann::ordered_json& object, std::string_view text) {
   if (json_) {
     data_ << Dumped(object) << '\n';

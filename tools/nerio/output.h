@@ -60,6 +60,10 @@ Failure FailureOf(const Error& error);
 /// @param doing what was tried on which key or value, as in "cannot open HKEY_LOCAL_MACHINE\Software".
 Failure RegistryFailure(platform::Status status, const std::string& doing);
 
+/// Makes the failure of a call that makes what is missing of a key. Where even that is not found, the root key itself
+/// has no place and the user may not make it.
+Failure CreationFailure(platform::Status status, const std::string& doing);
+
 /// Writes results to one stream and everything said about them to another. With --json a result is one JSON object on
 /// one line; without, it is text.
 class Output {

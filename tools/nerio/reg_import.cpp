@@ -20,7 +20,14 @@ using platform::Status;
 struct Refused {
   Status status;
   std::string doing;
+  bool creating = false;
 };
+
+Failure FailureOf(const Refused& refused, std::size_t line) {
+  const std::string doing = (line > 0 ? "line " + std::to_string(line) + ": " : "") + refused.doing;
+  Failure failure = refused.creating ? CreationFailure(refused.status, doing) : RegistryFailure(refused.status, doing);
+  return failure.AtLine(line);
+}
 
 // What a file is applied to: the registry itself, or a picture of it that changes in its place.
 class Target {
@@ -106,7 +113,7 @@ class LiveTarget : public Target {
     OpenedKey opened;
     bool created = false;
     const Status status = tool::CreateKey(registry_, key, platform::kKeyQueryValue, opened, created);
-    if (status != kSuccess) throw Refused{status, "cannot open or create " + texts_.Key(key)};
+    if (status != kSuccess) throw Refused{status, "cannot open or create " + texts_.Key(key), true};
     return missing.size();
   }
 
@@ -340,8 +347,6 @@ ImportCounts Apply(const std::vector<RegSection>& sections, Target& target, std:
   return counts;
 }
 
-std::string Where(std::size_t line) { return line > 0 ? "line " + std::to_string(line) + ": " : ""; }
-
 }  // namespace
 
 ImportCounts Import(const std::vector<RegSection>& sections, RegistryApi& registry, platform::CodePage& codePage) {
@@ -357,7 +362,7 @@ ImportCounts Import(const std::vector<RegSection>& sections, RegistryApi& regist
       outcome = "; what was done before was undone, except for";
       for (const std::string& what : left) outcome += "\n  " + what;
     }
-    const Failure answer = RegistryFailure(refused.status, Where(line) + refused.doing);
+    const Failure answer = FailureOf(refused, line);
     Failure failure(answer.exit(), answer.what() + outcome, answer.advice());
     throw failure.WithStatus(refused.status).AtLine(line);
   } catch (...) {
@@ -374,8 +379,7 @@ ImportCounts PreviewImport(const std::vector<RegSection>& sections, RegistryApi&
   try {
     return Apply(sections, target, line, report);
   } catch (const Refused& refused) {
-    Failure failure = RegistryFailure(refused.status, Where(line) + refused.doing);
-    throw failure.AtLine(line);
+    throw FailureOf(refused, line);
   }
 }
 

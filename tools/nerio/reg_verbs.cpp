@@ -124,7 +124,7 @@ Exit Set(Session& session, const SetOptions& options) {
   OpenedKey opened;
   bool created = false;
   Status status = CreateKey(session.host.registry, key, platform::kKeySetValue, opened, created);
-  if (status != kSuccess) throw RegistryFailure(status, "cannot open or create " + Shown(session, key));
+  if (status != kSuccess) throw CreationFailure(status, "cannot open or create " + Shown(session, key));
   status = StoreValue(session.host.registry, opened.get(), value);
   const std::string where = ShownName(session, value.name) + " in " + Shown(session, key);
   if (status != kSuccess) throw RegistryFailure(status, "cannot write " + where);
@@ -198,7 +198,7 @@ Exit Create(Session& session, const KeyOptions& options) {
   OpenedKey opened;
   bool created = false;
   const Status status = CreateKey(session.host.registry, key, platform::kKeyQueryValue, opened, created);
-  if (status != kSuccess) throw RegistryFailure(status, "cannot create " + Shown(session, key));
+  if (status != kSuccess) throw CreationFailure(status, "cannot create " + Shown(session, key));
   session.output.Result({{"key", Shown(session, key)}, {"created", created}},
                         (created ? "created " : "already there: ") + Shown(session, key));
   return Exit::kDone;
