@@ -102,9 +102,11 @@ Status CreateWholeFile(const std::filesystem::path& path, std::string_view bytes
 Status ReplaceWholeFile(const std::filesystem::path& path, std::string_view bytes) {
   std::filesystem::path target = path;
   struct stat old {};
-  const bool there = Uninterrupted([&] { return ::stat(path.c_str(), &old); }) == 0;
+  const bool there = Uninterrupted([&] { return ::lstat(path.c_str(), &old); }) == 0;
   if (!there && errno != ENOENT) return errno;
   if (there) {
+    // What a link leads to; one that leads nowhere is refused, not replaced.
+    if (Uninterrupted([&] { return ::stat(path.c_str(), &old); }) != 0) return errno;
     if (!S_ISREG(old.st_mode)) return S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
     // Replacing would get past the file's own protection, since it asks for rights on the folder only.
     if (::access(path.c_str(), W_OK) != 0) return errno;

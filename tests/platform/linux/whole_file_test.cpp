@@ -56,6 +56,15 @@ TEST(WholeFileOnLinux, Link_IsFollowedAndStays) {
   EXPECT_EQ(Content(file), "new");
 }
 
+TEST(WholeFileOnLinux, LinkToNothing_IsRefusedAndStays) {
+  const testing::TemporaryFolder folder;
+  const auto link = folder.path() / "link";
+  std::filesystem::create_symlink("none", link);
+  EXPECT_EQ(ReplaceWholeFile(link, "new"), ENOENT);
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_FALSE(std::filesystem::exists(folder.path() / "none"));
+}
+
 TEST(WholeFileOnLinux, WhatIsNoOrdinaryFile_IsNotReplaced) {
   const testing::TemporaryFolder folder;
   const std::filesystem::path fifo = folder.path() / "fifo";
