@@ -18,7 +18,7 @@ std::string Quoted(TextView text) {
       out += static_cast<char>(unit);
     } else {
       char escape[7];
-      std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(unit));
+      static_cast<void>(std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(unit)));
       out += escape;
     }
   }

@@ -11,7 +11,6 @@
 namespace nerio::tool {
 namespace {
 
-using testing::FromHex;
 using testing::ToHex;
 
 constexpr const char* kHead = "Windows Registry Editor Version 5.00\r\n\r\n";

@@ -44,7 +44,7 @@ class Exceptions {
 
 std::string HResult(std::int32_t number) {
   char digits[11];
-  std::snprintf(digits, sizeof digits, "0x%08X", static_cast<unsigned>(number));
+  static_cast<void>(std::snprintf(digits, sizeof digits, "0x%08X", static_cast<unsigned>(number)));
   return digits;
 }
 
