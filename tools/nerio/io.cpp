@@ -22,8 +22,7 @@ Exit ExitOf(platform::Status status) {
 }  // namespace
 
 Failure FileFailure(Session& session, platform::Status status, const std::string& doing) {
-  Failure failure(ExitOf(status), doing + ": " + ToUtf8(session.host.files.Describe(status)));
-  return failure.WithStatus(status);
+  return Failure(ExitOf(status), doing + ": " + ToUtf8(session.host.files.Describe(status))).WithStatus(status);
 }
 
 Text TextOf(const std::string& argument, const char* what) {

@@ -35,7 +35,7 @@ std::string CodePoint(TextView text, std::size_t at) {
     point = 0x10000 + ((point - 0xD800u) << 10) + (text[at + 1] - 0xDC00u);
   }
   char number[16];
-  std::snprintf(number, sizeof number, "U+%04X", point);
+  static_cast<void>(std::snprintf(number, sizeof number, "U+%04X", point));
   return number;
 }
 

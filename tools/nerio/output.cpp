@@ -39,7 +39,7 @@ constexpr Meaning kMeanings[] = {
 
 std::string Hex(std::int32_t number) {
   char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(number));
+  static_cast<void>(std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(number)));
   return text;
 }
 
@@ -53,19 +53,19 @@ std::string Dumped(const nlohmann::ordered_json& object) {
 Failure::Failure(Exit exit, std::string what, std::string advice)
     : exit_(exit), what_(std::move(what)), advice_(std::move(advice)) {}
 
-Failure& Failure::WithStatus(std::int64_t status) {
+Failure Failure::WithStatus(std::int64_t status) && {
   status_ = status;
-  return *this;
+  return std::move(*this);
 }
 
-Failure& Failure::AtLine(std::size_t line) {
+Failure Failure::AtLine(std::size_t line) && {
   line_ = line;
-  return *this;
+  return std::move(*this);
 }
 
-Failure& Failure::WithError(const Error& error) {
+Failure Failure::WithError(const Error& error) && {
   error_ = error;
-  return *this;
+  return std::move(*this);
 }
 
 nlohmann::ordered_json Failure::ToJson() const {
@@ -84,25 +84,23 @@ nlohmann::ordered_json Failure::ToJson() const {
 Failure FailureOf(const Error& error) {
   std::string what = "error " + std::to_string(error.number()) + " (" + Hex(error.number()) + ")";
   if (!error.source().empty()) what += " from " + ToUtf8(error.source());
-  Failure failure(Exit::kFailed, what + ": " + ToUtf8(error.description()));
-  return failure.WithError(error);
+  return Failure(Exit::kFailed, what + ": " + ToUtf8(error.description())).WithError(error);
 }
 
 Failure RegistryFailure(platform::Status status, const std::string& doing) {
   for (const Meaning& meaning : kMeanings) {
     if (meaning.status != status) continue;
-    Failure failure(meaning.exit, doing + ": " + meaning.what + " (" + std::to_string(status) + ")", meaning.advice);
-    return failure.WithStatus(status);
+    return Failure(meaning.exit, doing + ": " + meaning.what + " (" + std::to_string(status) + ")", meaning.advice)
+        .WithStatus(status);
   }
-  Failure failure(Exit::kFailed, doing + ": the registry answers " + std::to_string(status));
-  return failure.WithStatus(status);
+  return Failure(Exit::kFailed, doing + ": the registry answers " + std::to_string(status)).WithStatus(status);
 }
 
 Failure CreationFailure(platform::Status status, const std::string& doing) {
   if (status != platform::kFileNotFound) return RegistryFailure(status, doing);
-  Failure failure(Exit::kNotFound, doing + ": its root key has no place yet (" + std::to_string(status) + ")",
-                  "a change by a user who may make it does; nerio reg doctor says where it is to be");
-  return failure.WithStatus(status);
+  return Failure(Exit::kNotFound, doing + ": its root key has no place yet (" + std::to_string(status) + ")",
+                 "a change by a user who may make it does; nerio reg doctor says where it is to be")
+      .WithStatus(status);
 }
 
 void Output::Result(const nlohmann::ordered_json& object, std::string_view text) {

@@ -31,11 +31,11 @@ class Failure : public std::exception {
   Failure(Exit exit, std::string what, std::string advice = {});
 
   /// Adds the platform's number to the failure, for --json.
-  Failure& WithStatus(std::int64_t status);
+  Failure WithStatus(std::int64_t status) &&;
   /// Adds the line of the input where it stands, for --json.
-  Failure& AtLine(std::size_t line);
+  Failure AtLine(std::size_t line) &&;
   /// Adds an Error's number, source and description, for --json.
-  Failure& WithError(const Error& error);
+  Failure WithError(const Error& error) &&;
 
   Exit exit() const noexcept { return exit_; }
   const char* what() const noexcept override { return what_.c_str(); }

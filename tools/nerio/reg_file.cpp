@@ -70,7 +70,7 @@ Text DecodeUtf8(std::string_view bytes) {
 Text Decode(std::string_view bytes, platform::CodePage& codePage) {
   if (bytes.starts_with(kUtf8Mark)) return DecodeUtf8(bytes.substr(kUtf8Mark.size()));
   if (bytes.starts_with(kUtf16Mark)) {
-    const Text text = DecodeUtf16(bytes.substr(kUtf16Mark.size()));
+    Text text = DecodeUtf16(bytes.substr(kUtf16Mark.size()));
     if (bytes.size() % 2 == 0) return text;
     std::size_t number = 0;
     for (TextView rest = text; !rest.empty(); ++number) CutLine(rest);
@@ -377,14 +377,14 @@ void WriteValue(Text& out, const RegValue& value, platform::CodePage& codePage) 
   std::uint64_t number = 0;
   if (value.type == platform::kRegDword && ReadNumber(value.type, value.data, number)) {
     char digits[16];
-    std::snprintf(digits, sizeof digits, "dword:%08x", static_cast<unsigned>(number));
+    static_cast<void>(std::snprintf(digits, sizeof digits, "dword:%08x", static_cast<unsigned>(number)));
     line += FromUtf8(digits);
   } else {
     if (value.type == platform::kRegBinary) {
       line += u"hex:";
     } else {
       char prefix[24];
-      std::snprintf(prefix, sizeof prefix, "hex(%x):", static_cast<unsigned>(value.type));
+      static_cast<void>(std::snprintf(prefix, sizeof prefix, "hex(%x):", static_cast<unsigned>(value.type)));
       line += FromUtf8(prefix);
     }
     WriteBytes(line, line.size(), bytes);

@@ -26,7 +26,7 @@ struct Refused {
 Failure FailureOf(const Refused& refused, std::size_t line) {
   const std::string doing = (line > 0 ? "line " + std::to_string(line) + ": " : "") + refused.doing;
   Failure failure = refused.creating ? CreationFailure(refused.status, doing) : RegistryFailure(refused.status, doing);
-  return failure.AtLine(line);
+  return std::move(failure).AtLine(line);
 }
 
 // What a file is applied to: the registry itself, or a picture of it that changes in its place.
@@ -177,7 +177,7 @@ class LiveTarget : public Target {
       ListKeys(registry_, opened.get(), names);
     }
     for (const AnsiText& name : names) {
-      const KeyPath spelled{key.root, JoinPath(upper.path, name)};
+      KeyPath spelled{key.root, JoinPath(upper.path, name)};
       if (texts_.Fold(spelled.path) == texts_.Fold(key.path)) return spelled;
     }
     return key;
@@ -363,8 +363,7 @@ ImportCounts Import(const std::vector<RegSection>& sections, RegistryApi& regist
       for (const std::string& what : left) outcome += "\n  " + what;
     }
     const Failure answer = FailureOf(refused, line);
-    Failure failure(answer.exit(), answer.what() + outcome, answer.advice());
-    throw failure.WithStatus(refused.status).AtLine(line);
+    throw Failure(answer.exit(), answer.what() + outcome, answer.advice()).WithStatus(refused.status).AtLine(line);
   } catch (...) {
     target.Undo();
     throw;

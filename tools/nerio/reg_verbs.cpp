@@ -385,9 +385,9 @@ Exit ImportFile(Session& session, const ImportOptions& options) {
   try {
     sections = ReadRegFile(bytes, session.host.codePage);
   } catch (const BadRegFile& bad) {
-    Failure failure(Exit::kBadInput, options.file + ":" + std::to_string(bad.line()) + ": " + bad.what(),
-                    "nothing was imported");
-    throw failure.AtLine(bad.line());
+    throw Failure(Exit::kBadInput, options.file + ":" + std::to_string(bad.line()) + ": " + bad.what(),
+                  "nothing was imported")
+        .AtLine(bad.line());
   }
   Json object{{"file", options.file}, {"dryRun", options.dryRun}};
   ImportCounts counts;

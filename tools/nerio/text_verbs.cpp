@@ -132,9 +132,9 @@ class ByteElement {
       const auto bytes = std::get<nerio::Bytes>(dom_.GetNodeTypedValue(element_.get()));
       return {bytes.begin(), bytes.end()};
     } catch (const Error& error) {
-      Failure failure(Exit::kBadInput, "this is not Base64",
-                      "Base64 is A-Z a-z 0-9 + / in groups of four, = at the end only");
-      throw failure.WithError(error);
+      throw Failure(Exit::kBadInput, "this is not Base64",
+                    "Base64 is A-Z a-z 0-9 + / in groups of four, = at the end only")
+          .WithError(error);
     }
   }
 
@@ -153,8 +153,7 @@ Exit Encode(Session& session, const Base64Options& options) {
     const Text text = TextOf(input, options.text ? "the text" : "standard input");
     const std::int32_t number = EncodeBase64(text, encoded, session.host);
     if (number != 0) {
-      Failure failure(Exit::kFailed, "EncodeBase64 answers error " + std::to_string(number));
-      throw failure.WithStatus(number);
+      throw Failure(Exit::kFailed, "EncodeBase64 answers error " + std::to_string(number)).WithStatus(number);
     }
   }
   session.output.Result({{"base64", ToUtf8(encoded)}}, ToUtf8(encoded));

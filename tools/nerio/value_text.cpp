@@ -31,7 +31,7 @@ bool IsTextType(std::uint32_t type) {
 std::string TypeName(std::uint32_t type) {
   if (type < std::size(kTypeNames)) return kTypeNames[type];
   char number[16];
-  std::snprintf(number, sizeof number, "0x%x", static_cast<unsigned>(type));
+  static_cast<void>(std::snprintf(number, sizeof number, "0x%x", static_cast<unsigned>(type)));
   return number;
 }
 
@@ -94,7 +94,7 @@ std::string OneLine(const std::string& utf8) {
       line += byte == '\n' ? "\\n" : byte == '\r' ? "\\r" : "\\t";
     } else {
       char escape[8];
-      std::snprintf(escape, sizeof escape, "\\x%02x", value);
+      static_cast<void>(std::snprintf(escape, sizeof escape, "\\x%02x", value));
       line += escape;
     }
   }

@@ -11,7 +11,6 @@
 namespace nerio::tool {
 namespace {
 
-using platform::kSuccess;
 using platform::XmlDocument;
 using platform::XmlLoadError;
 using platform::XmlNode;
@@ -27,8 +26,7 @@ Failure NotWellFormed(const std::string& where, const XmlLoadError& error) {
   std::string what = where;
   if (error.line > 0) what += ":" + std::to_string(error.line) + ":" + std::to_string(error.column);
   Failure failure(Exit::kBadInput, what + ": " + ToUtf8(error.reason));
-  if (error.line > 0) failure.AtLine(static_cast<std::size_t>(error.line));
-  return failure;
+  return error.line > 0 ? std::move(failure).AtLine(static_cast<std::size_t>(error.line)) : failure;
 }
 
 XmlDocument Load(const std::string& file, const std::string& bytes) {
@@ -72,8 +70,7 @@ auto Building(Build build) {
   } catch (const Error& error) {
     if (error.number() != platform::kErrDomFailure) throw;
     const Failure known = FailureOf(error);
-    Failure failure(Exit::kBadInput, known.what(), "nothing was written");
-    throw failure.WithError(error);
+    throw Failure(Exit::kBadInput, known.what(), "nothing was written").WithError(error);
   }
 }
 
@@ -85,10 +82,10 @@ XmlNode Select(const XmlDocument& document, const std::string& path, const std::
     return node;
   } catch (const Error& error) {
     if (error.number() != platform::kErrDomFailure) throw;
-    Failure failure(Exit::kBadInput, "\"" + path + "\" is no path",
-                    "a path is names of elements from the top, without prefixes, as in /impostazioni/voce; nothing was "
-                    "written");
-    throw failure.WithError(error);
+    throw Failure(Exit::kBadInput, "\"" + path + "\" is no path",
+                  "a path is names of elements from the top, without prefixes, as in /impostazioni/voce; nothing was "
+                  "written")
+        .WithError(error);
   }
 }
 
