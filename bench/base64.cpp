@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "bench/side_by_side.h"
-#include "platform/portable/base64_codec.h"
-#include "support/base64.h"
-#include "types/text.h"
+#include "nerio/hosts/portable/base64/base64_codec.h"
+#include "nerio/support/base64.h"
+#include "nerio/types/text.h"
 
 namespace {
 

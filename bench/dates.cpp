@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "bench/side_by_side.h"
-#include "platform/portable/regional_data.h"
-#include "platform/portable/regional_settings.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/regional/regional_data.h"
+#include "nerio/hosts/portable/regional/regional_settings.h"
+#include "nerio/types/utf8.h"
 
 namespace {
 

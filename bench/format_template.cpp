@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "bench/side_by_side.h"
-#include "support/templates.h"
-#include "types/utf8.h"
+#include "nerio/support/templates.h"
+#include "nerio/types/utf8.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "bench/side_by_side.h"
-#include "support/conversions.h"
+#include "nerio/support/conversions.h"
 
 namespace {
 

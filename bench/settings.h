@@ -15,7 +15,7 @@
 #include <string>
 #include <string_view>
 
-#include "types/text.h"
+#include "nerio/types/text.h"
 
 namespace nerio::bench {
 

@@ -12,9 +12,9 @@
 #include <string>
 
 #include "bench/side_by_side.h"
-#include "platform/host.h"
-#include "support/trace_log.h"
-#include "types/utf8.h"
+#include "nerio/platform/host.h"
+#include "nerio/support/trace_log.h"
+#include "nerio/types/utf8.h"
 
 namespace {
 

@@ -26,17 +26,17 @@
 #include <thread>
 #include <vector>
 
-#include "platform/host.h"
-#include "platform/windows/bstr.h"
-#include "platform/windows/com_apartment.h"
-#include "platform/windows/com_pointer.h"
-#include "platform/windows/module_location.h"
-#include "platform/windows/wide.h"
-#include "registry/cregistry.h"
-#include "registry/native_layer.h"
-#include "support/base64.h"
-#include "support/conversions.h"
-#include "support/trace_log.h"
+#include "nerio/hosts/windows/automation/bstr.h"
+#include "nerio/hosts/windows/automation/com_apartment.h"
+#include "nerio/hosts/windows/automation/com_pointer.h"
+#include "nerio/hosts/windows/automation/wide.h"
+#include "nerio/hosts/windows/module_location.h"
+#include "nerio/platform/host.h"
+#include "nerio/registry/cregistry.h"
+#include "nerio/registry/native_layer.h"
+#include "nerio/support/base64.h"
+#include "nerio/support/conversions.h"
+#include "nerio/support/trace_log.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 
 #include "bench/settings.h"
 #include "bench/side_by_side.h"
-#include "platform/host.h"
-#include "registry/cregistry.h"
+#include "nerio/platform/host.h"
+#include "nerio/registry/cregistry.h"
 
 namespace {
 

@@ -19,10 +19,10 @@
 #include <vector>
 
 #include "bench/side_by_side.h"
-#include "platform/host.h"
-#include "platform/xml_dom.h"
-#include "support/xml.h"
-#include "types/text.h"
+#include "nerio/platform/host.h"
+#include "nerio/platform/xml_dom.h"
+#include "nerio/support/xml.h"
+#include "nerio/types/text.h"
 
 namespace {
 

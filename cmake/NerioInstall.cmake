@@ -2,12 +2,14 @@
 # package files for find_package(Nerio).
 include(CMakePackageConfigHelpers)
 
-install(TARGETS nerio nerio_types nerio_platform nerio_registry nerio_support EXPORT NerioTargets
+get_property(rooms GLOBAL PROPERTY NERIO_ROOMS)
+list(REMOVE_ITEM rooms nerio)
+install(TARGETS nerio nerio_platform ${rooms} EXPORT NerioTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 foreach(folder types platform registry support component)
-  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.h)
+  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/nerio/${folder}/*.h)
   install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nerio/${folder})
 endforeach()
 

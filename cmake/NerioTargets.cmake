@@ -8,7 +8,7 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
 endif()
 
-# The folder below platform/ that this build takes its host from.
+# The folder below nerio/hosts/ that this build takes its host from.
 if(WIN32)
   set(NERIO_HOST windows)
   # For sources that include the system's headers: wide-character functions of Windows 7 and later, strict handle types, no
@@ -36,12 +36,13 @@ function(nerio_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
   add_library(${name} STATIC ${arg_UNPARSED_ARGUMENTS})
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
-                                            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/nerio>)
+                                            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE $<BUILD_INTERFACE:nerio_options>)
   string(REPLACE nerio_ "" export_name ${name})
   set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF EXPORT_NAME ${export_name})
   add_library(Nerio::${export_name} ALIAS ${name})
+  set_property(GLOBAL APPEND PROPERTY NERIO_ROOMS ${name})
 endfunction()
 
 # nerio_program(NAME SOURCE... [DEPENDS TARGET...]): a program of the tree.

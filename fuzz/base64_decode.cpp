@@ -6,7 +6,7 @@
 #include <string>
 
 #include "fuzz/fuzz_input.h"
-#include "platform/portable/base64_codec.h"
+#include "nerio/hosts/portable/base64/base64_codec.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fuzz/fuzz_input.h"
-#include "platform/portable/regional_settings.h"
+#include "nerio/hosts/portable/regional/regional_settings.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "support/templates.h"
+#include "nerio/support/templates.h"
 #include "tests/testing/naive_template.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

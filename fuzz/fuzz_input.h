@@ -6,7 +6,7 @@
 #include <cstring>
 #include <span>
 
-#include "types/text.h"
+#include "nerio/types/text.h"
 
 namespace nerio::fuzz {
 

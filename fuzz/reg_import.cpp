@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "fuzz/fuzz_input.h"
-#include "platform/portable/code_page_1252.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
 #include "tools/nerio/reg_file.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "fuzz/fuzz_input.h"
-#include "platform/linux/values_format.h"
+#include "nerio/hosts/linux/store/values_format.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "platform/portable/xml_dom.h"
-#include "platform/xml_bytes.h"
+#include "nerio/hosts/portable/xml/xml_dom.h"
+#include "nerio/platform/xml_bytes.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <iostream>
 #include <memory>
 
+#include "nerio/support/records.h"
+#include "nerio/types/utf8.h"
 #include "sqlite_record_set.h"
-#include "support/records.h"
-#include "types/utf8.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::examples {
 namespace {

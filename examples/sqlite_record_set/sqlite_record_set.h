@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/record_set.h"
-#include "types/error.h"
-#include "types/text.h"
-#include "types/variant.h"
+#include "nerio/platform/record_set.h"
+#include "nerio/types/error.h"
+#include "nerio/types/text.h"
+#include "nerio/types/variant.h"
 
 namespace nerio::examples {
 

@@ -12,14 +12,14 @@
 #include <string>
 #include <string_view>
 
-#include "registry/cregistry.h"
-#include "support/base64.h"
-#include "support/conversions.h"
-#include "support/messages.h"
-#include "support/templates.h"
-#include "support/trace_log.h"
-#include "support/xml.h"
-#include "types/utf8.h"
+#include "nerio/registry/cregistry.h"
+#include "nerio/support/base64.h"
+#include "nerio/support/conversions.h"
+#include "nerio/support/messages.h"
+#include "nerio/support/templates.h"
+#include "nerio/support/trace_log.h"
+#include "nerio/support/xml.h"
+#include "nerio/types/utf8.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "equal_answers/comparison.h"
+#include "tests/equal_answers/comparison.h"
 
 #include <algorithm>
 #include <bitset>
@@ -9,8 +9,8 @@
 #include <sstream>
 #include <string_view>
 
-#include "testing/tables.h"
-#include "types/text.h"
+#include "nerio/types/text.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::equal_answers {
 namespace {

@@ -1,4 +1,4 @@
-#include "equal_answers/comparison.h"
+#include "tests/equal_answers/comparison.h"
 
 #include <gtest/gtest.h>
 

@@ -13,12 +13,12 @@
 #include <string>
 #include <vector>
 
-#include "equal_answers/comparison.h"
-#include "equal_answers/host_side.h"
-#include "equal_answers/operations.h"
-#include "equal_answers/script.h"
-#include "platform/host.h"
-#include "testing/registry_access.h"
+#include "nerio/platform/host.h"
+#include "tests/equal_answers/comparison.h"
+#include "tests/equal_answers/host_side.h"
+#include "tests/equal_answers/operations.h"
+#include "tests/equal_answers/script.h"
+#include "tests/testing/registry_access.h"
 #include "tools/nerio/branch.h"
 #include "tools/nerio/reg_file.h"
 

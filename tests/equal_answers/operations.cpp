@@ -1,4 +1,4 @@
-#include "equal_answers/operations.h"
+#include "tests/equal_answers/operations.h"
 
 #include <algorithm>
 #include <bit>
@@ -10,20 +10,20 @@
 #include <utility>
 #include <vector>
 
-#include "equal_answers/host_side.h"
-#include "equal_answers/script.h"
-#include "registry/messages.h"
-#include "registry/native_layer.h"
-#include "support/base64.h"
-#include "support/build_path.h"
-#include "support/conversions.h"
-#include "support/messages.h"
-#include "support/records.h"
-#include "support/templates.h"
-#include "support/trace_log.h"
-#include "support/xml.h"
-#include "testing/tables.h"
-#include "types/utf8.h"
+#include "nerio/registry/messages.h"
+#include "nerio/registry/native_layer.h"
+#include "nerio/support/base64.h"
+#include "nerio/support/build_path.h"
+#include "nerio/support/conversions.h"
+#include "nerio/support/messages.h"
+#include "nerio/support/records.h"
+#include "nerio/support/templates.h"
+#include "nerio/support/trace_log.h"
+#include "nerio/support/xml.h"
+#include "nerio/types/utf8.h"
+#include "tests/equal_answers/host_side.h"
+#include "tests/equal_answers/script.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::equal_answers {
 namespace {

@@ -4,8 +4,8 @@
 #include <map>
 #include <string>
 
-#include "platform/host.h"
-#include "registry/cregistry.h"
+#include "nerio/platform/host.h"
+#include "nerio/registry/cregistry.h"
 
 namespace nerio::equal_answers {
 

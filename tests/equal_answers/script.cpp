@@ -1,12 +1,12 @@
-#include "equal_answers/script.h"
+#include "tests/equal_answers/script.h"
 
 #include <bit>
 #include <cmath>
 #include <initializer_list>
 #include <random>
 
-#include "support/messages.h"
-#include "testing/tables.h"
+#include "nerio/support/messages.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::equal_answers {
 namespace {

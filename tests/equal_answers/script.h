@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "types/text.h"
+#include "nerio/types/text.h"
 
 namespace nerio::equal_answers {
 

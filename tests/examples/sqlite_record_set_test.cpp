@@ -12,9 +12,9 @@
 #include <string>
 #include <utility>
 
-#include "support/records.h"
-#include "testing/temporary_folder.h"
-#include "types/utf8.h"
+#include "nerio/support/records.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/temporary_folder.h"
 
 namespace nerio::examples {
 namespace {

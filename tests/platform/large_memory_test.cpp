@@ -1,4 +1,4 @@
-#include "platform/large_memory.h"
+#include "nerio/platform/large_memory.h"
 
 #include <gtest/gtest.h>
 

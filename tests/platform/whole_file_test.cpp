@@ -1,8 +1,8 @@
-#include "platform/whole_file.h"
+#include "nerio/platform/whole_file.h"
 
 #include <gtest/gtest.h>
 
-#include "testing/temporary_folder.h"
+#include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "registry/cregistry.h"
+#include "nerio/registry/cregistry.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,10 +6,10 @@
 #include <functional>
 #include <optional>
 
-#include "registry/registry_world.h"
-#include "testing/fake_host.h"
-#include "testing/raised.h"
-#include "testing/tables.h"
+#include "tests/registry/registry_world.h"
+#include "tests/testing/fake_host.h"
+#include "tests/testing/raised.h"
+#include "tests/testing/tables.h"
 
 namespace nerio {
 namespace {

@@ -1,8 +1,8 @@
-#include "registry/messages.h"
+#include "nerio/registry/messages.h"
 
 #include <gtest/gtest.h>
 
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::registry {
 namespace {

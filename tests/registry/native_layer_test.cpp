@@ -1,4 +1,4 @@
-#include "registry/native_layer.h"
+#include "nerio/registry/native_layer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,9 +6,9 @@
 #include <limits>
 #include <optional>
 
-#include "registry/registry_world.h"
-#include "testing/tables.h"
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
+#include "tests/registry/registry_world.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::registry {
 namespace {

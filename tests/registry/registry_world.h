@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/portable/code_page_1252.h"
-#include "testing/failing_registry.h"
-#include "testing/in_memory_registry.h"
-#include "testing/recorder.h"
-#include "testing/registry_access.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
+#include "tests/testing/failing_registry.h"
+#include "tests/testing/in_memory_registry.h"
+#include "tests/testing/recorder.h"
+#include "tests/testing/registry_access.h"
 
 namespace nerio::testing {
 

@@ -10,8 +10,8 @@ trap 'rm -rf "$work"' EXIT
 
 plant() {  # plant FILE LINE WHAT: the checker must refuse a tree with this one line in this file
   rm -rf "$work/tree"
-  mkdir -p "$work/tree/$(dirname "$1")" "$work/tree/types"
-  echo '#include "types/text.h"' >"$work/tree/types/good.h"
+  mkdir -p "$work/tree/$(dirname "$1")" "$work/tree/nerio/types"
+  echo '#include "nerio/types/text.h"' >"$work/tree/nerio/types/good.h"
   printf '%s\n' "$2" >"$work/tree/$1"
   local out
   if out=$("$check" "$work/tree"); then
@@ -31,26 +31,36 @@ accept() {  # accept FILE LINE: a tree with this one line passes
   "$check" "$work/tree" || { echo "refused in $1: $2" >&2; exit 1; }
 }
 
-plant registry/a.cpp '#include "support/messages.h"' 'registry may not include support'
-plant support/a.cpp '#include "registry/messages.h"' 'support may not include registry'
-plant types/a.h '#include "platform/host.h"' 'types may not include platform'
-plant platform/a.h '#include "platform/linux/registry.h"' 'platform may not include platform/linux'
-plant platform/portable/a.cpp '#include "platform/windows/registry.h"' 'may not include'
-plant platform/linux/a.cpp '#include "platform/windows/registry.h"' 'may not include'
-plant registry/a.cpp '#include "platform/linux/registry.h"' 'registry may not include platform/linux'
-plant tools/nerio/a.cpp '#include "platform/linux/registry.h"' 'tools may not include platform/linux'
-plant registry/a.cpp '#include <windows.h>' 'only the standard library'
-plant support/a.cpp '  #  include <unistd.h>' 'only the standard library'
-plant platform/portable/a.cpp '#include <sys/stat.h>' 'only the standard library'
-plant support/a.cpp '#include <nlohmann/json.hpp>' 'only the standard library'
-plant support/a.cpp '#include <immintrin.h>' 'only the standard library'
-plant support/a.h '#ifdef _WIN32' 'system named outside'
-plant platform/a.h '#if defined(__linux__)' 'system named outside'
-plant registry/a.cpp '#include "native_layer.h"' 'without its folder'
-accept registry/a.cpp '#include "platform/registry_api.h"'
-accept platform/linux/a.cpp '#include <sys/stat.h>'
-accept platform/windows/a.cpp '#include <windows.h>'
-accept platform/portable/a.cpp '#include <immintrin.h>'
+plant nerio/registry/a.cpp '#include "nerio/support/messages.h"' 'nerio/registry may not include nerio/support'
+plant nerio/support/a.cpp '#include "nerio/registry/messages.h"' 'nerio/support may not include nerio/registry'
+plant nerio/types/a.h '#include "nerio/platform/host.h"' 'nerio/types may not include nerio/platform'
+plant nerio/platform/a.h '#include "nerio/hosts/linux/file_system.h"' 'nerio/platform may not include nerio/hosts/linux'
+plant nerio/registry/a.cpp '#include "nerio/hosts/linux/store/registry.h"' 'may not include nerio/hosts/linux/store'
+plant nerio/support/a.cpp '#include "nerio/hosts/portable/base64/base64_codec.h"' 'may not include nerio/hosts/portable/base64'
+plant nerio/hosts/portable/text/a.cpp '#include "nerio/hosts/portable/regional/calendar.h"' 'may not include'
+plant nerio/hosts/portable/base64/a.cpp '#include "nerio/hosts/portable/text/ansi_fold.h"' 'may not include'
+plant nerio/hosts/portable/xml/a.cpp '#include "nerio/hosts/portable/regional/calendar.h"' 'may not include'
+plant nerio/hosts/portable/regional/a.cpp '#include "nerio/hosts/windows/registry.h"' 'may not include'
+plant nerio/hosts/linux/a.cpp '#include "nerio/hosts/windows/registry.h"' 'may not include'
+plant nerio/hosts/linux/store/a.cpp '#include "nerio/hosts/linux/file_system.h"' 'store may not include nerio/hosts/linux'
+plant nerio/hosts/windows/a.cpp '#include "nerio/hosts/linux/file_system.h"' 'may not include'
+plant nerio/hosts/windows/automation/a.cpp '#include "nerio/hosts/windows/registry.h"' 'may not include'
+plant nerio/component/a.cpp '#include "nerio/hosts/linux/file_system.h"' 'may not include'
+plant nerio/component/windows/a.cpp '#include "nerio/hosts/linux/file_system.h"' 'may not include'
+plant tools/nerio/a.cpp '#include "nerio/hosts/linux/store/registry.h"' 'tools/nerio may not include'
+plant nerio/attic/a.cpp '#include "nerio/types/text.h"' 'a room that check-layers does not know'
+plant nerio/registry/a.cpp '#include <windows.h>' 'only the standard library'
+plant nerio/support/a.cpp '  #  include <unistd.h>' 'only the standard library'
+plant nerio/hosts/portable/xml/a.cpp '#include <sys/stat.h>' 'only the standard library'
+plant nerio/support/a.cpp '#include <nlohmann/json.hpp>' 'only the standard library'
+plant nerio/support/a.cpp '#include <immintrin.h>' 'only the standard library'
+plant nerio/support/a.h '#ifdef _WIN32' 'system named outside'
+plant nerio/platform/a.h '#if defined(__linux__)' 'system named outside'
+plant nerio/registry/a.cpp '#include "native_layer.h"' 'without its folder'
+accept nerio/registry/a.cpp '#include "nerio/platform/registry_api.h"'
+accept nerio/hosts/linux/store/a.cpp '#include <sys/stat.h>'
+accept nerio/hosts/windows/automation/a.cpp '#include <windows.h>'
+accept nerio/hosts/portable/base64/a.cpp '#include <immintrin.h>'
 accept tools/nerio/a.cpp '#include <nlohmann/json.hpp>'
 if "$check" "$work/nowhere" 2>/dev/null; then
   echo 'accepted a tree that is not there' >&2

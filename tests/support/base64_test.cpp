@@ -1,4 +1,4 @@
-#include "support/base64.h"
+#include "nerio/support/base64.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,11 +8,11 @@
 #include <random>
 #include <string>
 
-#include "platform/portable/xml_dom.h"
-#include "testing/fake_host.h"
-#include "testing/recording_xml_dom.h"
-#include "types/error.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/xml/xml_dom.h"
+#include "nerio/types/error.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/fake_host.h"
+#include "tests/testing/recording_xml_dom.h"
 
 namespace nerio {
 namespace {

@@ -1,8 +1,8 @@
-#include "support/build_path.h"
+#include "nerio/support/build_path.h"
 
 #include <gtest/gtest.h>
 
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio {
 namespace {

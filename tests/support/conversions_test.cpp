@@ -1,4 +1,4 @@
-#include "support/conversions.h"
+#include "nerio/support/conversions.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,13 +6,13 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "platform/portable/code_page_1252.h"
-#include "platform/portable/regional_settings.h"
-#include "testing/failing_files.h"
-#include "testing/fake_host.h"
-#include "testing/tables.h"
-#include "types/error.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/regional/regional_settings.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
+#include "nerio/types/error.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/failing_files.h"
+#include "tests/testing/fake_host.h"
+#include "tests/testing/tables.h"
 
 namespace nerio {
 namespace {

@@ -10,18 +10,18 @@
 #include <new>
 #include <string>
 
-#include "platform/portable/code_page_1252.h"
-#include "platform/portable/regional_settings.h"
-#include "platform/portable/xml_dom.h"
-#include "support/base64.h"
-#include "support/conversions.h"
-#include "support/messages.h"
-#include "support/templates.h"
-#include "support/xml.h"
-#include "testing/failing_files.h"
-#include "testing/fake_host.h"
-#include "types/error.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/regional/regional_settings.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
+#include "nerio/hosts/portable/xml/xml_dom.h"
+#include "nerio/support/base64.h"
+#include "nerio/support/conversions.h"
+#include "nerio/support/messages.h"
+#include "nerio/support/templates.h"
+#include "nerio/support/xml.h"
+#include "nerio/types/error.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/failing_files.h"
+#include "tests/testing/fake_host.h"
 
 namespace {
 

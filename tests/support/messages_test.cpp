@@ -1,8 +1,8 @@
-#include "support/messages.h"
+#include "nerio/support/messages.h"
 
 #include <gtest/gtest.h>
 
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/records.h"
+#include "nerio/support/records.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "types/error.h"
+#include "nerio/types/error.h"
 
 namespace nerio {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/templates.h"
+#include "nerio/support/templates.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "support/messages.h"
-#include "testing/fake_host.h"
-#include "testing/naive_template.h"
-#include "types/error.h"
-#include "types/utf8.h"
+#include "nerio/support/messages.h"
+#include "nerio/types/error.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/fake_host.h"
+#include "tests/testing/naive_template.h"
 
 namespace nerio {
 namespace {

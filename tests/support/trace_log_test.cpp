@@ -1,4 +1,4 @@
-#include "support/trace_log.h"
+#include "nerio/support/trace_log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,11 +6,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/portable/code_page_1252.h"
-#include "testing/failing_files.h"
-#include "testing/fake_host.h"
-#include "types/error.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
+#include "nerio/types/error.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/failing_files.h"
+#include "tests/testing/fake_host.h"
 
 namespace nerio {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/variant_text.h"
+#include "nerio/support/variant_text.h"
 
 #include <gtest/gtest.h>
 
@@ -9,11 +9,11 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "platform/portable/regional_settings.h"
-#include "testing/recorded_regions.h"
-#include "testing/tables.h"
-#include "types/error.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/regional/regional_settings.h"
+#include "nerio/types/error.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/recorded_regions.h"
+#include "tests/testing/tables.h"
 
 namespace nerio {
 namespace {

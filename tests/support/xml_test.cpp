@@ -1,4 +1,4 @@
-#include "support/xml.h"
+#include "nerio/support/xml.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,11 +7,11 @@
 #include <new>
 #include <string>
 
-#include "platform/portable/xml_dom.h"
-#include "testing/fake_host.h"
-#include "testing/raised_error.h"
-#include "testing/recording_xml_dom.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/xml/xml_dom.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/fake_host.h"
+#include "tests/testing/raised_error.h"
+#include "tests/testing/recording_xml_dom.h"
 
 namespace nerio {
 namespace {

@@ -1,8 +1,8 @@
-#include "testing/failing_files.h"
+#include "tests/testing/failing_files.h"
 
 #include <utility>
 
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::testing {
 

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/file_system.h"
-#include "platform/module_location.h"
+#include "nerio/platform/file_system.h"
+#include "nerio/platform/module_location.h"
 
 namespace nerio::testing {
 

@@ -1,4 +1,4 @@
-#include "testing/failing_registry.h"
+#include "tests/testing/failing_registry.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "testing/forwarding_registry.h"
+#include "tests/testing/forwarding_registry.h"
 
 namespace nerio::testing {
 

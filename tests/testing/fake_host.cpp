@@ -1,4 +1,4 @@
-#include "testing/fake_host.h"
+#include "tests/testing/fake_host.h"
 
 #include <stdexcept>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/host.h"
+#include "nerio/platform/host.h"
 
 namespace nerio::testing {
 

@@ -3,7 +3,7 @@
 #include <span>
 #include <string>
 
-#include "platform/registry_api.h"
+#include "nerio/platform/registry_api.h"
 
 namespace nerio::testing {
 

@@ -1,4 +1,4 @@
-#include "testing/in_memory_registry.h"
+#include "tests/testing/in_memory_registry.h"
 
 #include <algorithm>
 #include <iterator>

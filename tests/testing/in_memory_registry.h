@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/portable/ansi_fold.h"
-#include "platform/registry_api.h"
+#include "nerio/hosts/portable/text/ansi_fold.h"
+#include "nerio/platform/registry_api.h"
 
 namespace nerio::testing {
 

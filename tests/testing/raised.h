@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "types/error.h"
-#include "types/utf8.h"
+#include "nerio/types/error.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::testing {
 

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "types/error.h"
-#include "types/text.h"
-#include "types/utf8.h"
+#include "nerio/types/error.h"
+#include "nerio/types/text.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::testing {
 

@@ -1,12 +1,12 @@
-#include "testing/random_registry_ops.h"
+#include "tests/testing/random_registry_ops.h"
 
 #include <algorithm>
 #include <random>
 #include <utility>
 #include <vector>
 
-#include "testing/registry_access.h"
-#include "testing/tables.h"
+#include "tests/testing/registry_access.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::testing {
 

@@ -1,10 +1,10 @@
-#include "testing/recorded_regions.h"
+#include "tests/testing/recorded_regions.h"
 
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
 
-#include "testing/tables.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::testing {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/portable/regional_data.h"
+#include "nerio/hosts/portable/regional/regional_data.h"
 
 namespace nerio::testing {
 

@@ -1,4 +1,4 @@
-#include "testing/recorder.h"
+#include "tests/testing/recorder.h"
 
 #include <iomanip>
 #include <type_traits>

@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "testing/forwarding_registry.h"
+#include "tests/testing/forwarding_registry.h"
 
 namespace nerio::testing {
 

@@ -1,4 +1,4 @@
-#include "testing/recording_xml_dom.h"
+#include "tests/testing/recording_xml_dom.h"
 
 #include <gtest/gtest.h>
 

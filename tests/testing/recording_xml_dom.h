@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/xml_dom.h"
+#include "nerio/platform/xml_dom.h"
 
 namespace nerio::testing {
 

@@ -1,8 +1,8 @@
-#include "testing/registry_access.h"
+#include "tests/testing/registry_access.h"
 
 #include <stdexcept>
 
-#include "testing/tables.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::testing {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/registry_api.h"
+#include "nerio/platform/registry_api.h"
 
 namespace nerio::testing {
 

@@ -1,4 +1,4 @@
-#include "testing/tables.h"
+#include "tests/testing/tables.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -6,7 +6,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::testing {
 namespace {

@@ -1,4 +1,4 @@
-#include "testing/temporary_folder.h"
+#include "tests/testing/temporary_folder.h"
 
 #include <random>
 #include <string>

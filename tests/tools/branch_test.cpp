@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "testing/forwarding_registry.h"
-#include "tools/tool_run.h"
+#include "tests/testing/forwarding_registry.h"
+#include "tests/tools/tool_run.h"
 
 namespace nerio::tool {
 namespace {

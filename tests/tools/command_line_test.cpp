@@ -4,8 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/tools/tool_run.h"
 #include "tools/nerio/registry_view.h"
-#include "tools/tool_run.h"
 
 namespace nerio::tool {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/portable/code_page_1252.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <random>
 
-#include "platform/portable/code_page_1252.h"
-#include "testing/tables.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::tool {
 namespace {

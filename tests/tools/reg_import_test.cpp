@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "testing/forwarding_registry.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/forwarding_registry.h"
+#include "tests/tools/tool_run.h"
 #include "tools/nerio/output.h"
-#include "tools/tool_run.h"
-#include "types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -4,9 +4,9 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-#include "testing/temporary_folder.h"
+#include "tests/testing/temporary_folder.h"
+#include "tests/tools/tool_run.h"
 #include "tools/nerio/reg_file.h"
-#include "tools/tool_run.h"
 
 namespace nerio::tool {
 namespace {

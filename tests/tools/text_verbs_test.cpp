@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <regex>
 
-#include "tools/tool_run.h"
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
+#include "tests/tools/tool_run.h"
 
 namespace nerio::tool {
 namespace {

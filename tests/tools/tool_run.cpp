@@ -1,4 +1,4 @@
-#include "tools/tool_run.h"
+#include "tests/tools/tool_run.h"
 
 #include <algorithm>
 #include <sstream>

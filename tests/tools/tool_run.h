@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/host.h"
-#include "platform/portable/code_page_1252.h"
-#include "testing/in_memory_registry.h"
-#include "testing/temporary_folder.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
+#include "nerio/platform/host.h"
+#include "tests/testing/in_memory_registry.h"
+#include "tests/testing/temporary_folder.h"
 
 namespace nerio::tool {
 

@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "support/trace_log.h"
-#include "tools/tool_run.h"
+#include "nerio/support/trace_log.h"
+#include "tests/tools/tool_run.h"
 
 namespace nerio::tool {
 namespace {

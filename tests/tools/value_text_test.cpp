@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/portable/code_page_1252.h"
-#include "testing/tables.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "types/error.h"
+#include "nerio/types/error.h"
 
 #include <gtest/gtest.h>
 

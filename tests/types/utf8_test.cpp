@@ -1,4 +1,4 @@
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 #include <gtest/gtest.h>
 

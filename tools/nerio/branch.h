@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/registry_api.h"
+#include "nerio/platform/registry_api.h"
+#include "nerio/types/text.h"
 #include "tools/nerio/key_path.h"
-#include "types/text.h"
 
 namespace nerio::tool {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/host.h"
+#include "nerio/platform/host.h"
 #include "tools/nerio/output.h"
 
 namespace CLI {

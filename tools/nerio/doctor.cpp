@@ -1,13 +1,13 @@
 #include <nlohmann/json.hpp>
 
-#include "platform/registry_doctor.h"
-#include "support/conversions.h"
-#include "support/xml.h"
+#include "nerio/platform/registry_doctor.h"
+#include "nerio/support/conversions.h"
+#include "nerio/support/xml.h"
+#include "nerio/types/utf8.h"
 #include "tools/nerio/command_line.h"
 #include "tools/nerio/io.h"
 #include "tools/nerio/key_path.h"
 #include "tools/nerio/trace_file.h"
-#include "types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <system_error>
 
-#include "platform/whole_file.h"
-#include "types/utf8.h"
+#include "nerio/platform/whole_file.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <string>
 
+#include "nerio/types/text.h"
 #include "tools/nerio/command_line.h"
 #include "tools/nerio/key_path.h"
-#include "types/text.h"
 
 namespace nerio::tool {
 

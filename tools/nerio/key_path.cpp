@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::tool {
 namespace {

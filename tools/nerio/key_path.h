@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/code_page.h"
-#include "platform/registry_api.h"
-#include "types/text.h"
+#include "nerio/platform/code_page.h"
+#include "nerio/platform/registry_api.h"
+#include "nerio/types/text.h"
 
 namespace nerio::tool {
 

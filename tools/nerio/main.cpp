@@ -1,8 +1,8 @@
 #include <iostream>
 
-#include "component/version.h"
-#include "platform/console.h"
-#include "platform/host.h"
+#include "nerio/component/version.h"
+#include "nerio/platform/console.h"
+#include "nerio/platform/host.h"
 #include "tools/nerio/command_line.h"
 
 int main(int argc, char** argv) {

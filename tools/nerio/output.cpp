@@ -4,9 +4,9 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "platform/registry_api.h"
+#include "nerio/platform/registry_api.h"
+#include "nerio/types/utf8.h"
 #include "tools/nerio/branch.h"
-#include "types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/status.h"
-#include "types/error.h"
+#include "nerio/platform/status.h"
+#include "nerio/types/error.h"
 
 namespace nerio::tool {
 

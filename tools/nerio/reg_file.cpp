@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "nerio/types/utf8.h"
 #include "tools/nerio/value_text.h"
-#include "types/utf8.h"
 
 namespace nerio::tool {
 namespace {

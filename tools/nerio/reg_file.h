@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/code_page.h"
+#include "nerio/platform/code_page.h"
+#include "nerio/types/text.h"
 #include "tools/nerio/key_path.h"
-#include "types/text.h"
 
 namespace nerio::tool {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <utility>
 
+#include "nerio/types/utf8.h"
 #include "tools/nerio/output.h"
-#include "types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/code_page.h"
-#include "platform/registry_api.h"
+#include "nerio/platform/code_page.h"
+#include "nerio/platform/registry_api.h"
 #include "tools/nerio/branch.h"
 #include "tools/nerio/reg_file.h"
 

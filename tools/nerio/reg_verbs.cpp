@@ -1,13 +1,13 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "nerio/types/utf8.h"
 #include "tools/nerio/branch.h"
 #include "tools/nerio/command_line.h"
 #include "tools/nerio/io.h"
 #include "tools/nerio/reg_file.h"
 #include "tools/nerio/reg_import.h"
 #include "tools/nerio/value_text.h"
-#include "types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/registry_doctor.h"
+#include "nerio/platform/registry_doctor.h"
 #include "tools/nerio/output.h"
 
 namespace nerio::tool {

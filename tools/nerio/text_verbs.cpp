@@ -1,14 +1,14 @@
 #include <charconv>
 #include <nlohmann/json.hpp>
 
-#include "support/base64.h"
-#include "support/conversions.h"
-#include "support/messages.h"
-#include "support/templates.h"
+#include "nerio/support/base64.h"
+#include "nerio/support/conversions.h"
+#include "nerio/support/messages.h"
+#include "nerio/support/templates.h"
+#include "nerio/types/utf8.h"
 #include "tools/nerio/command_line.h"
 #include "tools/nerio/io.h"
 #include "tools/nerio/value_text.h"
-#include "types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -4,13 +4,13 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "platform/whole_file.h"
-#include "support/build_path.h"
-#include "support/trace_log.h"
+#include "nerio/platform/whole_file.h"
+#include "nerio/support/build_path.h"
+#include "nerio/support/trace_log.h"
+#include "nerio/types/utf8.h"
 #include "tools/nerio/command_line.h"
 #include "tools/nerio/io.h"
 #include "tools/nerio/trace_file.h"
-#include "types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::tool {
 namespace {

@@ -1,12 +1,12 @@
 #include <nlohmann/json.hpp>
 
-#include "platform/whole_file.h"
-#include "platform/xml_bytes.h"
-#include "platform/xml_dom.h"
-#include "support/xml.h"
+#include "nerio/platform/whole_file.h"
+#include "nerio/platform/xml_bytes.h"
+#include "nerio/platform/xml_dom.h"
+#include "nerio/support/xml.h"
+#include "nerio/types/utf8.h"
 #include "tools/nerio/command_line.h"
 #include "tools/nerio/io.h"
-#include "types/utf8.h"
 
 namespace nerio::tool {
 namespace {

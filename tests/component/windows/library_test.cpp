@@ -8,9 +8,9 @@
 #include <set>
 #include <span>
 
-#include "component/windows/loaded_component.h"
-#include "platform/windows/bstr.h"
-#include "types/utf8.h"
+#include "nerio/hosts/windows/automation/bstr.h"
+#include "nerio/types/utf8.h"
+#include "tests/component/windows/loaded_component.h"
 
 namespace nerio::component {
 namespace {

@@ -1,10 +1,10 @@
-#include "component/windows/loaded_component.h"
+#include "tests/component/windows/loaded_component.h"
 
 #include <filesystem>
 #include <stdexcept>
 
-#include "platform/windows/wide.h"
-#include "types/utf8.h"
+#include "nerio/hosts/windows/automation/wide.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::testing {
 namespace {

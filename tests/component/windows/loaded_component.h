@@ -1,8 +1,8 @@
 #pragma once
 
+#include "nerio/hosts/windows/automation/com_pointer.h"
+#include "nerio/types/text.h"
 #include "nerio_automation.h"
-#include "platform/windows/com_pointer.h"
-#include "types/text.h"
 
 namespace nerio::testing {
 

@@ -8,13 +8,13 @@
 #include <functional>
 #include <iterator>
 
-#include "component/windows/loaded_component.h"
-#include "platform/windows/automation.h"
-#include "platform/windows/bstr.h"
-#include "platform/windows/fake_dispatch.h"
-#include "platform/windows/variant.h"
-#include "testing/raised_error.h"
-#include "types/utf8.h"
+#include "nerio/hosts/windows/automation/automation.h"
+#include "nerio/hosts/windows/automation/bstr.h"
+#include "nerio/hosts/windows/automation/variant.h"
+#include "nerio/types/utf8.h"
+#include "tests/component/windows/loaded_component.h"
+#include "tests/hosts/windows/automation/fake_dispatch.h"
+#include "tests/testing/raised_error.h"
 
 namespace nerio::component {
 namespace {

@@ -13,11 +13,11 @@
 #include <string>
 #include <utility>
 
-#include "component/windows/loaded_component.h"
-#include "platform/windows/scratch_key.h"
-#include "platform/windows/wide.h"
-#include "testing/temporary_folder.h"
-#include "types/utf8.h"
+#include "nerio/hosts/windows/automation/wide.h"
+#include "nerio/types/utf8.h"
+#include "tests/component/windows/loaded_component.h"
+#include "tests/hosts/windows/scratch_key.h"
+#include "tests/testing/temporary_folder.h"
 
 // The order matters: it needs the COM headers.
 #include <olectl.h>

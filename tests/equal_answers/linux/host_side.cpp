@@ -1,4 +1,4 @@
-#include "equal_answers/host_side.h"
+#include "tests/equal_answers/host_side.h"
 
 #include <cstdlib>
 #include <stdexcept>

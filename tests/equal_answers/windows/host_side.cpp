@@ -1,4 +1,4 @@
-#include "equal_answers/host_side.h"
+#include "tests/equal_answers/host_side.h"
 
 #include <windows.h>
 // The order matters: the automation headers need the types above.
@@ -9,12 +9,12 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/portable/regional_data.h"
-#include "platform/windows/bstr.h"
-#include "platform/windows/fake_dispatch.h"
-#include "platform/windows/record_set.h"
-#include "platform/windows/variant.h"
-#include "platform/windows/wide.h"
+#include "nerio/hosts/portable/regional/regional_data.h"
+#include "nerio/hosts/windows/automation/bstr.h"
+#include "nerio/hosts/windows/automation/record_set.h"
+#include "nerio/hosts/windows/automation/variant.h"
+#include "nerio/hosts/windows/automation/wide.h"
+#include "tests/hosts/windows/automation/fake_dispatch.h"
 
 namespace nerio::equal_answers {
 namespace {

@@ -1,6 +1,6 @@
 // A stranger's program: what it includes and links is what was installed.
-#include <registry/cregistry.h>
-#include <support/messages.h>
+#include <nerio/registry/cregistry.h>
+#include <nerio/support/messages.h>
 
 int main() {
   nerio::CRegistry registry;

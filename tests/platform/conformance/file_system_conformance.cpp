@@ -1,4 +1,4 @@
-#include "platform/conformance/file_system_conformance.h"
+#include "tests/platform/conformance/file_system_conformance.h"
 
 #include <gmock/gmock.h>
 
@@ -9,9 +9,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "testing/failing_files.h"
-#include "testing/temporary_folder.h"
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/failing_files.h"
+#include "tests/testing/temporary_folder.h"
 
 namespace nerio::testing {
 namespace {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/file_system.h"
+#include "nerio/platform/file_system.h"
 
 namespace nerio::testing {
 

@@ -1,4 +1,4 @@
-#include "testing/random_registry_ops.h"
+#include "tests/testing/random_registry_ops.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <map>
 
-#include "platform/conformance/registry_conformance.h"
-#include "testing/failing_registry.h"
-#include "testing/in_memory_registry.h"
+#include "tests/platform/conformance/registry_conformance.h"
+#include "tests/testing/failing_registry.h"
+#include "tests/testing/in_memory_registry.h"
 
 namespace nerio::testing {
 namespace {

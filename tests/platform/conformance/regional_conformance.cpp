@@ -1,4 +1,4 @@
-#include "platform/conformance/regional_conformance.h"
+#include "tests/platform/conformance/regional_conformance.h"
 
 #include <array>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <random>
 #include <thread>
 
-#include "types/utf8.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::testing {
 

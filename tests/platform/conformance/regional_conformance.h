@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/regional_settings.h"
+#include "nerio/platform/regional_settings.h"
 
 namespace nerio::testing {
 

@@ -1,4 +1,4 @@
-#include "platform/conformance/registry_conformance.h"
+#include "tests/platform/conformance/registry_conformance.h"
 
 #include <gmock/gmock.h>
 
@@ -8,9 +8,9 @@
 #include <set>
 #include <utility>
 
-#include "platform/portable/ansi_fold.h"
-#include "testing/in_memory_registry.h"
-#include "testing/tables.h"
+#include "nerio/hosts/portable/text/ansi_fold.h"
+#include "tests/testing/in_memory_registry.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::testing {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/registry_api.h"
-#include "testing/registry_access.h"
+#include "nerio/platform/registry_api.h"
+#include "tests/testing/registry_access.h"
 
 namespace nerio::testing {
 

@@ -1,4 +1,4 @@
-#include "platform/conformance/registry_replay.h"
+#include "tests/platform/conformance/registry_replay.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -7,10 +7,10 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/portable/ansi_fold.h"
-#include "testing/registry_access.h"
-#include "testing/tables.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/text/ansi_fold.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/registry_access.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::testing {
 

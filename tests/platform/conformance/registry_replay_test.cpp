@@ -1,4 +1,4 @@
-#include "platform/conformance/registry_replay.h"
+#include "tests/platform/conformance/registry_replay.h"
 
 #include <gtest/gtest.h>
 
@@ -6,11 +6,11 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/conformance/registry_conformance.h"
-#include "platform/portable/code_page_1252.h"
-#include "testing/failing_registry.h"
-#include "testing/in_memory_registry.h"
-#include "testing/tables.h"
+#include "nerio/hosts/portable/text/code_page_1252.h"
+#include "tests/platform/conformance/registry_conformance.h"
+#include "tests/testing/failing_registry.h"
+#include "tests/testing/in_memory_registry.h"
+#include "tests/testing/tables.h"
 
 namespace nerio::testing {
 namespace {

@@ -1,13 +1,13 @@
-#include "platform/conformance/xml_dom_conformance.h"
+#include "tests/platform/conformance/xml_dom_conformance.h"
 
 #include <cstdint>
 #include <functional>
 #include <variant>
 #include <vector>
 
-#include "platform/portable/xml_names.h"
-#include "testing/raised_error.h"
-#include "types/utf8.h"
+#include "nerio/hosts/portable/xml/xml_names.h"
+#include "nerio/types/utf8.h"
+#include "tests/testing/raised_error.h"
 
 namespace nerio::testing {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/xml_dom.h"
+#include "nerio/platform/xml_dom.h"
 
 namespace nerio::testing {
 

@@ -1,7 +1,0 @@
-#include "component/version.h"
-
-namespace nerio {
-
-const char* NerioVersion() noexcept { return NERIO_VERSION; }
-
-}  // namespace nerio

@@ -1,0 +1,7 @@
+#include "nerio/component/version.h"
+
+namespace nerio {
+
+const char* NerioVersion() noexcept { return NERIO_VERSION; }
+
+}  // namespace nerio

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "nerio/hosts/windows/automation/variant.h"
+#include "nerio/types/text.h"
+#include "nerio/types/variant.h"
+
+namespace nerio::component {
+
+/// Reads the values of a template from an automation array: of variants or of any single type that a value can have.
+/// The array's own index of a value counts, whatever its lower bound. An array object of a script, which has a length
+/// and members called 0, 1 and so on, serves too.
+/// @throws Error 13 for anything else, for an array of several dimensions, and for a value of another type.
+ArgumentList ToArgumentList(const VARIANT& arguments);
+
+/// Writes a text to a caller's variable that was passed by reference, whatever it held before.
+/// @param[in,out] variable a variant, or one that refers to another variant or to a string.
+/// @throws Error 13 when the variable cannot hold a text.
+void WriteText(VARIANT* variable, TextView text);
+
+}  // namespace nerio::component

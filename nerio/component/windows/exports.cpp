@@ -1,0 +1,20 @@
+// What the library offers to COM and to regsvr32.
+#include "nerio/component/windows/class_factory.h"
+#include "nerio/component/windows/module.h"
+#include "nerio/component/windows/registration.h"
+#include "nerio_automation.h"
+
+STDAPI DllGetClassObject(REFCLSID id, REFIID interfaceId, LPVOID* object) {
+  if (object == nullptr) return E_POINTER;
+  *object = nullptr;
+  if (id != CLSID_Component) return CLASS_E_CLASSNOTAVAILABLE;
+  // Holds nothing, so nothing has to run when the library is unloaded.
+  static nerio::component::ClassFactory factory;
+  return factory.QueryInterface(interfaceId, object);
+}
+
+STDAPI DllCanUnloadNow() { return nerio::component::HasModuleReferences() ? S_FALSE : S_OK; }
+
+STDAPI DllRegisterServer() { return nerio::component::Register(); }
+
+STDAPI DllUnregisterServer() { return nerio::component::Unregister(); }

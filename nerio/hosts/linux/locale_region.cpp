@@ -1,0 +1,269 @@
+#include "nerio/hosts/linux/locale_region.h"
+
+#include <langinfo.h>
+#include <locale.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "nerio/hosts/portable/regional/regional_settings.h"
+#include "nerio/types/utf8.h"
+
+namespace nerio::platform {
+namespace {
+
+// One conversion of a strftime format, by what it stands for: 'd', 'm', 'y' (date), 'H', 'h', 'M', 'S', 'p' (time).
+struct Field {
+  char16_t what;
+  bool padded;
+  Text before;  // the plain text between this field and the one before it
+};
+
+struct Conversion {
+  TextView letters;
+  char16_t what;
+};
+
+constexpr Conversion kConversions[] = {{u"de", u'd'}, {u"mbBh", u'm'}, {u"yYG", u'y'}, {u"Hk", u'H'},
+                                       {u"Il", u'h'}, {u"M", u'M'},    {u"S", u'S'},   {u"pP", u'p'}};
+constexpr TextView kBlankPadded = u"ekl";
+
+char16_t WhatOf(char16_t letter) {
+  for (const Conversion& conversion : kConversions) {
+    if (conversion.letters.find(letter) != TextView::npos) return conversion.what;
+  }
+  return 0;
+}
+
+// Writes out the conversions that stand for several.
+Text Expand(TextView format, TextView halfDayTimeFormat) {
+  Text expanded;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    const char16_t letter = format[i] == u'%' && i + 1 < format.size() ? format[i + 1] : u'\0';
+    TextView meaning;
+    if (letter == u'D') meaning = u"%m/%d/%y";
+    if (letter == u'F') meaning = u"%Y-%m-%d";
+    if (letter == u'T') meaning = u"%H:%M:%S";
+    if (letter == u'R') meaning = u"%H:%M";
+    if (letter == u'r') meaning = halfDayTimeFormat.empty() ? u"%I:%M:%S %p" : halfDayTimeFormat;
+    if (meaning.empty()) {
+      expanded += format[i];
+      if (letter == u'%') expanded += format[++i];
+    } else {
+      expanded += meaning;
+      ++i;
+    }
+  }
+  return expanded;
+}
+
+std::vector<Field> FieldsOf(TextView format) {
+  std::vector<Field> fields;
+  Text before;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    if (format[i] != u'%') {
+      before += format[i];
+      continue;
+    }
+    bool padded = true;
+    // Flags, and E or O for a locale's own years or digits, which become plain numbers.
+    for (++i; i < format.size() && TextView(u"_-0^#EO").find(format[i]) != TextView::npos; ++i) {
+      if (format[i] == u'-' || format[i] == u'_') padded = false;
+    }
+    if (i == format.size()) break;
+    const char16_t what = WhatOf(format[i]);
+    if (what != 0) fields.push_back({what, padded && kBlankPadded.find(format[i]) == TextView::npos, before});
+    before.clear();
+  }
+  return fields;
+}
+
+const Field* Find(const std::vector<Field>& fields, char16_t what) {
+  const auto found =
+      std::find_if(fields.begin(), fields.end(), [what](const Field& field) { return field.what == what; });
+  return found == fields.end() ? nullptr : &*found;
+}
+
+// Whether a text between two fields is one of `marks`, alone or with a blank behind it.
+bool IsMark(TextView between, TextView marks) {
+  return !between.empty() && marks.find(between[0]) != TextView::npos &&
+         (between.size() == 1 || between.substr(1) == u" ");
+}
+
+void TakeDate(std::vector<Field> fields, RegionalData& region) {
+  fields.erase(std::remove_if(fields.begin(), fields.end(),
+                              [](const Field& field) { return TextView(u"dmy").find(field.what) == TextView::npos; }),
+               fields.end());
+  const bool whole = fields.size() == 3 && Find(fields, u'd') && Find(fields, u'm') && Find(fields, u'y');
+  const Text separator = whole && IsMark(fields[1].before, u"/-.") ? fields[1].before : u"/";
+  region.dateSeparator = separator[0];
+  if (!whole) {
+    region.dateOrder = DateOrder::kDayMonthYear;
+    region.shortDate = u"dd/MM/yyyy";
+    return;
+  }
+  const char16_t first = fields[0].what;
+  region.dateOrder = first == u'd'   ? DateOrder::kDayMonthYear
+                     : first == u'm' ? DateOrder::kMonthDayYear
+                                     : DateOrder::kYearMonthDay;
+  const Text day = Find(fields, u'd')->padded ? u"dd" : u"d";
+  const Text month = Find(fields, u'm')->padded ? u"MM" : u"M";
+  const Text year = u"yyyy";
+  switch (region.dateOrder) {
+    case DateOrder::kDayMonthYear:
+      region.shortDate = day + separator + month + separator + year;
+      break;
+    case DateOrder::kMonthDayYear:
+      region.shortDate = month + separator + day + separator + year;
+      break;
+    case DateOrder::kYearMonthDay:
+      region.shortDate = year + separator + month + separator + day;
+      break;
+  }
+}
+
+void TakeTime(const std::vector<Field>& fields, RegionalData& region) {
+  const Field* halfDayHour = Find(fields, u'h');
+  const Field* dayHour = Find(fields, u'H');
+  const bool halves = halfDayHour != nullptr && !region.morning.empty() && !region.afternoon.empty();
+  const Field* hour = halves ? halfDayHour : dayHour;
+  const Field* minute = Find(fields, u'M');
+  Text separator = u":";
+  if (minute != nullptr && minute->before == u"." && region.dateSeparator != u'.') separator = u".";
+  const bool padded = hour == nullptr || hour->padded;
+  region.timeOfDay = halves ? (padded ? u"hh" : u"h") : (padded ? u"HH" : u"H");
+  region.timeOfDay += separator + u"mm" + separator + u"ss";
+  if (halves) region.timeOfDay += u" tt";
+}
+
+// Midnight and the evening bear the texts of the two halves of the day, and neither reads back without its text.
+bool BothHalvesReadBack(const RegionalData& region) {
+  PortableRegionalSettings settings(region);
+  for (const Date time : {Date{0}, Date{0.75}}) {
+    Text text;
+    Date back{1};
+    if (settings.TextFromDate(time, text) != kSuccess || settings.DateFromText(text, back) != kSuccess ||
+        back != time) {
+      return false;
+    }
+  }
+  return true;
+}
+
+Text Trimmed(const Text& text) {
+  const std::size_t first = text.find_first_not_of(u' ');
+  return first == Text::npos ? Text() : text.substr(first, text.find_last_not_of(u' ') - first + 1);
+}
+
+template <std::size_t count>
+std::array<Text, count> Trimmed(std::array<Text, count> texts) {
+  for (Text& text : texts) text = Trimmed(text);
+  return texts;
+}
+
+void AppendCharacter(Text& text, char32_t character) {
+  if (character < 0x10000) {
+    text += static_cast<char16_t>(character);
+  } else {
+    text += static_cast<char16_t>(0xD800 + ((character - 0x10000) >> 10));
+    text += static_cast<char16_t>(0xDC00 + ((character - 0x10000) & 0x3FF));
+  }
+}
+
+// An installed locale, made the thread's own as long as this object lives, so that its bytes can be read.
+class ScopedLocale {
+ public:
+  ScopedLocale(int mask, const std::string& name) : locale_(::newlocale(mask | LC_CTYPE_MASK, name.c_str(), nullptr)) {
+    if (locale_ != nullptr) before_ = ::uselocale(locale_);
+  }
+  ~ScopedLocale() {
+    if (locale_ == nullptr) return;
+    ::uselocale(before_);
+    ::freelocale(locale_);
+  }
+  ScopedLocale(const ScopedLocale&) = delete;
+  ScopedLocale& operator=(const ScopedLocale&) = delete;
+
+  explicit operator bool() const { return locale_ != nullptr; }
+
+  // Returns one of the locale's texts.
+  Text Get(nl_item item) const { return TextInLocale(::nl_langinfo_l(item, locale_)); }
+
+ private:
+  locale_t locale_;
+  locale_t before_ = nullptr;
+};
+
+}  // namespace
+
+Text TextInLocale(std::string_view bytes) {
+  Text text;
+  std::mbstate_t state{};
+  while (!bytes.empty()) {
+    wchar_t character = 0;
+    const std::size_t length = std::mbrtowc(&character, bytes.data(), bytes.size(), &state);
+    if (length == 0 || length > bytes.size()) break;
+    AppendCharacter(text, static_cast<char32_t>(character));
+    bytes.remove_prefix(length);
+  }
+  return text;
+}
+
+RegionalData RegionFromLocale(Text name, const LocaleTexts& texts) {
+  RegionalData region;
+  region.name = std::move(name);
+  region.morning = Trimmed(texts.morning);
+  region.afternoon = Trimmed(texts.afternoon);
+  region.months = Trimmed(texts.months);
+  region.shortMonths = Trimmed(texts.shortMonths);
+  region.days = Trimmed(texts.days);
+  region.shortDays = Trimmed(texts.shortDays);
+  TakeDate(FieldsOf(Expand(texts.dateFormat, {})), region);
+  TakeTime(FieldsOf(Expand(texts.timeFormat, texts.halfDayTimeFormat)), region);
+  // A locale's AM or PM may look like something else, such as the start of a name or the other half.
+  if (!BothHalvesReadBack(region)) region.timeOfDay = u"HH:mm:ss";
+  return region;
+}
+
+std::optional<RegionalData> InstalledRegion(const std::string& locale) {
+  const ScopedLocale installed(LC_TIME_MASK, locale);
+  if (!installed) return std::nullopt;
+  constexpr std::array<nl_item, 12> kMonths{MON_1, MON_2, MON_3, MON_4,  MON_5,  MON_6,
+                                            MON_7, MON_8, MON_9, MON_10, MON_11, MON_12};
+  constexpr std::array<nl_item, 12> kShortMonths{ABMON_1, ABMON_2, ABMON_3, ABMON_4,  ABMON_5,  ABMON_6,
+                                                 ABMON_7, ABMON_8, ABMON_9, ABMON_10, ABMON_11, ABMON_12};
+  constexpr std::array<nl_item, 7> kDays{DAY_2, DAY_3, DAY_4, DAY_5, DAY_6, DAY_7, DAY_1};
+  constexpr std::array<nl_item, 7> kShortDays{ABDAY_2, ABDAY_3, ABDAY_4, ABDAY_5, ABDAY_6, ABDAY_7, ABDAY_1};
+  const auto get = [&installed](const auto& items, auto& texts) {
+    std::transform(items.begin(), items.end(), texts.begin(), [&](nl_item item) { return installed.Get(item); });
+  };
+  LocaleTexts texts;
+  texts.dateFormat = installed.Get(D_FMT);
+  texts.timeFormat = installed.Get(T_FMT);
+  texts.halfDayTimeFormat = installed.Get(T_FMT_AMPM);
+  texts.morning = installed.Get(AM_STR);
+  texts.afternoon = installed.Get(PM_STR);
+  get(kMonths, texts.months);
+  get(kShortMonths, texts.shortMonths);
+  get(kDays, texts.days);
+  get(kShortDays, texts.shortDays);
+  return RegionFromLocale(RegionNameOf(locale), texts);
+}
+
+std::optional<Text> InstalledDecimalMark(const std::string& locale) {
+  const ScopedLocale installed(LC_NUMERIC_MASK, locale);
+  if (!installed) return std::nullopt;
+  return installed.Get(RADIXCHAR);
+}
+
+Text RegionNameOf(const std::string& locale) {
+  std::string name = locale.substr(0, locale.find_first_of(".@"));
+  if (name == "C" || name == "POSIX") return {};
+  std::replace(name.begin(), name.end(), '_', '-');
+  return FromUtf8(name);
+}
+
+}  // namespace nerio::platform

@@ -1,0 +1,105 @@
+#include "nerio/hosts/linux/module_location.h"
+
+#include <link.h>
+#include <unistd.h>
+#include <climits>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "nerio/hosts/linux/native_path.h"
+
+namespace nerio::platform {
+namespace {
+
+// Kept without a destructor and without memory of its own, so that it serves until the library is gone. A path has at
+// least as many bytes as its text has units, and the system takes none of more than PATH_MAX bytes.
+struct Located {
+  std::array<char16_t, PATH_MAX> folder;
+  std::size_t length = 0;
+  Status status = kSuccess;
+};
+
+// Lies in the file that this code was linked into, and in no other.
+const char anchor = 0;
+
+// Looks for the loaded file that holds the anchor and gives its name, which is empty for the program. Stops there
+// with 1.
+int FindAnchor(dl_phdr_info* file, std::size_t, void* name) {
+  const auto address = reinterpret_cast<std::uintptr_t>(&anchor);
+  for (int i = 0; i < file->dlpi_phnum; ++i) {
+    const auto& part = file->dlpi_phdr[i];
+    const auto start = static_cast<std::uintptr_t>(file->dlpi_addr + part.p_vaddr);
+    if (part.p_type == PT_LOAD && address >= start && address - start < part.p_memsz) {
+      *static_cast<const char**>(name) = file->dlpi_name;
+      return 1;
+    }
+  }
+  return 0;
+}
+
+Status ProgramPath(std::string& path) {
+  std::array<char, PATH_MAX> buffer;
+  const ssize_t length = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
+  if (length < 0) return errno;
+  path.assign(buffer.data(), static_cast<std::size_t>(length));
+  return kSuccess;
+}
+
+Status OwnPath(std::string& path) {
+  const char* name = "";
+  if (::dl_iterate_phdr(FindAnchor, &name) == 0 || *name == '\0') return ProgramPath(path);
+  const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(name, nullptr), &std::free);
+  if (resolved != nullptr) {
+    path = resolved.get();
+  } else if (*name == '/') {
+    path = name;  // loaded from a file that has no name of its own, such as /proc/self/fd/3
+  } else {
+    return errno;
+  }
+  return kSuccess;
+}
+
+Located Locate() {
+  Located located;
+  std::string path;
+  located.status = OwnPath(path);
+  if (located.status != kSuccess) return located;
+  const std::size_t lastSeparator = std::string_view(path).rfind('/');
+  const Text folder = TextFromNativePath(std::string_view(path).substr(0, std::max<std::size_t>(lastSeparator, 1)));
+  if (folder.size() > located.folder.size()) {
+    located.status = ENAMETOOLONG;
+    return located;
+  }
+  located.length = folder.copy(located.folder.data(), folder.size());
+  return located;
+}
+
+const Located& OwnLocation() {
+  static const Located located = Locate();
+  return located;
+}
+
+// Taken while the file is being loaded: a relative name is worth nothing after a change of the current folder.
+[[maybe_unused]] const Located& takenWhenLoaded = OwnLocation();
+
+}  // namespace
+
+Status LinuxModuleLocation::Folder(Text& folder) try {
+  const Located& located = OwnLocation();
+  if (located.status != kSuccess) return located.status;
+  folder.assign(located.folder.data(), located.length);
+  return kSuccess;
+} catch (const std::bad_alloc&) {
+  return ENOMEM;
+}
+
+}  // namespace nerio::platform

@@ -1,0 +1,102 @@
+#include "nerio/hosts/linux/store/folder_walk.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <string_view>
+
+#include "nerio/hosts/linux/store/registry_status.h"
+
+namespace nerio::platform {
+namespace {
+
+constexpr int kAlwaysFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+constexpr int kFolderOnTheWay = O_PATH | O_DIRECTORY | O_CLOEXEC;
+
+// O_PATH takes no other flags than these.
+int WithAlwaysFlags(int flags) { return (flags & O_PATH) != 0 ? flags | O_CLOEXEC : flags | kAlwaysFlags; }
+
+// Each level on its own, so that O_NOFOLLOW holds for all of them.
+int OpenStepByStep(int start, std::string path, int flags) {
+  Descriptor folder;
+  if (path.starts_with('/')) {
+    folder = Descriptor(Uninterrupted([] { return ::open("/", kFolderOnTheWay); }));
+    if (!folder) return -1;
+    start = folder.get();
+    path.erase(0, 1);
+  }
+  std::size_t begin = 0;
+  for (std::size_t end; (end = path.find('/', begin)) != std::string::npos; begin = end + 1) {
+    path[end] = '\0';
+    const char* const name = path.c_str() + begin;
+    folder = Descriptor(Uninterrupted([&] { return ::openat(start, name, kFolderOnTheWay | O_NOFOLLOW); }));
+    if (!folder) return -1;
+    start = folder.get();
+  }
+  return Uninterrupted([&] { return ::openat(start, path.c_str() + begin, flags | O_NOFOLLOW); });
+}
+
+// openat2 walks all levels in one call. Where the kernel does not have it, or a filter of system calls refuses it, the
+// steps do the same.
+int OpenWithoutLinks(int start, const std::string& path, int flags) {
+  open_how how{};
+  how.flags = static_cast<std::uint64_t>(static_cast<unsigned>(flags));
+  how.resolve = RESOLVE_NO_SYMLINKS;
+  const int opened =
+      static_cast<int>(Uninterrupted([&] { return ::syscall(SYS_openat2, start, path.c_str(), &how, sizeof how); }));
+  if (opened >= 0 || (errno != ENOSYS && errno != EPERM && errno != EAGAIN)) return opened;
+  return OpenStepByStep(start, path, flags);
+}
+
+}  // namespace
+
+Status OpenByPath(const std::string& path, int flags, Descriptor& opened) {
+  std::string rest;
+  const std::string* piece = &path;
+  Descriptor folder;
+  int start = AT_FDCWD;
+  while (piece->size() >= PATH_MAX) {
+    const std::size_t cut = piece->rfind('/', PATH_MAX - 1);
+    folder = Descriptor(OpenWithoutLinks(start, piece->substr(0, cut), kFolderOnTheWay));
+    if (!folder) return RegistryStatus(errno);
+    start = folder.get();
+    rest = piece->substr(cut + 1);
+    piece = &rest;
+  }
+  opened = Descriptor(OpenWithoutLinks(start, *piece, WithAlwaysFlags(flags)));
+  return opened ? kSuccess : RegistryStatus(errno);
+}
+
+Status OpenInside(int folder, const char* name, int flags, Descriptor& opened) {
+  opened = Descriptor(Uninterrupted([&] { return ::openat(folder, name, WithAlwaysFlags(flags) | O_NOFOLLOW, 0600); }));
+  return opened ? kSuccess : RegistryStatus(errno);
+}
+
+Status CheckRights(const std::string& path, int rights) {
+  Descriptor folder;
+  const char* name = path.c_str();
+  int flags = AT_EACCESS;
+  if (path.size() >= PATH_MAX) {
+    const Status status = OpenByPath(path, O_PATH, folder);
+    if (status != kSuccess) return status;
+    name = "";
+    flags |= AT_EMPTY_PATH;
+  }
+  const int start = folder ? folder.get() : AT_FDCWD;
+  return Uninterrupted([&] { return ::faccessat(start, name, rights, flags); }) == 0 ? kSuccess : RegistryStatus(errno);
+}
+
+Status SyncFile(int file) {
+  return Uninterrupted([&] { return ::fdatasync(file); }) == 0 ? kSuccess : RegistryStatus(errno);
+}
+
+Status SyncFolder(int folder) {
+  const bool done = Uninterrupted([&] { return ::fsync(folder); }) == 0 || errno == EINVAL;
+  return done ? kSuccess : RegistryStatus(errno);
+}
+
+}  // namespace nerio::platform

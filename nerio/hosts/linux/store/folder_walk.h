@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "nerio/hosts/linux/store/system_call.h"
+#include "nerio/platform/status.h"
+
+namespace nerio::platform {
+
+/// Opens a file or folder by its absolute path, which may be of any length. No symbolic link is followed, in whichever
+/// level it stands, no terminal is taken over, and nothing waits for the other end of a FIFO.
+/// @param flags of `open`; closing on exec is added.
+/// @return a return code of the registry: 2 when it or a folder above it is missing, 5 when it is refused, 1015 when a
+/// link or another kind of file stands in the way.
+Status OpenByPath(const std::string& path, int flags, Descriptor& opened);
+
+/// The same for a name inside an open folder.
+Status OpenInside(int folder, const char* name, int flags, Descriptor& opened);
+
+/// Tells whether the process, with its effective user and groups, has rights on the file or folder at an absolute path.
+/// @param rights of `access`.
+Status CheckRights(const std::string& path, int rights);
+
+/// Makes a file's content durable, and its length.
+Status SyncFile(int file);
+
+/// Makes the entries of a folder durable: files and folders that were made, renamed or removed. Where the file system
+/// can not sync folders on their own, there is nothing to do. @param folder open for reading.
+Status SyncFolder(int folder);
+
+}  // namespace nerio::platform

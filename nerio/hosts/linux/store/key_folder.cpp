@@ -1,0 +1,191 @@
+#include "nerio/hosts/linux/store/key_folder.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+#include "nerio/hosts/linux/store/entry_look.h"
+#include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/key_name.h"
+#include "nerio/hosts/linux/store/registry_status.h"
+#include "nerio/hosts/linux/store/values_file.h"
+
+namespace nerio::platform {
+namespace {
+
+struct CloseStream {
+  void operator()(DIR* stream) const { ::closedir(stream); }
+};
+
+// Tells whether an open folder is the one at a path now. A look is enough; a path that is too long for one is walked.
+Status CheckInPlace(int folder, const std::string& path, bool& inPlace) {
+  EntryLook opened;
+  EntryLook present;
+  if (!LookAt(folder, opened)) return RegistryStatus(errno);
+  if (!LookAt(path, present)) {
+    Descriptor again;
+    const Status status = OpenByPath(path, O_PATH | O_DIRECTORY, again);
+    if (status != kSuccess) return status;
+    if (!LookAt(again.get(), present)) return RegistryStatus(errno);
+  }
+  inPlace = opened.device == present.device && opened.number == present.number;
+  return kSuccess;
+}
+
+// Removes the folder of a key in the making or of a deleted key: there is nothing in it but the key's own files.
+void RemoveKeyFolder(int parent, const char* name) {
+  Descriptor folder;
+  if (OpenInside(parent, name, O_PATH | O_DIRECTORY, folder) == kSuccess) {
+    for (const char* file : {kNewValuesFileName, kValuesFileName, kLockFileName}) ::unlinkat(folder.get(), file, 0);
+  }
+  ::unlinkat(parent, name, AT_REMOVEDIR);
+}
+
+bool IsThere(int folder, const char* name) {
+  struct stat entry {};
+  return ::fstatat(folder, name, &entry, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+// Moves a folder that nobody but its owner can remove out of the way of the next one.
+void SetAside(int parent, const char* name) {
+  KeyId number{};
+  if (MakeKeyId(number) != kSuccess) return;
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string aside = kSetAsidePrefix;
+  for (const std::uint8_t byte : number) aside += {kDigits[byte >> 4], kDigits[byte & 0xF]};
+  ::renameat(parent, name, parent, aside.c_str());
+}
+
+// Frees a reserved name for a folder.
+void Clear(int parent, const char* name) {
+  if (!IsThere(parent, name)) return;
+  RemoveKeyFolder(parent, name);
+  if (IsThere(parent, name)) SetAside(parent, name);
+}
+
+Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id, KeyLock& lock) {
+  Descriptor values;
+  Status status = MakeKeyId(id);
+  if (status == kSuccess) status = CreateValuesFile(folder, id, spelling, mode & 0666, values);
+  if (status == kSuccess && Uninterrupted([&] { return ::fchmod(folder, mode); }) != 0) status = RegistryStatus(errno);
+  if (status == kSuccess) status = lock.Take(folder, LockKind::Write, true);
+  // Both files are there before the first sync: a journal takes the folder's entries along with the file's content, and
+  // the second sync finds them written.
+  if (status == kSuccess) status = SyncFile(values.get());
+  return status == kSuccess ? SyncFolder(folder) : status;
+}
+
+// Nothing is replaced, not even an empty folder that somebody put there by hand.
+Status RenameToFreeName(int folder, const char* from, const char* to) {
+  const auto rename = [&] { return ::renameat2(folder, from, folder, to, RENAME_NOREPLACE); };
+  if (Uninterrupted(rename) == 0) return kSuccess;
+  if (errno != EINVAL && errno != ENOSYS) return RegistryStatus(errno);
+  // A file system that can not promise it. Other writers of the registry are kept out by the lock.
+  if (IsThere(folder, to)) return kRegistryIoFailed;
+  return ::renameat(folder, from, folder, to) == 0 ? kSuccess : RegistryStatus(errno);
+}
+
+}  // namespace
+
+Status MakeKeyId(KeyId& id) {
+  // Up to 256 bytes come whole or not at all.
+  return Uninterrupted([&] { return ::getrandom(id.data(), id.size(), 0); }) < 0 ? RegistryStatus(errno) : kSuccess;
+}
+
+KeyPath KeyPath::Parent() const {
+  KeyPath parent = *this;
+  parent.folder_.resize(folder_.rfind('/'));
+  return parent;
+}
+
+Status LockKey(const KeyPath& key, LockKind kind, int folderFlags, LockedKey& locked) {
+  for (;;) {
+    Descriptor folder;
+    Status status = OpenByPath(key.folder(), folderFlags | O_DIRECTORY, folder);
+    if (status != kSuccess) return status;
+    KeyLock lock;
+    const Status granted = lock.Take(folder.get(), kind, key.isRoot() && kind == LockKind::Write);
+    // The key may have been deleted, and even made anew, while this waited: then the lock is that of a key of the past.
+    // Each further round means that another writer got something done.
+    bool inPlace = false;
+    status = CheckInPlace(folder.get(), key.folder(), inPlace);
+    if (status != kSuccess) return status;
+    if (!inPlace) continue;
+    if (granted != kSuccess) return granted;
+    locked.folder = std::move(folder);
+    locked.lock = std::move(lock);
+    return kSuccess;
+  }
+}
+
+Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::string_view spelling, unsigned mode,
+                  KeyId& id) {
+  const int where = parent.folder.get();
+  Clear(where, kKeyInTheMakingName);
+  if (Uninterrupted([&] { return ::mkdirat(where, kKeyInTheMakingName, 0700); }) != 0) return RegistryStatus(errno);
+  Descriptor folder;
+  Status status = OpenInside(where, kKeyInTheMakingName, O_RDONLY | O_DIRECTORY, folder);
+  // The process may mask what the owner needs.
+  if (status == kAccessDenied && ::fchmodat(where, kKeyInTheMakingName, 0700, AT_SYMLINK_NOFOLLOW) == 0) {
+    status = OpenInside(where, kKeyInTheMakingName, O_RDONLY | O_DIRECTORY, folder);
+  }
+  // Whoever finds the new key waits with writing until the key itself can no more be lost.
+  KeyLock lock;
+  if (status == kSuccess) status = MakeFiles(folder.get(), spelling, mode, id, lock);
+  if (status == kSuccess) status = RenameToFreeName(where, kKeyInTheMakingName, folderName.c_str());
+  if (status != kSuccess) {
+    RemoveKeyFolder(where, kKeyInTheMakingName);
+    return status;
+  }
+  return SyncFolder(where);
+}
+
+Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName) {
+  const int where = parent.folder.get();
+  Sweep(key);
+  Clear(where, kDeletedKeyName);
+  Status status = RenameToFreeName(where, folderName.c_str(), kDeletedKeyName);
+  if (status == kSuccess) status = SyncFolder(where);
+  if (status == kSuccess) RemoveKeyFolder(where, kDeletedKeyName);
+  return status;
+}
+
+void Sweep(const LockedKey& key) {
+  const int folder = key.folder.get();
+  ::unlinkat(folder, kNewValuesFileName, 0);
+  for (const char* name : {kKeyInTheMakingName, kDeletedKeyName}) {
+    if (IsThere(folder, name)) RemoveKeyFolder(folder, name);
+  }
+}
+
+Status ListFolder(int folder, std::vector<FolderEntry>& entries) {
+  // A descriptor of its own, whose place in the folder is at its start and which the stream takes over.
+  Descriptor own;
+  Status status = OpenInside(folder, ".", O_RDONLY | O_DIRECTORY, own);
+  if (status != kSuccess) return status;
+  const std::unique_ptr<DIR, CloseStream> stream(::fdopendir(own.get()));
+  if (!stream) return RegistryStatus(errno);
+  own.release();
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = ::readdir(stream.get());
+    if (entry == nullptr) return errno == 0 ? kSuccess : RegistryStatus(errno);
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    bool isFolder = entry->d_type == DT_DIR;
+    if (entry->d_type == DT_UNKNOWN) {
+      struct stat found {};
+      isFolder = ::fstatat(folder, entry->d_name, &found, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(found.st_mode);
+    }
+    entries.push_back({std::string(name), isFolder});
+  }
+}
+
+}  // namespace nerio::platform

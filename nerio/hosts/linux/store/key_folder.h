@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "nerio/hosts/linux/store/key_lock.h"
+#include "nerio/hosts/linux/store/system_call.h"
+#include "nerio/hosts/linux/store/values_format.h"
+#include "nerio/platform/status.h"
+
+namespace nerio::platform {
+
+/// Says where a key is kept: the absolute path of its folder.
+class KeyPath {
+ public:
+  KeyPath() = default;
+  /// @param root folder of a root.
+  explicit KeyPath(std::string root) : folder_(std::move(root)), rootLength_(folder_.size()) {}
+
+  const std::string& folder() const { return folder_; }
+  /// Returns the path of a file in the folder.
+  std::string File(const char* name) const { return folder_ + '/' + name; }
+
+  /// A root can not be deleted and may have been made by hand: it needs neither an id nor files of its own yet.
+  bool isRoot() const { return folder_.size() == rootLength_; }
+
+  /// Goes down to a subkey, by the name of its folder.
+  void Enter(std::string_view folderName) { (folder_ += '/') += folderName; }
+  /// Returns the path of the key above; not for a root.
+  KeyPath Parent() const;
+  /// Returns the name of the folder itself.
+  std::string FolderName() const { return folder_.substr(folder_.rfind('/') + 1); }
+
+ private:
+  std::string folder_;
+  std::size_t rootLength_ = 0;
+};
+
+/// Makes up an id that no other key has.
+Status MakeKeyId(KeyId& id);
+
+/// A key whose lock was granted while its folder was in its place.
+struct LockedKey {
+  Descriptor folder;
+  KeyLock lock;
+};
+
+/// Waits for the lock of a key and opens its folder. For writing, a root that was made by hand gets its lock file.
+/// @param folderFlags O_PATH, or O_RDONLY for what lists or syncs the folder.
+/// @return 2 when the key is not there, or no more once the lock is granted; 1015 when it has no lock file.
+Status LockKey(const KeyPath& key, LockKind kind, int folderFlags, LockedKey& locked);
+
+/// Makes a key without values, complete before it can be seen and durable before this returns.
+/// @param parent locked for writing, its folder open for reading; it has no such subkey.
+/// @param folderName `FolderNameOfKey(spelling)`
+/// @param mode permissions of the folder, whatever the process masks; its files get the read and write bits of it.
+/// @param[out] id the new key's.
+Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::string_view spelling, unsigned mode,
+                  KeyId& id);
+
+/// Removes a key that has no subkeys, durably.
+/// @param parent,key locked for writing, `parent` first, its folder open for reading.
+Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName);
+
+/// Removes what killed writers left in a key's folder. @param key locked for writing.
+void Sweep(const LockedKey& key);
+
+/// One entry of a key's folder.
+struct FolderEntry {
+  std::string name;
+  bool isFolder = false;
+};
+
+/// Lists a key's folder, in no order, with what is reserved for the key itself. @param folder open for reading.
+Status ListFolder(int folder, std::vector<FolderEntry>& entries);
+
+}  // namespace nerio::platform

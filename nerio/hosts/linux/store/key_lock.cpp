@@ -1,0 +1,59 @@
+#include "nerio/hosts/linux/store/key_lock.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/key_name.h"
+#include "nerio/hosts/linux/store/registry_status.h"
+
+namespace nerio::platform {
+namespace {
+
+bool SetLock(int file, int command, short kind) {
+  struct flock lock {};
+  lock.l_type = kind;
+  lock.l_whence = SEEK_SET;
+  return Uninterrupted([&] { return ::fcntl(file, command, &lock); }) == 0;
+}
+
+}  // namespace
+
+KeyLock::~KeyLock() {
+  // Closing alone would leave the lock with a child that was forked meanwhile.
+  if (file_) SetLock(file_.get(), F_OFD_SETLK, F_UNLCK);
+}
+
+Status KeyLock::Take(int folder, LockKind kind, bool makeFile) {
+  const int access = kind == LockKind::Write ? O_RDWR : O_RDONLY;
+  Descriptor file;
+  Status status = OpenInside(folder, kLockFileName, access, file);
+  if (status == kFileNotFound && makeFile) {
+    status = OpenInside(folder, kLockFileName, O_RDWR | O_CREAT, file);
+    // Whoever made the file sets its mode; to another who opens it in the same moment that is refused.
+    struct stat entry {};
+    if (status == kSuccess && ::fstat(folder, &entry) == 0) ::fchmod(file.get(), entry.st_mode & 0666);
+  }
+  if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
+  struct stat entry {};
+  if (::fstat(file.get(), &entry) != 0) return RegistryStatus(errno);
+  if (!S_ISREG(entry.st_mode)) return kRegistryCorrupt;
+  if (!SetLock(file.get(), F_OFD_SETLKW, kind == LockKind::Write ? F_WRLCK : F_RDLCK)) return RegistryStatus(errno);
+  file_ = std::move(file);
+  return kSuccess;
+}
+
+bool KeyLock::TryRead(int folder) {
+  Descriptor file;
+  struct stat entry {};
+  if (OpenInside(folder, kLockFileName, O_RDONLY, file) != kSuccess || ::fstat(file.get(), &entry) != 0 ||
+      !S_ISREG(entry.st_mode) || !SetLock(file.get(), F_OFD_SETLK, F_RDLCK)) {
+    return false;
+  }
+  file_ = std::move(file);
+  return true;
+}
+
+}  // namespace nerio::platform

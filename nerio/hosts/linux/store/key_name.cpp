@@ -1,0 +1,121 @@
+#include "nerio/hosts/linux/store/key_name.h"
+
+#include <climits>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "nerio/hosts/portable/text/ansi_fold.h"
+
+namespace nerio::platform {
+namespace {
+
+constexpr char kDigits[] = "0123456789ABCDEF";
+constexpr std::string_view kCutMark = "%~";
+constexpr std::size_t kHashDigits = 16;
+
+// The first dot is encoded too, so that "." and ".." are names like any other and no key is hidden from `ls`.
+bool StaysReadable(char byte, bool first) {
+  return byte >= ' ' && byte <= '~' && byte != '%' && byte != '/' && !(first && byte == '.');
+}
+
+bool IsReadable(std::string_view folded) {
+  bool readable = folded.empty() || StaysReadable(folded[0], true);
+  for (const char byte : folded) readable = readable && StaysReadable(byte, false);
+  return readable;
+}
+
+// FNV-1a. What is hashed is long and shares its beginning with few others; the name inside is compared anyway.
+std::uint64_t Hash(std::string_view text) {
+  std::uint64_t hash = 0xcbf29ce484222325;
+  for (const char byte : text) {
+    hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+  }
+  return hash;
+}
+
+int DigitValue(char digit) {
+  const char* const found = std::find(std::begin(kDigits), std::end(kDigits) - 1, digit);
+  return found == std::end(kDigits) - 1 ? -1 : static_cast<int>(found - kDigits);
+}
+
+std::string Encode(std::string_view folded) {
+  std::string encoded;
+  encoded.reserve(folded.size());
+  for (const char byte : folded) {
+    if (StaysReadable(byte, encoded.empty())) {
+      encoded += byte;
+    } else {
+      const auto value = static_cast<unsigned char>(byte);
+      encoded += {'%', kDigits[value >> 4], kDigits[value & 0xF]};
+    }
+  }
+  return encoded;
+}
+
+}  // namespace
+
+bool IsReservedName(std::string_view fileName) {
+  constexpr std::array<std::string_view, 5> kReserved = {kValuesFileName, kLockFileName, kNewValuesFileName,
+                                                         kKeyInTheMakingName, kDeletedKeyName};
+  return std::find(kReserved.begin(), kReserved.end(), fileName) != kReserved.end() ||
+         fileName.starts_with(kSetAsidePrefix);
+}
+
+std::string_view CutAtNul(std::string_view name) { return name.substr(0, name.find('\0')); }
+
+Status SplitKeyPath(KeyHandle root, std::string_view path, std::vector<std::string_view>& names) {
+  path = CutAtNul(path);
+  if (path.starts_with('\\') && root != kHkeyClassesRoot) return kBadPathname;
+  constexpr std::size_t kUsualDepth = 8;
+  names.reserve(kUsualDepth);
+  while (!path.empty()) {
+    const std::string_view name = path.substr(0, path.find('\\'));
+    if (name.size() > kMaxKeyNameLength) return kInvalidParameter;
+    if (!name.empty()) names.push_back(name);
+    path.remove_prefix(std::min(name.size() + 1, path.size()));
+  }
+  return kSuccess;
+}
+
+std::string FolderNameOfKey(std::string_view keyName) {
+  std::string folded = FoldAnsi(keyName);
+  if (folded.size() <= NAME_MAX && IsReadable(folded)) return folded;
+  std::string encoded = Encode(folded);
+  if (encoded.size() <= NAME_MAX) return encoded;
+  // The cut may fall into a "%XX": what is left of it is no harm, as cut names are never decoded.
+  encoded.resize(NAME_MAX - kCutMark.size() - kHashDigits);
+  encoded += kCutMark;
+  const std::uint64_t hash = Hash(folded);
+  for (int shift = 60; shift >= 0; shift -= 4) encoded += kDigits[(hash >> shift) & 0xF];
+  return encoded;
+}
+
+bool IsCutFolderName(std::string_view folderName) {
+  return folderName.size() == NAME_MAX &&
+         folderName.substr(NAME_MAX - kHashDigits - kCutMark.size()).starts_with(kCutMark);
+}
+
+std::optional<std::string> KeyNameOfFolder(std::string_view folderName) {
+  std::string name;
+  for (std::size_t i = 0; i < folderName.size(); ++i) {
+    if (folderName[i] != '%') {
+      name += folderName[i];
+      continue;
+    }
+    if (folderName.size() - i < 3) return std::nullopt;
+    const int high = DigitValue(folderName[i + 1]);
+    const int low = DigitValue(folderName[i + 2]);
+    if (high < 0 || low < 0) return std::nullopt;
+    name += static_cast<char>(high << 4 | low);
+    i += 2;
+  }
+  // Only the one spelling that encoding gives counts; anything else was put there by hand.
+  const bool possible = !name.empty() && name.size() <= kMaxKeyNameLength && name.find('\\') == std::string::npos &&
+                        name.find('\0') == std::string::npos;
+  if (!possible || FolderNameOfKey(name) != folderName) return std::nullopt;
+  return name;
+}
+
+}  // namespace nerio::platform

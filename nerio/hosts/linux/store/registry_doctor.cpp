@@ -1,0 +1,179 @@
+#include "nerio/platform/registry_doctor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/key_folder.h"
+#include "nerio/hosts/linux/store/key_name.h"
+#include "nerio/hosts/linux/store/registry_roots.h"
+#include "nerio/hosts/linux/store/stored_key.h"
+#include "nerio/types/utf8.h"
+
+namespace nerio::platform {
+namespace {
+
+using Kind = RegistryFinding::Kind;
+
+// Names below the root are ASCII; those above it may be anything.
+std::string Shown(const std::string& path) { return ToUtf8(FromUtf8(path)); }
+
+const char* KindOfFile(mode_t mode) {
+  switch (mode & S_IFMT) {
+    case S_IFDIR:
+      return "a folder";
+    case S_IFLNK:
+      return "a symbolic link";
+    case S_IFIFO:
+      return "a FIFO";
+    case S_IFSOCK:
+      return "a socket";
+    default:
+      return "a device";
+  }
+}
+
+// Looks through one key after the other.
+class Check {
+ public:
+  explicit Check(std::vector<RegistryFinding>& findings) : findings_(findings) {}
+
+  void Tree(const KeyPath& root) {
+    // A stack of its own: keys may be nested deeper than calls.
+    pending_.push_back(root);
+    while (!pending_.empty()) {
+      const KeyPath key = std::move(pending_.back());
+      pending_.pop_back();
+      Key(key);
+    }
+  }
+
+ private:
+  void Add(Kind kind, const std::string& path, std::uint64_t offset, std::string what) {
+    findings_.push_back({kind, Shown(path), offset, std::move(what)});
+  }
+
+  // Says that a call failed on something that is there.
+  void AddFailure(const std::string& path, Status status) {
+    if (status == kAccessDenied) return Add(Kind::Refused, path, 0, "this user may not read it");
+    Add(Kind::Damage, path, 0, "can not be read (" + std::to_string(status) + ")");
+  }
+
+  void Key(const KeyPath& key) {
+    Descriptor folder;
+    Status status = OpenByPath(key.folder(), O_RDONLY | O_DIRECTORY, folder);
+    if (status == kFileNotFound) return;  // deleted since it was listed
+    std::vector<FolderEntry> entries;
+    if (status == kSuccess) status = ListFolder(folder.get(), entries);
+    if (status != kSuccess) return AddFailure(key.folder(), status);
+    if (OwnFile(key, folder.get(), kLockFileName)) CheckRightsOn(key, kLockFileName);
+    if (OwnFile(key, folder.get(), kValuesFileName)) Values(key);
+    Entries(key, std::move(entries));
+  }
+
+  // Tells whether one of the key's own files is there and an ordinary one.
+  bool OwnFile(const KeyPath& key, int folder, const char* name) {
+    struct stat entry {};
+    if (::fstatat(folder, name, &entry, AT_SYMLINK_NOFOLLOW) != 0) {
+      // A root that was made by hand gets its files when they are needed; a key may have been deleted meanwhile.
+      if (!key.isRoot() && IsThere(key)) Add(Kind::Damage, key.File(name), 0, "is missing");
+      return false;
+    }
+    if (S_ISREG(entry.st_mode)) return true;
+    Add(Kind::Damage, key.File(name), 0, std::string(KindOfFile(entry.st_mode)) + " where a file belongs");
+    return false;
+  }
+
+  static bool IsThere(const KeyPath& key) {
+    Descriptor folder;
+    return OpenByPath(key.folder(), O_PATH | O_DIRECTORY, folder) == kSuccess;
+  }
+
+  void CheckRightsOn(const KeyPath& key, const char* name) {
+    Descriptor file;
+    const Status status = OpenByPath(key.File(name), O_RDONLY, file);
+    if (status != kSuccess && status != kFileNotFound) AddFailure(key.File(name), status);
+  }
+
+  void Values(const KeyPath& key) {
+    const std::string path = key.File(kValuesFileName);
+    ValuesFile values;
+    const Status status = ReadKey(key, Extent::Whole, values);
+    if (status == kFileNotFound) return;
+    const Damage& damage = values.damage();
+    if (status == kRegistryCorrupt && damage.what != nullptr) {
+      Add(Kind::Damage, path, damage.offset, damage.what);
+    } else if (status != kSuccess) {
+      AddFailure(path, status);
+    } else if (values.state() == RecordCursor::End::Unfinished) {
+      Add(Kind::Leftover, path, damage.offset, "a value whose writing was cut off");
+    } else if (IsCutFolderName(key.FolderName()) && FolderNameOfKey(values.header().spelling) != key.FolderName()) {
+      Add(Kind::Damage, path, 0, "belongs to a key of another name");
+    }
+  }
+
+  void Entries(const KeyPath& key, std::vector<FolderEntry> entries) {
+    std::sort(entries.begin(), entries.end(),
+              [](const FolderEntry& left, const FolderEntry& right) { return left.name < right.name; });
+    const std::size_t firstSubkey = pending_.size();
+    for (const FolderEntry& entry : entries) {
+      KeyPath inside = key;
+      inside.Enter(entry.name);
+      if (IsReservedName(entry.name)) {
+        if (entry.name != kValuesFileName && entry.name != kLockFileName) Leftover(key, inside);
+      } else if (!entry.isFolder) {
+        Add(Kind::Damage, inside.folder(), 0, "not a folder, as every key is");
+      } else if (!KeyNameOfFolder(entry.name) && !IsCutFolderName(entry.name)) {
+        Add(Kind::Damage, inside.folder(), 0, "no key has a folder of this name");
+      } else {
+        pending_.push_back(std::move(inside));
+      }
+    }
+    // What was pushed last is looked at first.
+    std::reverse(pending_.begin() + static_cast<std::ptrdiff_t>(firstSubkey), pending_.end());
+  }
+
+  // A writer at work has such a file or folder for a moment; without one it was left behind.
+  void Leftover(const KeyPath& key, const KeyPath& left) {
+    LockedKey locked;
+    const bool quiet = LockKey(key, LockKind::Read, O_PATH, locked) == kSuccess;
+    struct stat entry {};
+    if (!quiet || ::fstatat(locked.folder.get(), left.FolderName().c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0) return;
+    Add(Kind::Leftover, left.folder(), 0, "left behind by a process that was killed");
+  }
+
+  std::vector<RegistryFinding>& findings_;
+  std::vector<KeyPath> pending_;
+};
+
+}  // namespace
+
+RegistryView ViewOfRegistry() noexcept { return {}; }
+
+std::vector<RegistryPlace> RegistryPlaces(const HostOptions& options) {
+  RegistryRoots roots(options.registryFolder);
+  std::vector<RegistryPlace> places;
+  for (const KeyHandle root : kRoots) {
+    std::string folder;
+    if (roots.Place(root, folder) != kSuccess) continue;
+    struct stat entry {};
+    places.push_back({root, Shown(folder), ::stat(folder.c_str(), &entry) == 0 && S_ISDIR(entry.st_mode)});
+  }
+  return places;
+}
+
+std::vector<RegistryFinding> CheckRegistry(const HostOptions& options) {
+  RegistryRoots roots(options.registryFolder);
+  std::vector<RegistryFinding> findings;
+  for (const KeyHandle root : kRoots) {
+    KeyPath path;
+    if (roots.FindPresent(root, path) == kSuccess) Check(findings).Tree(path);
+  }
+  return findings;
+}
+
+}  // namespace nerio::platform

@@ -1,0 +1,34 @@
+#include "nerio/hosts/linux/store/registry_status.h"
+
+#include <cerrno>
+
+namespace nerio::platform {
+
+Status RegistryStatus(int systemError) {
+  switch (systemError) {
+    case ENOENT:
+      return kFileNotFound;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return kAccessDenied;
+    case ENOMEM:
+    case EMFILE:
+    case ENFILE:
+      return kNotEnoughMemory;
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+      return kDiskFull;
+    case ELOOP:
+    case ENOTDIR:
+    case EISDIR:
+    case ENXIO:
+    case ESPIPE:
+      return kRegistryCorrupt;
+    default:
+      return kRegistryIoFailed;
+  }
+}
+
+}  // namespace nerio::platform

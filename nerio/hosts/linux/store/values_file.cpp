@@ -1,0 +1,222 @@
+#include "nerio/hosts/linux/store/values_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <new>
+
+#include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/key_name.h"
+#include "nerio/hosts/linux/store/registry_status.h"
+#include "nerio/hosts/portable/text/ansi_fold.h"
+
+namespace nerio::platform {
+namespace {
+
+using End = RecordCursor::End;
+
+// Zeros behind the records of a file that is written as a whole: as much again as its records, so that it is written
+// anew only when it has grown to twice its live content; not less than most keys ever need, not more than is
+// worth reserving.
+constexpr std::uint64_t kLeastRoom = 2048;
+constexpr std::uint64_t kMostRoom = std::uint64_t{1} << 20;
+
+Status WriteAt(int file, std::string_view bytes, std::uint64_t offset) {
+  while (!bytes.empty()) {
+    const ssize_t written =
+        Uninterrupted([&] { return ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
+    if (written < 0) return RegistryStatus(errno);
+    // Without progress there is no error number to report and no use in going on.
+    if (written == 0) return kRegistryIoFailed;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+    offset += static_cast<std::uint64_t>(written);
+  }
+  return kSuccess;
+}
+
+// Writes a record into the zeros at the end of the file.
+Status AppendInPlace(int file, std::string_view record, std::uint64_t offset) {
+  Status status = WriteAt(file, record, offset);
+  if (status == kSuccess) status = SyncFile(file);
+  if (status != kSuccess) {
+    // The zeros come back, so that the old value stays and nothing of the record reaches the disk later.
+    WriteAt(file, std::string(record.size(), '\0'), offset);
+  }
+  return status;
+}
+
+// Returns the whole content of a file with these records, which are numbered from `header.firstSequence` on.
+std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& records) {
+  std::uint64_t live = 0;
+  for (const ValueRecord& record : records) live += RecordSpace(record.name.size(), record.data.size());
+  header.settledEnd = kSectorSize + live;
+  const std::uint64_t wanted = header.settledEnd + std::clamp(live, kLeastRoom, kMostRoom);
+  header.fileSize = (wanted + kPageSize - 1) / kPageSize * kPageSize;
+  if (header.fileSize > kMaxFileSize) throw std::bad_alloc();
+  std::string bytes = EncodeHeader(header);
+  bytes.reserve(header.fileSize);
+  std::uint64_t sequence = header.firstSequence;
+  for (ValueRecord record : records) {
+    record.sequence = sequence++;
+    AppendRecord(bytes, record);
+  }
+  bytes.resize(header.fileSize);
+  return bytes;
+}
+
+// Writes a whole values file under a name that no file has.
+Status WriteNewFile(int folder, const char* name, std::string_view bytes, unsigned mode, Descriptor& file) {
+  Status status = OpenInside(folder, name, O_RDWR | O_CREAT | O_EXCL, file);
+  if (status != kSuccess) return status;
+  if (Uninterrupted([&] { return ::fchmod(file.get(), mode); }) != 0) return RegistryStatus(errno);
+  return WriteAt(file.get(), bytes, 0);
+}
+
+// Owner and group stay as they were, as far as whoever writes may give a file away.
+void KeepOwner(int file, const struct stat& old) {
+  constexpr auto kAsItIs = static_cast<uid_t>(-1);
+  if (::fchown(file, old.st_uid, old.st_gid) == 0) return;
+  if (::fchown(file, kAsItIs, old.st_gid) == 0) return;
+}
+
+Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
+  // A folder is synced through a descriptor that can read it.
+  Descriptor readable;
+  Status status = OpenInside(folder, ".", O_RDONLY | O_DIRECTORY, readable);
+  if (status != kSuccess) return status;
+  struct stat old {};
+  if (::fstat(oldFile >= 0 ? oldFile : folder, &old) != 0) return RegistryStatus(errno);
+  ::unlinkat(folder, kNewValuesFileName, 0);
+  Descriptor file;
+  status = WriteNewFile(folder, kNewValuesFileName, bytes, old.st_mode & 0666, file);
+  if (status == kSuccess && oldFile >= 0) KeepOwner(file.get(), old);
+  if (status == kSuccess) status = SyncFile(file.get());
+  const auto rename = [&] { return ::renameat(folder, kNewValuesFileName, folder, kValuesFileName); };
+  if (status == kSuccess && Uninterrupted(rename) != 0) status = RegistryStatus(errno);
+  if (status != kSuccess) {
+    ::unlinkat(folder, kNewValuesFileName, 0);
+    return status;
+  }
+  return SyncFolder(readable.get());
+}
+
+}  // namespace
+
+// Reads up to `wanted` bytes into the buffer that `bytes` gives, fewer where the file ends.
+Status ValuesFile::ReadBytes(int file, std::size_t wanted) {
+  char* const buffer = large_ ? large_.get() : small_.data();
+  while (size_ < wanted) {
+    const std::size_t rest = wanted - size_;
+    const ssize_t got = Uninterrupted([&] { return ::pread(file, buffer + size_, rest, static_cast<off_t>(size_)); });
+    if (got < 0) return RegistryStatus(errno);
+    size_ += static_cast<std::size_t>(got);
+    // Most files end here, and the next read would only say so; of the others `Read` knows that they go on.
+    if (got == 0 || size_ == kPageSize) break;
+  }
+  return kSuccess;
+}
+
+void ValuesFile::BecomeEmpty(const ValuesHeader& header) {
+  size_ = 0;
+  large_.reset();
+  header_ = header;
+  header_.fileSize = 0;
+  state_ = End::Whole;
+  nextSequence_ = header.firstSequence;
+}
+
+Status ValuesFile::ReadStart(int file, std::size_t wanted) {
+  size_ = 0;
+  large_.reset();
+  const Status status = ReadBytes(file, wanted);
+  if (status == kSuccess) state_ = ParseHeader(bytes(), header_, damage_) ? End::Whole : End::Damaged;
+  return status;
+}
+
+Status ValuesFile::ReadHeader(int file) { return ReadStart(file, kSectorSize); }
+
+// Reads what is missing of a file that is longer than what was read, or should be. A length is believed only when
+// header and file agree, so that no buffer is made for one that was made up.
+Status ValuesFile::ReadRest(int file) {
+  // Not by fstat: where a file's times were looked at, some file systems write its entry again with the next change.
+  const off_t end = ::lseek(file, 0, SEEK_END);
+  if (end < 0) return RegistryStatus(errno);
+  if (static_cast<std::uint64_t>(end) != header_.fileSize) {
+    state_ = End::Damaged;
+    damage_ = {std::min(static_cast<std::uint64_t>(end), header_.fileSize),
+               "the file has not the length that its header says"};
+    return kSuccess;
+  }
+  const auto wanted = static_cast<std::size_t>(header_.fileSize);
+  // Somebody may have cut the file by hand since its start was read.
+  size_ = std::min(size_, wanted);
+  large_.reset(new char[wanted]);
+  std::copy_n(small_.begin(), size_, large_.get());
+  return ReadBytes(file, wanted);
+}
+
+Status ValuesFile::Read(int file) {
+  Status status = ReadStart(file, small_.size());
+  const bool goesOn = size_ == small_.size() || size_ < header_.fileSize;
+  if (status == kSuccess && state_ != End::Damaged && goesOn) status = ReadRest(file);
+  if (status != kSuccess || state_ == End::Damaged) return status;
+  RecordCursor cursor = Records();
+  for (ValueRecord record; cursor.Next(record);) {
+  }
+  state_ = cursor.end();
+  damage_ = state_ == End::Unfinished ? Damage{cursor.position(), "an unfinished record"} : cursor.damage();
+  recordsEnd_ = cursor.position();
+  nextSequence_ = cursor.nextSequence();
+  return kSuccess;
+}
+
+bool ValuesFile::Find(std::string_view name, ValueRecord& value) const {
+  bool found = false;
+  RecordCursor cursor = Records();
+  for (ValueRecord record; cursor.Next(record);) {
+    if (!SameAnsiName(record.name, name)) continue;
+    found = !record.deletion;
+    if (found) value = record;
+  }
+  return found;
+}
+
+std::vector<ValueRecord> ValuesFile::Values() const {
+  std::map<std::string_view, ValueRecord, AnsiNameOrder> latest;
+  RecordCursor cursor = Records();
+  for (ValueRecord record; cursor.Next(record);) latest.insert_or_assign(record.name, record);
+  std::vector<ValueRecord> values;
+  for (const auto& [name, record] : latest) {
+    if (!record.deletion) values.push_back(record);
+  }
+  return values;
+}
+
+Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file) {
+  ValuesHeader header;
+  header.id = id;
+  header.spelling = spelling;
+  return WriteNewFile(folder, kValuesFileName, EncodeFile(header, {}), mode, file);
+}
+
+Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord change) {
+  change.sequence = current.nextSequence();
+  const std::uint64_t space = RecordSpace(change.name.size(), change.data.size());
+  if (file >= 0 && current.state() == End::Whole && space <= current.header().fileSize - current.recordsEnd()) {
+    std::string record;
+    AppendRecord(record, change);
+    if (!HoldsZeroSector(current.recordsEnd(), record)) return AppendInPlace(file, record, current.recordsEnd());
+  }
+  std::vector<ValueRecord> records = current.Values();
+  std::erase_if(records, [&](const ValueRecord& value) { return SameAnsiName(value.name, change.name); });
+  if (!change.deletion) records.push_back(change);
+  ValuesHeader header = current.header();
+  header.firstSequence = current.nextSequence();
+  return ReplaceFile(folder, file, EncodeFile(header, records));
+}
+
+}  // namespace nerio::platform

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nerio/hosts/linux/store/system_call.h"
+#include "nerio/hosts/linux/store/values_format.h"
+#include "nerio/platform/status.h"
+
+namespace nerio::platform {
+
+/// A values file as it was read: the bytes, its header, and whether it is in order.
+class ValuesFile {
+ public:
+  ValuesFile() = default;
+  ValuesFile(const ValuesFile&) = delete;
+  ValuesFile& operator=(const ValuesFile&) = delete;
+
+  /// Reads an open file from its start. What does not check is no failure of the call: `state` tells it.
+  /// @return 0, or the reason why the file can not be read: 8, 1015 (not an ordinary file), 1016.
+  Status Read(int file);
+
+  /// Reads the header alone, so that `header`, and `damage` where `state` is `Damaged`, are all that is known.
+  Status ReadHeader(int file);
+
+  /// Becomes the values file of a key that has none yet: no values, and in order.
+  void BecomeEmpty(const ValuesHeader& header);
+
+  RecordCursor::End state() const { return state_; }
+  /// What does not check; for a file whose `state` is `Unfinished`, the offset is where the unfinished record begins.
+  const Damage& damage() const { return damage_; }
+  const ValuesHeader& header() const { return header_; }
+
+  /// Goes through the records that are in order.
+  RecordCursor Records() const { return {bytes(), header_}; }
+  /// Where the next record belongs.
+  std::uint64_t recordsEnd() const { return recordsEnd_; }
+  std::uint64_t nextSequence() const { return nextSequence_; }
+
+  /// Finds the value called `name`, whatever its case. @return false when there is none.
+  bool Find(std::string_view name, ValueRecord& value) const;
+
+  /// Returns the values in the order of their folded names. They are views of this object.
+  std::vector<ValueRecord> Values() const;
+
+ private:
+  std::string_view bytes() const { return {large_ ? large_.get() : small_.data(), size_}; }
+  Status ReadBytes(int file, std::size_t wanted);
+  Status ReadStart(int file, std::size_t wanted);
+  Status ReadRest(int file);
+
+  // Most values files are one page; a byte more tells a longer one.
+  std::array<char, kPageSize + 1> small_;
+  std::unique_ptr<char[]> large_;
+  std::size_t size_ = 0;
+  ValuesHeader header_;
+  RecordCursor::End state_ = RecordCursor::End::Damaged;
+  Damage damage_;
+  std::uint64_t recordsEnd_ = kSectorSize;
+  std::uint64_t nextSequence_ = 1;
+};
+
+/// Writes the values file of a new key. Neither its content nor its name in the folder is durable yet.
+/// @param mode of the file, whatever the process masks.
+/// @param[out] file open for writing, to be synced.
+Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file);
+
+/// Adds a record to a key's values: a durable change that happens as a whole or not at all. On failure the values are
+/// the old ones, or the new ones if only the last sync failed.
+///
+/// The record is written into the zeros at the end of the file. Where they do not suffice, where the record can not be
+/// told from an unfinished one, or where an unfinished one is in the way, the file is replaced by a new one that holds
+/// what is left of the values and the record.
+/// @param folder the key's folder; the caller holds its lock for writing.
+/// @param file the values file, open for reading and writing, and `current`, what was read from it since the lock was
+/// granted; not damaged. A negative one: the folder has no
+/// values file yet, and `current` is an empty one.
+/// @param change its sequence is chosen here.
+Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord change);
+
+}  // namespace nerio::platform

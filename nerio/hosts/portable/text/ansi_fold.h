@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string_view>
+
+#include "nerio/types/text.h"
+
+namespace nerio::platform {
+
+/// Folds the case of one byte of code page 1252: capital letters, accented ones included, become small ones; everything
+/// else stays. One byte for one byte: "ß" stays itself and never equals "SS".
+char FoldAnsi(char byte);
+
+/// Folds the case of a name in code page 1252. Two registry names are the same exactly when their folded forms are.
+AnsiText FoldAnsi(std::string_view name);
+
+/// Tells whether two names are the same registry name: whether they differ in case only.
+bool SameAnsiName(std::string_view left, std::string_view right);
+
+/// Orders names in code page 1252 as the registry enumerates them: by the code units of their folded characters, so "\"
+/// comes before "a" and "ÿ" before "š". Names that differ in case only are equivalent; names need not be folded.
+struct AnsiNameOrder {
+  using is_transparent = void;
+  bool operator()(std::string_view left, std::string_view right) const;
+};
+
+}  // namespace nerio::platform

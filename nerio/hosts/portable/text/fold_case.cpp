@@ -1,0 +1,52 @@
+#include "nerio/hosts/portable/text/fold_case.h"
+
+namespace nerio::platform {
+namespace {
+
+constexpr bool Within(char16_t unit, char16_t first, char16_t last) { return first <= unit && unit <= last; }
+
+// Blocks where a capital letter stands right before its small one, on even or on odd places.
+constexpr bool IsCapitalBeforeSmall(char16_t unit) {
+  if (Within(unit, 0x0139, 0x0148) || Within(unit, 0x0179, 0x017E)) return unit % 2 == 1;
+  // 0130 and 0131 are the dotted capital I and the dotless small i, which are nobody's pair.
+  if (Within(unit, 0x0100, 0x012F) || Within(unit, 0x0132, 0x0137) || Within(unit, 0x014A, 0x0177))
+    return unit % 2 == 0;
+  if (Within(unit, 0x0218, 0x021F) || Within(unit, 0x0460, 0x0481) || Within(unit, 0x048A, 0x04BF))
+    return unit % 2 == 0;
+  return Within(unit, 0x04D0, 0x052F) || Within(unit, 0x1E00, 0x1E95) || Within(unit, 0x1EA0, 0x1EFF) ? unit % 2 == 0
+                                                                                                      : false;
+}
+
+// Blocks where all capital letters stand a fixed distance before their small ones.
+constexpr char16_t DistanceToSmall(char16_t unit) {
+  if (Within(unit, 0x00C0, 0x00DE)) return unit == 0x00D7 ? 0 : 0x20;  // 00D7 is the multiplication sign
+  if (Within(unit, 0x0391, 0x03AB)) return unit == 0x03A2 ? 0 : 0x20;  // 03A2 is no letter
+  if (Within(unit, 0x0388, 0x038A)) return 0x25;
+  if (Within(unit, 0x0410, 0x042F)) return 0x20;
+  if (Within(unit, 0x0400, 0x040F)) return 0x50;
+  return Within(unit, 0x0531, 0x0556) ? 0x30 : 0;
+}
+
+}  // namespace
+
+char16_t FoldCase(char16_t unit) {
+  if (unit < 0x80) return u'A' <= unit && unit <= u'Z' ? static_cast<char16_t>(unit + 0x20) : unit;
+  switch (unit) {
+    case 0x0178:
+      return 0x00FF;
+    case 0x0386:
+      return 0x03AC;
+    case 0x038C:
+      return 0x03CC;
+    case 0x038E:
+      return 0x03CD;
+    case 0x038F:
+      return 0x03CE;
+    default:
+      break;
+  }
+  if (IsCapitalBeforeSmall(unit)) return static_cast<char16_t>(unit + 1);
+  return static_cast<char16_t>(unit + DistanceToSmall(unit));
+}
+
+}  // namespace nerio::platform

@@ -1,0 +1,42 @@
+#include "nerio/hosts/portable/xml/xml_arena.h"
+
+#include <algorithm>
+
+#include "nerio/platform/large_memory.h"
+
+namespace nerio::platform::xml {
+
+void Arena::Clear() noexcept {
+  while (chunks_ != nullptr) ::operator delete(std::exchange(chunks_, chunks_->previous));
+  next_ = first_;
+  end_ = first_ + sizeof first_;
+  last_ = first_;
+  chunkSize_ = kSmallestChunk;
+}
+
+std::byte* Arena::AddChunk(std::size_t bytes) {
+  if (bytes > SIZE_MAX - sizeof(Chunk)) throw std::bad_alloc();
+  void* const memory = ::operator new(sizeof(Chunk) + bytes);
+  ExpectFilling(memory, sizeof(Chunk) + bytes);
+  chunks_ = ::new (memory) Chunk{chunks_};
+  return reinterpret_cast<std::byte*>(chunks_ + 1);
+}
+
+void* Arena::AllocateInNewChunk(std::size_t bytes) {
+  // What would take a good part of a chunk gets one of its own; the current one stays in use. It is somewhat larger
+  // than asked for: what is allocated next is often a copy of the same size, and copying between places that lie just a
+  // few bytes more than a memory page apart is slow, since the processor takes each load to depend on the stores before
+  // it.
+  constexpr std::size_t kApart = 1024;
+  if (bytes > SIZE_MAX - kApart) throw std::bad_alloc();
+  if (bytes > chunkSize_ / 4) return AddChunk(bytes + kApart);
+  const std::size_t size = chunkSize_ - sizeof(Chunk);
+  std::byte* const start = AddChunk(size);
+  chunkSize_ = std::min(chunkSize_ * 2, kLargestChunk);
+  last_ = start;
+  next_ = start + bytes;
+  end_ = start + size;
+  return start;
+}
+
+}  // namespace nerio::platform::xml

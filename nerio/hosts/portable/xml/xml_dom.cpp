@@ -1,0 +1,284 @@
+#include "nerio/hosts/portable/xml/xml_dom.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <utility>
+
+#include "nerio/hosts/portable/base64/base64_codec.h"
+#include "nerio/hosts/portable/xml/xml_names.h"
+#include "nerio/hosts/portable/xml/xml_parser.h"
+#include "nerio/hosts/portable/xml/xml_query.h"
+#include "nerio/hosts/portable/xml/xml_tree.h"
+#include "nerio/hosts/portable/xml/xml_types.h"
+#include "nerio/hosts/portable/xml/xml_writer.h"
+#include "nerio/platform/large_memory.h"
+#include "nerio/types/error.h"
+
+namespace nerio::platform {
+namespace {
+
+using xml::BytesText;
+using xml::Element;
+using xml::Kind;
+using xml::NamedValue;
+using xml::Node;
+using xml::Parent;
+using xml::Tree;
+using xml::TypedAs;
+using xml::TypeOf;
+using xml::UpToNul;
+using xml::Value;
+
+// A handle is the address of a node. The handle of an element's attribute map is the element's with this bit set, which
+// no node's address has.
+constexpr std::ptrdiff_t kMapBit = 1;
+static_assert(alignof(Node) > kMapBit);
+
+[[noreturn]] void Raise(std::int32_t number, TextView description) {
+  throw Error(number, u"XmlDom", Text(description));
+}
+
+// Counts a handle to a node that is given out; null stays null.
+XmlObject* Give(Node* node, std::ptrdiff_t bit = 0) {
+  if (node == nullptr) return nullptr;
+  node->tree->AddHandle();
+  return reinterpret_cast<XmlObject*>(reinterpret_cast<char*>(node) + bit);
+}
+
+bool IsMap(XmlObject* handle) { return reinterpret_cast<std::uintptr_t>(handle) % alignof(Node) == kMapBit; }
+
+Node* NodeBehind(XmlObject* handle) {
+  return reinterpret_cast<Node*>(reinterpret_cast<char*>(handle) - (IsMap(handle) ? kMapBit : 0));
+}
+
+Node& TakeNode(XmlObject* handle) {
+  if (handle == nullptr) RaiseObjectNotSet();
+  if (IsMap(handle)) Raise(kErrDomArgument, u"an attribute map is no node");
+  return *NodeBehind(handle);
+}
+
+Element& TakeMap(XmlObject* handle) {
+  if (handle == nullptr) RaiseObjectNotSet();
+  if (!IsMap(handle)) Raise(kErrDomArgument, u"a node is no attribute map");
+  auto& element = static_cast<Element&>(*NodeBehind(handle));
+  xml::ShowDataType(element);
+  return element;
+}
+
+Tree& TakeDocument(XmlObject* handle) {
+  Node& node = TakeNode(handle);
+  if (node.kind != Kind::kDocument) Raise(kErrDomArgument, u"the node is no document");
+  return *node.tree;
+}
+
+// The text of an element that is kept as bytes, or null.
+const BytesText* BytesTextOf(Node& node) {
+  const Element* const element = xml::AsElement(&node);
+  return element != nullptr ? xml::OnlyBytesText(*element) : nullptr;
+}
+
+// Returns the name of a new node, as the tree keeps it. A name that the tree has already was found right before.
+const xml::Name* TakeName(Tree& tree, TextView name) {
+  const xml::Name* const taken = tree.Names().Intern(UpToNul(name), xml::IsName);
+  if (taken == nullptr) Raise(kErrDomFailure, u"the name is not one of XML 1.0");
+  return taken;
+}
+
+TextView WithoutBlanksAtEnds(TextView text) {
+  while (!text.empty() && xml::IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && xml::IsBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+// Tells whether `node` is `other` or stands above it.
+bool Holds(const Node& node, const Node* other) {
+  while (other != nullptr && other != &node) other = other->parent;
+  return other == &node;
+}
+
+// Keeps a text that is plain Base64 as the bytes that it stands for: less than half the memory, and the typed value is
+// there already. Returns whether it is.
+bool PutPlainBase64(Element& element, TextView text) {
+  xml::Arena& memory = element.tree->Memory();
+  std::uint8_t* const bytes = memory.MakeBytes(text.size() / 4 * 3);
+  std::uint8_t* const end = ReadPlainBase64(text, bytes);
+  memory.ShortenTo(end != nullptr ? end : bytes);
+  if (end == nullptr) return false;
+  element.tree->MakeOnlyBytesText(element, {bytes, end});
+  return true;
+}
+
+constexpr TextView kNoTypedValue = u"typed values of this data type are not supported";
+
+}  // namespace
+
+XmlObject* PortableXmlDom::CreateDocumentByName() { return CreateDocument(); }
+
+XmlObject* PortableXmlDom::CreateDocument() { return Give(&(new Tree)->Root()); }
+
+XmlObject* PortableXmlDom::CreateElement(XmlObject* document, TextView name) {
+  Tree& tree = TakeDocument(document);
+  return Give(tree.MakeElement(TakeName(tree, name)));
+}
+
+XmlObject* PortableXmlDom::CreateAttribute(XmlObject* document, TextView name) {
+  Tree& tree = TakeDocument(document);
+  return Give(tree.MakeNamedValue(Kind::kAttribute, TakeName(tree, name)));
+}
+
+XmlObject* PortableXmlDom::Attributes(XmlObject* node) { return Give(xml::AsElement(&TakeNode(node)), kMapBit); }
+
+XmlObject* PortableXmlDom::GetNamedItem(XmlObject* attributes, TextView name) {
+  return Give(Tree::FindAttribute(TakeMap(attributes), UpToNul(name)));
+}
+
+XmlObject* PortableXmlDom::SetNamedItem(XmlObject* attributes, XmlObject* attribute) {
+  Element& element = TakeMap(attributes);
+  Node& item = TakeNode(attribute);
+  if (item.kind != Kind::kAttribute) Raise(kErrDomFailure, u"the node is no attribute");
+  if (item.tree != element.tree) Raise(kErrDomFailure, u"the attribute belongs to another document");
+  if (item.parent != nullptr && item.parent != &element) {
+    Raise(kErrDomFailure, u"the attribute belongs to another element");
+  }
+  element.tree->AddAttribute(element, static_cast<NamedValue&>(item));
+  return Give(&item);
+}
+
+XmlObject* PortableXmlDom::AppendChild(XmlObject* parent, XmlObject* child) {
+  Node& owner = TakeNode(parent);
+  Node& item = TakeNode(child);
+  Parent* const list = xml::AsParent(&owner);
+  if (list == nullptr) Raise(kErrDomFailure, u"the node can have no children");
+  Element* const element = xml::AsElement(&item);
+  if (element == nullptr) Raise(kErrDomFailure, u"only an element can be appended");
+  // An element without children is above nothing, so that the way up is walked only where it matters.
+  if (element == &owner || (element->children.first != nullptr && Holds(*element, &owner))) {
+    Raise(kErrDomFailure, u"an element cannot be appended below itself");
+  }
+  if (owner.kind == Kind::kDocument) {
+    for (Node* other = list->children.first; other != nullptr; other = other->next) {
+      if (other->kind == Kind::kElement && other != element) {
+        Raise(kErrDomFailure, u"the document has a document element already");
+      }
+    }
+  }
+  Tree::Detach(item);
+  if (item.tree != owner.tree) owner.tree->Adopt(item);
+  Tree::Append(*list, item);
+  return Give(&item);
+}
+
+void PortableXmlDom::PutText(XmlObject* node, TextView text) {
+  Node& target = TakeNode(node);
+  if (target.kind == Kind::kDocument) Raise(kErrDomFailure, u"a document has no text of its own");
+  Element* const element = xml::AsElement(&target);
+  // A text with a NUL is not plain.
+  if (element != nullptr && !text.empty() && TypeOf(target) == TypedAs::kBase64 && PutPlainBase64(*element, text))
+    return;
+  const bool plain = xml::IsPlain(text);
+  if (!plain) text = UpToNul(text);
+  if (element != nullptr && text.empty()) {
+    Tree::DetachChildren(*element);
+  } else {
+    Value& value = element != nullptr ? target.tree->MakeOnlyText(*element) : static_cast<Value&>(target);
+    target.tree->SetValue(value, text, plain);
+  }
+}
+
+Text PortableXmlDom::GetText(XmlObject* node) {
+  Node& target = TakeNode(node);
+  if (const BytesText* const bytes = BytesTextOf(target)) return Base64Of(bytes->View());
+  Text joined;
+  const TextView text = xml::TextOf(target, joined);
+  const TextView inner = WithoutBlanksAtEnds(text);
+  return Text(target.kind == Kind::kAttribute && !inner.empty() ? text : inner);
+}
+
+void PortableXmlDom::PutDataType(XmlObject* node, TextView type) {
+  Element* const element = xml::AsElement(&TakeNode(node));
+  if (element == nullptr) Raise(kErrDomFailure, u"only an element has a data type");
+  if (!xml::SetDataType(*element, UpToNul(type))) Raise(kErrDomFailure, u"the data type is not known");
+  // Where there are attributes, somebody may look at them already.
+  if (element->count != 0) xml::ShowDataType(*element);
+}
+
+void PortableXmlDom::PutNodeTypedValue(XmlObject* node, std::span<const std::uint8_t> bytes) {
+  Node& target = TakeNode(node);
+  const TypedAs type = TypeOf(target);
+  if (type == TypedAs::kOther) Raise(kErrDomNotImplemented, kNoTypedValue);
+  if (type == TypedAs::kBase64 && !bytes.empty()) {
+    std::uint8_t* const kept = target.tree->Memory().MakeBytes(bytes.size());
+    std::memcpy(kept, bytes.data(), bytes.size());
+    target.tree->MakeOnlyBytesText(static_cast<Element&>(target), {kept, bytes.size()});
+    return;
+  }
+  // The bytes are the text's byte view: low byte first; an odd last one forms no unit.
+  Text text;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) text += static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8);
+  PutText(node, text);
+}
+
+Variant PortableXmlDom::GetNodeTypedValue(XmlObject* node) {
+  Node& target = TakeNode(node);
+  switch (TypeOf(target)) {
+    case TypedAs::kBase64: {
+      Bytes bytes;
+      if (const BytesText* const kept = BytesTextOf(target)) {
+        bytes.reserve(kept->count);
+        ExpectFilling(bytes.data(), kept->count);
+        bytes.assign(kept->View().begin(), kept->View().end());
+        return bytes;
+      }
+      Text joined;
+      if (!ReadBase64(xml::TextOf(target, joined), bytes)) Raise(kErrDomFailure, u"the text is not Base64");
+      return bytes;
+    }
+    case TypedAs::kText:
+      return GetText(node);
+    case TypedAs::kOther:
+      break;
+  }
+  Raise(kErrDomNotImplemented, kNoTypedValue);
+}
+
+bool PortableXmlDom::LoadXml(XmlObject* document, TextView xml) {
+  Tree& tree = TakeDocument(document);
+  tree.Empty();
+  tree.loadError = {};
+  try {
+    if (xml::Parse(xml, tree, tree.loadError)) return true;
+  } catch (...) {
+    tree.Empty();
+    throw;
+  }
+  tree.Empty();
+  return false;
+}
+
+XmlLoadError PortableXmlDom::LoadError(XmlObject* document) { return TakeDocument(document).loadError; }
+
+XmlObject* PortableXmlDom::SelectSingleNode(XmlObject* node, TextView query) {
+  Node& start = TakeNode(node);
+  // What is asked for most is the document element by its name; a name without prefix needs no reading as a path.
+  Node* const child = xml::AsParent(&start) != nullptr ? static_cast<Parent&>(start).children.first : nullptr;
+  if (Element* const first = child != nullptr ? xml::AsElement(child) : nullptr) {
+    if (xml::SameUnits(first->name->View(), query) && query.find(u':') == TextView::npos) return Give(first);
+  }
+  query = UpToNul(query);
+  if (!xml::IsPath(query)) Raise(kErrDomFailure, u"the query is no path of names");
+  return Give(xml::SelectPath(start, query));
+}
+
+Text PortableXmlDom::GetXml(XmlObject* node) { return xml::Write(TakeNode(node)); }
+
+void PortableXmlDom::AddRef(XmlObject* object) noexcept { NodeBehind(object)->tree->AddHandle(); }
+
+void PortableXmlDom::Release(XmlObject* object) noexcept { NodeBehind(object)->tree->RemoveHandle(); }
+
+XmlDom& OwnXmlDom() noexcept {
+  static PortableXmlDom dom;
+  return dom;
+}
+
+}  // namespace nerio::platform

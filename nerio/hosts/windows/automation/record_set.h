@@ -1,0 +1,37 @@
+#pragma once
+
+#include "nerio/platform/record_set.h"
+
+struct IDispatch;
+
+namespace nerio::platform {
+
+/// Reads a field of a database library through its automation interface, by the member's name. The object is borrowed;
+/// null is allowed and raises 91 when it is used. What the object reports (EXCEPINFO) becomes an Error with its number,
+/// source and description unchanged.
+class AutomationField final : public RecordField {
+ public:
+  explicit AutomationField(IDispatch* field) noexcept : field_(field) {}
+
+  /// @throws Error 13 when the value has a type that no field can hold.
+  Variant get_Value() override;
+
+ private:
+  IDispatch* field_;
+};
+
+/// Moves a record set of a database library (DAO, or any object with the same members) in the same way.
+class AutomationRecordSet final : public RecordSet {
+ public:
+  explicit AutomationRecordSet(IDispatch* records) noexcept : records_(records) {}
+
+  Boolean get_BOF() override;
+  Boolean get_EOF() override;
+  void MoveLast(std::int32_t options) override;
+  void MoveFirst() override;
+
+ private:
+  IDispatch* records_;
+};
+
+}  // namespace nerio::platform

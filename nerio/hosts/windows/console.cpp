@@ -1,0 +1,45 @@
+#include "nerio/platform/console.h"
+
+#include <windows.h>
+// Needs what the header above declares.
+#include <fcntl.h>
+#include <io.h>
+#include <shellapi.h>
+
+#include <cstdlib>
+
+#include "nerio/hosts/windows/automation/wide.h"
+#include "nerio/types/utf8.h"
+
+namespace nerio::platform {
+namespace {
+
+bool IsConsole(DWORD stream) {
+  DWORD mode = 0;
+  return ::GetConsoleMode(::GetStdHandle(stream), &mode) != 0;
+}
+
+}  // namespace
+
+bool IsSomebodyAtTerminal() { return IsConsole(STD_INPUT_HANDLE) && IsConsole(STD_ERROR_HANDLE); }
+
+void PrepareStandardStreams() {
+  for (const int stream : {0, 1, 2}) ::_setmode(stream, _O_BINARY);
+  // The code page is the console's, which lives on after this process.
+  static const UINT before = ::GetConsoleOutputCP();
+  if (before == 0) return;
+  ::SetConsoleOutputCP(CP_UTF8);
+  std::atexit([] { ::SetConsoleOutputCP(before); });
+}
+
+// What `main` is given went through the ANSI code page; the system's own command line did not.
+std::vector<std::string> Arguments(int, const char* const*) {
+  std::vector<std::string> arguments;
+  int count = 0;
+  wchar_t** words = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+  for (int i = 1; i < count; ++i) arguments.push_back(ToUtf8(ViewOf(words[i], ::wcslen(words[i]))));
+  ::LocalFree(words);
+  return arguments;
+}
+
+}  // namespace nerio::platform

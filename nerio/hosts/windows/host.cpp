@@ -1,0 +1,77 @@
+#include "nerio/platform/host.h"
+
+#include <cstddef>
+#include <new>
+
+#include "nerio/hosts/windows/automation/com_apartment.h"
+#include "nerio/hosts/windows/automation/regional_settings.h"
+#include "nerio/hosts/windows/automation/xml_dom.h"
+#include "nerio/hosts/windows/code_page.h"
+#include "nerio/hosts/windows/file_system.h"
+#include "nerio/hosts/windows/guid_source.h"
+#include "nerio/hosts/windows/module_location.h"
+#include "nerio/hosts/windows/registry.h"
+
+namespace nerio::platform {
+namespace {
+
+// The DOM of a program, whose threads nobody else puts into a COM apartment: each one enters its own with its first
+// document and leaves it when it ends.
+class ProgramXmlDom final : public WindowsXmlDom {
+ public:
+  XmlObject* CreateDocumentByName() override {
+    EnterApartment();
+    return WindowsXmlDom::CreateDocumentByName();
+  }
+  XmlObject* CreateDocument() override {
+    EnterApartment();
+    return WindowsXmlDom::CreateDocument();
+  }
+
+ private:
+  static void EnterApartment() { thread_local const ComApartment apartment; }
+};
+
+// The services of this system. They hold nothing: every call goes straight to the system.
+template <typename Dom>
+struct WindowsServices {
+  WindowsRegistry registry;
+  WindowsCodePage codePage;
+  WindowsFileSystem files;
+  WindowsModuleLocation module;
+  WindowsGuidSource guids;
+  Dom xml;
+  WindowsRegionalSettings regional;
+
+  Host View() noexcept { return {registry, codePage, files, module, guids, xml, regional}; }
+};
+
+class WindowsHost final : public HostInstance {
+ public:
+  Host Services() override { return services_.View(); }
+
+ private:
+  WindowsServices<ProgramXmlDom> services_;
+};
+
+// The component's host: its threads are in their owners' apartments. It lives until the process ends and is never
+// destroyed, so that nothing has to run when the library is unloaded.
+struct ProcessHost {
+  using Services = WindowsServices<WindowsXmlDom>;
+
+  alignas(Services) std::byte memory[sizeof(Services)];
+  Host view;
+
+  ProcessHost() noexcept : view((new (memory) Services)->View()) {}
+};
+
+}  // namespace
+
+std::unique_ptr<HostInstance> OpenHost(const HostOptions&) { return std::make_unique<WindowsHost>(); }
+
+const Host& ThisHost() noexcept {
+  static const ProcessHost host;
+  return host.view;
+}
+
+}  // namespace nerio::platform

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "nerio/platform/host.h"
+#include "nerio/platform/registry_api.h"
+
+namespace nerio::platform {
+
+/// Says where one predefined root of the registry is kept.
+struct RegistryPlace {
+  KeyHandle root = 0;
+  /// Where it is, in UTF-8: the folder of the root, or the root's own name where the system keeps its registry itself.
+  std::string place;
+  /// False when the root is not there yet: its first use makes it, or answers 2 to whoever may not.
+  bool present = false;
+};
+
+/// One thing that a check of the registry found.
+struct RegistryFinding {
+  enum class Kind {
+    /// Stored bytes that do not check, or something else where a key's file or folder belongs. Calls that need it
+    /// fail, and no call changes it.
+    Damage,
+    /// Something that this user may not read, so that nothing can be said about it.
+    Refused,
+    /// What a killed process left behind. It is invisible to every call; the next writer removes it, or moves that of
+    /// another user out of the way.
+    Leftover,
+  };
+  Kind kind = Kind::Damage;
+  /// The file or folder, in UTF-8.
+  std::string place;
+  /// Where in the file, in bytes from its start; 0 for a folder.
+  std::uint64_t offset = 0;
+  /// What is wrong there, in English.
+  std::string what;
+};
+
+/// Says which view of the system's registry every call goes to.
+struct RegistryView {
+  /// The programs that have this view: 32 for those of 32 bits; 0 where the system shows every program the same.
+  std::uint32_t bits = 0;
+  /// The system has no other view.
+  bool only = true;
+
+  friend bool operator==(const RegistryView&, const RegistryView&) = default;
+};
+
+/// Returns the view that this process has. Raises nothing.
+RegistryView ViewOfRegistry() noexcept;
+
+/// Returns where the registry that `OpenHost(options)` opens keeps each root. Makes nothing and changes nothing.
+/// @throws std::bad_alloc and nothing else.
+std::vector<RegistryPlace> RegistryPlaces(const HostOptions& options = {});
+
+/// Looks through every key of the registry that `OpenHost(options)` opens, and returns what is wrong with it, in the
+/// order of the places. Changes nothing. Empty where the system keeps and checks its registry itself.
+/// @throws std::bad_alloc and nothing else.
+std::vector<RegistryFinding> CheckRegistry(const HostOptions& options = {});
+
+}  // namespace nerio::platform

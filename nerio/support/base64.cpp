@@ -1,0 +1,92 @@
+#include "nerio/support/base64.h"
+
+#include <bit>
+#include <cstddef>
+#include <new>
+#include <span>
+#include <utility>
+#include <variant>
+
+#include "nerio/platform/large_memory.h"
+#include "nerio/platform/xml_dom.h"
+#include "nerio/types/error.h"
+#include "nerio/types/variant.h"
+
+namespace nerio {
+namespace {
+
+using platform::XmlDocument;
+using platform::XmlNode;
+
+constexpr TextView kBase64Type = u"bin.base64";
+
+constexpr bool kLowFirst = std::endian::native == std::endian::little;
+
+[[maybe_unused]] void Swap(Text& text) {
+  for (char16_t& unit : text) unit = static_cast<char16_t>(unit << 8 | unit >> 8);
+}
+
+// The bytes of a text where its units lie low byte first; elsewhere those of a copy in that order.
+std::span<const std::uint8_t> ByteView(TextView text, Text& copy) {
+  if constexpr (!kLowFirst) {
+    copy = text;
+    Swap(copy);
+    text = copy;
+  }
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)};
+}
+
+Text FromByteView(const Bytes& bytes) {
+  // An odd last byte forms no unit.
+  const TextView units(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t));
+  Text text;
+  text.reserve(units.size());
+  platform::ExpectFilling(text.data(), units.size() * sizeof(char16_t));
+  text = units;
+  if constexpr (!kLowFirst) Swap(text);
+  return text;
+}
+
+}  // namespace
+
+std::int32_t EncodeBase64(TextView text, Text& encoded, const platform::Host& host) {
+  try {
+    platform::XmlDom& dom = host.xml;
+    // The document is released first.
+    XmlNode element;
+    const XmlDocument document(dom, dom.CreateDocument());
+    element = XmlNode(dom, dom.CreateElement(document.get(), u"TEMP"));
+    dom.PutDataType(element.get(), kBase64Type);
+    // The text itself may be `encoded`, which changes only behind the last look at it.
+    Text copy;
+    dom.PutNodeTypedValue(element.get(), ByteView(text, copy));
+    encoded = dom.GetText(element.get());
+    return 0;
+  } catch (const Error& error) {
+    return error.number();
+  } catch (const std::bad_alloc&) {
+    return kErrOutOfMemory;
+  } catch (...) {
+    return kErrInternal;
+  }
+}
+
+Text DecodeBase64(const Text& encoded, const platform::Host& host) {
+  try {
+    platform::XmlDom& dom = host.xml;
+    const XmlDocument document(dom, dom.CreateDocument());
+    // Whether the fixed text was loaded is not looked at, deliberately.
+    static_cast<void>(dom.LoadXml(document.get(), u"<DOC></DOC>"));
+    // Selected afresh for each property, deliberately.
+    const auto select = [&] { return XmlNode(dom, dom.SelectSingleNode(document.get(), u"DOC")); };
+    dom.PutDataType(select().get(), kBase64Type);
+    dom.PutText(select().get(), encoded);
+    const Variant value = dom.GetNodeTypedValue(select().get());
+    return FromByteView(std::get<Bytes>(value));
+  } catch (...) {
+    // Input that is not Base64, or no DOM to decode it: an empty text, as for no input.
+    return {};
+  }
+}
+
+}  // namespace nerio

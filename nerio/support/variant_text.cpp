@@ -1,0 +1,59 @@
+#include "nerio/support/variant_text.h"
+
+#include <concepts>
+#include <string>
+
+#include "nerio/support/variant_errors.h"
+
+namespace nerio {
+namespace {
+
+using platform::RegionalSettings;
+using platform::Status;
+
+// Writes a value of each type in turn.
+class TextWriter {
+ public:
+  explicit TextWriter(RegionalSettings& regional) : regional_(regional) {}
+
+  Text operator()(const Empty&) const { return {}; }
+  Text operator()(Null) const { throw InvalidUseOfNullError(); }
+  Text operator()(Boolean value) const { return Text(TextOf(value)); }
+  Text operator()(std::integral auto value) const {
+    const std::string digits = std::to_string(value);
+    return {digits.begin(), digits.end()};
+  }
+  Text operator()(float value) const { return Convert(&RegionalSettings::TextFromSingle, value); }
+  Text operator()(double value) const { return Convert(&RegionalSettings::TextFromDouble, value); }
+  Text operator()(Currency value) const { return Convert(&RegionalSettings::TextFromCurrency, value); }
+  Text operator()(const Decimal& value) const { return Convert(&RegionalSettings::TextFromDecimal, value); }
+  Text operator()(Date value) const { return Convert(&RegionalSettings::TextFromDate, value); }
+  Text operator()(const Text& value) const { return value; }
+  Text operator()(const Bytes& value) const {
+    Text text;
+    text.reserve(value.size() / 2);
+    for (std::size_t i = 0; i + 1 < value.size(); i += 2) {
+      text += static_cast<char16_t>(value[i] | value[i + 1] << 8);
+    }
+    return text;
+  }
+
+ private:
+  template <typename Value>
+  Text Convert(Status (RegionalSettings::*convert)(Value, Text&), Value value) const {
+    Text text;
+    const Status status = (regional_.*convert)(value, text);
+    if (status != platform::kSuccess) throw FailedConversionError(status);
+    return text;
+  }
+
+  RegionalSettings& regional_;
+};
+
+}  // namespace
+
+Text VariantToText(const Variant& value, platform::RegionalSettings& regional) {
+  return std::visit(TextWriter(regional), value);
+}
+
+}  // namespace nerio

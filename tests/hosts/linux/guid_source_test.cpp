@@ -1,0 +1,23 @@
+#include "nerio/hosts/linux/guid_source.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace nerio::platform {
+namespace {
+
+TEST(LinuxGuidSource, EveryGuidIsOfVersion4AndItsOwn) {
+  LinuxGuidSource source;
+  std::set<GuidBytes> seen;
+  for (int i = 0; i < 1000; ++i) {
+    GuidBytes guid{};
+    ASSERT_EQ(source.Create(guid), kSuccess);
+    EXPECT_EQ(guid[7] & 0xF0, 0x40);
+    EXPECT_EQ(guid[8] & 0xC0, 0x80);
+    EXPECT_TRUE(seen.insert(guid).second);
+  }
+}
+
+}  // namespace
+}  // namespace nerio::platform

@@ -1,0 +1,31 @@
+#include "nerio/hosts/linux/store/entry_look.h"
+
+#include <gtest/gtest.h>
+
+namespace nerio::platform {
+namespace {
+
+TEST(EntryLook, StoodStill_NeedsMoreThanTheStepsOfTheClock) {
+  struct Case {
+    std::int64_t seconds;
+    std::int64_t nanoseconds;
+    bool stoodStill;
+  };
+  // The clock says 100.5; two steps of the slowest clock are 20 ms, times without a fraction may be 2 s old.
+  for (const Case& one : {Case{100, 500'000'000, false}, Case{100, 480'000'000, false}, Case{100, 479'999'999, true},
+                          Case{99, 999'999'999, true}, Case{100, 0, false}, Case{98, 0, true}, Case{99, 0, false},
+                          Case{101, 1, false}, Case{4'000'000'000, 0, false},
+                          // As far from now as file systems can be made to tell.
+                          Case{15'000'000'000, 1, false}, Case{-15'000'000'000, 1, true}}) {
+    EntryLook look;
+    look.seconds = one.seconds;
+    look.nanoseconds = one.nanoseconds;
+    EntryLook clock;
+    clock.seconds = 100;
+    clock.nanoseconds = 500'000'000;
+    EXPECT_EQ(StoodStill(look, clock), one.stoodStill) << one.seconds << '.' << one.nanoseconds;
+  }
+}
+
+}  // namespace
+}  // namespace nerio::platform

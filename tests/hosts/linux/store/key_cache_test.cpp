@@ -1,0 +1,353 @@
+#include "nerio/hosts/linux/store/key_cache.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "nerio/hosts/linux/store/key_lock.h"
+#include "tests/hosts/linux/store/child_process.h"
+#include "tests/hosts/linux/store/stored_registry.h"
+#include "tests/testing/temporary_folder.h"
+
+namespace nerio::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Calls;
+using testing::InOrder;
+
+constexpr uid_t kNobody = 65534;
+
+// Longer than the time for which a change keeps a key from being kept.
+void LetStandStill() { std::this_thread::sleep_for(std::chrono::milliseconds(40)); }
+
+std::string Answers(RegistryApi& registry) {
+  const Calls calls(registry);
+  return InOrder({calls.Open("k"), calls.Get("k", "v"), calls.Get("k", "w"), calls.Get("k\\sub", "v")});
+}
+
+class KeyCacheTest : public ::testing::Test {
+ protected:
+  KeyCacheTest() {
+    const Calls calls = stored_.calls();
+    EXPECT_EQ(calls.Create("k\\sub"), kSuccess);
+    EXPECT_EQ(calls.Set("k", "v", "old"), kSuccess);
+    EXPECT_EQ(calls.Set("k\\sub", "v", "below"), kSuccess);
+  }
+
+  KeyPath Path(const std::string& folders) const {
+    KeyPath path{stored_.Root()};
+    path.Enter(folders);
+    return path;
+  }
+  // Makes a cache keep what can be kept.
+  static void LearnOften(KeyCache& cache, const KeyPath& path) {
+    for (int i = 0; i < 3; ++i) cache.Learn(path);
+  }
+
+  testing::StoredRegistry stored_;
+};
+
+TEST_F(KeyCacheTest, KeyThatIsReadAgain_IsKeptWithItsValues) {
+  LetStandStill();
+  KeyCache cache;
+  EXPECT_EQ(cache.FindStanding(Path("k")), nullptr);
+  for (int i = 0; i < 2; ++i) {
+    cache.Learn(Path("k"));
+    EXPECT_EQ(cache.FindStanding(Path("k")), nullptr) << "one value read once is not worth it";
+  }
+  cache.Learn(Path("k"));
+  const auto kept = cache.FindStanding(Path("k"));
+  ASSERT_NE(kept, nullptr);
+  ValueRecord value;
+  ASSERT_TRUE(kept->Find("V", value));
+  EXPECT_EQ(value.name, "v");
+  EXPECT_EQ(value.data, "old");
+  EXPECT_EQ(value.type, kRegSz);
+  EXPECT_FALSE(kept->Find("w", value));
+}
+
+TEST_F(KeyCacheTest, KeyThatWasJustChanged_IsNotKeptYet) {
+  KeyCache cache;
+  ASSERT_EQ(stored_.calls().Set("k", "v", "new"), kSuccess);
+  LearnOften(cache, Path("k"));
+  EXPECT_EQ(cache.FindStanding(Path("k")), nullptr);
+  LetStandStill();
+  cache.Learn(Path("k"));
+  EXPECT_NE(cache.FindStanding(Path("k")), nullptr);
+}
+
+TEST_F(KeyCacheTest, KeyThatAWriterHolds_IsNotKept) {
+  LetStandStill();
+  KeyCache cache;
+  {
+    LockedKey locked;
+    ASSERT_EQ(LockKey(Path("k"), LockKind::Write, O_PATH, locked), kSuccess);
+    LearnOften(cache, Path("k"));
+    EXPECT_EQ(cache.FindStanding(Path("k")), nullptr);
+  }
+  cache.Learn(Path("k"));
+  EXPECT_EQ(cache.FindStanding(Path("k")), nullptr) << "it is not tried again at once";
+  LetStandStill();
+  cache.Learn(Path("k"));
+  EXPECT_NE(cache.FindStanding(Path("k")), nullptr);
+}
+
+TEST_F(KeyCacheTest, RootsAndWhatIsNoKey_AreNotKept) {
+  LetStandStill();
+  KeyCache cache;
+  for (const KeyPath& path : {KeyPath(stored_.Root()), Path("missing"), Path("k/%values")}) {
+    LearnOften(cache, path);
+    EXPECT_EQ(cache.FindStanding(path), nullptr) << path.folder();
+  }
+}
+
+TEST_F(KeyCacheTest, FileSystemThatIsNotKnownForReliableTimes_IsReadEachTime) {
+  const testing::TemporaryFolder place;
+  if (::mount("nerio", place.path().c_str(), "ramfs", 0, nullptr) != 0) {
+    GTEST_SKIP() << "no right to mount another file system";
+  }
+  fs::copy(stored_.Root(), place.path() / "root", fs::copy_options::recursive);
+  LetStandStill();
+  KeyPath path{place.path() / "root"};
+  path.Enter("k");
+  KeyCache cache;
+  LearnOften(cache, path);
+  EXPECT_EQ(cache.FindStanding(path), nullptr);
+  EXPECT_EQ(::umount(place.path().c_str()), 0);
+}
+
+TEST_F(KeyCacheTest, ManyKeys_TakeNoDescriptorsAndBoundedMemory) {
+  constexpr int kKeys = 2200;
+  for (int i = 0; i < kKeys; ++i) fs::copy(stored_.Key("k"), stored_.Key("k" + std::to_string(i)));
+  LetStandStill();
+  KeyCache cache;
+  const auto openFiles = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+  const auto before = openFiles();
+  for (int i = 0; i < kKeys; ++i) LearnOften(cache, Path("k" + std::to_string(i)));
+  EXPECT_EQ(openFiles(), before);
+  EXPECT_EQ(cache.FindStanding(Path("k0")), nullptr) << "the one used longest ago makes room";
+  EXPECT_NE(cache.FindStanding(Path("k" + std::to_string(kKeys - 1))), nullptr);
+}
+
+TEST_F(KeyCacheTest, LargeKeys_MakeRoomForEachOtherAndTooLargeOnesAreNotKept) {
+  const std::string large(60'000, 'x');
+  for (int i = 0; i < 80; ++i) {
+    const std::string key = "k" + std::to_string(i);
+    ASSERT_EQ(stored_.calls().Create(key), kSuccess);
+    ASSERT_EQ(stored_.calls().Set(key, "v", large), kSuccess);
+  }
+  ASSERT_EQ(stored_.calls().Set("k", "v", large + large), kSuccess);
+  LetStandStill();
+  KeyCache cache;
+  LearnOften(cache, Path("k"));
+  EXPECT_EQ(cache.FindStanding(Path("k")), nullptr);
+  for (int i = 0; i < 80; ++i) LearnOften(cache, Path("k" + std::to_string(i)));
+  EXPECT_EQ(cache.FindStanding(Path("k0")), nullptr);
+  EXPECT_NE(cache.FindStanding(Path("k79")), nullptr);
+}
+
+TEST_F(KeyCacheTest, LinkToTheFolderOfAKeptKey_StillGivesItsValues) {
+  // Deliberately: what is behind the link is the very file that was read. It is refused once that changes.
+  LetStandStill();
+  for (int i = 0; i < 2; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
+  fs::rename(stored_.Key("k"), stored_.folder() / "elsewhere");
+  fs::create_symlink("../elsewhere", stored_.Key("k"));
+  EXPECT_EQ(stored_.calls().Get("k", "v"), "old");
+  testing::WriteFile(stored_.ValuesFile("k"), testing::FileContent(stored_.ValuesFile("k")));
+  EXPECT_EQ(stored_.calls().Get("k", "v"), "[1015]");
+}
+
+// What can happen to a key beside the registry that keeps it.
+struct Change {
+  const char* name;
+  std::function<void(const testing::StoredRegistry&)> make;
+};
+
+std::vector<Change> Changes() {
+  using Stored = testing::StoredRegistry;
+  const auto mode = [](const char* name, const char* place, unsigned bits) {
+    return Change{name,
+                  [=](const Stored& stored) { fs::permissions(stored.Key(place), static_cast<fs::perms>(bits)); }};
+  };
+  const auto byAnother = [](const char* name, const std::function<Status(const Calls&)>& call) {
+    return Change{name, [=](const Stored& stored) {
+                    LinuxRegistry another(stored.folder());
+                    ASSERT_EQ(call(Calls(another)), kSuccess);
+                  }};
+  };
+  return {
+      mode("folder that cannot be written", "k", 0500),
+      mode("folder that cannot be read", "k", 0300),
+      mode("folder that cannot be searched", "k", 0600),
+      mode("folder without rights", "k", 0000),
+      mode("folder above without search", "", 0600),
+      mode("file that cannot be read", "k/%values", 0200),
+      mode("file that cannot be written", "k/%values", 0400),
+      {"key moved away", [](const Stored& stored) { fs::rename(stored.Key("k"), stored.Key("other")); }},
+      {"root moved away", [](const Stored& stored) { fs::rename(stored.Root(), stored.folder() / "other"); }},
+      {"another key in its place",
+       [](const Stored& stored) {
+         fs::rename(stored.Key("k"), stored.folder() / "aside");
+         fs::rename(stored.folder() / "aside/sub", stored.Key("k"));
+       }},
+      {"copy restored in its place",
+       [](const Stored& stored) {
+         fs::copy(stored.Key("k"), stored.folder() / "copy", fs::copy_options::recursive);
+         fs::remove_all(stored.Key("k"));
+         fs::rename(stored.folder() / "copy", stored.Key("k"));
+       }},
+      {"values file of another key copied over its own",
+       [](const Stored& stored) {
+         testing::WriteFile(stored.ValuesFile("k"), testing::FileContent(stored.ValuesFile("k/sub")));
+       }},
+      {"values file edited in place, its time set back",
+       [](const Stored& stored) {
+         const fs::path file = stored.ValuesFile("k");
+         const auto time = fs::last_write_time(file);
+         testing::WriteFile(file, testing::FileContent(stored.ValuesFile("k/sub")));
+         fs::last_write_time(file, time);
+       }},
+      {"one bit turned",
+       [](const Stored& stored) {
+         std::string content = testing::FileContent(stored.ValuesFile("k"));
+         content[20] = static_cast<char>(content[20] ^ 1);
+         testing::WriteFile(stored.ValuesFile("k"), content);
+       }},
+      {"values file cut off", [](const Stored& stored) { fs::resize_file(stored.ValuesFile("k"), 1000); }},
+      {"values file removed", [](const Stored& stored) { fs::remove(stored.ValuesFile("k")); }},
+      {"folder in place of the values file",
+       [](const Stored& stored) {
+         fs::remove(stored.ValuesFile("k"));
+         fs::create_directory(stored.ValuesFile("k"));
+       }},
+      byAnother("value written", [](const Calls& calls) { return calls.Set("k", "v", "new"); }),
+      byAnother("value written as it was", [](const Calls& calls) { return calls.Set("k", "v", "old"); }),
+      byAnother("value added", [](const Calls& calls) { return calls.Set("k", "w", "new"); }),
+      byAnother("value deleted", [](const Calls& calls) { return calls.DeleteValue("k", "v"); }),
+      byAnother("file replaced", [](const Calls& calls) { return calls.Set("k", "w", std::string(5000, 'x')); }),
+      byAnother("subkey deleted", [](const Calls& calls) { return calls.Delete("k\\sub"); }),
+      byAnother("key deleted and made again",
+                [](const Calls& calls) {
+                  return calls.Delete("k\\sub") == kSuccess && calls.Delete("k") == kSuccess ? calls.Create("k")
+                                                                                             : kAccessDenied;
+                }),
+  };
+}
+
+TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryThatKeepsNothing) {
+  // Rights are checked for somebody whom they bind.
+  for (const Change& change : Changes()) {
+    const std::string outcome = testing::AnswerOfChild([&]() -> std::string {
+      testing::StoredRegistry stored;
+      if (::geteuid() == 0) {
+        if (::chown(stored.folder().c_str(), kNobody, kNobody) != 0 || ::setgroups(0, nullptr) != 0 ||
+            ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) {
+          return "can not change user";
+        }
+      }
+      const Calls calls = stored.calls();
+      if (calls.Create("k\\sub") != kSuccess || calls.Set("k", "v", "old") != kSuccess ||
+          calls.Set("k\\sub", "v", "below") != kSuccess) {
+        return "no set-up";
+      }
+      LetStandStill();
+      const std::string before = Answers(stored.registry());
+      if (Answers(stored.registry()) != before) return "another answer without a change";
+      KeyHandle handle = 0;
+      stored.registry().OpenKey(kHkeyLocalMachine, "k", 0, kKeyRead, handle);
+      LinuxRegistry another(stored.folder());
+      KeyHandle otherHandle = 0;
+      another.OpenKey(kHkeyLocalMachine, "k", 0, kKeyRead, otherHandle);
+      change.make(stored);
+      std::uint32_t type = 0;
+      std::uint32_t size = 0;
+      const auto ofHandles = InOrder({stored.registry().QueryValue(handle, "v", type, {}, size), "/",
+                                      another.QueryValue(otherHandle, "v", type, {}, size)});
+      const std::string after = Answers(stored.registry());
+      LinuxRegistry fresh(stored.folder());
+      const std::string expected = Answers(fresh);
+      for (const char* place : {"", "k", "k/%values"}) {
+        std::error_code ignored;
+        fs::permissions(stored.Key(place), fs::perms::owner_all, ignored);
+      }
+      if (after != expected) return InOrder({"kept:", after, "read:", expected});
+      const std::size_t slash = ofHandles.find(" / ");
+      if (ofHandles.substr(0, slash) != ofHandles.substr(slash + 3)) return "open handles: " + ofHandles;
+      return "equal";
+    });
+    EXPECT_EQ(outcome, "equal") << change.name;
+  }
+}
+
+TEST_F(KeyCacheTest, HandleOfADeletedKey_IsNotTakenForTheNewOneThatIsKept) {
+  ASSERT_EQ(stored_.calls().Delete("k\\sub"), kSuccess);
+  KeyHandle handle = 0;
+  ASSERT_EQ(stored_.registry().OpenKey(kHkeyLocalMachine, "k", 0, kKeyRead, handle), kSuccess);
+  ASSERT_EQ(stored_.calls().Delete("k"), kSuccess);
+  ASSERT_EQ(stored_.calls().Create("k"), kSuccess);
+  ASSERT_EQ(stored_.calls().Set("k", "v", "new"), kSuccess);
+  LetStandStill();
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "new");
+  std::uint32_t type = 0;
+  std::uint32_t size = 0;
+  EXPECT_EQ(stored_.registry().QueryValue(handle, "v", type, {}, size), kKeyDeleted);
+}
+
+TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentKept) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  LetStandStill();
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
+  const auto asNobody = [&] {
+    return testing::AnswerOfChild([&]() -> std::string {
+      if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
+        return "can not change user";
+      return InOrder({stored_.calls().Get("k", "v"), stored_.calls().Open("k")});
+    });
+  };
+  EXPECT_EQ(asNobody(), "[5] 5");
+  for (const fs::path& folder : {stored_.folder(), stored_.Root(), stored_.Key("k")}) {
+    fs::permissions(folder, fs::perms::all);
+  }
+  EXPECT_EQ(asNobody(), "[5] 5") << "the file itself is still private";
+  fs::permissions(stored_.ValuesFile("k"), static_cast<fs::perms>(0644));
+  LetStandStill();
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
+  EXPECT_EQ(asNobody(), "old 0");
+  ASSERT_EQ(::chown(stored_.ValuesFile("k").c_str(), 1, 1), 0);
+  fs::permissions(stored_.ValuesFile("k"), static_cast<fs::perms>(0600));
+  EXPECT_EQ(asNobody(), "[5] 5") << "and a third one's file";
+  ASSERT_EQ(::chown(stored_.ValuesFile("k").c_str(), kNobody, kNobody), 0);
+  fs::permissions(stored_.ValuesFile("k"), fs::perms::none);
+  LetStandStill();
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
+  EXPECT_EQ(asNobody(), "[5] 5") << "and its own one that it may not read";
+}
+
+TEST_F(KeyCacheTest, WhatAnotherProcessWrote_IsReadAtOnce) {
+  for (int round = 0; round < 10; ++round) {
+    LetStandStill();
+    for (int i = 0; i < 3; ++i) stored_.calls().Get("k", "v");
+    const std::string value = std::to_string(round);
+    ASSERT_EQ(testing::AnswerOfChild([&] {
+                LinuxRegistry registry(stored_.folder());
+                return std::to_string(Calls(registry).Set("k", "v", value));
+              }),
+              "0");
+    EXPECT_EQ(stored_.calls().Get("k", "v"), value);
+  }
+}
+
+}  // namespace
+}  // namespace nerio::platform

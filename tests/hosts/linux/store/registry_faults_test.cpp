@@ -1,0 +1,249 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "nerio/hosts/linux/store/key_cache.h"
+#include "tests/hosts/linux/store/stored_registry.h"
+#include "tests/hosts/linux/store/system_call_seam.h"
+
+namespace nerio::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Calls;
+using testing::EndFaults;
+using testing::Fault;
+using ::testing::IsEmpty;
+using testing::PlanFault;
+using testing::StoredRegistry;
+
+// A change, and how to tell whether it is done. What `State` answers is "old" before it and "new" behind it.
+struct Change {
+  const char* name;
+  std::function<Status(const Calls&)> make;
+  std::function<std::string(const Calls&)> state;
+};
+
+std::string OldOrNew(bool isOld, bool isNew, const std::string& otherwise) {
+  return isOld ? "old" : isNew ? "new" : "neither: " + otherwise;
+}
+
+std::vector<Change> Changes() {
+  const auto setTo = [](const std::string& data) {
+    return [data](const Calls& calls) { return calls.Set("k", "v", data); };
+  };
+  const auto isSetTo = [](const std::string& data) {
+    return [data](const Calls& calls) {
+      const std::string value = calls.Get("k", "v");
+      return OldOrNew(value == "before", value == data, value.substr(0, 20));
+    };
+  };
+  const auto keyAppears = [](const AnsiText& path) {
+    return [path](const Calls& calls) {
+      const Status status = calls.Open(path);
+      return OldOrNew(status == kFileNotFound, status == kSuccess, std::to_string(status));
+    };
+  };
+  const std::string rewritten(6000, 'r');
+  const std::string zeros(1200, '\0');
+  const std::string sectors(1500, 's');
+  return {
+      {"overwrite", setTo("after"), isSetTo("after")},
+      {"overwrite over several sectors", setTo(sectors), isSetTo(sectors)},
+      {"overwrite that rewrites the file", setTo(rewritten), isSetTo(rewritten)},
+      {"overwrite with zeros", setTo(zeros), isSetTo(zeros)},
+      {"delete value", [](const Calls& calls) { return calls.DeleteValue("k", "v"); },
+       [](const Calls& calls) {
+         const std::string value = calls.Get("k", "v");
+         return OldOrNew(value == "before", value == "[2]", value);
+       }},
+      {"create", [](const Calls& calls) { return calls.Create("k\\new"); }, keyAppears("k\\new")},
+      {"create two levels", [](const Calls& calls) { return calls.Create("k\\new\\below"); },
+       keyAppears("k\\new\\below")},
+      {"delete", [](const Calls& calls) { return calls.Delete("k\\doomed"); },
+       [](const Calls& calls) {
+         const Status status = calls.Open("k\\doomed");
+         return OldOrNew(status == kSuccess, status == kFileNotFound, std::to_string(status));
+       }},
+  };
+}
+
+void Prepare(const Calls& calls) {
+  ASSERT_EQ(calls.Create("k\\doomed"), kSuccess);
+  ASSERT_EQ(calls.Set("k", "other", "kept"), kSuccess);
+  ASSERT_EQ(calls.Set("k", "v", "before"), kSuccess);
+}
+
+std::ptrdiff_t OpenDescriptors() {
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
+class RegistryFaults : public ::testing::TestWithParam<Fault> {};
+
+TEST_P(RegistryFaults, EachSystemCallInTurn_LeavesTheOldStateOrTheNewOne) {
+  for (const Change& change : Changes()) {
+    SCOPED_TRACE(change.name);
+    std::size_t failed = 0;
+    std::size_t points = 0;
+    for (bool reached = true; reached; ++points) {
+      StoredRegistry stored;
+      const Calls calls = stored.calls();
+      Prepare(calls);
+      ASSERT_EQ(change.state(calls), "old");
+      const auto descriptors = OpenDescriptors();
+      PlanFault(points, GetParam());
+      const Status status = change.make(calls);
+      reached = EndFaults();
+      if (status != kSuccess) ++failed;
+      ASSERT_TRUE(status == kSuccess || reached) << status;
+
+      const std::string state = change.state(calls);
+      ASSERT_TRUE(state == "new" || (status != kSuccess && state == "old")) << points << ": " << status << " " << state;
+      // What was written into the zeros is taken back, also when only its sync failed.
+      const bool inPlace = change.name == std::string("overwrite") || change.name == std::string("delete value");
+      ASSERT_TRUE(!inPlace || status == kSuccess || GetParam() == Fault::FromNowOn || state == "old") << points;
+      ASSERT_EQ(calls.Get("k", "other"), "kept") << points;
+      ASSERT_EQ(OpenDescriptors(), descriptors) << points;
+      for (const std::string& finding : stored.Findings()) ASSERT_TRUE(finding.starts_with("leftover:")) << finding;
+      // Whatever the fault left, it is in nobody's way.
+      const Status again = change.make(calls);
+      ASSERT_TRUE(again == kSuccess || (state == "new" && again == kFileNotFound)) << points << ": " << again;
+      ASSERT_EQ(change.state(calls), "new") << points;
+      ASSERT_EQ(calls.Set("k", "other", "kept"), kSuccess);
+      ASSERT_EQ(calls.Set("", "any", "x"), kSuccess);
+      ASSERT_THAT(stored.Findings(), IsEmpty()) << points;
+      ASSERT_LT(points, 500u);
+    }
+    EXPECT_GT(points, 10u);
+    const bool harmless = GetParam() == Fault::Interrupted || GetParam() == Fault::Short;
+    const bool hasWrites = change.name != std::string("delete");
+    if (harmless || (GetParam() == Fault::ShortThenNoSpace && !hasWrites)) {
+      EXPECT_EQ(failed, 0u) << "what a signal cut short goes on";
+    } else {
+      EXPECT_GT(failed, 0u);
+    }
+  }
+}
+
+std::string NameOf(const ::testing::TestParamInfo<Fault>& tested) {
+  switch (tested.param) {
+    case Fault::InputOutput:
+      return "InputOutput";
+    case Fault::NoSpace:
+      return "NoSpace";
+    case Fault::NoDescriptor:
+      return "NoDescriptor";
+    case Fault::Interrupted:
+      return "Interrupted";
+    case Fault::Short:
+      return "Short";
+    case Fault::ShortThenNoSpace:
+      return "ShortThenNoSpace";
+    case Fault::NothingToRead:
+      return "NothingToRead";
+    case Fault::FromNowOn:
+      return "FromNowOn";
+  }
+  return "";
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, RegistryFaults,
+                         ::testing::Values(Fault::InputOutput, Fault::NoSpace, Fault::NoDescriptor, Fault::Interrupted,
+                                           Fault::Short, Fault::ShortThenNoSpace, Fault::FromNowOn),
+                         NameOf);
+
+// Without openat2 the folders are walked step by step, to the same end.
+TEST(RegistryFaultsOfTheKernel, WithoutOpenat2_WalksStepByStep) {
+  testing::RefuseOpenat2(true);
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  EXPECT_EQ(calls.Create("a\\b\\c"), kSuccess);
+  EXPECT_EQ(calls.Set("a\\b\\c", "v", "x"), kSuccess);
+  EXPECT_EQ(calls.Get("a\\b\\c", "v"), "x");
+  EXPECT_EQ(calls.Open("a\\missing\\c"), kFileNotFound);
+  AnsiText deep;
+  for (int level = 0; level < 40; ++level) deep += AnsiText(200, 'd') + "\\";
+  EXPECT_EQ(calls.Create(deep), kSuccess);
+  EXPECT_EQ(calls.Open(deep), kSuccess);
+  fs::rename(stored.Key("a"), stored.folder() / "elsewhere");
+  fs::create_directory_symlink("../elsewhere", stored.Key("a"));
+  EXPECT_EQ(calls.Open("a\\b\\c"), kRegistryCorrupt) << "a link is followed no more than otherwise";
+  testing::RefuseOpenat2(false);
+}
+
+TEST(RegistryFaultsOfTheKernel, FileCutToItsLengthWhileItIsRead_IsReadAsItIsThen) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  Prepare(calls);
+  const fs::path file = stored.ValuesFile("k");
+  const auto length = fs::file_size(file);
+  fs::resize_file(file, length + 1);
+  testing::BeforeNextSeek([&] { fs::resize_file(file, length); });
+  EXPECT_EQ(calls.Set("k", "v", "after"), kSuccess);
+  EXPECT_EQ(calls.Get("k", "v"), "after");
+  EXPECT_EQ(calls.Get("k", "other"), "kept");
+  EXPECT_THAT(stored.Findings(), IsEmpty());
+}
+
+// A change by way of an open key other than a root, which is looked at once more under the lock.
+TEST(RegistryFaultsOfTheKernel, ReadThatFindsNothing_NeverLetsACallWaitForItsOwnLock) {
+  using Call = Status (*)(RegistryApi&, KeyHandle);
+  const auto createBelow = [](RegistryApi& registry, KeyHandle key) {
+    KeyHandle created = 0;
+    std::uint32_t disposition = 0;
+    return registry.CreateKey(key, "new", 0, "", 0, testing::kFullAccess, {}, created, disposition);
+  };
+  const auto deleteBelow = [](RegistryApi& registry, KeyHandle key) { return registry.DeleteKey(key, "doomed"); };
+  const auto deleteItself = [](RegistryApi& registry, KeyHandle key) { return registry.DeleteKey(key, ""); };
+  for (const auto& [path, call] :
+       {std::pair<AnsiText, Call>("k", createBelow), {"k", deleteBelow}, {"k\\doomed", deleteItself}}) {
+    SCOPED_TRACE(path);
+    std::size_t refused = 0;
+    bool reached = true;
+    for (std::size_t point = 0; reached; ++point) {
+      StoredRegistry stored;
+      Prepare(stored.calls());
+      KeyHandle key = 0;
+      ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, path, 0, testing::kFullAccess, key), kSuccess);
+      PlanFault(point, Fault::NothingToRead);
+      const Status status = call(stored.registry(), key);
+      reached = EndFaults();
+      if (status != kSuccess) {
+        ++refused;
+        ASSERT_EQ(status, kRegistryCorrupt) << point;
+        ASSERT_EQ(call(stored.registry(), key), kSuccess) << point << ": nothing was changed";
+      }
+      ASSERT_THAT(stored.Findings(), IsEmpty()) << point;
+    }
+    EXPECT_GT(refused, 0u);
+  }
+}
+
+TEST(RegistryFaultsOfTheKernel, KeyThatIsTooLargeToBeKept_IsNotReadForIt) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  Prepare(calls);
+  ASSERT_EQ(calls.Create("large"), kSuccess);
+  ASSERT_EQ(calls.Set("large", "v", std::string(2'000'000, 'x')), kSuccess);
+  std::this_thread::sleep_for(std::chrono::milliseconds(40));
+  for (const auto& [folder, isRead] : {std::pair<const char*, bool>("k", true), {"large", false}}) {
+    KeyPath path(stored.Root());
+    path.Enter(folder);
+    KeyCache cache;
+    // The first call to the system fails, if there is one.
+    PlanFault(0, Fault::InputOutput);
+    for (int i = 0; i < 3; ++i) cache.Learn(path);
+    EXPECT_EQ(EndFaults(), isRead) << folder;
+  }
+}
+
+}  // namespace
+}  // namespace nerio::platform

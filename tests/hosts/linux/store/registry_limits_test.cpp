@@ -1,0 +1,275 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/hosts/linux/store/child_process.h"
+#include "tests/hosts/linux/store/stored_registry.h"
+#include "tests/testing/temporary_folder.h"
+
+namespace nerio::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AnswerOfChild;
+using testing::Calls;
+using testing::InOrder;
+using ::testing::IsEmpty;
+using testing::StoredRegistry;
+
+void SetLimit(int resource, rlim_t limit) {
+  rlimit both{};
+  ::getrlimit(static_cast<__rlimit_resource>(resource), &both);
+  both.rlim_cur = limit;
+  ::setrlimit(static_cast<__rlimit_resource>(resource), &both);
+}
+
+TEST(RegistryLimits, FileSizeLimit_LeavesTheOldValueAndEndsWithIt) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"), kSuccess);
+  ASSERT_EQ(calls.Set("k", "v", "old"), kSuccess);
+  const std::string answer = AnswerOfChild([&] {
+    // The default for a file that grows too large is to kill.
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+    std::string answers;
+    // None of a new file; the first page; a file that ends within a sector.
+    for (const rlim_t limit : {0u, 4096u, 9000u}) {
+      SetLimit(RLIMIT_FSIZE, limit);
+      answers += InOrder({calls.Set("k", "v", std::string(20000, 'x')), calls.Get("k", "v"), calls.Create("new"), ""});
+    }
+    SetLimit(RLIMIT_FSIZE, RLIM_INFINITY);
+    return answers + std::to_string(calls.Set("k", "v", std::string(20000, 'x')));
+  });
+  EXPECT_EQ(answer, "112 old 112 112 old 0 112 old 0 0");
+  EXPECT_EQ(calls.Get("k", "v"), std::string(20000, 'x'));
+  EXPECT_THAT(stored.Findings(), IsEmpty());
+}
+
+TEST(RegistryLimits, FullDisk_LeavesTheOldValuesAndEndsWithSpace) {
+  const testing::TemporaryFolder folder;
+  if (::mount("nerio", folder.path().c_str(), "tmpfs", 0, "size=256k") != 0) {
+    GTEST_SKIP() << "no right to mount a small file system: the limit of file sizes stands in for it";
+  }
+  {
+    StoredRegistry stored(folder.path());
+    const Calls calls = stored.calls();
+    ASSERT_EQ(calls.Create("k"), kSuccess);
+    // Value after value, until the disk is full.
+    int values = 0;
+    Status status = kSuccess;
+    while (status == kSuccess && values < 1000) {
+      status = calls.Set("k", std::to_string(values), std::string(1000, 'x'));
+      if (status == kSuccess) ++values;
+    }
+    EXPECT_EQ(status, kDiskFull);
+    EXPECT_GT(values, 20);
+    const int filler = ::open((folder.path() / "filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const std::string page(4096, 'x');
+    while (::write(filler, page.data(), page.size()) > 0) {
+    }
+    ::close(filler);
+    EXPECT_EQ(calls.Create("new"), kDiskFull);
+    EXPECT_EQ(calls.Create("k\\new"), kDiskFull);
+    EXPECT_EQ(calls.Set("k", "0", std::string(200000, 'y')), kDiskFull);
+    for (int i = 0; i < values; ++i) ASSERT_EQ(calls.Get("k", std::to_string(i)), std::string(1000, 'x')) << i;
+    EXPECT_THAT(stored.Findings(), IsEmpty());
+    fs::remove(folder.path() / "filler");
+    EXPECT_EQ(calls.Create("k\\new"), kSuccess);
+    EXPECT_EQ(calls.DeleteValue("k", "0"), kSuccess);
+    EXPECT_THAT(stored.Findings(), IsEmpty());
+  }
+  EXPECT_EQ(::umount(folder.path().c_str()), 0);
+}
+
+// Each call with 0, 1, 2, ... descriptors to spare: it fails for want of one, or it does everything.
+TEST(RegistryLimits, NoMoreDescriptors_FailsWithoutATrace) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"), kSuccess);
+  ASSERT_EQ(calls.Set("k", "v", "old"), kSuccess);
+  const std::string answer = AnswerOfChild([&]() -> std::string {
+    const int lowest = ::dup(0);
+    ::close(lowest);
+    KeyHandle key = 0;
+    if (stored.registry().OpenKey(kHkeyLocalMachine, "k", 0, testing::kFullAccess, key) != kSuccess) return "no key";
+    bool allDone = false;
+    for (unsigned spare = 0; !allDone; ++spare) {
+      if (spare == 20) return "never enough";
+      const auto limited = [&](auto call) {
+        SetLimit(RLIMIT_NOFILE, static_cast<rlim_t>(lowest) + spare);
+        const Status status = call();
+        SetLimit(RLIMIT_NOFILE, 1024);
+        return status;
+      };
+      allDone = true;
+      const std::string name = "v" + std::to_string(spare);
+      const auto check = [&](const char* what, Status status, bool done) -> std::string {
+        allDone = allDone && status == kSuccess;
+        if (status == kSuccess ? done : status == kNotEnoughMemory && !done) return "";
+        return std::string(what) + " with " + std::to_string(spare) + ": " + std::to_string(status);
+      };
+      std::string wrong;
+      const Status opening = limited([&] { return calls.Open("k"); });
+      wrong += check("open", opening, opening == kSuccess);
+      const Status setting =
+          limited([&] { return stored.registry().SetValue(key, name, 0, kRegSz, std::string("x")); });
+      wrong += check("set", setting, calls.Get("k", name) == "x");
+      const std::string large(10000 + spare, 'y');
+      const Status rewriting = limited([&] { return stored.registry().SetValue(key, "large", 0, kRegSz, large); });
+      wrong += check("rewrite", rewriting, calls.Get("k", "large") == large);
+      const Status removal = limited([&] { return stored.registry().DeleteValue(key, "v"); });
+      wrong += check("delete value", removal, calls.Get("k", "v") == "[2]");
+      const AnsiText subkey = "sub" + std::to_string(spare);
+      const Status creation = limited([&] { return calls.Create("k\\" + subkey); });
+      wrong += check("create", creation, calls.Open("k\\" + subkey) == kSuccess);
+      if (calls.Create("k\\" + subkey) != kSuccess) return "create again";
+      const Status deletion = limited([&] { return calls.Delete("k\\" + subkey); });
+      wrong += check("delete", deletion, calls.Open("k\\" + subkey) == kFileNotFound);
+      const Status listing = limited([&] {
+        AnsiText subkeyName;
+        const Status status = stored.registry().EnumKey(key, 0, subkeyName);
+        return status == kNoMoreItems ? kSuccess : status;
+      });
+      wrong += check("list", listing, listing == kSuccess);
+      if (!wrong.empty()) return wrong;
+      if (calls.Open("k\\" + subkey) == kSuccess && calls.Delete("k\\" + subkey) != kSuccess) return "delete again";
+      if (calls.Set("k", "v", "old") != kSuccess) return "set again";
+      if (const auto findings = stored.Findings(); !findings.empty()) return findings.front();
+    }
+    return "done";
+  });
+  EXPECT_EQ(answer, "done");
+}
+
+std::atomic<int> signals{0};
+
+// Signals that interrupt system calls, every few microseconds, for as long as this lives.
+class Interruptions {
+ public:
+  Interruptions() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++signals; };
+    ::sigaction(SIGALRM, &action, &before_);
+    Every(137);
+  }
+  ~Interruptions() {
+    Every(0);
+    ::sigaction(SIGALRM, &before_, nullptr);
+  }
+
+ private:
+  static void Every(suseconds_t microseconds) {
+    const itimerval timer{{0, microseconds}, {0, microseconds}};
+    ::setitimer(ITIMER_REAL, &timer, nullptr);
+  }
+  struct sigaction before_ {};
+};
+
+TEST(RegistryLimits, Signals_InterruptNothing) {
+  // On the disk, where calls take long enough to be interrupted.
+  StoredRegistry stored{fs::path()};
+  const Calls calls = stored.calls();
+  signals = 0;
+  {
+    const Interruptions interruptions;
+    for (int i = 0; i < 20; ++i) {
+      ASSERT_EQ(calls.Create("k\\sub"), kSuccess);
+      for (int j = 0; j < 10; ++j) ASSERT_EQ(calls.Set("k", "v", std::string(600, 'x')), kSuccess);
+      ASSERT_EQ(calls.Delete("k\\sub"), kSuccess);
+    }
+  }
+  EXPECT_GT(signals.load(), 100);
+  EXPECT_THAT(stored.Findings(), IsEmpty());
+}
+
+TEST(RegistryLimits, Signals_DoNotEndTheWaitForALock) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"), kSuccess);
+  const int lock = ::open((stored.Key("k") / "%lock").c_str(), O_RDWR | O_CLOEXEC);
+  struct flock hold {};
+  hold.l_type = F_WRLCK;
+  ASSERT_EQ(::fcntl(lock, F_OFD_SETLKW, &hold), 0);
+  std::atomic<bool> released{false};
+  std::thread holder([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    released = true;
+    ::close(lock);
+  });
+  signals = 0;
+  bool waited = false;
+  {
+    const Interruptions interruptions;
+    EXPECT_EQ(calls.Set("k", "v", "x"), kSuccess);
+    waited = released;
+  }
+  holder.join();
+  EXPECT_TRUE(waited);
+  EXPECT_GT(signals.load(), 10);
+  EXPECT_EQ(calls.Get("k", "v"), "x");
+}
+
+// A reader whose key is being written waits for the writer only when what it sees is not in order.
+TEST(RegistryLimits, Readers_DoNotWaitForALock) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k\\sub"), kSuccess);
+  ASSERT_EQ(calls.Set("k", "v", "x"), kSuccess);
+  const int lock = ::open((stored.Key("k") / "%lock").c_str(), O_RDWR | O_CLOEXEC);
+  struct flock hold {};
+  hold.l_type = F_WRLCK;
+  ASSERT_EQ(::fcntl(lock, F_OFD_SETLKW, &hold), 0);
+  EXPECT_EQ(calls.Get("k", "v"), "x");
+  EXPECT_EQ(calls.Open("k"), kSuccess);
+  EXPECT_EQ(calls.SubKeys("k").size(), 1u);
+  ::close(lock);
+}
+
+TEST(RegistryLimits, ChildForkedDuringACall_KeepsNoLock) {
+  // The child of a fork holds copies of all descriptors, also of a lock that another thread holds at that moment.
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"), kSuccess);
+  std::atomic<bool> stop{false};
+  std::thread writer([&] {
+    while (!stop) EXPECT_EQ(calls.Set("k", "v", "x"), kSuccess);
+  });
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  std::vector<pid_t> children;
+  for (int i = 0; i < 100; ++i) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      // Nothing but waiting for the end of the test.
+      char byte = 0;
+      ::close(ends[1]);
+      static_cast<void>(!::read(ends[0], &byte, 1));
+      ::_exit(0);
+    }
+    children.push_back(child);
+    EXPECT_EQ(calls.Set("k", "w", "y"), kSuccess);
+  }
+  stop = true;
+  writer.join();
+  EXPECT_EQ(calls.Set("k", "w", "z"), kSuccess);
+  ::close(ends[1]);
+  ::close(ends[0]);
+  for (const pid_t child : children) EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+}
+
+}  // namespace
+}  // namespace nerio::platform

@@ -1,0 +1,261 @@
+#include "tests/hosts/linux/store/system_call_seam.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+// The linker's --wrap=NAME sends each call of NAME to __wrap_NAME and calls of __real_NAME to the true one.
+#define NERIO_WRAPPED(result, name, ...)        \
+  extern "C" result __real_##name(__VA_ARGS__); \
+  extern "C" result __wrap_##name(__VA_ARGS__)
+
+namespace nerio::testing {
+namespace {
+
+using Kind = DiskEvent::Kind;
+
+struct Plan {
+  std::uint64_t callsLeft;
+  Fault fault;
+};
+
+std::optional<Plan> plan;
+bool reached = false;
+bool failEverything = false;
+bool failNextWrite = false;
+bool recording = false;
+bool openat2Refused = false;
+std::function<void()> beforeSeek;
+std::vector<DiskEvent> events;
+
+enum class Transfer { None, Read, Write };
+
+bool CutsShort(Fault fault) {
+  return fault == Fault::Short || fault == Fault::ShortThenNoSpace || fault == Fault::NothingToRead;
+}
+
+int ErrorOf(Fault fault) {
+  switch (fault) {
+    case Fault::NoSpace:
+      return ENOSPC;
+    case Fault::NoDescriptor:
+      return EMFILE;
+    case Fault::Interrupted:
+      return EINTR;
+    default:
+      return EIO;
+  }
+}
+
+// Counts a call. @return whether it is to fail, with errno set. @param size what it transfers, less where it is to be
+// cut.
+bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
+  const bool isWrite = transfer == Transfer::Write;
+  if (failEverything) {
+    errno = EIO;
+    return true;
+  }
+  if (isWrite && failNextWrite) {
+    failNextWrite = false;
+    errno = ENOSPC;
+    return true;
+  }
+  if (!plan) return false;
+  if (plan->callsLeft != 0) {
+    --plan->callsLeft;
+    return false;
+  }
+  const Fault fault = plan->fault;
+  plan.reset();
+  reached = true;
+  if (CutsShort(fault)) {
+    if (fault == Fault::Short && transfer != Transfer::None) *size /= 2;
+    if (fault == Fault::ShortThenNoSpace && isWrite) *size /= 2;
+    if (fault == Fault::NothingToRead && transfer == Transfer::Read) *size = 0;
+    failNextWrite = fault == Fault::ShortThenNoSpace && isWrite;
+    return false;
+  }
+  failEverything = fault == Fault::FromNowOn;
+  errno = ErrorOf(fault);
+  return true;
+}
+
+std::string PathOf(int descriptor) {
+  std::array<char, PATH_MAX> buffer;
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  const ssize_t length = ::readlink(link.c_str(), buffer.data(), buffer.size());
+  if (length < 0) throw std::logic_error("no descriptor " + std::to_string(descriptor));
+  return {buffer.data(), static_cast<std::size_t>(length)};
+}
+
+std::string PathInside(int folder, const char* name) { return PathOf(folder) + "/" + name; }
+
+void Record(DiskEvent event) {
+  if (recording) events.push_back(std::move(event));
+}
+
+}  // namespace
+
+void PlanFault(std::uint64_t nth, Fault fault) {
+  plan = Plan{nth, fault};
+  reached = failEverything = failNextWrite = false;
+}
+
+bool EndFaults() {
+  plan.reset();
+  failEverything = failNextWrite = false;
+  return reached;
+}
+
+void BeforeNextSeek(std::function<void()> act) { beforeSeek = std::move(act); }
+
+void RefuseOpenat2(bool refused) { openat2Refused = refused; }
+
+void RecordDisk() {
+  events.clear();
+  recording = true;
+}
+
+std::vector<DiskEvent> EndRecording() {
+  recording = false;
+  return std::move(events);
+}
+
+NERIO_WRAPPED(ssize_t, pread, int file, void* buffer, size_t size, off_t offset) {
+  return Fails(Transfer::Read, &size) ? -1 : __real_pread(file, buffer, size, offset);
+}
+
+NERIO_WRAPPED(ssize_t, pwrite, int file, const void* bytes, size_t size, off_t offset) {
+  if (Fails(Transfer::Write, &size)) return -1;
+  const ssize_t written = __real_pwrite(file, bytes, size, offset);
+  if (recording && written > 0) {
+    Record({Kind::Write, PathOf(file), "", static_cast<std::uint64_t>(offset),
+            std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(written))});
+  }
+  return written;
+}
+
+NERIO_WRAPPED(off_t, lseek, int file, off_t offset, int from) {
+  if (const auto act = std::exchange(beforeSeek, nullptr)) act();
+  return Fails() ? -1 : __real_lseek(file, offset, from);
+}
+
+NERIO_WRAPPED(int, fdatasync, int file) {
+  if (Fails()) return -1;
+  const int result = __real_fdatasync(file);
+  if (recording && result == 0) Record({Kind::SyncFile, PathOf(file), "", 0, ""});
+  return result;
+}
+
+NERIO_WRAPPED(int, fsync, int file) {
+  if (Fails()) return -1;
+  const int result = __real_fsync(file);
+  if (recording && result == 0) Record({Kind::SyncFolder, PathOf(file), "", 0, ""});
+  return result;
+}
+
+NERIO_WRAPPED(int, mkdirat, int folder, const char* name, mode_t mode) {
+  if (Fails()) return -1;
+  const int result = __real_mkdirat(folder, name, mode);
+  if (recording && result == 0) Record({Kind::MakeFolder, PathInside(folder, name), "", 0, ""});
+  return result;
+}
+
+NERIO_WRAPPED(int, unlinkat, int folder, const char* name, int flags) {
+  if (Fails()) return -1;
+  const int result = __real_unlinkat(folder, name, flags);
+  if (recording && result == 0) {
+    const Kind kind = (flags & AT_REMOVEDIR) != 0 ? Kind::RemoveFolder : Kind::RemoveFile;
+    Record({kind, PathInside(folder, name), "", 0, ""});
+  }
+  return result;
+}
+
+NERIO_WRAPPED(int, renameat, int fromFolder, const char* from, int toFolder, const char* to) {
+  if (Fails()) return -1;
+  const int result = __real_renameat(fromFolder, from, toFolder, to);
+  if (recording && result == 0) Record({Kind::Rename, PathInside(fromFolder, from), PathInside(toFolder, to), 0, ""});
+  return result;
+}
+
+NERIO_WRAPPED(int, renameat2, int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) {
+  if (Fails()) return -1;
+  const int result = __real_renameat2(fromFolder, from, toFolder, to, flags);
+  if (recording && result == 0) Record({Kind::Rename, PathInside(fromFolder, from), PathInside(toFolder, to), 0, ""});
+  return result;
+}
+
+NERIO_WRAPPED(int, fchmod, int file, mode_t mode) { return Fails() ? -1 : __real_fchmod(file, mode); }
+
+NERIO_WRAPPED(int, fchown, int file, uid_t owner, gid_t group) {
+  if (Fails()) return -1;
+  const int result = __real_fchown(file, owner, group);
+  if (recording && result == 0) Record({Kind::Own, PathOf(file), "", 0, ""});
+  return result;
+}
+
+NERIO_WRAPPED(int, faccessat, int folder, const char* name, int rights, int flags) {
+  return Fails() ? -1 : __real_faccessat(folder, name, rights, flags);
+}
+
+NERIO_WRAPPED(ssize_t, getrandom, void* buffer, size_t size, unsigned flags) {
+  return Fails() ? -1 : __real_getrandom(buffer, size, flags);
+}
+
+// The linker gives these names, and the analysis does not see that va_start comes first.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,clang-analyzer-valist.Uninitialized)
+extern "C" int __real_fcntl(int file, int command, ...);
+extern "C" int __wrap_fcntl(int file, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return Fails() ? -1 : __real_fcntl(file, command, argument);
+}
+
+extern "C" int __real_openat(int folder, const char* name, int flags, ...);
+extern "C" int __wrap_openat(int folder, const char* name, int flags, ...) {
+  if (Fails()) return -1;
+  va_list arguments;
+  va_start(arguments, flags);
+  const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  struct stat entry {};
+  const bool makes = (flags & O_CREAT) != 0 && ::fstatat(folder, name, &entry, AT_SYMLINK_NOFOLLOW) != 0;
+  const int opened = __real_openat(folder, name, flags, mode);
+  if (recording && makes && opened >= 0) Record({Kind::MakeFile, PathInside(folder, name), "", 0, ""});
+  return opened;
+}
+
+// Only openat2 is called by its number.
+extern "C" long __real_syscall(long number, ...);
+extern "C" long __wrap_syscall(long number, ...) {
+  va_list arguments;
+  va_start(arguments, number);
+  const int folder = va_arg(arguments, int);
+  const char* const path = va_arg(arguments, const char*);
+  const open_how* const how = va_arg(arguments, const open_how*);
+  const std::size_t size = va_arg(arguments, std::size_t);
+  va_end(arguments);
+  if (number != SYS_openat2) throw std::logic_error("another system call by its number");
+  if (openat2Refused) {
+    errno = ENOSYS;
+    return -1;
+  }
+  return Fails() ? -1 : __real_syscall(number, folder, path, how, size);
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,clang-analyzer-valist.Uninitialized)
+
+}  // namespace nerio::testing

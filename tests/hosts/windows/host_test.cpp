@@ -1,0 +1,63 @@
+#include "nerio/platform/host.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+// The order matters: the COM headers need the types above.
+#include <objbase.h>
+
+#include <array>
+#include <filesystem>
+#include <thread>
+
+#include "nerio/hosts/windows/automation/wide.h"
+#include "nerio/platform/registry_doctor.h"
+#include "nerio/types/error.h"
+
+namespace nerio::platform {
+namespace {
+
+static_assert(noexcept(ThisHost()));
+
+TEST(WindowsHost, ThisHost_IsAlwaysTheSame) { EXPECT_EQ(&ThisHost(), &ThisHost()); }
+
+TEST(WindowsHost, ModuleFolder_IsThatOfTheProgramWhereTheCodeIsLinkedIntoIt) {
+  std::array<wchar_t, 4096> path{};
+  const DWORD length = ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+  const std::filesystem::path program(Text(ViewOf(path.data(), length)));
+  Text folder = u"junk";
+  EXPECT_EQ(ThisHost().module.Folder(folder), kSuccess);
+  EXPECT_EQ(folder, program.parent_path().u16string());
+}
+
+// A thread of a program is in no apartment until something enters one.
+TEST(WindowsHost, Documents_OnAThreadOfItsOwn_NeedAnOpenHost) {
+  std::thread([] {
+    std::int32_t number = 0;
+    try {
+      ThisHost().xml.CreateDocument();
+    } catch (const Error& error) {
+      number = error.number();
+    }
+    EXPECT_EQ(number, CO_E_NOTINITIALIZED);
+  }).join();
+  std::thread([] {
+    const std::unique_ptr<HostInstance> host = OpenHost();
+    XmlDom& dom = host->Services().xml;
+    for (XmlObject* document : {dom.CreateDocument(), dom.CreateDocumentByName()}) {
+      EXPECT_NE(document, nullptr);
+      dom.Release(document);
+    }
+  }).join();
+}
+
+TEST(WindowsHost, Registry_IsKeptByTheSystem) {
+  const std::vector<RegistryPlace> places = RegistryPlaces();
+  ASSERT_EQ(places.size(), 5u);
+  for (const RegistryPlace& place : places) EXPECT_TRUE(place.present) << place.place;
+  EXPECT_EQ(places[2].root, kHkeyLocalMachine);
+  EXPECT_EQ(places[2].place, "HKEY_LOCAL_MACHINE");
+  EXPECT_TRUE(CheckRegistry().empty());
+}
+
+}  // namespace
+}  // namespace nerio::platform
