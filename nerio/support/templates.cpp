@@ -8,10 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "nerio/support/messages.h"
 #include "nerio/support/variant_errors.h"
 #include "nerio/support/variant_text.h"
-#include "nerio/types/error.h"
 #include "nerio/types/utf8.h"
 
 namespace nerio {
@@ -145,15 +143,6 @@ Text FormatTemplate(TextView messageTemplate, const ArgumentList& arguments, con
   // The index cannot go on behind the last one that 16 bits hold.
   if (last == IndexLimits::max()) throw OverflowError();
   return text;
-}
-
-void RaiseError(std::int32_t code, TextView operation, TextView detail, const platform::Host& host) {
-  const ArgumentList details{{Text(detail)}, 0};
-  throw Error(code, Text(operation), FormatTemplate(GetErrorMessage(code), details, host));
-}
-
-void ValidateParam(TextView value, TextView parameterName, const platform::Host& host) {
-  if (value.empty()) RaiseError(ErrNullOrEmptyParameter, u"ValidateParam", parameterName, host);
 }
 
 }  // namespace nerio

@@ -7,13 +7,13 @@
 #include <functional>
 #include <limits>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "nerio/support/records.h"
 #include "nerio/types/utf8.h"
+#include "tests/testing/raised_error.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::examples {
@@ -59,15 +59,6 @@ class Database {
 constexpr char kNumbers[] =
     "WITH RECURSIVE numbers(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM numbers WHERE n < 1000) ";
 
-std::optional<Error> ErrorOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Error& error) {
-    return error;
-  }
-  return std::nullopt;
-}
-
 TEST(SqliteRecordSet, PopulateRecordset_MakesTheRecordCountCoverEveryRecord) {
   Database database;
   SqliteRecordSet set(database.get(), std::string(kNumbers) + "SELECT n FROM numbers");
@@ -95,11 +86,11 @@ TEST(SqliteRecordSet, PopulateRecordset_EmptySet_IsNotMoved) {
   SqliteRecordSet set(database.get(), "SELECT 1 AS n WHERE 0");
   EXPECT_EQ(set.get_BOF(), True);
   EXPECT_EQ(set.get_EOF(), True);
-  EXPECT_FALSE(ErrorOf([&] { PopulateRecordset(set); }).has_value());
+  EXPECT_FALSE(testing::ErrorOf([&] { PopulateRecordset(set); }).has_value());
   EXPECT_EQ(set.RecordCount(), 0u);
 
   // A move would have raised.
-  const auto error = ErrorOf([&] { set.MoveLast(0); });
+  const auto error = testing::ErrorOf([&] { set.MoveLast(0); });
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->number(), kErrNoCurrentRecord);
 }
@@ -141,14 +132,14 @@ TEST(SqliteRecordSet, Moves_BeyondTheRecords_RaiseNoCurrentRecord) {
   SqliteRecordSet set(database.get(), "SELECT 1 AS n UNION SELECT 2");
   SqliteField n = set.Field(u"n");
   set.MovePrevious();
-  EXPECT_EQ(ErrorOf([&] { set.MovePrevious(); }).value().number(), kErrNoCurrentRecord);
-  EXPECT_EQ(ErrorOf([&] { n.get_Value(); }).value().number(), kErrNoCurrentRecord);
+  EXPECT_EQ(testing::ErrorOf([&] { set.MovePrevious(); }).value().number(), kErrNoCurrentRecord);
+  EXPECT_EQ(testing::ErrorOf([&] { n.get_Value(); }).value().number(), kErrNoCurrentRecord);
   set.MoveNext();
   EXPECT_EQ(n.get_Value(), Variant(std::int64_t{1}));
   set.MoveNext();
   set.MoveNext();
-  EXPECT_EQ(ErrorOf([&] { set.MoveNext(); }).value().number(), kErrNoCurrentRecord);
-  EXPECT_EQ(ErrorOf([&] { n.get_Value(); }).value().number(), kErrNoCurrentRecord);
+  EXPECT_EQ(testing::ErrorOf([&] { set.MoveNext(); }).value().number(), kErrNoCurrentRecord);
+  EXPECT_EQ(testing::ErrorOf([&] { n.get_Value(); }).value().number(), kErrNoCurrentRecord);
   set.MovePrevious();
   EXPECT_EQ(n.get_Value(), Variant(std::int64_t{2}));
 }
@@ -156,7 +147,7 @@ TEST(SqliteRecordSet, Moves_BeyondTheRecords_RaiseNoCurrentRecord) {
 TEST(SqliteRecordSet, Field_UnknownName_RaisesItemNotFound) {
   Database database;
   SqliteRecordSet set(database.get(), "SELECT 1 AS n");
-  const auto error = ErrorOf([&] { set.Field(u"m"); });
+  const auto error = testing::ErrorOf([&] { set.Field(u"m"); });
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->number(), kErrItemNotFound);
   EXPECT_EQ(ToUtf8(error->source()), "SqliteRecordSet");
@@ -165,12 +156,12 @@ TEST(SqliteRecordSet, Field_UnknownName_RaisesItemNotFound) {
 
 TEST(SqliteRecordSet, WrongStatement_RaisesTheDatabasesError) {
   Database database;
-  const auto error = ErrorOf([&] { SqliteRecordSet(database.get(), "SELECT n FROM nessuna"); });
+  const auto error = testing::ErrorOf([&] { SqliteRecordSet(database.get(), "SELECT n FROM nessuna"); });
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->number(), SQLITE_ERROR);
   EXPECT_EQ(ToUtf8(error->source()), "sqlite");
   EXPECT_EQ(ToUtf8(error->description()), "no such table: nessuna");
-  EXPECT_EQ(ErrorOf([&] { SqliteRecordSet(database.get(), "-- niente"); }).value().number(), SQLITE_MISUSE);
+  EXPECT_EQ(testing::ErrorOf([&] { SqliteRecordSet(database.get(), "-- niente"); }).value().number(), SQLITE_MISUSE);
 }
 
 TEST(SqliteRecordSet, PopulateRecordset_FunctionThatFailsMidway_PassesTheDatabasesErrorOn) {
@@ -182,7 +173,7 @@ TEST(SqliteRecordSet, PopulateRecordset_FunctionThatFailsMidway_PassesTheDatabas
   });
   SqliteRecordSet set(database.get(), std::string(kNumbers) + "SELECT act(n) AS n FROM numbers");
   for (int attempt = 1; attempt <= 2; ++attempt) {  // the set does not begin anew
-    const auto error = ErrorOf([&] { PopulateRecordset(set); });
+    const auto error = testing::ErrorOf([&] { PopulateRecordset(set); });
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->number(), SQLITE_IOERR_READ);
     EXPECT_EQ(ToUtf8(error->source()), "sqlite");
@@ -197,7 +188,7 @@ TEST(SqliteRecordSet, PopulateRecordset_Interrupted_PassesTheDatabasesErrorOn) {
     if (n == 500) sqlite3_interrupt(database.get());
   });
   SqliteRecordSet set(database.get(), std::string(kNumbers) + "SELECT act(n) AS n FROM numbers");
-  const auto error = ErrorOf([&] { PopulateRecordset(set); });
+  const auto error = testing::ErrorOf([&] { PopulateRecordset(set); });
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->number(), SQLITE_INTERRUPT);
   EXPECT_EQ(ToUtf8(error->source()), "sqlite");
@@ -220,7 +211,7 @@ TEST(SqliteRecordSet, PopulateRecordset_DamagedFile_PassesTheDatabasesErrorOn) {
   }
   Database database(file.string());
   SqliteRecordSet set(database.get(), "SELECT n FROM t");
-  const auto error = ErrorOf([&] { PopulateRecordset(set); });
+  const auto error = testing::ErrorOf([&] { PopulateRecordset(set); });
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->number(), SQLITE_CORRUPT);
   EXPECT_EQ(ToUtf8(error->source()), "sqlite");

@@ -8,7 +8,7 @@
 
 #include "tests/registry/registry_world.h"
 #include "tests/testing/fake_host.h"
-#include "tests/testing/raised.h"
+#include "tests/testing/raised_error.h"
 #include "tests/testing/tables.h"
 
 namespace nerio {

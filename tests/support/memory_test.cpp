@@ -14,6 +14,7 @@
 #include "nerio/hosts/portable/text/code_page_1252.h"
 #include "nerio/hosts/portable/xml/xml_dom.h"
 #include "nerio/support/base64.h"
+#include "nerio/support/component_errors.h"
 #include "nerio/support/conversions.h"
 #include "nerio/support/messages.h"
 #include "nerio/support/templates.h"

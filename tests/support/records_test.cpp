@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <limits>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "nerio/types/error.h"
+#include "tests/testing/raised_error.h"
 
 namespace nerio {
 namespace {
@@ -108,16 +108,8 @@ TEST(GetFieldValue, FailureOfEitherReading_ReachesTheCallerUnchanged) {
   for (std::size_t failing = 1; failing <= 2; ++failing) {
     FakeField field({std::int32_t{1}});
     field.failing = failing;
-    std::optional<Error> raised;
-    try {
-      GetFieldValue(field, u"vuoto");
-    } catch (const Error& error) {
-      raised = error;
-    }
-    ASSERT_TRUE(raised.has_value()) << failing;
-    EXPECT_EQ(raised->number(), 3021);
-    EXPECT_EQ(raised->source(), u"DAO.Field");
-    EXPECT_EQ(raised->description(), u"Nessun record corrente.");
+    SCOPED_TRACE(failing);
+    testing::ExpectRaised([&] { GetFieldValue(field, u"vuoto"); }, 3021, u"DAO.Field", u"Nessun record corrente.");
     EXPECT_EQ(field.readings, failing);
   }
 }
@@ -143,16 +135,8 @@ TEST(PopulateRecordset, EachCallFailing_ReachesTheCallerUnchangedAndEndsTheRouti
   for (std::size_t failing = 1; failing <= 4; ++failing) {
     FakeRecordSet set(False, False);
     set.failing = failing;
-    std::optional<Error> raised;
-    try {
-      PopulateRecordset(set);
-    } catch (const Error& error) {
-      raised = error;
-    }
-    ASSERT_TRUE(raised.has_value()) << failing;
-    EXPECT_EQ(raised->number(), -3219);
-    EXPECT_EQ(raised->source(), u"DAO.Recordset");
-    EXPECT_EQ(raised->description(), u"Operazione non valida.");
+    SCOPED_TRACE(failing);
+    testing::ExpectRaised([&] { PopulateRecordset(set); }, -3219, u"DAO.Recordset", u"Operazione non valida.");
     EXPECT_EQ(set.calls.size(), failing);
   }
 }

@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "nerio/support/messages.h"
 #include "nerio/types/error.h"
 #include "nerio/types/utf8.h"
 #include "tests/testing/fake_host.h"
 #include "tests/testing/naive_template.h"
+#include "tests/testing/raised_error.h"
 
 namespace nerio {
 namespace {
@@ -53,12 +53,7 @@ Text Format(TextView messageTemplate, const std::vector<Text>& texts, std::int32
 }
 
 std::optional<Error> ErrorOf(const ArgumentList& arguments, platform::RegionalSettings& regional) {
-  try {
-    FormatTemplate(u"{0}", arguments, testing::FakeHost{.regional = &regional}.View());
-  } catch (const Error& error) {
-    return error;
-  }
-  return std::nullopt;
+  return testing::ErrorOf([&] { FormatTemplate(u"{0}", arguments, testing::FakeHost{.regional = &regional}.View()); });
 }
 
 struct Case {
@@ -306,58 +301,6 @@ TEST(FormatTemplate, RandomCases_EqualTheNaiveReference) {
   EXPECT_GT(searchedAgain, kRandomCases / 50);
   RecordProperty("filled", filled);
   RecordProperty("searchedAgain", searchedAgain);
-}
-
-struct Raised {
-  std::int32_t code;
-  TextView detail;
-  const char* description;
-};
-
-const Raised kRaised[] = {
-    {ErrNullOrEmptyParameter, u"sTesto", "Il parametro [sTesto] non pu\xC3\xB2 essere nullo o vuoto"},
-    {ErrUnsupportedInitMessageVersion, u"2.0",
-     "La versione [2.0] del messaggio di inizializzazione non \xC3\xA8 supportata"},
-    {ErrFeatureNotAvailable, u"stampa", "La funzionalit\xC3\xA0 richiesta non \xC3\xA8 disponibile"},
-    {ErrNullOrEmptyParameter, u"", "Il parametro [] non pu\xC3\xB2 essere nullo o vuoto"},
-    {ErrNullOrEmptyParameter, u"{0}{1}", "Il parametro [{0}{1}] non pu\xC3\xB2 essere nullo o vuoto"},
-    {5, u"x", "Errore non definito"},
-    {0, u"x", "Errore non definito"},
-};
-
-TEST(RaiseError, EveryCode_CarriesNumberSourceAndFilledTemplate) {
-  for (const Raised& row : kRaised) {
-    std::optional<Error> raised;
-    try {
-      RaiseError(row.code, u"ApriDocumento", row.detail, testing::FakeHost().View());
-    } catch (const Error& error) {
-      raised = error;
-    }
-    ASSERT_TRUE(raised.has_value()) << row.code;
-    EXPECT_EQ(raised->number(), row.code);
-    EXPECT_EQ(ToUtf8(raised->source()), "ApriDocumento");
-    EXPECT_EQ(ToUtf8(raised->description()), row.description);
-    EXPECT_STREQ(raised->what(), row.description);
-  }
-}
-
-TEST(ValidateParam, EmptyValue_RaisesNullOrEmptyParameterWithTheParametersName) {
-  std::optional<Error> raised;
-  try {
-    ValidateParam(u"", u"sTesto", testing::FakeHost().View());
-  } catch (const Error& error) {
-    raised = error;
-  }
-  ASSERT_TRUE(raised.has_value());
-  EXPECT_EQ(raised->number(), -2147221503);
-  EXPECT_EQ(ToUtf8(raised->source()), "ValidateParam");
-  EXPECT_EQ(ToUtf8(raised->description()), "Il parametro [sTesto] non pu\xC3\xB2 essere nullo o vuoto");
-}
-
-TEST(ValidateParam, AnyOtherValue_Passes) {
-  for (const TextView value : {TextView(u" "), TextView(u"\t\r\n"), TextView(u"x"), TextView(u"\0", 1)}) {
-    EXPECT_NO_THROW(ValidateParam(value, u"sTesto", testing::FakeHost().View()));
-  }
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "nerio/hosts/portable/regional/regional_settings.h"
 #include "nerio/types/error.h"
 #include "nerio/types/utf8.h"
+#include "tests/testing/raised_error.h"
 #include "tests/testing/recorded_regions.h"
 #include "tests/testing/tables.h"
 
@@ -31,12 +32,7 @@ std::map<std::string, PortableRegionalSettings> RecordedSettings() {
 }
 
 std::optional<Error> ErrorOf(const Variant& value, platform::RegionalSettings& regional) {
-  try {
-    VariantToText(value, regional);
-  } catch (const Error& error) {
-    return error;
-  }
-  return std::nullopt;
+  return testing::ErrorOf([&] { VariantToText(value, regional); });
 }
 
 // Reads sign, scale, the upper 32 and the lower 64 bits, as the table of numbers writes a decimal.

@@ -13,6 +13,7 @@
 #include "nerio/hosts/windows/module_location.h"
 #include "nerio/support/base64.h"
 #include "nerio/support/build_path.h"
+#include "nerio/support/component_errors.h"
 #include "nerio/support/conversions.h"
 #include "nerio/support/messages.h"
 #include "nerio/support/records.h"

@@ -3,12 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <optional>
-
 #include "nerio/hosts/windows/automation/system_message.h"
 #include "nerio/types/error.h"
 #include "tests/hosts/windows/automation/fake_dispatch.h"
+#include "tests/testing/raised_error.h"
 
 namespace nerio::platform {
 namespace {
@@ -16,23 +14,9 @@ namespace {
 using testing::Answers;
 using testing::AnswersFlag;
 using ::testing::ElementsAre;
+using testing::ErrorOf;
+using testing::ExpectError;
 using testing::FakeDispatch;
-
-std::optional<Error> ErrorOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Error& error) {
-    return error;
-  }
-  return std::nullopt;
-}
-
-void ExpectError(const std::optional<Error>& error, std::int32_t number, TextView source, TextView description) {
-  ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->number(), number);
-  EXPECT_EQ(error->source(), source);
-  EXPECT_EQ(error->description(), description);
-}
 
 VARIANT Number(LONG number) {
   VARIANT value;
