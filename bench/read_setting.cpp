@@ -188,8 +188,8 @@ void ReadSettingsFile(benchmark::State& state, const std::vector<std::string>& f
   }
 }
 
-// What the look at a key's folder costs that a read makes in any case: the bare system call, with nothing around it.
-void LookAtFolder(benchmark::State& state, const std::vector<std::string>& folders) {
+// The one system call on the key's folder that every read needs, with nothing around it.
+void StatFolder(benchmark::State& state, const std::vector<std::string>& folders) {
   std::size_t turn = 0;
   for (auto _ : state) {
     turn += kStride;
@@ -294,7 +294,7 @@ int main(int argc, char** argv) {
   Contender("read_setting/gkeyfile", [&](benchmark::State& state) { ReadKeyFile(state, keyFiles, names); });
   Contender("read_setting/qsettings", [&](benchmark::State& state) { ReadSettingsFile(state, keyFiles, names); });
   Contender("read_setting/values_file", [&](benchmark::State& state) { ReadFiles(state, valuesFiles, 1, names); });
-  Contender("read_setting/look", [&](benchmark::State& state) { LookAtFolder(state, folders); });
+  Contender("read_setting/lstat", [&](benchmark::State& state) { StatFolder(state, folders); });
   Contender("read_setting/limit", [&](benchmark::State& state) { ReadShared(state, names); });
   for (const auto& [branches, grown] : stores) {
     Contender("read_growth/nerio/" + std::to_string(branches),
