@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "nerio/hosts/portable/xml/xml_dom.h"
-#include "nerio/platform/xml_bytes.h"
+#include "tools/nerio/xml_bytes.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Text text;
   XmlLoadError error;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  if (!nerio::platform::DecodeXmlBytes(bytes, text, error)) {
+  if (!nerio::tool::DecodeXmlBytes(bytes, text, error)) {
     Require(!error.reason.empty() && error.line >= 1 && error.column >= 1);
     return 0;
   }

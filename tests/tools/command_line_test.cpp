@@ -46,7 +46,7 @@ TEST(CommandLine, Version_IsAResult) {
 // It stands alone or at any verb, which is then not run.
 TEST(CommandLine, View_IsAResultOfItsOwn) {
   ToolHost tool;
-  const std::string text = ViewText(platform::ViewOfRegistry());
+  const std::string text = ViewText(ViewOfRegistry());
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--view"},
                                                     {"reg", "--view"},
                                                     {"reg", "set", "--view"},

@@ -196,7 +196,7 @@ int CommandLine::Run(const std::vector<std::string>& arguments, const platform::
     out << version.what() << '\n';
   } catch (const CallForView&) {
     output.SetJson(jsonNamed);
-    ShowView(output, platform::ViewOfRegistry());
+    ShowView(output, ViewOfRegistry());
   } catch (const CLI::ParseError& error) {
     const CLI::App* app = app_.get();
     while (!app->get_subcommands().empty()) app = app->get_subcommands().front();

@@ -1,19 +1,17 @@
 #include <nlohmann/json.hpp>
 
-#include "nerio/platform/registry_doctor.h"
 #include "nerio/support/conversions.h"
 #include "nerio/support/xml.h"
 #include "nerio/types/utf8.h"
 #include "tools/nerio/command_line.h"
 #include "tools/nerio/io.h"
 #include "tools/nerio/key_path.h"
+#include "tools/nerio/registry_system.h"
 #include "tools/nerio/trace_file.h"
 
 namespace nerio::tool {
 namespace {
 
-using platform::RegistryFinding;
-using platform::RegistryPlace;
 using Json = nlohmann::ordered_json;
 
 // A day and a time, and a number, whose texts show the customs of the region: 31 December 1999, 17:04.
@@ -54,8 +52,8 @@ std::string Verdict(const std::vector<RegistryFinding>& findings) {
 }
 
 struct RegistryReport {
-  std::vector<RegistryPlace> places = platform::RegistryPlaces();
-  std::vector<RegistryFinding> findings = platform::CheckRegistry();
+  std::vector<RegistryPlace> places = RegistryPlaces();
+  std::vector<RegistryFinding> findings = CheckRegistry();
 };
 
 Json ToJson(Session& session, const RegistryReport& report) {

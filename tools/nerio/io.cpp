@@ -4,8 +4,8 @@
 #include <iterator>
 #include <system_error>
 
-#include "nerio/platform/whole_file.h"
 #include "nerio/types/utf8.h"
+#include "tools/nerio/whole_file.h"
 
 namespace nerio::tool {
 namespace {
@@ -68,7 +68,7 @@ std::string ReadStandardInput(Session& session) {
 
 std::string ReadFile(Session& session, const std::string& file) {
   std::string bytes;
-  const platform::Status status = platform::ReadWholeFile(PathOf(file), bytes);
+  const platform::Status status = ReadWholeFile(PathOf(file), bytes);
   if (status != platform::kSuccess) throw FileFailure(session, status, "cannot read " + file);
   return bytes;
 }
@@ -78,12 +78,12 @@ std::string ReadInput(Session& session, const std::string& file) {
 }
 
 void WriteOutput(Session& session, const std::string& file, const std::string& bytes) {
-  const platform::Status status = platform::ReplaceWholeFile(PathOf(file), bytes);
+  const platform::Status status = ReplaceWholeFile(PathOf(file), bytes);
   if (status != platform::kSuccess) throw FileFailure(session, status, "cannot write " + file);
 }
 
 void CreateOutput(Session& session, const std::string& file, const std::string& bytes) {
-  const platform::Status status = platform::CreateWholeFile(PathOf(file), bytes);
+  const platform::Status status = CreateWholeFile(PathOf(file), bytes);
   if (status == platform::kSuccess) return;
   std::error_code ignored;
   if (std::filesystem::exists(PathOf(file), ignored)) {

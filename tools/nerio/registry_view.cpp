@@ -4,7 +4,7 @@
 
 namespace nerio::tool {
 
-std::string ViewText(const platform::RegistryView& view) {
+std::string ViewText(const RegistryView& view) {
   if (view.bits == 0) return "one view: every program of this system sees the same registry";
   const std::string name = "the " + std::to_string(view.bits) + "-bit view";
   if (view.only) return name + ", the only one of this system";
@@ -12,7 +12,7 @@ std::string ViewText(const platform::RegistryView& view) {
          ": what is HKEY_LOCAL_MACHINE\\Software here is HKEY_LOCAL_MACHINE\\Software\\WOW6432Node to 64-bit programs";
 }
 
-void ShowView(Output& output, const platform::RegistryView& view) {
+void ShowView(Output& output, const RegistryView& view) {
   const std::string text = ViewText(view);
   output.Result({{"bits", view.bits}, {"only", view.only}, {"view", text}}, text);
 }

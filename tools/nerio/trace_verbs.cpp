@@ -4,13 +4,13 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "nerio/platform/whole_file.h"
 #include "nerio/support/build_path.h"
 #include "nerio/support/trace_log.h"
 #include "nerio/types/utf8.h"
 #include "tools/nerio/command_line.h"
 #include "tools/nerio/io.h"
 #include "tools/nerio/trace_file.h"
+#include "tools/nerio/whole_file.h"
 
 namespace nerio::tool {
 namespace {
@@ -26,7 +26,7 @@ std::string Bytes(std::uint64_t count) { return std::to_string(count) + (count =
 Exit On(Session& session) {
   const TraceFile trace = FindTraceFile(session);
   if (!trace.present) {
-    const Status status = platform::CreateWholeFile(trace.path, {});
+    const Status status = CreateWholeFile(trace.path, {});
     if (status != kSuccess) {
       const Failure failure = FileFailure(session, status, "cannot create " + trace.shown);
       throw Failure(failure.exit(), failure.what(),
@@ -175,7 +175,7 @@ TraceFile FindTraceFile(Session& session) {
   Status status = session.host.module.Folder(folder);
   if (status != kSuccess) throw FileFailure(session, status, "cannot tell in which folder the library lies");
   const Text path = BuildPath(folder, kTraceFileName);
-  trace.path = platform::SystemPath(path);
+  trace.path = SystemPath(path);
   const std::u8string shown = trace.path.u8string();
   trace.shown.assign(shown.begin(), shown.end());
   status = session.host.files.FindOrdinaryFile(path, trace.present);

@@ -1,12 +1,11 @@
 #include <nlohmann/json.hpp>
 
-#include "nerio/platform/whole_file.h"
-#include "nerio/platform/xml_bytes.h"
 #include "nerio/platform/xml_dom.h"
 #include "nerio/support/xml.h"
 #include "nerio/types/utf8.h"
 #include "tools/nerio/command_line.h"
 #include "tools/nerio/io.h"
+#include "tools/nerio/xml_bytes.h"
 
 namespace nerio::tool {
 namespace {
@@ -32,7 +31,7 @@ Failure NotWellFormed(const std::string& where, const XmlLoadError& error) {
 XmlDocument Load(const std::string& file, const std::string& bytes) {
   Text text;
   XmlLoadError error;
-  if (!platform::DecodeXmlBytes(bytes, text, error)) throw NotWellFormed(file, error);
+  if (!DecodeXmlBytes(bytes, text, error)) throw NotWellFormed(file, error);
   XmlDocument document = NewDocument();
   if (!Dom().LoadXml(document.get(), text)) throw NotWellFormed(file, Dom().LoadError(document.get()));
   return document;

@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "nerio/hosts/windows/automation/wide.h"
-#include "nerio/platform/registry_doctor.h"
 #include "nerio/types/error.h"
 
 namespace nerio::platform {
@@ -48,15 +47,6 @@ TEST(WindowsHost, Documents_OnAThreadOfItsOwn_NeedAnOpenHost) {
       dom.Release(document);
     }
   }).join();
-}
-
-TEST(WindowsHost, Registry_IsKeptByTheSystem) {
-  const std::vector<RegistryPlace> places = RegistryPlaces();
-  ASSERT_EQ(places.size(), 5u);
-  for (const RegistryPlace& place : places) EXPECT_TRUE(place.present) << place.place;
-  EXPECT_EQ(places[2].root, kHkeyLocalMachine);
-  EXPECT_EQ(places[2].place, "HKEY_LOCAL_MACHINE");
-  EXPECT_TRUE(CheckRegistry().empty());
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <array>
 
-#include "nerio/platform/registry_doctor.h"
 #include "tests/hosts/windows/scratch_key.h"
 #include "tests/platform/conformance/registry_conformance.h"
 
@@ -117,12 +116,6 @@ TEST_F(Advapi32, OpenKey_RightsBeyondTheSevenDenied_IsGranted) {
   EXPECT_EQ(registry_.CloseKey(Open(path)), kSuccess);
   KeyHandle key = 0;
   EXPECT_EQ(registry_.OpenKey(kHkeyLocalMachine, path, kNoOptions, KEY_ALL_ACCESS, key), kAccessDenied);
-}
-
-// The system tells a 32-bit program on 64 bits by a variable as well.
-TEST(ViewOfRegistry, On32And64Bits_IsThatOf32BitPrograms) {
-  const bool on64Bits = ::GetEnvironmentVariableW(L"PROCESSOR_ARCHITEW6432", nullptr, 0) != 0;
-  EXPECT_EQ(ViewOfRegistry(), (RegistryView{32, !on64Bits}));
 }
 
 }  // namespace

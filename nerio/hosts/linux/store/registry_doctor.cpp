@@ -1,4 +1,4 @@
-#include "nerio/platform/registry_doctor.h"
+#include "nerio/hosts/linux/store/registry_doctor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -151,8 +151,6 @@ class Check {
 };
 
 }  // namespace
-
-RegistryView ViewOfRegistry() noexcept { return {}; }
 
 std::vector<RegistryPlace> RegistryPlaces(const HostOptions& options) {
   RegistryRoots roots(options.registryFolder);

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "nerio/hosts/linux/store/registry.h"
-#include "nerio/platform/registry_doctor.h"
+#include "nerio/hosts/linux/store/registry_doctor.h"
 #include "tests/hosts/linux/store/memory_folder.h"
 #include "tests/testing/temporary_folder.h"
 

@@ -14,9 +14,9 @@
 
 #include "nerio/hosts/portable/xml/xml_dom.h"
 #include "nerio/hosts/portable/xml/xml_parser.h"
-#include "nerio/platform/xml_bytes.h"
 #include "nerio/types/utf8.h"
 #include "tests/testing/tables.h"
+#include "tools/nerio/xml_bytes.h"
 
 namespace nerio::platform {
 namespace {
@@ -111,7 +111,7 @@ std::vector<Case> ReadCases() {
 XmlLoadError Load(const std::string& bytes) {
   XmlLoadError error;
   Text text;
-  if (!DecodeXmlBytes(bytes, text, error)) return error;
+  if (!tool::DecodeXmlBytes(bytes, text, error)) return error;
   PortableXmlDom dom;
   const XmlDocument document(dom, dom.CreateDocument());
   const bool loaded = dom.LoadXml(document.get(), text);

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "nerio/hosts/portable/xml/xml_dom.h"
-#include "nerio/platform/xml_bytes.h"
 #include "nerio/support/base64.h"
 #include "nerio/support/xml.h"
 #include "nerio/types/utf8.h"
@@ -145,9 +144,7 @@ TEST_F(LongXml, HundredMegabytesOfText_LoadedReadAndWritten) {
     std::string bytes = "<a>";
     while (bytes.size() < std::size_t{100} << 20) bytes += "testo con un accento (è), un segno (&amp;) e una fine\r\n.";
     bytes += "</a>";
-    Text xml;
-    platform::XmlLoadError error;
-    ASSERT_TRUE(platform::DecodeXmlBytes(bytes, xml, error));
+    const Text xml = FromUtf8(bytes);
     bytes = std::string();
     ASSERT_TRUE(Load(document, xml));
   }

@@ -1,4 +1,4 @@
-#include "nerio/platform/xml_bytes.h"
+#include "tools/nerio/xml_bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,12 @@
 #include "nerio/hosts/portable/xml/xml_dom.h"
 #include "nerio/types/utf8.h"
 
-namespace nerio::platform {
+namespace nerio::tool {
 namespace {
+
+using platform::PortableXmlDom;
+using platform::XmlDocument;
+using platform::XmlLoadError;
 
 std::string Utf16(TextView text, bool highFirst) {
   std::string bytes;
@@ -86,4 +90,4 @@ TEST(XmlBytes, Utf32_IsNotLoaded) {
 }
 
 }  // namespace
-}  // namespace nerio::platform
+}  // namespace nerio::tool

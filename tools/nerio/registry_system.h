@@ -4,14 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "nerio/platform/host.h"
 #include "nerio/platform/registry_api.h"
 
-namespace nerio::platform {
+namespace nerio::tool {
 
 /// Says where one predefined root of the registry is kept.
 struct RegistryPlace {
-  KeyHandle root = 0;
+  platform::KeyHandle root = 0;
   /// Where it is, in UTF-8: the folder of the root, or the root's own name where the system keeps its registry itself.
   std::string place;
   /// False when the root is not there yet: its first use makes it, or answers 2 to whoever may not.
@@ -21,14 +20,9 @@ struct RegistryPlace {
 /// One thing that a check of the registry found.
 struct RegistryFinding {
   enum class Kind {
-    /// Stored bytes that do not check, or something else where a key's file or folder belongs. Calls that need it
-    /// fail, and no call changes it.
-    Damage,
-    /// Something that this user may not read, so that nothing can be said about it.
-    Refused,
-    /// What a killed process left behind. It is invisible to every call; the next writer removes it, or moves that of
-    /// another user out of the way.
-    Leftover,
+    Damage,    ///< stored bytes that do not check; calls that need them fail
+    Refused,   ///< something that this user may not read, so that nothing can be said about it
+    Leftover,  ///< what a killed process left behind; no call ever sees it
   };
   Kind kind = Kind::Damage;
   /// The file or folder, in UTF-8.
@@ -52,13 +46,13 @@ struct RegistryView {
 /// Returns the view that this process has. Raises nothing.
 RegistryView ViewOfRegistry() noexcept;
 
-/// Returns where the registry that `OpenHost(options)` opens keeps each root. Makes nothing and changes nothing.
+/// Returns where the registry of this system keeps each root. Makes nothing and changes nothing.
 /// @throws std::bad_alloc and nothing else.
-std::vector<RegistryPlace> RegistryPlaces(const HostOptions& options = {});
+std::vector<RegistryPlace> RegistryPlaces();
 
-/// Looks through every key of the registry that `OpenHost(options)` opens, and returns what is wrong with it, in the
-/// order of the places. Changes nothing. Empty where the system keeps and checks its registry itself.
+/// Checks every key of the registry of this system, and returns what is wrong with it, in the order of the places.
+/// Changes nothing. Empty where the system keeps and checks its registry itself.
 /// @throws std::bad_alloc and nothing else.
-std::vector<RegistryFinding> CheckRegistry(const HostOptions& options = {});
+std::vector<RegistryFinding> CheckRegistry();
 
-}  // namespace nerio::platform
+}  // namespace nerio::tool

@@ -1,4 +1,4 @@
-#include "nerio/platform/console.h"
+#include "tools/nerio/console.h"
 
 #include <windows.h>
 // Needs what the header above declares.
@@ -11,7 +11,7 @@
 #include "nerio/hosts/windows/automation/wide.h"
 #include "nerio/types/utf8.h"
 
-namespace nerio::platform {
+namespace nerio::tool {
 namespace {
 
 bool IsConsole(DWORD stream) {
@@ -37,9 +37,9 @@ std::vector<std::string> Arguments(int, const char* const*) {
   std::vector<std::string> arguments;
   int count = 0;
   wchar_t** words = ::CommandLineToArgvW(::GetCommandLineW(), &count);
-  for (int i = 1; i < count; ++i) arguments.push_back(ToUtf8(ViewOf(words[i], ::wcslen(words[i]))));
+  for (int i = 1; i < count; ++i) arguments.push_back(ToUtf8(platform::ViewOf(words[i], ::wcslen(words[i]))));
   ::LocalFree(words);
   return arguments;
 }
 
-}  // namespace nerio::platform
+}  // namespace nerio::tool

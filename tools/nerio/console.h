@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace nerio::platform {
+namespace nerio::tool {
 
 /// Tells whether somebody can be asked a question: standard input and standard error are both a terminal.
 bool IsSomebodyAtTerminal();
@@ -16,4 +16,4 @@ void PrepareStandardStreams();
 /// @param argc, argv what `main` was given; the system's own bytes where it has no other form of them.
 std::vector<std::string> Arguments(int argc, const char* const* argv);
 
-}  // namespace nerio::platform
+}  // namespace nerio::tool

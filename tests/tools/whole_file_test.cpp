@@ -1,11 +1,13 @@
-#include "nerio/platform/whole_file.h"
+#include "tools/nerio/whole_file.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/testing/temporary_folder.h"
 
-namespace nerio::platform {
+namespace nerio::tool {
 namespace {
+
+using platform::kSuccess;
 
 std::size_t CountFiles(const std::filesystem::path& folder) {
   std::size_t count = 0;
@@ -80,4 +82,4 @@ TEST(WholeFile, SystemPath_TakesTheLayersSeparator) {
 }
 
 }  // namespace
-}  // namespace nerio::platform
+}  // namespace nerio::tool

@@ -1,4 +1,4 @@
-#include "nerio/platform/whole_file.h"
+#include "tools/nerio/whole_file.h"
 
 #include <windows.h>
 
@@ -6,8 +6,11 @@
 #include <system_error>
 #include <utility>
 
-namespace nerio::platform {
+namespace nerio::tool {
 namespace {
+
+using platform::kSuccess;
+using platform::Status;
 
 // Bytes per call: the system's counts have 32 bits.
 constexpr std::size_t kBlock = 1 << 16;
@@ -128,4 +131,4 @@ Status ReplaceWholeFile(const std::filesystem::path& path, std::string_view byte
   return there ? file.ReplaceOld() : file.MoveIntoPlace();
 }
 
-}  // namespace nerio::platform
+}  // namespace nerio::tool

@@ -1,8 +1,8 @@
-#include "nerio/platform/console.h"
+#include "tools/nerio/console.h"
 
 #include <unistd.h>
 
-namespace nerio::platform {
+namespace nerio::tool {
 
 bool IsSomebodyAtTerminal() { return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1; }
 
@@ -12,4 +12,4 @@ std::vector<std::string> Arguments(int argc, const char* const* argv) {
   return argc > 0 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
 }
 
-}  // namespace nerio::platform
+}  // namespace nerio::tool

@@ -1,4 +1,4 @@
-#include "nerio/platform/xml_bytes.h"
+#include "tools/nerio/xml_bytes.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -8,7 +8,10 @@
 #include "nerio/hosts/portable/xml/xml_parser.h"
 #include "nerio/types/utf8.h"
 
-namespace nerio::platform {
+namespace nerio::tool {
+
+namespace xml = platform::xml;
+
 namespace {
 
 // Decodes UTF-16 up to the first unit that is no character. Returns whether there is none.
@@ -34,7 +37,7 @@ bool DecodeUtf16(std::string_view bytes, bool highFirst, Text& text) {
 
 }  // namespace
 
-bool DecodeXmlBytes(std::string_view bytes, Text& text, XmlLoadError& error) {
+bool DecodeXmlBytes(std::string_view bytes, Text& text, platform::XmlLoadError& error) {
   constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
   const bool lowFirst = bytes.starts_with("\xFF\xFE");
   const bool highFirst = bytes.starts_with("\xFE\xFF");
@@ -67,4 +70,4 @@ bool DecodeXmlBytes(std::string_view bytes, Text& text, XmlLoadError& error) {
   return true;
 }
 
-}  // namespace nerio::platform
+}  // namespace nerio::tool

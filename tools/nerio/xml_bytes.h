@@ -5,7 +5,7 @@
 #include "nerio/platform/xml_dom.h"
 #include "nerio/types/text.h"
 
-namespace nerio::platform {
+namespace nerio::tool {
 
 /// Decodes the bytes of an XML file into the text to load. UTF-8 with or without byte-order mark, and UTF-16 of either
 /// byte order with its mark, are known; the mark does not become part of the text. An encoding named in the XML
@@ -14,6 +14,6 @@ namespace nerio::platform {
 /// @param text receives the text; untouched when the answer is false.
 /// @param error receives the reason and its place when the answer is false; untouched otherwise.
 /// @return whether the bytes are well-formed in their encoding. Raises nothing but std::bad_alloc.
-bool DecodeXmlBytes(std::string_view bytes, Text& text, XmlLoadError& error);
+bool DecodeXmlBytes(std::string_view bytes, Text& text, platform::XmlLoadError& error);
 
-}  // namespace nerio::platform
+}  // namespace nerio::tool

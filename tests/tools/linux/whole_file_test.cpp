@@ -1,4 +1,4 @@
-#include "nerio/platform/whole_file.h"
+#include "tools/nerio/whole_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -11,9 +11,11 @@
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/testing/temporary_folder.h"
 
-namespace nerio::platform {
+namespace nerio::tool {
 namespace {
 
+using platform::kSuccess;
+using platform::Status;
 using testing::AnswerOfChild;
 
 constexpr uid_t kNobody = 65534;
@@ -109,4 +111,4 @@ TEST(WholeFileOnLinux, FileThatMayNotBeWritten_IsNotReplaced) {
 }
 
 }  // namespace
-}  // namespace nerio::platform
+}  // namespace nerio::tool

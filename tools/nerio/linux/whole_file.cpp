@@ -1,4 +1,4 @@
-#include "nerio/platform/whole_file.h"
+#include "tools/nerio/whole_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,8 +10,13 @@
 #include "nerio/hosts/linux/native_path.h"
 #include "nerio/hosts/linux/store/system_call.h"
 
-namespace nerio::platform {
+namespace nerio::tool {
 namespace {
+
+using platform::Descriptor;
+using platform::kSuccess;
+using platform::Status;
+using platform::Uninterrupted;
 
 constexpr mode_t kNewFileMode = 0666;  // less what the user's mask takes away
 
@@ -76,7 +81,7 @@ class NewFile {
 
 }  // namespace
 
-std::filesystem::path SystemPath(TextView path) { return NativePath(path); }
+std::filesystem::path SystemPath(TextView path) { return platform::NativePath(path); }
 
 Status ReadWholeFile(const std::filesystem::path& path, std::string& bytes) {
   const Descriptor file(Uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }));
@@ -119,4 +124,4 @@ Status ReplaceWholeFile(const std::filesystem::path& path, std::string_view byte
   return status != kSuccess ? status : file.RenameIntoPlace();
 }
 
-}  // namespace nerio::platform
+}  // namespace nerio::tool

@@ -1,0 +1,24 @@
+#include "tools/nerio/registry_system.h"
+
+#include <windows.h>
+
+namespace nerio::tool {
+
+// Windows of 64 bits keeps what programs of 32 bits have below HKEY_LOCAL_MACHINE\Software apart.
+RegistryView ViewOfRegistry() noexcept {
+  BOOL on64Bits = FALSE;
+  ::IsWow64Process(::GetCurrentProcess(), &on64Bits);
+  return {32, on64Bits == FALSE};
+}
+
+std::vector<RegistryPlace> RegistryPlaces() {
+  return {{platform::kHkeyClassesRoot, "HKEY_CLASSES_ROOT", true},
+          {platform::kHkeyCurrentUser, "HKEY_CURRENT_USER", true},
+          {platform::kHkeyLocalMachine, "HKEY_LOCAL_MACHINE", true},
+          {platform::kHkeyUsers, "HKEY_USERS", true},
+          {platform::kHkeyCurrentConfig, "HKEY_CURRENT_CONFIG", true}};
+}
+
+std::vector<RegistryFinding> CheckRegistry() { return {}; }
+
+}  // namespace nerio::tool
