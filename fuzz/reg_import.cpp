@@ -8,7 +8,7 @@
 
 #include "fuzz/fuzz_input.h"
 #include "nerio/hosts/portable/text/code_page_1252.h"
-#include "tools/nerio/reg_file.h"
+#include "tools/nerio/registry/reg_file.h"
 
 namespace {
 

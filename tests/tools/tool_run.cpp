@@ -4,16 +4,16 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "tools/nerio/branch.h"
 #include "tools/nerio/command_line.h"
-#include "tools/nerio/value_text.h"
+#include "tools/nerio/registry/registry_access.h"
+#include "tools/nerio/registry/value_text.h"
 
 namespace nerio::tool {
 namespace {
 
 // Makes a key below HKEY_LOCAL_MACHINE that a test cannot do without.
-OpenedKey Made(platform::RegistryApi& registry, const AnsiText& path) {
-  OpenedKey opened;
+KeyGuard Made(platform::RegistryApi& registry, const AnsiText& path) {
+  KeyGuard opened;
   bool created = false;
   if (CreateKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeySetValue, opened, created) != 0) {
     throw std::logic_error("the test cannot create " + path);
@@ -54,7 +54,7 @@ void ToolHost::Store(const AnsiText& path, const AnsiText& name, std::uint32_t t
 }
 
 std::string ToolHost::Stored(const AnsiText& path, const AnsiText& name) {
-  OpenedKey opened;
+  KeyGuard opened;
   StoredValue value;
   if (OpenKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeyQueryValue, opened) != 0 ||
       ReadValue(registry, opened.get(), name, value) != 0) {
@@ -64,7 +64,7 @@ std::string ToolHost::Stored(const AnsiText& path, const AnsiText& name) {
 }
 
 bool ToolHost::Has(const AnsiText& path) {
-  OpenedKey opened;
+  KeyGuard opened;
   return OpenKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeyQueryValue, opened) == 0;
 }
 

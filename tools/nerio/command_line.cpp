@@ -171,6 +171,7 @@ CommandLine::CommandLine(const std::string& version)
   AddRegistryVerbs(program);
   AddTraceVerbs(program);
   AddTextVerbs(program);
+  AddBase64Verbs(program);
   AddXmlVerbs(program);
   AddDoctor(program);
 }

@@ -102,9 +102,9 @@ class CommandLine {
 
 // The groups of verbs, each in a file of its own.
 void AddRegistryVerbs(Verb program);
-void AddRegistryDoctor(Verb reg);
 void AddTraceVerbs(Verb program);
 void AddTextVerbs(Verb program);
+void AddBase64Verbs(Verb program);
 void AddXmlVerbs(Verb program);
 void AddDoctor(Verb program);
 

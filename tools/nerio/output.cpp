@@ -4,38 +4,10 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "nerio/platform/registry_api.h"
 #include "nerio/types/utf8.h"
-#include "tools/nerio/branch.h"
 
 namespace nerio::tool {
 namespace {
-
-struct Meaning {
-  platform::Status status;
-  Exit exit;
-  const char* what;
-  const char* advice;
-};
-
-constexpr Meaning kMeanings[] = {
-    {platform::kFileNotFound, Exit::kNotFound, "it is not there", ""},
-    {platform::kAccessDenied, Exit::kAccessDenied, "access is denied",
-     "ask the key's owner for the rights, or run this as a user who has them"},
-    {platform::kInvalidParameter, Exit::kBadInput, "the registry takes no such name", ""},
-    {platform::kBadPathname, Exit::kBadInput, "the registry takes no such path", ""},
-    {platform::kMoreData, Exit::kBadInput, "the path is longer than the system takes",
-     "some systems take no more than 260 characters below the root key"},
-    {kNameOutsideCodePage, Exit::kFailed, "its name has characters outside the code page",
-     "rename the key with the system's own editor, or treat the keys beside it one by one"},
-    {platform::kDiskFull, Exit::kFailed, "the disk is full", "make room and try again"},
-    {platform::kNotEnoughMemory, Exit::kFailed, "there is not enough memory", ""},
-    {platform::kRegistryCorrupt, Exit::kFailed, "what the registry has stored there is damaged",
-     "run nerio reg doctor to see where"},
-    {platform::kRegistryIoFailed, Exit::kFailed, "reading or writing the registry's files failed",
-     "run nerio reg doctor to see where"},
-    {platform::kKeyDeleted, Exit::kNotFound, "the key was deleted meanwhile", ""},
-};
 
 std::string Hex(std::int32_t number) {
   char text[16];
@@ -85,22 +57,6 @@ Failure FailureOf(const Error& error) {
   std::string what = "error " + std::to_string(error.number()) + " (" + Hex(error.number()) + ")";
   if (!error.source().empty()) what += " from " + ToUtf8(error.source());
   return Failure(Exit::kFailed, what + ": " + ToUtf8(error.description())).WithError(error);
-}
-
-Failure RegistryFailure(platform::Status status, const std::string& doing) {
-  for (const Meaning& meaning : kMeanings) {
-    if (meaning.status != status) continue;
-    return Failure(meaning.exit, doing + ": " + meaning.what + " (" + std::to_string(status) + ")", meaning.advice)
-        .WithStatus(status);
-  }
-  return Failure(Exit::kFailed, doing + ": the registry answers " + std::to_string(status)).WithStatus(status);
-}
-
-Failure CreationFailure(platform::Status status, const std::string& doing) {
-  if (status != platform::kFileNotFound) return RegistryFailure(status, doing);
-  return Failure(Exit::kNotFound, doing + ": its root key has no place yet (" + std::to_string(status) + ")",
-                 "a change by a user who may make it does; nerio reg doctor says where it is to be")
-      .WithStatus(status);
 }
 
 void Output::Result(const nlohmann::ordered_json& object, std::string_view text) {

@@ -8,7 +8,6 @@
 #include <string>
 #include <string_view>
 
-#include "nerio/platform/status.h"
 #include "nerio/types/error.h"
 
 namespace nerio::tool {
@@ -54,15 +53,6 @@ class Failure : public std::exception {
 
 /// Makes the failure that an Error of the library stands for: its number, source and description in full.
 Failure FailureOf(const Error& error);
-
-/// Makes the failure that a registry call's return code stands for.
-/// @param status not 0.
-/// @param doing what was tried on which key or value, as in "cannot open HKEY_LOCAL_MACHINE\Software".
-Failure RegistryFailure(platform::Status status, const std::string& doing);
-
-/// Makes the failure of a call that makes what is missing of a key. Where even that is not found, the root key itself
-/// has no place and the user may not make it.
-Failure CreationFailure(platform::Status status, const std::string& doing);
 
 /// Writes results to one stream and everything said about them to another. With --json a result is one JSON object on
 /// one line; without, it is text.

@@ -9,7 +9,7 @@
 
 #include "nerio/platform/code_page.h"
 #include "nerio/types/text.h"
-#include "tools/nerio/key_path.h"
+#include "tools/nerio/registry/registry_key.h"
 
 namespace nerio::tool {
 
@@ -36,7 +36,7 @@ struct RegValue {
 
 /// One key of a .reg file with its values, in the order of the file.
 struct RegSection {
-  KeyPath key;
+  RegistryKey key;
   bool removed = false;  ///< `[-KEY]`: the key is to be deleted with everything below it; there are no values then
   std::vector<RegValue> values;
   std::size_t line = 0;

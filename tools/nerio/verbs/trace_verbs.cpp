@@ -4,12 +4,10 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "nerio/support/build_path.h"
-#include "nerio/support/trace_log.h"
 #include "nerio/types/utf8.h"
-#include "tools/nerio/command_line.h"
-#include "tools/nerio/io.h"
-#include "tools/nerio/trace_file.h"
+#include "tools/nerio/files.h"
+#include "tools/nerio/verbs/arguments.h"
+#include "tools/nerio/verbs/trace_file.h"
 #include "tools/nerio/whole_file.h"
 
 namespace nerio::tool {
@@ -168,25 +166,6 @@ Exit ShowTail(Session& session, const TailOptions& options) {
 }
 
 }  // namespace
-
-TraceFile FindTraceFile(Session& session) {
-  TraceFile trace;
-  Text folder;
-  Status status = session.host.module.Folder(folder);
-  if (status != kSuccess) throw FileFailure(session, status, "cannot tell in which folder the library lies");
-  const Text path = BuildPath(folder, kTraceFileName);
-  trace.path = SystemPath(path);
-  const std::u8string shown = trace.path.u8string();
-  trace.shown.assign(shown.begin(), shown.end());
-  status = session.host.files.FindOrdinaryFile(path, trace.present);
-  if (status != kSuccess) throw FileFailure(session, status, "cannot look for " + trace.shown);
-  if (trace.present) {
-    std::error_code failure;
-    trace.size = std::filesystem::file_size(trace.path, failure);
-    if (failure) throw FileFailure(session, failure.value(), "cannot ask for the size of " + trace.shown);
-  }
-  return trace;
-}
 
 void AddTraceVerbs(Verb program) {
   Verb trace = program.Group("trace", "Switch the trace log on and off, and read it",

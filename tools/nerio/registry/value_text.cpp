@@ -1,4 +1,4 @@
-#include "tools/nerio/value_text.h"
+#include "tools/nerio/registry/value_text.h"
 
 #include <cstdio>
 

@@ -1,4 +1,4 @@
-#include "tools/nerio/key_path.h"
+#include "tools/nerio/registry/registry_key.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -53,7 +53,7 @@ AnsiText ToAnsiExactly(TextView text, platform::CodePage& codePage) {
                 ", in which the registry keeps its texts");
 }
 
-KeyPath ParseKeyPath(TextView text, platform::CodePage& codePage) {
+RegistryKey ParseKey(TextView text, platform::CodePage& codePage) {
   const TextView rootName = text.substr(0, text.find(u'\\'));
   const auto* root = std::find_if(std::begin(kRoots), std::end(kRoots), [&](const Root& candidate) {
     return EqualsRoot(rootName, candidate.shortName) || EqualsRoot(rootName, candidate.longName);
@@ -82,7 +82,7 @@ KeyPath ParseKeyPath(TextView text, platform::CodePage& codePage) {
   return {root->handle, ToAnsiExactly(path, codePage)};
 }
 
-Text KeyText(const KeyPath& key, platform::CodePage& codePage) {
+Text KeyText(const RegistryKey& key, platform::CodePage& codePage) {
   const auto* root = std::find_if(std::begin(kRoots), std::end(kRoots),
                                   [&](const Root& candidate) { return candidate.handle == key.root; });
   Text text = root != std::end(kRoots) ? root->longName : u"";
@@ -99,7 +99,7 @@ AnsiText ParseValueName(TextView text, platform::CodePage& codePage) {
   return ToAnsiExactly(text, codePage);
 }
 
-KeyPath UpperKey(const KeyPath& key) {
+RegistryKey UpperKey(const RegistryKey& key) {
   const std::size_t last = key.path.rfind('\\');
   return {key.root, last == AnsiText::npos ? AnsiText() : key.path.substr(0, last)};
 }

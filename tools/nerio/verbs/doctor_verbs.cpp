@@ -3,11 +3,10 @@
 #include "nerio/support/conversions.h"
 #include "nerio/support/xml.h"
 #include "nerio/types/utf8.h"
-#include "tools/nerio/command_line.h"
-#include "tools/nerio/io.h"
-#include "tools/nerio/key_path.h"
 #include "tools/nerio/registry_system.h"
-#include "tools/nerio/trace_file.h"
+#include "tools/nerio/verbs/reg_verbs.h"
+#include "tools/nerio/verbs/registry_output.h"
+#include "tools/nerio/verbs/trace_file.h"
 
 namespace nerio::tool {
 namespace {

@@ -7,8 +7,8 @@
 
 #include "nerio/platform/code_page.h"
 #include "nerio/platform/registry_api.h"
-#include "tools/nerio/branch.h"
-#include "tools/nerio/reg_file.h"
+#include "tools/nerio/registry/reg_file.h"
+#include "tools/nerio/registry/registry_access.h"
 
 namespace nerio::tool {
 
@@ -17,7 +17,7 @@ struct Change {
   enum Kind { kCreateKey, kDeleteKey, kSetValue, kChangeValue, kDeleteValue };
 
   Kind kind = kCreateKey;
-  KeyPath key;
+  RegistryKey key;
   std::size_t keys = 0;  ///< kCreateKey: how many levels are missing; kDeleteKey: how many keys go; this one included
   StoredValue before;    ///< kChangeValue, kDeleteValue
   StoredValue after;     ///< kSetValue, kChangeValue

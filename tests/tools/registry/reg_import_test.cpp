@@ -1,4 +1,4 @@
-#include "tools/nerio/reg_import.h"
+#include "tools/nerio/registry/reg_import.h"
 
 #include <gtest/gtest.h>
 
@@ -105,7 +105,7 @@ std::vector<RegSection> Sections(const std::string& file) {
 // Everything below HKEY_LOCAL_MACHINE as a .reg text.
 std::string Everything(ToolHost& tool) {
   std::vector<StoredKey> branch;
-  KeyPath failed;
+  RegistryKey failed;
   EXPECT_EQ(ReadBranch(tool.registry, {platform::kHkeyLocalMachine, ""}, branch, failed), 0);
   std::vector<RegSection> sections;
   for (const StoredKey& stored : branch) {

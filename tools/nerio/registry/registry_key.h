@@ -18,11 +18,11 @@ class BadText : public std::runtime_error {
 
 /// Names a key: a predefined root and the path below it, in bytes of the ANSI code page. The levels of the path are
 /// parted by single "\", with none at its ends; the empty path names the root itself.
-struct KeyPath {
+struct RegistryKey {
   platform::KeyHandle root = 0;
   AnsiText path;
 
-  friend bool operator==(const KeyPath&, const KeyPath&) = default;
+  friend bool operator==(const RegistryKey&, const RegistryKey&) = default;
 };
 
 /// Longest name of one level of a path, in characters.
@@ -33,10 +33,10 @@ constexpr std::size_t kMaxValueName = 16383;
 /// Reads a key such as `HKLM\Software\Nerio` or `HKEY_LOCAL_MACHINE\Software\Nerio`; roots in upper or lower case.
 /// Several separators in a row count as one and one at the end as none.
 /// @throws BadText for an unknown root, a level that is too long, a NUL, or a character outside the code page.
-KeyPath ParseKeyPath(TextView text, platform::CodePage& codePage);
+RegistryKey ParseKey(TextView text, platform::CodePage& codePage);
 
 /// Writes a key with the long name of its root.
-Text KeyText(const KeyPath& key, platform::CodePage& codePage);
+Text KeyText(const RegistryKey& key, platform::CodePage& codePage);
 
 /// Reads the name of a value; the empty name is the unnamed value.
 /// @throws BadText for a name that is too long, has a NUL or a character outside the code page.
@@ -47,7 +47,7 @@ AnsiText ParseValueName(TextView text, platform::CodePage& codePage);
 AnsiText ToAnsiExactly(TextView text, platform::CodePage& codePage);
 
 /// Names the key above; the root's own path is empty, and so is that of what is above it.
-KeyPath UpperKey(const KeyPath& key);
+RegistryKey UpperKey(const RegistryKey& key);
 
 /// Joins two parts of a path; either may be empty.
 AnsiText JoinPath(const AnsiText& upper, const AnsiText& lower);

@@ -1,4 +1,4 @@
-#include "tools/nerio/reg_import.h"
+#include "tools/nerio/registry/reg_import.h"
 
 #include <algorithm>
 #include <map>
@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "nerio/types/utf8.h"
-#include "tools/nerio/output.h"
+#include "tools/nerio/registry/registry_failure.h"
 
 namespace nerio::tool {
 namespace {
@@ -34,18 +34,18 @@ class Target {
  public:
   virtual ~Target() = default;
   // Each of these throws Refused.
-  virtual std::size_t CreateKey(const KeyPath& key) = 0;     // how many levels were missing
-  virtual std::size_t DeleteBranch(const KeyPath& key) = 0;  // how many keys went
-  virtual std::optional<StoredValue> Read(const KeyPath& key, const AnsiText& name) = 0;
-  virtual void Set(const KeyPath& key, const StoredValue& value) = 0;
-  virtual void DeleteValue(const KeyPath& key, const AnsiText& name) = 0;
+  virtual std::size_t CreateKey(const RegistryKey& key) = 0;     // how many levels were missing
+  virtual std::size_t DeleteBranch(const RegistryKey& key) = 0;  // how many keys went
+  virtual std::optional<StoredValue> Read(const RegistryKey& key, const AnsiText& name) = 0;
+  virtual void Set(const RegistryKey& key, const StoredValue& value) = 0;
+  virtual void DeleteValue(const RegistryKey& key, const AnsiText& name) = 0;
 };
 
 class Texts {
  public:
   explicit Texts(platform::CodePage& codePage) : codePage_(codePage) {}
-  std::string Key(const KeyPath& key) const { return ToUtf8(KeyText(key, codePage_)); }
-  std::string Value(const KeyPath& key, const AnsiText& name) const {
+  std::string Key(const RegistryKey& key) const { return ToUtf8(KeyText(key, codePage_)); }
+  std::string Value(const RegistryKey& key, const AnsiText& name) const {
     return (name.empty() ? "the unnamed value" : "\"" + ToUtf8(codePage_.ToText(name)) + "\"") + " in " + Key(key);
   }
   // Upper and lower case are one name to the registry. This folds the letters of the Western code page.
@@ -67,9 +67,9 @@ class Texts {
   platform::CodePage& codePage_;
 };
 
-std::optional<StoredValue> ReadStored(RegistryApi& registry, const KeyPath& key, const AnsiText& name,
+std::optional<StoredValue> ReadStored(RegistryApi& registry, const RegistryKey& key, const AnsiText& name,
                                       const Texts& texts) {
-  OpenedKey opened;
+  KeyGuard opened;
   StoredValue value;
   Status status = tool::OpenKey(registry, key, platform::kKeyQueryValue, opened);
   if (status == kSuccess) status = ReadValue(registry, opened.get(), name, value);
@@ -78,9 +78,9 @@ std::optional<StoredValue> ReadStored(RegistryApi& registry, const KeyPath& key,
   return value;
 }
 
-std::vector<StoredKey> ReadStoredBranch(RegistryApi& registry, const KeyPath& key, const Texts& texts) {
+std::vector<StoredKey> ReadStoredBranch(RegistryApi& registry, const RegistryKey& key, const Texts& texts) {
   std::vector<StoredKey> branch;
-  KeyPath failed;
+  RegistryKey failed;
   const Status status = ReadBranch(registry, key, branch, failed);
   if (status == kFileNotFound) return {};
   if (status != kSuccess) throw Refused{status, "cannot read " + texts.Key(failed)};
@@ -92,11 +92,11 @@ class LiveTarget : public Target {
  public:
   LiveTarget(RegistryApi& registry, const Texts& texts) : registry_(registry), texts_(texts) {}
 
-  std::size_t CreateKey(const KeyPath& key) override {
-    std::vector<KeyPath> missing;
+  std::size_t CreateKey(const RegistryKey& key) override {
+    std::vector<RegistryKey> missing;
     Status found = kSuccess;
-    for (KeyPath level = key; !level.path.empty(); level = UpperKey(level)) {
-      OpenedKey opened;
+    for (RegistryKey level = key; !level.path.empty(); level = UpperKey(level)) {
+      KeyGuard opened;
       found = tool::OpenKey(registry_, level, platform::kKeyQueryValue, opened);
       if (found != kFileNotFound) break;
       missing.push_back(level);
@@ -110,14 +110,14 @@ class LiveTarget : public Target {
         return status == kFileNotFound ? kSuccess : status;
       });
     }
-    OpenedKey opened;
+    KeyGuard opened;
     bool created = false;
     const Status status = tool::CreateKey(registry_, key, platform::kKeyQueryValue, opened, created);
     if (status != kSuccess) throw Refused{status, "cannot open or create " + texts_.Key(key), true};
     return missing.size();
   }
 
-  std::size_t DeleteBranch(const KeyPath& key) override {
+  std::size_t DeleteBranch(const RegistryKey& key) override {
     std::vector<StoredKey> branch = ReadStoredBranch(registry_, key, texts_);
     if (!branch.empty()) branch.front().key = Spelled(key);
     for (auto stored = branch.rbegin(); stored != branch.rend(); ++stored) {
@@ -129,11 +129,11 @@ class LiveTarget : public Target {
     return branch.size();
   }
 
-  std::optional<StoredValue> Read(const KeyPath& key, const AnsiText& name) override {
+  std::optional<StoredValue> Read(const RegistryKey& key, const AnsiText& name) override {
     return ReadStored(registry_, key, name, texts_);
   }
 
-  void Set(const KeyPath& key, const StoredValue& value) override {
+  void Set(const RegistryKey& key, const StoredValue& value) override {
     const std::optional<StoredValue> before = Read(key, value.name);
     const Status status = Store(key, value);
     if (status != kSuccess) throw Refused{status, "cannot write " + texts_.Value(key, value.name)};
@@ -141,7 +141,7 @@ class LiveTarget : public Target {
            [this, key, before, name = value.name] { return before ? Store(key, *before) : Remove(key, name); });
   }
 
-  void DeleteValue(const KeyPath& key, const AnsiText& name) override {
+  void DeleteValue(const RegistryKey& key, const AnsiText& name) override {
     std::optional<StoredValue> before = Read(key, name);
     if (before) before->name = Spelled(key, name);
     const Status status = Remove(key, name);
@@ -169,23 +169,23 @@ class LiveTarget : public Target {
 
   // Returns the key with its own name as the registry spells it, so that undoing its deletion brings that back and not
   // the file's upper and lower case. A name that is not to be found stays as it is.
-  KeyPath Spelled(const KeyPath& key) {
-    const KeyPath upper = UpperKey(key);
-    OpenedKey opened;
+  RegistryKey Spelled(const RegistryKey& key) {
+    const RegistryKey upper = UpperKey(key);
+    KeyGuard opened;
     std::vector<AnsiText> names;
     if (tool::OpenKey(registry_, upper, platform::kKeyEnumerateSubKeys, opened) == kSuccess) {
       ListKeys(registry_, opened.get(), names);
     }
     for (const AnsiText& name : names) {
-      KeyPath spelled{key.root, JoinPath(upper.path, name)};
+      RegistryKey spelled{key.root, JoinPath(upper.path, name)};
       if (texts_.Fold(spelled.path) == texts_.Fold(key.path)) return spelled;
     }
     return key;
   }
 
   // The same for the name of a value.
-  AnsiText Spelled(const KeyPath& key, const AnsiText& name) {
-    OpenedKey opened;
+  AnsiText Spelled(const RegistryKey& key, const AnsiText& name) {
+    KeyGuard opened;
     std::vector<StoredValue> values;
     if (tool::OpenKey(registry_, key, platform::kKeyQueryValue, opened) == kSuccess) {
       ListValues(registry_, opened.get(), values);
@@ -198,20 +198,20 @@ class LiveTarget : public Target {
 
   void Record(std::string what, std::function<Status()> undo) { steps_.push_back({std::move(what), std::move(undo)}); }
 
-  Status Store(const KeyPath& key, const StoredValue& value) {
-    OpenedKey opened;
+  Status Store(const RegistryKey& key, const StoredValue& value) {
+    KeyGuard opened;
     const Status status = tool::OpenKey(registry_, key, platform::kKeySetValue, opened);
     return status != kSuccess ? status : StoreValue(registry_, opened.get(), value);
   }
 
-  Status Remove(const KeyPath& key, const AnsiText& name) {
-    OpenedKey opened;
+  Status Remove(const RegistryKey& key, const AnsiText& name) {
+    KeyGuard opened;
     const Status status = tool::OpenKey(registry_, key, platform::kKeySetValue, opened);
     return status != kSuccess ? status : registry_.DeleteValue(opened.get(), name);
   }
 
   Status Restore(const StoredKey& stored) {
-    OpenedKey opened;
+    KeyGuard opened;
     bool created = false;
     Status status = tool::CreateKey(registry_, stored.key, platform::kKeySetValue, opened, created);
     for (const StoredValue& value : stored.values) {
@@ -230,19 +230,19 @@ class PictureTarget : public Target {
  public:
   PictureTarget(RegistryApi& registry, const Texts& texts) : registry_(registry), texts_(texts) {}
 
-  std::size_t CreateKey(const KeyPath& key) override {
+  std::size_t CreateKey(const RegistryKey& key) override {
     std::size_t missing = 0;
-    for (KeyPath level = key; !level.path.empty(); level = UpperKey(level)) {
+    for (RegistryKey level = key; !level.path.empty(); level = UpperKey(level)) {
       const Status status = Look(level);
       if (status == kSuccess || (status != kFileNotFound && missing > 0)) break;
       if (status != kFileNotFound) throw Refused{status, "cannot open or create " + texts_.Key(key)};
       ++missing;
     }
-    for (KeyPath level = key; !level.path.empty(); level = UpperKey(level)) keys_[Name(level)];
+    for (RegistryKey level = key; !level.path.empty(); level = UpperKey(level)) keys_[Name(level)];
     return missing;
   }
 
-  std::size_t DeleteBranch(const KeyPath& key) override {
+  std::size_t DeleteBranch(const RegistryKey& key) override {
     const Identity top = Name(key);
     std::size_t count = 0;
     if (!IsDeleted(top)) {
@@ -263,7 +263,7 @@ class PictureTarget : public Target {
     return count;
   }
 
-  std::optional<StoredValue> Read(const KeyPath& key, const AnsiText& name) override {
+  std::optional<StoredValue> Read(const RegistryKey& key, const AnsiText& name) override {
     const Identity identity = Name(key);
     const auto known = keys_.find(identity);
     if (known != keys_.end()) {
@@ -274,16 +274,18 @@ class PictureTarget : public Target {
     return ReadStored(registry_, key, name, texts_);
   }
 
-  void Set(const KeyPath& key, const StoredValue& value) override { keys_[Name(key)][texts_.Fold(value.name)] = value; }
+  void Set(const RegistryKey& key, const StoredValue& value) override {
+    keys_[Name(key)][texts_.Fold(value.name)] = value;
+  }
 
-  void DeleteValue(const KeyPath& key, const AnsiText& name) override {
+  void DeleteValue(const RegistryKey& key, const AnsiText& name) override {
     keys_[Name(key)][texts_.Fold(name)] = std::nullopt;
   }
 
  private:
   using Identity = std::pair<platform::KeyHandle, Text>;
 
-  Identity Name(const KeyPath& key) const { return {key.root, texts_.Fold(key.path)}; }
+  Identity Name(const RegistryKey& key) const { return {key.root, texts_.Fold(key.path)}; }
 
   static bool IsBelow(const Identity& name, const Identity& top) {
     return name.first == top.first && name.second.starts_with(top.second) &&
@@ -296,11 +298,11 @@ class PictureTarget : public Target {
   }
 
   // What opening the key would answer.
-  Status Look(const KeyPath& key) {
+  Status Look(const RegistryKey& key) {
     const Identity name = Name(key);
     if (keys_.find(name) != keys_.end()) return kSuccess;
     if (IsDeleted(name)) return kFileNotFound;
-    OpenedKey opened;
+    KeyGuard opened;
     return tool::OpenKey(registry_, key, platform::kKeyQueryValue, opened);
   }
 

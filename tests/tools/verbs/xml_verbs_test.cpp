@@ -7,7 +7,7 @@
 
 #include "tests/testing/temporary_folder.h"
 #include "tests/tools/tool_run.h"
-#include "tools/nerio/reg_file.h"
+#include "tools/nerio/registry/reg_file.h"
 
 namespace nerio::tool {
 namespace {

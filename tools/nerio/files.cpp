@@ -1,7 +1,6 @@
-#include "tools/nerio/io.h"
+#include "tools/nerio/files.h"
 
 #include <filesystem>
-#include <iterator>
 #include <system_error>
 
 #include "nerio/types/utf8.h"
@@ -23,36 +22,6 @@ Exit ExitOf(platform::Status status) {
 
 Failure FileFailure(Session& session, platform::Status status, const std::string& doing) {
   return Failure(ExitOf(status), doing + ": " + ToUtf8(session.host.files.Describe(status))).WithStatus(status);
-}
-
-Text TextOf(const std::string& argument, const char* what) {
-  if (!IsUtf8(argument)) throw Failure(Exit::kBadInput, std::string(what) + " is not UTF-8");
-  return FromUtf8(argument);
-}
-
-KeyPath KeyOf(Session& session, const std::string& argument) {
-  try {
-    return ParseKeyPath(TextOf(argument, "the key"), session.host.codePage);
-  } catch (const BadText& bad) {
-    throw Failure(Exit::kBadInput, bad.what());
-  }
-}
-
-AnsiText NameOf(Session& session, const std::string& argument) {
-  try {
-    return ParseValueName(TextOf(argument, "the value's name"), session.host.codePage);
-  } catch (const BadText& bad) {
-    throw Failure(Exit::kBadInput, bad.what());
-  }
-}
-
-std::string Shown(Session& session, const KeyPath& key) { return ToUtf8(KeyText(key, session.host.codePage)); }
-
-std::string ShownName(Session& session, const AnsiText& name) {
-  if (name.empty()) return "the unnamed value";
-  std::string shown = "\"";
-  shown += ToUtf8(session.host.codePage.ToText(name));
-  return shown += '"';
 }
 
 std::string ReadStandardInput(Session& session) {
@@ -90,19 +59,6 @@ void CreateOutput(Session& session, const std::string& file, const std::string& 
     throw Failure(Exit::kRefused, file + " is there already", "delete it first, or choose another name");
   }
   throw FileFailure(session, status, "cannot create " + file);
-}
-
-void Confirm(Session& session, bool yes, const std::string& question) {
-  if (yes) return;
-  if (!session.interactive) {
-    throw Failure(Exit::kRefused, "this would " + question + "; nobody is at a terminal to be asked",
-                  "--yes goes ahead without asking");
-  }
-  session.output.Ask(question + "? [y/N] ");
-  std::string answer;
-  std::getline(session.in, answer);
-  if (answer.ends_with('\r')) answer.pop_back();  // a console of Windows ends its lines with CR LF
-  if (answer != "y" && answer != "Y" && answer != "yes") throw Failure(Exit::kRefused, "left as it was");
 }
 
 }  // namespace nerio::tool

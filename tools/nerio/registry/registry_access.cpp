@@ -1,4 +1,4 @@
-#include "tools/nerio/branch.h"
+#include "tools/nerio/registry/registry_access.h"
 
 #include <algorithm>
 #include <span>
@@ -13,9 +13,9 @@ constexpr std::uint32_t kNoOptions = 0;
 constexpr std::uint32_t kReserved = 0;
 
 // Tells whether a key is among those that are listed below its upper key.
-bool IsListed(platform::RegistryApi& registry, const KeyPath& key) {
+bool IsListed(platform::RegistryApi& registry, const RegistryKey& key) {
   const AnsiText name = key.path.substr(key.path.rfind('\\') + 1);
-  OpenedKey opened;
+  KeyGuard opened;
   std::vector<AnsiText> names;
   return OpenKey(registry, UpperKey(key), platform::kKeyEnumerateSubKeys, opened) == kSuccess &&
          ListKeys(registry, opened.get(), names) == kSuccess &&
@@ -24,21 +24,21 @@ bool IsListed(platform::RegistryApi& registry, const KeyPath& key) {
 
 }  // namespace
 
-Status OpenKey(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access, OpenedKey& opened) {
+Status OpenKey(platform::RegistryApi& registry, const RegistryKey& key, std::uint32_t access, KeyGuard& opened) {
   platform::KeyHandle handle = 0;
   const Status status = registry.OpenKey(key.root, key.path, kNoOptions, access, handle);
-  if (status == kSuccess) opened = OpenedKey(registry, handle);
+  if (status == kSuccess) opened = KeyGuard(registry, handle);
   return status;
 }
 
-Status CreateKey(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access, OpenedKey& opened,
+Status CreateKey(platform::RegistryApi& registry, const RegistryKey& key, std::uint32_t access, KeyGuard& opened,
                  bool& created) {
   platform::KeyHandle handle = 0;
   std::uint32_t disposition = 0;
   const Status status = registry.CreateKey(key.root, key.path, kReserved, {}, platform::kRegOptionNonVolatile, access,
                                            {}, handle, disposition);
   if (status != kSuccess) return status;
-  opened = OpenedKey(registry, handle);
+  opened = KeyGuard(registry, handle);
   created = disposition == platform::kRegCreatedNewKey;
   return status;
 }
@@ -83,11 +83,11 @@ Status ListKeys(platform::RegistryApi& registry, platform::KeyHandle key, std::v
   }
 }
 
-void WalkBranch(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access,
+void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::uint32_t access,
                 const std::function<bool(const Visit&)>& visit) {
   // The keys still to be visited, the next one last. Each is opened by its whole path, so none stays open in between.
   struct Pending {
-    KeyPath key;
+    RegistryKey key;
     std::size_t depth;
   };
   std::vector<Pending> pending{{key, 0}};
@@ -95,7 +95,7 @@ void WalkBranch(platform::RegistryApi& registry, const KeyPath& key, std::uint32
     Pending next = std::move(pending.back());
     pending.pop_back();
     Visit here{next.key, next.depth, 0, kSuccess};
-    OpenedKey opened;
+    KeyGuard opened;
     std::vector<AnsiText> names;
     here.status = OpenKey(registry, next.key, access | platform::kKeyEnumerateSubKeys, opened);
     if (here.status == kSuccess) here.status = ListKeys(registry, opened.get(), names);
@@ -116,8 +116,8 @@ void WalkBranch(platform::RegistryApi& registry, const KeyPath& key, std::uint32
   }
 }
 
-Status ReadBranch(platform::RegistryApi& registry, const KeyPath& key, std::vector<StoredKey>& branch,
-                  KeyPath& failed) {
+Status ReadBranch(platform::RegistryApi& registry, const RegistryKey& key, std::vector<StoredKey>& branch,
+                  RegistryKey& failed) {
   Status status = kSuccess;
   WalkBranch(registry, key, platform::kKeyRead, [&](const Visit& here) {
     StoredKey read{here.key, {}};

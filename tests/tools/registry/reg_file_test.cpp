@@ -1,4 +1,4 @@
-#include "tools/nerio/reg_file.h"
+#include "tools/nerio/registry/reg_file.h"
 
 #include <gtest/gtest.h>
 
@@ -76,7 +76,7 @@ TEST(ReadRegFile, AnsiForm_HasTheBytesOfTextDataThemselves) {
       "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\\xC8]\r\n\"perch\xE9\"=\"\x80\"\r\n\"N\"=hex(1):78\r\n\"M\"=hex(7):61,00,"
       "00\r\n");
   ASSERT_EQ(sections.size(), 1u);
-  EXPECT_EQ(sections[0].key, (KeyPath{platform::kHkeyLocalMachine, "\xC8"}));
+  EXPECT_EQ(sections[0].key, (RegistryKey{platform::kHkeyLocalMachine, "\xC8"}));
   ASSERT_EQ(sections[0].values.size(), 3u);
   EXPECT_EQ(sections[0].values[0].name, "perch\xE9");
   EXPECT_EQ(sections[0].values[0].data, std::string("\x80\0", 2));
@@ -114,14 +114,14 @@ TEST(ReadRegFile, Sections_KeepOrderDeletionsAndLines) {
       "@=\"last line without an end\"");
   ASSERT_EQ(sections.size(), 4u);
   EXPECT_TRUE(sections[0].removed);
-  EXPECT_EQ(sections[0].key, (KeyPath{platform::kHkeyLocalMachine, "Old"}));
+  EXPECT_EQ(sections[0].key, (RegistryKey{platform::kHkeyLocalMachine, "Old"}));
   EXPECT_EQ(sections[0].line, 4u);
-  EXPECT_EQ(sections[1].key, (KeyPath{platform::kHkeyCurrentUser, "a]b"}));
+  EXPECT_EQ(sections[1].key, (RegistryKey{platform::kHkeyCurrentUser, "a]b"}));
   EXPECT_EQ(sections[1].line, 5u);
   ASSERT_EQ(sections[1].values.size(), 1u);
   EXPECT_EQ(sections[1].values[0].line, 6u);
-  EXPECT_EQ(sections[2].key, (KeyPath{platform::kHkeyLocalMachine, "a\nb] ;"}));
-  EXPECT_EQ(sections[3].key, (KeyPath{platform::kHkeyLocalMachine, ""}));
+  EXPECT_EQ(sections[2].key, (RegistryKey{platform::kHkeyLocalMachine, "a\nb] ;"}));
+  EXPECT_EQ(sections[3].key, (RegistryKey{platform::kHkeyLocalMachine, ""}));
   ASSERT_EQ(sections[3].values.size(), 1u);
 }
 

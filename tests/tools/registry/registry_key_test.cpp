@@ -1,4 +1,4 @@
-#include "tools/nerio/key_path.h"
+#include "tools/nerio/registry/registry_key.h"
 
 #include <gtest/gtest.h>
 
@@ -30,17 +30,17 @@ const Read kRead[] = {
     {u"HKLM\\È\\€", platform::kHkeyLocalMachine, "\xC8\\\x80"},
 };
 
-TEST(ParseKeyPath, ReadsShortAndLongRootsAndFoldsSeparators) {
+TEST(ParseKey, ReadsShortAndLongRootsAndFoldsSeparators) {
   platform::CodePage1252 codePage;
   for (const Read& row : kRead) {
-    EXPECT_EQ(ParseKeyPath(row.text, codePage), (KeyPath{row.root, row.path})) << ToUtf8(row.text);
+    EXPECT_EQ(ParseKey(row.text, codePage), (RegistryKey{row.root, row.path})) << ToUtf8(row.text);
   }
 }
 
-TEST(ParseKeyPath, LongestLevel_IsTakenAndOneMoreIsNot) {
+TEST(ParseKey, LongestLevel_IsTakenAndOneMoreIsNot) {
   platform::CodePage1252 codePage;
-  EXPECT_EQ(ParseKeyPath(u"HKLM\\" + Text(256, u'x'), codePage).path, std::string(256, 'x'));
-  EXPECT_THROW(ParseKeyPath(u"HKLM\\a\\" + Text(257, u'x'), codePage), BadText);
+  EXPECT_EQ(ParseKey(u"HKLM\\" + Text(256, u'x'), codePage).path, std::string(256, 'x'));
+  EXPECT_THROW(ParseKey(u"HKLM\\a\\" + Text(257, u'x'), codePage), BadText);
 }
 
 struct Refused {
@@ -48,7 +48,7 @@ struct Refused {
   const char* part;  // of the reason
 };
 
-TEST(ParseKeyPath, WhatIsNoKey_IsRefusedWithTheReason) {
+TEST(ParseKey, WhatIsNoKey_IsRefusedWithTheReason) {
   const Refused rows[] = {
       {u"", "no root key"},
       {u"Software\\Nerio", "\"Software\" is no root key"},
@@ -67,7 +67,7 @@ TEST(ParseKeyPath, WhatIsNoKey_IsRefusedWithTheReason) {
   platform::CodePage1252 codePage;
   for (const Refused& row : rows) {
     try {
-      ParseKeyPath(row.text, codePage);
+      ParseKey(row.text, codePage);
       ADD_FAILURE() << "taken: " << ToUtf8(row.text);
     } catch (const BadText& bad) {
       EXPECT_NE(std::string(bad.what()).find(row.part), std::string::npos) << bad.what();

@@ -8,22 +8,22 @@
 
 #include "nerio/platform/registry_api.h"
 #include "nerio/types/text.h"
-#include "tools/nerio/key_path.h"
+#include "tools/nerio/registry/registry_key.h"
 
 namespace nerio::tool {
 
 /// Owns an open key, or nothing.
-class OpenedKey {
+class KeyGuard {
  public:
-  OpenedKey() = default;
-  OpenedKey(platform::RegistryApi& registry, platform::KeyHandle taken) : registry_(&registry), handle_(taken) {}
-  OpenedKey(OpenedKey&& other) noexcept : registry_(other.registry_), handle_(std::exchange(other.handle_, 0)) {}
-  OpenedKey& operator=(OpenedKey&& other) noexcept {
+  KeyGuard() = default;
+  KeyGuard(platform::RegistryApi& registry, platform::KeyHandle taken) : registry_(&registry), handle_(taken) {}
+  KeyGuard(KeyGuard&& other) noexcept : registry_(other.registry_), handle_(std::exchange(other.handle_, 0)) {}
+  KeyGuard& operator=(KeyGuard&& other) noexcept {
     std::swap(registry_, other.registry_);
     std::swap(handle_, other.handle_);
     return *this;
   }
-  ~OpenedKey() {
+  ~KeyGuard() {
     if (handle_ != 0) registry_->CloseKey(handle_);
   }
 
@@ -49,17 +49,18 @@ struct StoredValue {
 
 /// One stored key of a branch, with its path below the branch's own root key.
 struct StoredKey {
-  KeyPath key;
+  RegistryKey key;
   std::vector<StoredValue> values;
 };
 
 /// Opens a key. @return the registry's return code; `opened` is left alone on failure.
-platform::Status OpenKey(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access, OpenedKey& opened);
+platform::Status OpenKey(platform::RegistryApi& registry, const RegistryKey& key, std::uint32_t access,
+                         KeyGuard& opened);
 
 /// Opens a key, making it and the levels above it where they are missing.
 /// @param[out] created whether the key was made by this call.
-platform::Status CreateKey(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access, OpenedKey& opened,
-                           bool& created);
+platform::Status CreateKey(platform::RegistryApi& registry, const RegistryKey& key, std::uint32_t access,
+                           KeyGuard& opened, bool& created);
 
 /// Reads a value of any size. @return the registry's return code; `value` is left alone on failure.
 platform::Status ReadValue(platform::RegistryApi& registry, platform::KeyHandle key, const AnsiText& name,
@@ -76,7 +77,7 @@ platform::Status ListKeys(platform::RegistryApi& registry, platform::KeyHandle k
 
 /// What a walk meets at one key.
 struct Visit {
-  KeyPath key;
+  RegistryKey key;
   std::size_t depth = 0;           ///< 0 for the key that the walk began with
   platform::KeyHandle handle = 0;  ///< open for the call only; 0 when it could not be opened
   platform::Status status = 0;     ///< why not
@@ -87,13 +88,13 @@ struct Visit {
 /// and not entered, `kNameOutsideCodePage` among others; one that vanished since its name was read is left out.
 /// @param access rights to open each key with; listing subkeys is added.
 /// @param visit answers whether to go on.
-void WalkBranch(platform::RegistryApi& registry, const KeyPath& key, std::uint32_t access,
+void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::uint32_t access,
                 const std::function<bool(const Visit&)>& visit);
 
 /// Reads a key with its values and everything below it, upper keys first.
 /// @param[out] failed the key that stopped it.
 /// @return the return code of the first call that failed, or 0.
-platform::Status ReadBranch(platform::RegistryApi& registry, const KeyPath& key, std::vector<StoredKey>& branch,
-                            KeyPath& failed);
+platform::Status ReadBranch(platform::RegistryApi& registry, const RegistryKey& key, std::vector<StoredKey>& branch,
+                            RegistryKey& failed);
 
 }  // namespace nerio::tool

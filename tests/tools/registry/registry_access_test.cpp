@@ -1,4 +1,4 @@
-#include "tools/nerio/branch.h"
+#include "tools/nerio/registry/registry_access.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ struct Walk {
 
   explicit Walk(platform::RegistryApi& registry) {
     std::vector<StoredKey> branch;
-    KeyPath at;
+    RegistryKey at;
     status = ReadBranch(registry, {platform::kHkeyLocalMachine, "Software"}, branch, at);
     for (const StoredKey& stored : branch) keys.push_back(stored.key.path);
     failed = at.path;

@@ -3,8 +3,8 @@
 #include "nerio/platform/xml_dom.h"
 #include "nerio/support/xml.h"
 #include "nerio/types/utf8.h"
-#include "tools/nerio/command_line.h"
-#include "tools/nerio/io.h"
+#include "tools/nerio/files.h"
+#include "tools/nerio/verbs/arguments.h"
 #include "tools/nerio/xml_bytes.h"
 
 namespace nerio::tool {

@@ -1,0 +1,159 @@
+#include <nlohmann/json.hpp>
+
+#include "nerio/types/utf8.h"
+#include "tools/nerio/files.h"
+#include "tools/nerio/registry/reg_file.h"
+#include "tools/nerio/registry/reg_import.h"
+#include "tools/nerio/verbs/arguments.h"
+#include "tools/nerio/verbs/reg_verbs.h"
+#include "tools/nerio/verbs/registry_output.h"
+
+namespace nerio::tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct ExportOptions {
+  std::string key;
+  std::optional<std::string> file;
+};
+
+Exit Export(Session& session, const ExportOptions& options) {
+  const RegistryKey key = KeyOf(session, options.key);
+  std::vector<RegSection> sections;
+  std::size_t values = 0;
+  for (StoredKey& stored : ReadAll(session, key)) {
+    RegSection section;
+    section.key = std::move(stored.key);
+    for (StoredValue& value : stored.values) {
+      section.values.push_back({std::move(value.name), false, value.type, std::move(value.data), 0});
+    }
+    values += section.values.size();
+    sections.push_back(std::move(section));
+  }
+  const Text text = WriteRegText(sections, session.host.codePage);
+  Json object{{"key", Shown(session, key)}, {"keys", sections.size()}, {"values", values}};
+  if (options.file) {
+    WriteOutput(session, *options.file, EncodeUtf16(text));
+    object["file"] = *options.file;
+    session.output.Result(object, "exported " + Count(sections.size(), "key") + " and " + Count(values, "value") +
+                                      " to " + *options.file);
+  } else if (session.output.json()) {
+    object["text"] = ToUtf8(text);
+    session.output.Result(object, {});
+  } else {
+    session.output.Bytes(EncodeUtf16(text));
+  }
+  return Exit::kDone;
+}
+
+struct ImportOptions {
+  std::string file;
+  bool dryRun = false;
+};
+
+std::string ChangeLine(Session& session, const Change& change) {
+  const std::string key = Shown(session, change.key);
+  switch (change.kind) {
+    case Change::kCreateKey:
+      return "create key " + key;
+    case Change::kDeleteKey:
+      return "delete key " + key + (change.keys > 1 ? " and " + Count(change.keys - 1, "key") + " below it" : "");
+    case Change::kSetValue:
+      return "set " + ShownName(session, change.after.name) + " in " + key + ": " +
+             TypeAndData(session, change.after, " ");
+    case Change::kChangeValue:
+      return "change " + ShownName(session, change.after.name) + " in " + key + ": " +
+             TypeAndData(session, change.before, " ") + " -> " + TypeAndData(session, change.after, " ");
+    case Change::kDeleteValue:
+      break;
+  }
+  return "delete " + ShownName(session, change.before.name) + " in " + key;
+}
+
+Json ChangeJson(Session& session, const Change& change) {
+  constexpr const char* kKinds[] = {"create key", "delete key", "set value", "change value", "delete value"};
+  Json object{{"change", kKinds[change.kind]}, {"key", Shown(session, change.key)}};
+  if (change.kind == Change::kCreateKey || change.kind == Change::kDeleteKey) object["keys"] = change.keys;
+  if (change.kind == Change::kChangeValue || change.kind == Change::kDeleteValue) {
+    object["before"] = ValueJson(session, change.before);
+  }
+  if (change.kind == Change::kChangeValue || change.kind == Change::kSetValue) {
+    object["after"] = ValueJson(session, change.after);
+  }
+  return object;
+}
+
+std::string Summary(const ImportCounts& counts, bool dryRun) {
+  const std::pair<std::size_t, const char*> parts[] = {
+      {counts.keysCreated, "created"},   {counts.keysDeleted, "deleted"},
+      {counts.valuesSet, "set"},         {counts.valuesChanged, "changed"},
+      {counts.valuesDeleted, "deleted"}, {counts.valuesKept, "already as in the file"},
+  };
+  std::string text;
+  for (std::size_t i = 0; i < std::size(parts); ++i) {
+    if (parts[i].first == 0) continue;
+    if (!text.empty()) text += ", ";
+    text += Count(parts[i].first, i < 2 ? "key" : "value") + ' ' + parts[i].second;
+  }
+  return (dryRun ? "would import: " : "imported: ") + (text.empty() ? "nothing" : text);
+}
+
+Exit ImportFile(Session& session, const ImportOptions& options) {
+  const std::string bytes = ReadInput(session, options.file);
+  std::vector<RegSection> sections;
+  try {
+    sections = ReadRegFile(bytes, session.host.codePage);
+  } catch (const BadRegFile& bad) {
+    throw Failure(Exit::kBadInput, options.file + ":" + std::to_string(bad.line()) + ": " + bad.what(),
+                  "nothing was imported")
+        .AtLine(bad.line());
+  }
+  Json object{{"file", options.file}, {"dryRun", options.dryRun}};
+  ImportCounts counts;
+  if (options.dryRun) {
+    Json changes = Json::array();
+    counts = PreviewImport(sections, session.host.registry, session.host.codePage, [&](const Change& change) {
+      session.output.Line(ChangeLine(session, change));
+      if (session.output.json()) changes.push_back(ChangeJson(session, change));
+    });
+    object["changes"] = std::move(changes);
+  } else {
+    counts = Import(sections, session.host.registry, session.host.codePage);
+  }
+  object.update({{"keysCreated", counts.keysCreated},
+                 {"keysDeleted", counts.keysDeleted},
+                 {"valuesSet", counts.valuesSet},
+                 {"valuesChanged", counts.valuesChanged},
+                 {"valuesDeleted", counts.valuesDeleted},
+                 {"valuesKept", counts.valuesKept}});
+  session.output.Result(object, Summary(counts, options.dryRun));
+  return Exit::kDone;
+}
+
+}  // namespace
+
+void AddExport(Verb reg) {
+  const auto exported = std::make_shared<ExportOptions>();
+  Verb verb =
+      reg.Leaf("export", "Write a key and everything below it as a .reg file (UTF-16 with byte-order mark, CR LF)",
+               "nerio reg export HKLM\\Software\\Nerio -o nerio.reg\n"
+               "nerio reg export HKLM\\Software\\Nerio > nerio.reg",
+               exported, Export);
+  verb.Required("KEY", exported->key, kKeyHelp);
+  verb.Optional("-o,--output", exported->file, "File to write, whole or not at all; without it standard output");
+}
+
+void AddImport(Verb reg) {
+  const auto import = std::make_shared<ImportOptions>();
+  Verb verb = reg.Leaf("import", "Apply a .reg file, all of it or nothing",
+                       "nerio reg import nerio.reg --dry-run\n"
+                       "nerio reg import nerio.reg\n"
+                       "nerio reg export HKLM\\Software\\Nerio | nerio reg import -",
+                       import, ImportFile);
+  verb.Required("FILE", import->file,
+                "File in UTF-16 or UTF-8, or in the ANSI code page (REGEDIT4); - is standard input");
+  verb.Switch("-n,--dry-run", import->dryRun, "Show what would change, and change nothing");
+}
+
+}  // namespace nerio::tool
