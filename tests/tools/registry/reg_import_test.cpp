@@ -67,8 +67,6 @@ class FailingRegistry : public platform::RegistryApi {
   std::size_t calls_ = 0;
 };
 
-constexpr std::size_t kNever = static_cast<std::size_t>(-1);
-
 // What stands below HKEY_LOCAL_MACHINE before each import.
 void Furnish(ToolHost& tool) {
   tool.Store("Software\\Nerio", "", 1, "predefinito");
@@ -145,14 +143,15 @@ TEST(Import, AppliesTheFileInItsOrder) {
   EXPECT_EQ(tool.registry.OpenHandles(), 0u);
 }
 
-TEST(PreviewImport, TellsWhatAnImportWouldDo_AndChangesNothing) {
+TEST(PlanImport, TellsWhatAnImportWouldDo_AndChangesNothing) {
   ToolHost tool;
   Furnish(tool);
   const std::string before = Everything(tool);
   std::vector<std::pair<Change::Kind, AnsiText>> changes;
   FailingRegistry refusing(tool.registry, 0, platform::kAccessDenied, true);
-  ExpectCounts(PreviewImport(Sections(kFile), refusing, tool.codePage,
-                             [&](const Change& change) { changes.emplace_back(change.kind, change.key.path); }));
+  const ImportPlan plan = PlanImport(Sections(kFile), refusing, tool.codePage);
+  ExpectCounts(plan.counts);
+  for (const Change& change : plan.changes) changes.emplace_back(change.kind, change.key.path);
   EXPECT_EQ(refusing.calls(), 0u);
   EXPECT_EQ(Everything(tool), before);
   const std::vector<std::pair<Change::Kind, AnsiText>> expected{
@@ -166,24 +165,19 @@ TEST(PreviewImport, TellsWhatAnImportWouldDo_AndChangesNothing) {
   EXPECT_EQ(tool.registry.OpenHandles(), 0u);
 }
 
-TEST(Import, AnyCallThatFails_LeavesEverythingAsItWas) {
-  std::size_t calls = 0;
-  {
-    ToolHost tool;
-    Furnish(tool);
-    FailingRegistry counting(tool.registry, kNever, 0, false);
-    Import(Sections(kFile), counting, tool.codePage);
-    calls = counting.calls();
-  }
-  ASSERT_GT(calls, 10u);
-  for (std::size_t failing = 0; failing < calls; ++failing) {
+// Imports a file with the first, second, ... changing call failing: each time it is said, and all is as it was before.
+// Returns how many calls there are.
+std::size_t SweepImport(const std::string& file) {
+  std::size_t failing = 0;
+  for (;; ++failing) {
     ToolHost tool;
     Furnish(tool);
     const std::string before = Everything(tool);
     FailingRegistry registry(tool.registry, failing, platform::kDiskFull, false);
     try {
-      Import(Sections(kFile), registry, tool.codePage);
-      ADD_FAILURE() << "call " << failing << " failed and nothing was said";
+      Import(Sections(file), registry, tool.codePage);
+      EXPECT_EQ(registry.calls(), failing) << "call " << failing << " failed and nothing was said";
+      return registry.calls();
     } catch (const Failure& failure) {
       EXPECT_EQ(failure.exit(), Exit::kFailed);
       const std::string what = failure.what();
@@ -193,6 +187,28 @@ TEST(Import, AnyCallThatFails_LeavesEverythingAsItWas) {
     EXPECT_EQ(Everything(tool), before) << "after failing call " << failing;
     EXPECT_EQ(tool.registry.OpenHandles(), 0u);
   }
+}
+
+TEST(Import, AnyCallThatFails_LeavesEverythingAsItWas) { EXPECT_GT(SweepImport(kFile), 10u); }
+
+// The plan knows what it made and changed itself: a file may delete that again, and make it once more.
+TEST(Import, FileThatTakesItsOwnChangesBack_IsUndoneToTheLast) {
+  const std::string file =
+      "REGEDIT4\n[HKLM\\Software\\Nerio\\APP]\n\"NOME\"=\"nuovo\"\n\"Via\"=-\n\"via\"=\"x\"\n\"Nuovo\"=\"y\"\n"
+      "[HKLM\\Software\\Nerio\\app\\Sotto\\Uno]\n\"a\"=\"1\"\n\"A\"=\"2\"\n"
+      "[-HKLM\\Software\\NERIO\\App]\n[HKLM\\Software\\Nerio\\App\\Sotto]\n\"nuovo\"=\"z\"\n"
+      "[-HKLM\\Software\\Nerio]\n[HKLM]\n\"radice\"=\"r\"\n";
+  ToolHost tool;
+  Furnish(tool);
+  const ImportCounts counts = Import(Sections(file), tool.registry, tool.codePage);
+  EXPECT_EQ(counts.keysCreated, 4u);
+  EXPECT_EQ(counts.keysDeleted, 6u);
+  EXPECT_EQ(counts.valuesSet, 5u);
+  EXPECT_EQ(counts.valuesChanged, 2u);
+  EXPECT_EQ(counts.valuesDeleted, 1u);
+  EXPECT_FALSE(tool.Has("Software\\Nerio"));
+  EXPECT_EQ(tool.Stored("", "radice"), "1:7200");
+  EXPECT_GT(SweepImport(file), 15u);
 }
 
 TEST(Import, WhatCannotBeUndone_IsNamed) {
@@ -262,10 +278,19 @@ TEST(Import, KeyWithoutValuesThatCannotBeMade_IsAFailure) {
     const std::vector<RegSection> sections = Sections("REGEDIT4\n[HKLM\\Software\\Altro]\n[HKLM\\Software\\Chiusa]\n");
     for (const bool preview : {false, true}) {
       try {
-        preview ? PreviewImport(sections, registry, tool.codePage, [](const Change&) {})
-                : Import(sections, registry, tool.codePage);
+        if (preview) {
+          PlanImport(sections, registry, tool.codePage);
+        } else {
+          Import(sections, registry, tool.codePage);
+        }
         ADD_FAILURE() << "nothing was said";
+      } catch (const RefusedCall& refused) {
+        EXPECT_TRUE(preview);
+        EXPECT_EQ(refused.status, status);
+        EXPECT_EQ(refused.line, 3u);
+        EXPECT_EQ(refused.doing, "cannot open or create HKEY_LOCAL_MACHINE\\Software\\Chiusa");
       } catch (const Failure& failure) {
+        EXPECT_FALSE(preview);
         EXPECT_EQ(failure.exit(), exit);
         EXPECT_TRUE(std::string(failure.what())
                         .starts_with("line 3: cannot open or create HKEY_LOCAL_MACHINE\\Software\\Chiusa: "))

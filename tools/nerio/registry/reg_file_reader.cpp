@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "nerio/hosts/portable/text/fold_case.h"
 #include "nerio/types/utf8.h"
 #include "tools/nerio/registry/reg_text.h"
 #include "tools/nerio/registry/value_text.h"
@@ -235,8 +236,7 @@ class Reader {
   bool TakeWord(TextView word) {
     if (line_.size() < word.size()) return false;
     for (std::size_t i = 0; i < word.size(); ++i) {
-      const char16_t unit = line_[i];
-      if ((unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit) != word[i]) return false;
+      if (platform::FoldCase(line_[i]) != word[i]) return false;
     }
     line_.remove_prefix(word.size());
     return true;

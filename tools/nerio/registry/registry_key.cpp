@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "nerio/hosts/portable/text/fold_case.h"
 #include "nerio/types/utf8.h"
 
 namespace nerio::tool {
@@ -22,11 +23,9 @@ constexpr Root kRoots[] = {
     {u"HKCC", u"HKEY_CURRENT_CONFIG", platform::kHkeyCurrentConfig},
 };
 
-char16_t AsciiUpper(char16_t unit) { return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit; }
-
 bool EqualsRoot(TextView text, TextView root) {
   return std::equal(text.begin(), text.end(), root.begin(), root.end(),
-                    [](char16_t a, char16_t b) { return AsciiUpper(a) == b; });
+                    [](char16_t a, char16_t b) { return platform::FoldCase(a) == platform::FoldCase(b); });
 }
 
 std::string CodePoint(TextView text, std::size_t at) {
@@ -88,6 +87,25 @@ Text KeyText(const RegistryKey& key, platform::CodePage& codePage) {
   Text text = root != std::end(kRoots) ? root->longName : u"";
   if (!key.path.empty()) text += u'\\' + codePage.ToText(key.path);
   return text;
+}
+
+std::string ShownKey(const RegistryKey& key, platform::CodePage& codePage) { return ToUtf8(KeyText(key, codePage)); }
+
+std::string ShownName(const AnsiText& name, platform::CodePage& codePage) {
+  if (name.empty()) return "the unnamed value";
+  std::string shown = "\"";
+  shown += ToUtf8(codePage.ToText(name));
+  return shown += '"';
+}
+
+std::string ShownValue(const RegistryKey& key, const AnsiText& name, platform::CodePage& codePage) {
+  return ShownName(name, codePage) + " in " + ShownKey(key, codePage);
+}
+
+Text FoldedName(const AnsiText& name, platform::CodePage& codePage) {
+  Text folded = codePage.ToText(name);
+  for (char16_t& unit : folded) unit = platform::FoldCase(unit);
+  return folded;
 }
 
 AnsiText ParseValueName(TextView text, platform::CodePage& codePage) {

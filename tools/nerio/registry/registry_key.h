@@ -38,6 +38,18 @@ RegistryKey ParseKey(TextView text, platform::CodePage& codePage);
 /// Writes a key with the long name of its root.
 Text KeyText(const RegistryKey& key, platform::CodePage& codePage);
 
+/// Writes a key as `KeyText` does, in UTF-8.
+std::string ShownKey(const RegistryKey& key, platform::CodePage& codePage);
+
+/// Writes the name of a value in quotes and UTF-8; "the unnamed value" for the empty name.
+std::string ShownName(const AnsiText& name, platform::CodePage& codePage);
+
+/// Writes which value of which key is meant.
+std::string ShownValue(const RegistryKey& key, const AnsiText& name, platform::CodePage& codePage);
+
+/// Returns a name, or a path, with its capital letters made small: two are one to the registry when these are equal.
+Text FoldedName(const AnsiText& name, platform::CodePage& codePage);
+
 /// Reads the name of a value; the empty name is the unnamed value.
 /// @throws BadText for a name that is too long, has a NUL or a character outside the code page.
 AnsiText ParseValueName(TextView text, platform::CodePage& codePage);

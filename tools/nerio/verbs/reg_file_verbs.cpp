@@ -58,29 +58,26 @@ std::string ChangeLine(Session& session, const Change& change) {
     case Change::kCreateKey:
       return "create key " + key;
     case Change::kDeleteKey:
-      return "delete key " + key + (change.keys > 1 ? " and " + Count(change.keys - 1, "key") + " below it" : "");
+      return "delete key " + key +
+             (change.keys.size() > 1 ? " and " + Count(change.keys.size() - 1, "key") + " below it" : "");
     case Change::kSetValue:
-      return "set " + ShownName(session, change.after.name) + " in " + key + ": " +
-             TypeAndData(session, change.after, " ");
+      return "set " + ShownName(session, change.after->name) + " in " + key + ": " +
+             TypeAndData(session, *change.after, " ");
     case Change::kChangeValue:
-      return "change " + ShownName(session, change.after.name) + " in " + key + ": " +
-             TypeAndData(session, change.before, " ") + " -> " + TypeAndData(session, change.after, " ");
+      return "change " + ShownName(session, change.after->name) + " in " + key + ": " +
+             TypeAndData(session, *change.before, " ") + " -> " + TypeAndData(session, *change.after, " ");
     case Change::kDeleteValue:
       break;
   }
-  return "delete " + ShownName(session, change.before.name) + " in " + key;
+  return "delete " + ShownName(session, change.before->name) + " in " + key;
 }
 
 Json ChangeJson(Session& session, const Change& change) {
   constexpr const char* kKinds[] = {"create key", "delete key", "set value", "change value", "delete value"};
   Json object{{"change", kKinds[change.kind]}, {"key", Shown(session, change.key)}};
-  if (change.kind == Change::kCreateKey || change.kind == Change::kDeleteKey) object["keys"] = change.keys;
-  if (change.kind == Change::kChangeValue || change.kind == Change::kDeleteValue) {
-    object["before"] = ValueJson(session, change.before);
-  }
-  if (change.kind == Change::kChangeValue || change.kind == Change::kSetValue) {
-    object["after"] = ValueJson(session, change.after);
-  }
+  if (!change.keys.empty()) object["keys"] = change.keys.size();
+  if (change.before) object["before"] = ValueJson(session, *change.before);
+  if (change.after) object["after"] = ValueJson(session, *change.after);
   return object;
 }
 
@@ -99,6 +96,20 @@ std::string Summary(const ImportCounts& counts, bool dryRun) {
   return (dryRun ? "would import: " : "imported: ") + (text.empty() ? "nothing" : text);
 }
 
+// Shows what an import would do.
+ImportCounts Preview(Session& session, const std::vector<RegSection>& sections, Json& changes) {
+  try {
+    const ImportPlan plan = PlanImport(sections, session.host.registry, session.host.codePage);
+    for (const Change& change : plan.changes) {
+      session.output.Line(ChangeLine(session, change));
+      if (session.output.json()) changes.push_back(ChangeJson(session, change));
+    }
+    return plan.counts;
+  } catch (const RefusedCall& refused) {
+    throw refused.ToFailure("");
+  }
+}
+
 Exit ImportFile(Session& session, const ImportOptions& options) {
   const std::string bytes = ReadInput(session, options.file);
   std::vector<RegSection> sections;
@@ -112,12 +123,8 @@ Exit ImportFile(Session& session, const ImportOptions& options) {
   Json object{{"file", options.file}, {"dryRun", options.dryRun}};
   ImportCounts counts;
   if (options.dryRun) {
-    Json changes = Json::array();
-    counts = PreviewImport(sections, session.host.registry, session.host.codePage, [&](const Change& change) {
-      session.output.Line(ChangeLine(session, change));
-      if (session.output.json()) changes.push_back(ChangeJson(session, change));
-    });
-    object["changes"] = std::move(changes);
+    object["changes"] = Json::array();
+    counts = Preview(session, sections, object["changes"]);
   } else {
     counts = Import(sections, session.host.registry, session.host.codePage);
   }

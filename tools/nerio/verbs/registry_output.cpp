@@ -12,14 +12,9 @@ using platform::kSuccess;
 using platform::Status;
 using Json = nlohmann::ordered_json;
 
-std::string Shown(Session& session, const RegistryKey& key) { return ToUtf8(KeyText(key, session.host.codePage)); }
+std::string Shown(Session& session, const RegistryKey& key) { return ShownKey(key, session.host.codePage); }
 
-std::string ShownName(Session& session, const AnsiText& name) {
-  if (name.empty()) return "the unnamed value";
-  std::string shown = "\"";
-  shown += ToUtf8(session.host.codePage.ToText(name));
-  return shown += '"';
-}
+std::string ShownName(Session& session, const AnsiText& name) { return ShownName(name, session.host.codePage); }
 
 std::string Utf8Name(Session& session, const AnsiText& name) { return ToUtf8(session.host.codePage.ToText(name)); }
 

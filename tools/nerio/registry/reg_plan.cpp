@@ -1,0 +1,221 @@
+#include "tools/nerio/registry/reg_plan.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace nerio::tool {
+namespace {
+
+using platform::kFileNotFound;
+using platform::kSuccess;
+using platform::RegistryApi;
+using platform::Status;
+
+// What the registry holds once the changes that are planned so far are made.
+class Picture {
+ public:
+  Picture(RegistryApi& registry, platform::CodePage& codePage) : registry_(registry), codePage_(codePage) {}
+
+  // Returns the levels of a key that are missing, upper ones first. From then on they are there.
+  std::vector<StoredKey> CreateKey(const RegistryKey& key) {
+    std::vector<StoredKey> missing;
+    for (RegistryKey level = key; !level.path.empty(); level = UpperKey(level)) {
+      const Status status = Find(level);
+      // A level that is refused may well take the ones below it.
+      if (status == kSuccess || (status != kFileNotFound && !missing.empty())) break;
+      if (status != kFileNotFound) {
+        throw RefusedCall{status, "cannot open or create " + ShownKey(key, codePage_), true};
+      }
+      missing.push_back({level, {}});
+    }
+    for (RegistryKey level = key; !level.path.empty(); level = UpperKey(level)) {
+      keys_.try_emplace(IdentityOf(level), Known{level, {}});
+    }
+    std::reverse(missing.begin(), missing.end());
+    return missing;
+  }
+
+  // Returns the key and all below it, lower ones first. From then on they are gone.
+  std::vector<StoredKey> DeleteBranch(const RegistryKey& key) {
+    const Identity top = IdentityOf(key);
+    std::vector<StoredKey> branch;
+    if (!IsDeleted(top)) branch = ReadStored(key);
+    std::erase_if(branch, [this](const StoredKey& stored) { return IsDeleted(IdentityOf(stored.key)); });
+    if (!branch.empty()) branch.front().key = Spelled(key);
+    for (StoredKey& stored : branch) {
+      const auto known = keys_.find(IdentityOf(stored.key));
+      if (known == keys_.end()) continue;
+      Update(stored, known->second);
+      keys_.erase(known);
+    }
+    // What is left are the keys that the plan makes. In the order of their names, upper ones come first.
+    for (auto entry = keys_.begin(); entry != keys_.end();) {
+      if (!IsBelow(entry->first, top)) {
+        ++entry;
+        continue;
+      }
+      branch.push_back({entry->second.key, {}});
+      Update(branch.back(), entry->second);
+      entry = keys_.erase(entry);
+    }
+    deleted_.push_back(top);
+    std::reverse(branch.begin(), branch.end());
+    return branch;
+  }
+
+  std::optional<StoredValue> Read(const RegistryKey& key, const AnsiText& name) {
+    const Identity identity = IdentityOf(key);
+    const auto known = keys_.find(identity);
+    if (known != keys_.end()) {
+      const auto value = known->second.values.find(Folded(name));
+      if (value != known->second.values.end()) return value->second;
+    }
+    if (IsDeleted(identity)) return std::nullopt;
+    KeyGuard opened;
+    StoredValue value;
+    Status status = OpenKey(registry_, key, platform::kKeyQueryValue, opened);
+    if (status == kSuccess) status = ReadValue(registry_, opened.get(), name, value);
+    if (status == kFileNotFound) return std::nullopt;
+    if (status != kSuccess) throw RefusedCall{status, "cannot read " + ShownValue(key, name, codePage_)};
+    return value;
+  }
+
+  // Makes the value what it is to be: nothing when it is to be deleted.
+  void Write(const RegistryKey& key, const AnsiText& name, std::optional<StoredValue> value) {
+    keys_.try_emplace(IdentityOf(key), Known{key, {}}).first->second.values[Folded(name)] = std::move(value);
+  }
+
+ private:
+  using Identity = std::pair<platform::KeyHandle, Text>;
+
+  // A key that an entry of the file is about: its name, and the values that the plan has changed.
+  struct Known {
+    RegistryKey key;
+    std::map<Text, std::optional<StoredValue>> values;
+  };
+
+  Text Folded(const AnsiText& name) const { return FoldedName(name, codePage_); }
+
+  Identity IdentityOf(const RegistryKey& key) const { return {key.root, Folded(key.path)}; }
+
+  static bool IsBelow(const Identity& name, const Identity& top) {
+    return name.first == top.first && name.second.starts_with(top.second) &&
+           (name.second.size() == top.second.size() || name.second[top.second.size()] == u'\\');
+  }
+
+  // Tells whether what the registry itself has there no longer counts.
+  bool IsDeleted(const Identity& name) const {
+    return std::any_of(deleted_.begin(), deleted_.end(), [&](const Identity& top) { return IsBelow(name, top); });
+  }
+
+  // Answers what opening the key would.
+  Status Find(const RegistryKey& key) {
+    const Identity identity = IdentityOf(key);
+    if (keys_.find(identity) != keys_.end()) return kSuccess;
+    if (IsDeleted(identity)) return kFileNotFound;
+    KeyGuard opened;
+    return OpenKey(registry_, key, platform::kKeyQueryValue, opened);
+  }
+
+  std::vector<StoredKey> ReadStored(const RegistryKey& key) {
+    std::vector<StoredKey> branch;
+    RegistryKey failed;
+    const Status status = ReadBranch(registry_, key, branch, failed);
+    if (status == kFileNotFound) return {};
+    if (status != kSuccess) throw RefusedCall{status, "cannot read " + ShownKey(failed, codePage_)};
+    return branch;
+  }
+
+  // Brings a key's values to what the plan has made of them.
+  void Update(StoredKey& stored, const Known& known) const {
+    for (const auto& [folded, value] : known.values) {
+      const auto at = std::find_if(stored.values.begin(), stored.values.end(),
+                                   [&](const StoredValue& each) { return Folded(each.name) == folded; });
+      if (at == stored.values.end()) {
+        if (value) stored.values.push_back(*value);
+      } else if (value) {
+        *at = {at->name, value->type, value->data};
+      } else {
+        stored.values.erase(at);
+      }
+    }
+  }
+
+  // Returns the key with its own name as the registry spells it.
+  RegistryKey Spelled(const RegistryKey& key) {
+    const RegistryKey upper = UpperKey(key);
+    KeyGuard opened;
+    std::vector<AnsiText> names;
+    if (OpenKey(registry_, upper, platform::kKeyEnumerateSubKeys, opened) == kSuccess) {
+      ListKeys(registry_, opened.get(), names);
+    }
+    for (const AnsiText& name : names) {
+      RegistryKey spelled{key.root, JoinPath(upper.path, name)};
+      if (Folded(spelled.path) == Folded(key.path)) return spelled;
+    }
+    return key;
+  }
+
+  RegistryApi& registry_;
+  platform::CodePage& codePage_;
+  std::map<Identity, Known> keys_;
+  std::vector<Identity> deleted_;
+};
+
+void PlanValue(const RegSection& section, const RegValue& value, Picture& picture, ImportPlan& plan) {
+  const std::optional<StoredValue> before = picture.Read(section.key, value.name);
+  Change change{Change::kDeleteValue, section.key, value.line, {}, before, {}};
+  if (value.removed) {
+    if (!before) return;
+    ++plan.counts.valuesDeleted;
+  } else {
+    change.after = StoredValue{value.name, value.type, value.data};
+    if (before && before->type == value.type && before->data == value.data) {
+      ++plan.counts.valuesKept;
+      return;
+    }
+    change.kind = before ? Change::kChangeValue : Change::kSetValue;
+    ++(before ? plan.counts.valuesChanged : plan.counts.valuesSet);
+  }
+  picture.Write(section.key, value.name, change.after);
+  plan.changes.push_back(std::move(change));
+}
+
+void PlanKey(const RegSection& section, Picture& picture, ImportPlan& plan) {
+  std::vector<StoredKey> keys = section.removed ? picture.DeleteBranch(section.key) : picture.CreateKey(section.key);
+  if (keys.empty()) return;
+  (section.removed ? plan.counts.keysDeleted : plan.counts.keysCreated) += keys.size();
+  plan.changes.push_back(
+      {section.removed ? Change::kDeleteKey : Change::kCreateKey, section.key, section.line, std::move(keys), {}, {}});
+}
+
+}  // namespace
+
+Failure RefusedCall::ToFailure(const std::string& outcome) const {
+  const std::string at = (line > 0 ? "line " + std::to_string(line) + ": " : "") + doing;
+  const Failure failure = creating ? CreationFailure(status, at) : RegistryFailure(status, at);
+  return Failure(failure.exit(), failure.what() + outcome, failure.advice()).WithStatus(status).AtLine(line);
+}
+
+ImportPlan PlanImport(const std::vector<RegSection>& sections, RegistryApi& registry, platform::CodePage& codePage) {
+  Picture picture(registry, codePage);
+  ImportPlan plan;
+  std::size_t line = 0;
+  try {
+    for (const RegSection& section : sections) {
+      line = section.line;
+      PlanKey(section, picture, plan);
+      for (const RegValue& value : section.values) {
+        line = value.line;
+        PlanValue(section, value, picture, plan);
+      }
+    }
+  } catch (RefusedCall& refused) {
+    refused.line = line;
+    throw;
+  }
+  return plan;
+}
+
+}  // namespace nerio::tool
