@@ -92,14 +92,14 @@ CheckBash() {
     same "nerio.bash, the options of $name" "${options[$name]}" "$(Offered ${words[@]+"${words[@]}"} -)"
     IsVerb "$name" && continue
     same "nerio.bash, the verbs of $name" "${verbs[$name]}" "$(Offered ${words[@]+"${words[@]}"} '')"
-    same "nerio.bash, the verbs of $name behind --json" "${verbs[$name]}" \
+    same "nerio.bash, the verbs of $name after --json" "${verbs[$name]}" \
       "$(Offered --json ${words[@]+"${words[@]}"} '')"
   done
 }
 
 CheckZsh() {
   local name file=$completions/_nerio text
-  [ "$(head -1 "$file")" = "#compdef nerio" ] || fail "_nerio: the first line has to be #compdef nerio"
+  [ "$(head -1 "$file")" = "#compdef nerio" ] || fail "_nerio: the first line must be #compdef nerio"
   same "_nerio, the verbs and groups" "${names[*]// /_}" \
     "$(sed -n "s/^ *('\(.*\)')\$/\1/p" "$file" | sed 's/^$/./; s/ /_/g')"
   same "_nerio, the groups that it goes into" "$(for name in "${names[@]:1}"; do IsVerb "$name" || echo "$name"; done)" \

@@ -98,10 +98,10 @@ Run 0 "deleted \"Nome\" in $shown\n" '' reg delete "$key" Nome --yes
 Run 5 '' '*' reg get 'HKXX\Software' Nome
 
 if [ "$host" = linux ]; then # a folder that nobody can make
-  NERIO_REGISTRY=/proc/none Run 3 '' '*cannot open or create *: its root key has no place yet (2)*reg doctor*' reg set "$key" a b
-  NERIO_REGISTRY=/proc/none Run 3 '' '*cannot create *: its root key has no place yet (2)*reg doctor*' reg create "$key"
+  NERIO_REGISTRY=/proc/none Run 3 '' '*cannot open or create *: its root key does not exist yet (2)*reg doctor*' reg set "$key" a b
+  NERIO_REGISTRY=/proc/none Run 3 '' '*cannot create *: its root key does not exist yet (2)*reg doctor*' reg create "$key"
   input='REGEDIT4\n[HKCU\\a]\n' NERIO_REGISTRY=/proc/none Run 3 '' \
-    '*line 2: cannot open or create *: its root key has no place yet (2)*reg doctor*' reg import -
+    '*line 2: cannot open or create *: its root key does not exist yet (2)*reg doctor*' reg import -
 fi
 
 # Arguments arrive as they were given, whatever is in them.
@@ -183,12 +183,12 @@ case $host in
     Run 0 'exported 3 keys and 0 values to deep.reg\n' '' reg export "$key" -o deep.reg
     ;;
   windows)
-    Run 5 '' '*line 3: *the path is longer than the system takes*' reg import deep.reg --dry-run
-    Run 5 '' '*line 3: *the path is longer than the system takes*nothing was imported*' reg import deep.reg
+    Run 5 '' '*line 3: *the path is longer than the system accepts*' reg import deep.reg --dry-run
+    Run 5 '' '*line 3: *the path is longer than the system accepts*nothing was imported*' reg import deep.reg
     # What other programs stored, and those functions do not reach, is not passed over.
     Other() { "$launcher" 'C:\windows\system32\reg.exe' "$@" >out 2>err || Fail "reg.exe: $(<err)" "$@"; }
     Other add "$deep" /f
-    Run 5 '' '*the path is longer than the system takes*' reg export "$key" -o deep.reg
+    Run 5 '' '*the path is longer than the system accepts*' reg export "$key" -o deep.reg
     Other delete "${deep%\\*}" /f
     Other add "$key\\piano" /f
     Other add "$key\\日本" /f
@@ -226,7 +226,7 @@ Run 0 '?' '' trace off --yes
 
 # Texts.
 Run 0 'Il parametro [sTesto] non pu\303\262 essere nullo o vuoto\n' '' msg ErrNullOrEmptyParameter sTesto
-Run 5 '' '*is no error code*' msg pippo
+Run 5 '' '*is not an error code*' msg pippo
 Run 0 'zz\n' '' template '{0}{1}' '{1}' z
 Run 0 '?' '' guid -n 3
 checks=$((checks + 1))

@@ -11,12 +11,12 @@ namespace nerio::tool {
 namespace {
 
 // The parser splits an argument in square brackets at its commas, reads "++" as a word of its own, takes the next
-// argument for the empty value of "--option=", and looks for options behind "--" where a verb takes any number of
-// arguments. What it would misread goes through it with this character in front of it or behind it, which no argument
+// argument for the empty value of "--option=", and looks for options after "--" where a verb takes any number of
+// arguments. What it would misread goes through it with this character before or after it, which no argument
 // can hold.
 constexpr char kShield = '\0';
 
-// The arguments as the parser is to see them. Behind "--" each is shielded; the mark itself has then nothing left to
+// The arguments as the parser is to see them. After "--" each is shielded; the mark itself has then nothing left to
 // say.
 std::vector<std::string> Shielded(const std::vector<std::string>& arguments) {
   std::vector<std::string> shielded;
@@ -161,7 +161,7 @@ void Verb::Number(const char* name, std::uint32_t& value, std::uint32_t least, s
 
 CommandLine::CommandLine(const std::string& version)
     : version_(version),
-      app_(std::make_unique<CLI::App>("Looks after the settings, the trace log and the texts of Nerio.", "nerio")),
+      app_(std::make_unique<CLI::App>("Manages the settings, the trace log and the texts of Nerio.", "nerio")),
       shared_(std::make_unique<Verb::Shared>()) {
   AddCommon(*app_, shared_->json);
   app_->set_version_flag("--version", "nerio " + version);

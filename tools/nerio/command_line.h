@@ -30,7 +30,7 @@ struct Session {
 /// One verb of the command line, or a group of verbs. A view: the command line owns what it stands for.
 ///
 /// Values that a verb takes are handed on byte for byte, whatever they look like: `[a,b]`, `{}`, `++` or the name of
-/// another verb. One that begins with "-" and is no number goes behind `--`.
+/// another verb. One that begins with "-" and is not a number goes after `--`.
 class Verb {
  public:
   /// What a verb does, once everything is read.

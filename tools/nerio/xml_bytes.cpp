@@ -14,7 +14,7 @@ namespace xml = platform::xml;
 
 namespace {
 
-// Decodes UTF-16 up to the first unit that is no character. Returns whether there is none.
+// Decodes UTF-16 up to the first unit that is not a character. Returns whether there is none.
 bool DecodeUtf16(std::string_view bytes, bool highFirst, Text& text) {
   text.reserve(bytes.size() / 2);
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {

@@ -34,7 +34,7 @@ std::size_t CountFiles(const std::filesystem::path& folder) {
   return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
 
-TEST(WholeFileOnLinux, NewFile_FollowsTheMaskAndAnOldOneKeepsItsMode) {
+TEST(WholeFileOnLinux, NewFile_FollowsTheUmaskAndAnOldOneKeepsItsMode) {
   const testing::TemporaryFolder folder;
   const std::filesystem::path file = folder.path() / "file";
   const mode_t mask = ::umask(027);
@@ -67,7 +67,7 @@ TEST(WholeFileOnLinux, LinkToNothing_IsRefusedAndStays) {
   EXPECT_FALSE(std::filesystem::exists(folder.path() / "none"));
 }
 
-TEST(WholeFileOnLinux, WhatIsNoOrdinaryFile_IsNotReplaced) {
+TEST(WholeFileOnLinux, WhatIsNotAnOrdinaryFile_IsNotReplaced) {
   const testing::TemporaryFolder folder;
   const std::filesystem::path fifo = folder.path() / "fifo";
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);

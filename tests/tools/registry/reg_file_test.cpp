@@ -154,8 +154,8 @@ TEST(ReadRegFile, WhatDoesNotRead_IsRefusedWithLineAndReason) {
       {head + "[HKLM\\a] ; b]\r\n", 3, "in quotes"},
       {head + "[\"HKLM\\\\a\"\r\n", 3, "closing ]"},
       {head + "[\"HKLM\\\\a]\r\n", 3, "closing quote"},
-      {head + "[]\r\n", 3, "no root key"},
-      {head + "[Software]\r\n", 3, "no root key"},
+      {head + "[]\r\n", 3, "not a root key"},
+      {head + "[Software]\r\n", 3, "not a root key"},
       {head + "[-HKEY_LOCAL_MACHINE]\r\n", 3, "root key cannot be deleted"},
       {head + "[HKLM\\" + std::string(257, 'x') + "]\r\n", 3, "257 characters"},
       {head + "[HKLM\\\xD0\x96]\r\n", 3, "U+0416"},
@@ -322,7 +322,7 @@ TEST(ReadRegFile, CutFile_IsRefusedOrAPrefix) {
       ASSERT_LE(read.size(), all.size());
       for (std::size_t v = 0; !read.empty() && v < read[0].values.size(); ++v) {
         EXPECT_EQ(read[0].values[v].name, all[0].values[v].name);
-        // Bytes end at any comma, so a cut list is told from a whole one only where the cut is in or behind a comma.
+        // Bytes end at any comma, so a cut list is told from a whole one only where the cut is in or after a comma.
         EXPECT_TRUE(
             all[0].values[v].data.starts_with(read[0].values[v].data.substr(0, read[0].values[v].data.size() - 1)));
       }

@@ -48,12 +48,12 @@ struct Refused {
   const char* part;  // of the reason
 };
 
-TEST(ParseKey, WhatIsNoKey_IsRefusedWithTheReason) {
+TEST(ParseKey, WhatIsNotAKey_IsRefusedWithTheReason) {
   const Refused rows[] = {
-      {u"", "no root key"},
-      {u"Software\\Nerio", "\"Software\" is no root key"},
-      {u"HKLMX\\a", "\"HKLMX\" is no root key"},
-      {u"\\HKLM\\a", "no root key"},
+      {u"", "not a root key"},
+      {u"Software\\Nerio", "\"Software\" is not a root key"},
+      {u"HKLMX\\a", "\"HKLMX\" is not a root key"},
+      {u"\\HKLM\\a", "not a root key"},
       {Text(u"HKLM\\a\0b", 8), "NUL"},
       {u"HKLM\\Ж", "\"Ж\" (U+0416) is not in code page 1252"},
       // The conversion would make these a separator and a letter.

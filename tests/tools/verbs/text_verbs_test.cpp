@@ -67,7 +67,7 @@ TEST(MsgVerb, WhatIsNoCode_IsBadInput) {
                            "99999999999999999999", "errnulloremptyparameter"}) {
     const RunResult result = tool.Run({"msg", code});
     EXPECT_EQ(result.exit, 5) << code;
-    EXPECT_NE(result.err.find("is no error code"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("is not an error code"), std::string::npos) << result.err;
   }
 }
 

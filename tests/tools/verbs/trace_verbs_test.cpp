@@ -94,7 +94,7 @@ TEST_F(TraceVerbs, TailFollow_GoesOnUntilTracingIsSwitchedOff) {
   reader.join();
   EXPECT_EQ(result.exit, 0);
   EXPECT_EQ(result.out, "prima\ndopo\nmezza riga\na\n");
-  EXPECT_EQ(result.err, "nerio: the log begins anew\nnerio: tracing was switched off\n");
+  EXPECT_EQ(result.err, "nerio: the log starts over\nnerio: tracing was switched off\n");
 }
 
 }  // namespace

@@ -87,7 +87,7 @@ TEST_F(XmlVerbs, PathThatIsNone_IsNamedWithWhatAPathIs) {
     const RunResult result = tool_.Run({"xml", "set", file_, path, "n", "v"});
     EXPECT_EQ(result.exit, 5);
     EXPECT_EQ(result.err, "nerio: \"" + path +
-                              "\" is no path\n  a path is names of elements from the top, without prefixes, as in "
+                              "\" is not a path\n  a path is names of elements from the top, without prefixes, as in "
                               "/impostazioni/voce; nothing was written\n");
   }
 }
@@ -102,7 +102,7 @@ TEST_F(XmlVerbs, TextOfBlanksAndLineEndsOnly_IsNotKept) {
 TEST_F(XmlVerbs, Check_SaysWhereAndWhy) {
   struct Row {
     std::string bytes;
-    const char* where;  // behind the file's name
+    const char* where;  // after the file's name
   };
   const Row rows[] = {
       {"", ":"},

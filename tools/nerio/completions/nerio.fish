@@ -37,7 +37,7 @@ complete -c nerio -n '__nerio_group' -a doctor -d 'Examine everything'
 
 complete -c nerio -n '__nerio_group reg' -a get -d 'Print a value'
 complete -c nerio -n '__nerio_group reg' -a test -d 'Tell whether a key or a value is there'
-complete -c nerio -n '__nerio_group reg' -a list -d 'List the values of a key and the keys right below it'
+complete -c nerio -n '__nerio_group reg' -a list -d 'List the values of a key and the keys directly below it'
 complete -c nerio -n '__nerio_group reg' -a tree -d 'Show all keys below a key'
 complete -c nerio -n '__nerio_group reg' -a export -d 'Write a key and everything below it as a .reg file'
 complete -c nerio -n '__nerio_group reg' -a set -d 'Store a text and make the keys that are missing'
@@ -60,7 +60,7 @@ complete -c nerio -n '__nerio_group trace' -a status -d 'Tell whether tracing is
 complete -c nerio -n '__nerio_group trace' -a tail -d 'Show the last lines of the trace file'
 complete -c nerio -n '__nerio_verb trace off' -s y -l yes -d 'Do not ask'
 complete -c nerio -n '__nerio_verb trace tail' -s n -l lines -x -d 'How many lines'
-complete -c nerio -n '__nerio_verb trace tail' -s f -l follow -d 'Go on with the lines that come'
+complete -c nerio -n '__nerio_verb trace tail' -s f -l follow -d 'Keep showing new lines'
 
 complete -c nerio -n '__nerio_verb guid' -s n -l count -x -d 'How many'
 

@@ -18,7 +18,7 @@ using platform::kSuccess;
 using platform::Status;
 using platform::Uninterrupted;
 
-constexpr mode_t kNewFileMode = 0666;  // less what the user's mask takes away
+constexpr mode_t kNewFileMode = 0666;  // less the umask
 
 std::filesystem::path FolderOf(const std::filesystem::path& path) {
   return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
@@ -60,7 +60,7 @@ class NewFile {
   }
 
  private:
-  // The mask can only be read by setting it; the tool has one thread.
+  // The umask can only be read by setting it; the tool has one thread.
   static mode_t Mask() {
     const mode_t mask = ::umask(0);
     ::umask(mask);

@@ -59,7 +59,7 @@ Text DecodeUtf8(std::string_view bytes) {
     ++number;
     if (!IsUtf8(CutLine(rest))) break;
   }
-  throw BadRegFile(number, "not UTF-8; a file in the ANSI code page has to begin with REGEDIT4");
+  throw BadRegFile(number, "not UTF-8; a file in the ANSI code page must begin with REGEDIT4");
 }
 
 Text Decode(std::string_view bytes, platform::CodePage& codePage) {
@@ -127,7 +127,7 @@ class Reader {
     const TextView header = WithoutBlanks(CutLine(rest_));
     ansi_ = header == kAnsiHeader;
     if (!ansi_ && header != kRegHeader) {
-      Fail("the first line has to be \"" + ToUtf8(kRegHeader) + "\" or \"" + ToUtf8(kAnsiHeader) + "\"");
+      Fail("the first line must be \"" + ToUtf8(kRegHeader) + "\" or \"" + ToUtf8(kAnsiHeader) + "\"");
     }
   }
 
@@ -254,7 +254,7 @@ class Reader {
     return number;
   }
 
-  // Takes bytes parted by commas, over as many lines as end with a backslash.
+  // Takes bytes separated by commas, over as many lines as end with a backslash.
   std::string TakeBytes() {
     std::string bytes;
     SkipContinuation();

@@ -17,15 +17,15 @@ constexpr Meaning kMeanings[] = {
     {platform::kFileNotFound, Exit::kNotFound, "it is not there", ""},
     {platform::kAccessDenied, Exit::kAccessDenied, "access is denied",
      "ask the key's owner for the rights, or run this as a user who has them"},
-    {platform::kInvalidParameter, Exit::kBadInput, "the registry takes no such name", ""},
-    {platform::kBadPathname, Exit::kBadInput, "the registry takes no such path", ""},
-    {platform::kMoreData, Exit::kBadInput, "the path is longer than the system takes",
-     "some systems take no more than 260 characters below the root key"},
+    {platform::kInvalidParameter, Exit::kBadInput, "the registry does not accept this name", ""},
+    {platform::kBadPathname, Exit::kBadInput, "the registry does not accept this path", ""},
+    {platform::kMoreData, Exit::kBadInput, "the path is longer than the system accepts",
+     "some systems accept at most 260 characters below the root key"},
     {kNameOutsideCodePage, Exit::kFailed, "its name has characters outside the code page",
-     "rename the key with the system's own editor, or treat the keys beside it one by one"},
-    {platform::kDiskFull, Exit::kFailed, "the disk is full", "make room and try again"},
+     "rename the key with the system's own editor, or handle the other keys one by one"},
+    {platform::kDiskFull, Exit::kFailed, "the disk is full", "free some space and try again"},
     {platform::kNotEnoughMemory, Exit::kFailed, "there is not enough memory", ""},
-    {platform::kRegistryCorrupt, Exit::kFailed, "what the registry has stored there is damaged",
+    {platform::kRegistryCorrupt, Exit::kFailed, "what the registry stores there is damaged",
      "run nerio reg doctor to see where"},
     {platform::kRegistryIoFailed, Exit::kFailed, "reading or writing the registry's files failed",
      "run nerio reg doctor to see where"},
@@ -45,8 +45,8 @@ Failure RegistryFailure(platform::Status status, const std::string& doing) {
 
 Failure CreationFailure(platform::Status status, const std::string& doing) {
   if (status != platform::kFileNotFound) return RegistryFailure(status, doing);
-  return Failure(Exit::kNotFound, doing + ": its root key has no place yet (" + std::to_string(status) + ")",
-                 "a change by a user who may make it does; nerio reg doctor says where it is to be")
+  return Failure(Exit::kNotFound, doing + ": its root key does not exist yet (" + std::to_string(status) + ")",
+                 "it is made by the first change of a user who may do so; nerio reg doctor says where")
       .WithStatus(status);
 }
 

@@ -49,7 +49,7 @@ AnsiText ToAnsiExactly(TextView text, platform::CodePage& codePage) {
   const std::size_t length = at + 1 < text.size() && text[at] >= 0xD800 && text[at] < 0xDC00 ? 2 : 1;
   throw BadText("the character \"" + ToUtf8(text.substr(at, length)) + "\" (" + CodePoint(text, at) +
                 ") is not in code page " + std::to_string(codePage.Identifier()) +
-                ", in which the registry keeps its texts");
+                ", in which the registry stores its texts");
 }
 
 RegistryKey ParseKey(TextView text, platform::CodePage& codePage) {
@@ -60,7 +60,7 @@ RegistryKey ParseKey(TextView text, platform::CodePage& codePage) {
   if (root == std::end(kRoots)) {
     throw BadText(
         "\"" + ToUtf8(rootName) +
-        "\" is no root key; a key begins with HKLM, HKCU, HKCR, HKU, HKCC or with the root's long name, as in "
+        "\" is not a root key; a key begins with HKLM, HKCU, HKCR, HKU, HKCC or with the root's long name, as in "
         "HKLM\\Software\\Nerio");
   }
   if (text.find(u'\0') != TextView::npos) throw BadText("a key cannot hold a NUL");
@@ -70,7 +70,7 @@ RegistryKey ParseKey(TextView text, platform::CodePage& codePage) {
     const std::size_t end = std::min(below.find(u'\\', start), below.size());
     if (end - start > kMaxKeyName) {
       throw BadText("a level of the key has " + std::to_string(end - start) + " characters; " +
-                    std::to_string(kMaxKeyName) + " is the most");
+                    std::to_string(kMaxKeyName) + " is the limit");
     }
     if (end > start) {
       if (!path.empty()) path += u'\\';
@@ -112,7 +112,7 @@ AnsiText ParseValueName(TextView text, platform::CodePage& codePage) {
   if (text.find(u'\0') != TextView::npos) throw BadText("the name of a value cannot hold a NUL");
   if (text.size() > kMaxValueName) {
     throw BadText("the name of the value has " + std::to_string(text.size()) + " characters; " +
-                  std::to_string(kMaxValueName) + " is the most");
+                  std::to_string(kMaxValueName) + " is the limit");
   }
   return ToAnsiExactly(text, codePage);
 }

@@ -10,14 +10,14 @@
 
 namespace nerio::tool {
 
-/// Says that a text is no key, no name or no text that the registry can hold; `what()` says why, in UTF-8.
+/// Says that a text is not a key, a name or a text that the registry can hold; `what()` says why, in UTF-8.
 class BadText : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 /// Names a key: a predefined root and the path below it, in bytes of the ANSI code page. The levels of the path are
-/// parted by single "\", with none at its ends; the empty path names the root itself.
+/// separated by single "\", with none at its ends; the empty path names the root itself.
 struct RegistryKey {
   platform::KeyHandle root = 0;
   AnsiText path;

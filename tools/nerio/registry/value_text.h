@@ -24,14 +24,14 @@ std::string TypeName(std::uint32_t type);
 /// @return false, and `number` untouched, for another type or a wrong count of bytes.
 bool ReadNumber(std::uint32_t type, const std::string& data, std::uint64_t& number);
 
-/// Splits the data of a REG_MULTI_SZ at its NULs. The closing one, and the last string's own, are no strings more.
+/// Splits the data of a REG_MULTI_SZ at its NULs. The closing one, and the last string's own, are not further strings.
 std::vector<Text> ReadStrings(const std::string& data, platform::CodePage& codePage);
 
 /// Writes bytes as pairs of lower-case hexadecimal digits with `separator` between them.
 std::string HexText(const std::string& bytes, const char* separator);
 
 /// Writes a value's data for a reader, in UTF-8: a text without its one terminator, strings one per line, a number in
-/// decimal, anything else as pairs of hexadecimal digits parted by commas.
+/// decimal, anything else as pairs of hexadecimal digits separated by commas.
 std::string DataText(std::uint32_t type, const std::string& data, platform::CodePage& codePage);
 
 /// Writes a text on one line: control characters become \n, \r, \t or \xNN. For the eye; nothing reads it back.

@@ -11,10 +11,10 @@ namespace nerio::tool {
 /// Reads an argument as text. @throws Failure when it is not UTF-8; `what` names the argument in the message.
 Text TextOf(const std::string& argument, const char* what);
 
-/// Reads an argument as a key. @throws Failure saying why it is none.
+/// Reads an argument as a key. @throws Failure saying why it is not one.
 RegistryKey KeyOf(Session& session, const std::string& argument);
 
-/// Reads an argument as the name of a value. @throws Failure saying why it is none.
+/// Reads an argument as the name of a value. @throws Failure saying why it is not one.
 AnsiText NameOf(Session& session, const std::string& argument);
 
 /// Asks whether to go on. `yes` answers for the user; where nobody can be asked and nothing answers, that is a refusal.

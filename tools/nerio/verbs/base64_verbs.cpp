@@ -77,8 +77,8 @@ Exit Decode(Session& session, const Base64Options& options) {
   const Text text = DecodeBase64(encoded, session.host);
   const std::string utf8 = ToUtf8(text);
   if (bytes.size() % 2 != 0)
-    session.output.Say("an odd number of bytes, of which the last is no character; --bytes gives all");
-  if (FromUtf8(utf8) != text) session.output.Say("these bytes are no text in UTF-16; --bytes gives them as they are");
+    session.output.Say("an odd number of bytes, the last of which is not a character; --bytes gives all");
+  if (FromUtf8(utf8) != text) session.output.Say("these bytes are not text in UTF-16; --bytes gives them as they are");
   session.output.Result({{"text", utf8}}, utf8);
   return Exit::kDone;
 }

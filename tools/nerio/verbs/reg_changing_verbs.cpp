@@ -41,7 +41,7 @@ Exit Set(Session& session, const SetOptions& options) {
   StoredValue value{NameOf(session, options.name), platform::kRegSz, {}};
   const std::string given = options.standardInput ? WithoutLineEnd(ReadStandardInput(session)) : *options.value;
   const Text text = TextOf(given, options.standardInput ? "standard input" : "the value");
-  if (text.find(u'\0') != Text::npos) throw Failure(Exit::kBadInput, "a text with a NUL is not stored");
+  if (text.find(u'\0') != Text::npos) throw Failure(Exit::kBadInput, "a text with a NUL cannot be stored");
   try {
     value.data = ToAnsiExactly(text, session.host.codePage);
   } catch (const BadText& bad) {
@@ -143,7 +143,7 @@ void AddChangingVerbs(Verb reg) {
   verb.Required("KEY", set->key, kKeyHelp);
   verb.Required("NAME", set->name, "Name of the value; \"\" is the key's unnamed value");
   verb.Optional("VALUE", set->value, "Text to store");
-  verb.Switch("--stdin", set->standardInput, "Take the text from standard input; one line end at its end is left out");
+  verb.Switch("--stdin", set->standardInput, "Take the text from standard input; one line end at its end is removed");
 
   const auto create = std::make_shared<KeyOptions>();
   verb = reg.Leaf("create", "Make a key and the keys above it that are missing",

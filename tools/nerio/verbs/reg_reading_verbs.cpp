@@ -157,7 +157,7 @@ void AddReadingVerbs(Verb reg) {
   verb.Optional("NAME", test->name, "Name of a value of the key");
 
   const auto list = std::make_shared<KeyOptions>();
-  verb = reg.Leaf("list", "List the values of a key (name, type, data) and the keys right below it",
+  verb = reg.Leaf("list", "List the values of a key (name, type, data) and the keys directly below it",
                   "nerio reg list HKLM\\Software\\Nerio\n"
                   "nerio reg list HKLM\\Software\\Nerio --json",
                   list, List);

@@ -68,7 +68,7 @@ std::int32_t CodeOf(const std::string& text) {
   const bool whole = error == std::errc() && end == digits.data() + digits.size() && !(hex && digits.starts_with('-'));
   // A code may be written signed or unsigned; both name the same 32 bits.
   if (!whole || number < INT32_MIN || number > UINT32_MAX) {
-    throw Failure(Exit::kBadInput, "\"" + text + "\" is no error code",
+    throw Failure(Exit::kBadInput, "\"" + text + "\" is not an error code",
                   "a code is a number of 32 bits in decimal or 0x..., or a name: ErrNullOrEmptyParameter, "
                   "ErrUnsupportedInitMessageVersion, ErrFeatureNotAvailable");
   }
@@ -116,11 +116,11 @@ void AddTextVerbs(Verb program) {
   verb.Number("-n,--count", guid->count, 1, 1000000, "How many (1)");
 
   const auto date = std::make_shared<DateOptions>();
-  verb = program.Leaf("date", "Check dates: each comes back as it is, or as the zero date's text when it is none",
+  verb = program.Leaf("date", "Check dates: each comes back as it is, or as the zero date's text when it is not a date",
                       "nerio date 31/12/1999\n"
                       "nerio date \"25 dicembre 1998\" 10:30 domani",
                       date, Date);
-  verb.Several("TEXT", date->texts, 1, "Text to check, by the customs of the region");
+  verb.Several("TEXT", date->texts, 1, "Text to check, by the conventions of the region");
 
   const auto message = std::make_shared<MessageOptions>();
   verb = program.Leaf("msg", "Show the message of an error code, its placeholders filled",
@@ -129,15 +129,15 @@ void AddTextVerbs(Verb program) {
                       "nerio msg ErrFeatureNotAvailable",
                       message, Message);
   verb.Required("CODE", message->code, "Number in decimal or 0x..., or name of the code");
-  verb.Several("ARG", message->arguments, 0, "What stands for {0}, {1}, ...");
+  verb.Several("ARG", message->arguments, 0, "What replaces {0}, {1}, ...");
 
   const auto messageTemplate = std::make_shared<TemplateOptions>();
   verb = program.Leaf("template", "Fill the numbered placeholders of a template",
                       "nerio template \"{0} su {1}\" 3 10\n"
-                      "nerio template \"{0}{1}\" \"{1}\" z       gives zz: what a pass inserts, later ones search",
+                      "nerio template \"{0}{1}\" \"{1}\" z       gives zz: what a pass inserts, later passes search",
                       messageTemplate, Template);
   verb.Required("TEXT", messageTemplate->text, "Template with {0}, {1}, ...");
-  verb.Several("ARG", messageTemplate->arguments, 0, "What stands for {0}, {1}, ...");
+  verb.Several("ARG", messageTemplate->arguments, 0, "What replaces {0}, {1}, ...");
 }
 
 }  // namespace nerio::tool

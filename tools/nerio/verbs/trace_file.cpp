@@ -16,7 +16,7 @@ TraceFile FindTraceFile(Session& session) {
   TraceFile trace;
   Text folder;
   Status status = session.host.module.Folder(folder);
-  if (status != kSuccess) throw FileFailure(session, status, "cannot tell in which folder the library lies");
+  if (status != kSuccess) throw FileFailure(session, status, "cannot find the folder of the library");
   const Text path = BuildPath(folder, kTraceFileName);
   trace.path = SystemPath(path);
   const std::u8string shown = trace.path.u8string();
@@ -26,7 +26,7 @@ TraceFile FindTraceFile(Session& session) {
   if (trace.present) {
     std::error_code failure;
     trace.size = std::filesystem::file_size(trace.path, failure);
-    if (failure) throw FileFailure(session, failure.value(), "cannot ask for the size of " + trace.shown);
+    if (failure) throw FileFailure(session, failure.value(), "cannot get the size of " + trace.shown);
   }
   return trace;
 }

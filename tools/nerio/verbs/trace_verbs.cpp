@@ -27,11 +27,12 @@ Exit On(Session& session) {
     const Status status = CreateWholeFile(trace.path, {});
     if (status != kSuccess) {
       const Failure failure = FileFailure(session, status, "cannot create " + trace.shown);
-      throw Failure(failure.exit(), failure.what(),
-                    "tracing is switched on by a file beside the library, so it takes the right to write that folder");
+      throw Failure(
+          failure.exit(), failure.what(),
+          "tracing is switched on by a file beside the library, so you need the right to write to that folder");
     }
     if (!FindTraceFile(session).present) {
-      throw Failure(Exit::kFailed, trace.shown + " was created, but does not count as an ordinary file");
+      throw Failure(Exit::kFailed, trace.shown + " was created, but is not an ordinary file");
     }
   }
   session.output.Line(trace.shown + (trace.present ? " was there already" : " created"));
@@ -97,7 +98,7 @@ class Tail {
     const TraceFile now = FindTraceFile(session_);
     if (!now.present) return std::nullopt;
     if (now.size < position_) {
-      session_.output.Say("the log begins anew");
+      session_.output.Say("the log starts over");
       position_ = 0;
       rest_.clear();
     }
@@ -190,7 +191,7 @@ void AddTraceVerbs(Verb program) {
                     "nerio trace tail -f",
                     tail, ShowTail);
   verb.Number("-n,--lines", tail->lines, 0, 1000000, "How many lines (10)");
-  verb.Switch("-f,--follow", tail->follow, "Go on with the lines that come, until tracing is switched off");
+  verb.Switch("-f,--follow", tail->follow, "Keep showing new lines until tracing is switched off");
 }
 
 }  // namespace nerio::tool

@@ -42,7 +42,7 @@ std::string Written(const XmlDocument& document) {
   const Text text = Dom().GetXml(document.get());
   const XmlDocument again = NewDocument();
   if (!Dom().LoadXml(again.get(), text)) {
-    throw Failure(Exit::kBadInput, "this would be no XML: " + ToUtf8(Dom().LoadError(again.get()).reason),
+    throw Failure(Exit::kBadInput, "this would not be XML: " + ToUtf8(Dom().LoadError(again.get()).reason),
                   "nothing was written");
   }
   return ToUtf8(text);
@@ -81,7 +81,7 @@ XmlNode Select(const XmlDocument& document, const std::string& path, const std::
     return node;
   } catch (const Error& error) {
     if (error.number() != platform::kErrDomFailure) throw;
-    throw Failure(Exit::kBadInput, "\"" + path + "\" is no path",
+    throw Failure(Exit::kBadInput, "\"" + path + "\" is not a path",
                   "a path is names of elements from the top, without prefixes, as in /impostazioni/voce; nothing was "
                   "written")
         .WithError(error);

@@ -67,7 +67,7 @@ class NewFile {
   }
 
   // Puts the file in its place, instead of what is there, whose attributes and rights it takes over. Not every system
-  // knows the folder of a relative name, or of one parted by "/", in this call.
+  // knows the folder of a relative name, or of one separated by "/", in this call.
   Status ReplaceOld() {
     std::error_code failure;
     const std::filesystem::path old = std::filesystem::absolute(path_, failure);
