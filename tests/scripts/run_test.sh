@@ -5,11 +5,11 @@
 set -euo pipefail
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-mkdir -p "$folder/top/scripts" "$folder/top/build/release/tools/nerio" "$folder/bin" "$folder/user"
+mkdir -p "$folder/top/scripts" "$folder/top/build/run/tools/nerio" "$folder/bin" "$folder/user"
 cp "$1/run" "$folder/top/"
 for nothing in top/scripts/setup bin/cmake; do printf '#!/bin/sh\n' >"$folder/$nothing"; done
-printf '#!/bin/sh\npwd -P\nprintf "%%s\\n" "$@"\n' >"$folder/top/build/release/tools/nerio/nerio"
-chmod +x "$folder/top/scripts/setup" "$folder/bin/cmake" "$folder/top/build/release/tools/nerio/nerio"
+printf '#!/bin/sh\npwd -P\nprintf "%%s\\n" "$@"\n' >"$folder/top/build/run/tools/nerio/nerio"
+chmod +x "$folder/top/scripts/setup" "$folder/bin/cmake" "$folder/top/build/run/tools/nerio/nerio"
 cd "$folder/user"
 given=$(PATH=$folder/bin:$PATH ../top/run reg import 'a file.reg')
 wanted=$(printf '%s\n' "$(pwd -P)" reg import 'a file.reg')
