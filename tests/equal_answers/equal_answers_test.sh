@@ -33,7 +33,7 @@ expect 0 "; 0 differences" same
 expect 1 "operation 500: " changed
 expect 1 "; 1 differences" changed
 expect 1 "999 answers of Windows instead of 1000" short
-expect 1 "answers.1.reg .* differ: byte 101" byte
+expect 1 "answers.1.reg .* differ: char 101" byte
 expect 1 "answers.1.reg" unexported
 expect 1 "failing failed" failing
 expect 1 "there is no program $work/missing" missing
