@@ -22,7 +22,7 @@ foreach(kind EXE SHARED MODULE)
 endforeach()
 
 if(NOT DEFINED CMAKE_CROSSCOMPILING_EMULATOR)
-  find_program(NERIO_WINE32 wine32 HINTS $ENV{HOME}/.local/bin DOC "The launcher that scripts/setup-wine32 writes")
+  find_program(NERIO_WINE32 wine32 HINTS /usr/local/bin $ENV{HOME}/.local/bin DOC "The launcher that scripts/setup-wine32 writes")
   if(NERIO_WINE32)
     set(CMAKE_CROSSCOMPILING_EMULATOR ${NERIO_WINE32})
   endif()
