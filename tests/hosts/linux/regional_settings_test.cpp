@@ -18,10 +18,12 @@
 #include "tests/testing/failing_files.h"
 #include "tests/testing/fake_host.h"
 
-// The C library never frees the folders that it takes out of LOCPATH, some bytes for each locale.
+// The C library never frees the folders that it takes out of LOCPATH, some bytes for each locale. The name is the
+// exported one: the function's own, with two underscores before it, is known only where the C library's debugging
+// symbols are installed.
 extern "C" const char*
 __lsan_default_suppressions();  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-extern "C" const char* __lsan_default_suppressions() { return "leak:__argz_add_sep\n"; }
+extern "C" const char* __lsan_default_suppressions() { return "leak:argz_add_sep\n"; }
 
 namespace nerio::testing {
 namespace {
