@@ -4,12 +4,13 @@
 #include <string_view>
 
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio::platform {
 
 /// Converts between text and the system's ANSI code page. Neither direction can fail: what the code page cannot hold is
 /// replaced as the platform's conversion does (best fit where one exists, "?" otherwise, one per code unit).
-class CodePage {
+class NERIO_PUBLIC CodePage {
  public:
   virtual ~CodePage() = default;
 

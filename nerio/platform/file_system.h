@@ -5,6 +5,7 @@
 
 #include "nerio/platform/status.h"
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio::platform {
 
@@ -13,7 +14,7 @@ using FileHandle = std::intptr_t;
 
 /// Gives the file services that a line of the trace log needs, one native call each. Paths use "\" as separator on
 /// every host. Nothing raises; a failure is the system's own error number (errno on Linux, GetLastError on Windows).
-class FileSystem {
+class NERIO_PUBLIC FileSystem {
  public:
   virtual ~FileSystem() = default;
 

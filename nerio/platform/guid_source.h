@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "nerio/platform/status.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio::platform {
 
@@ -12,7 +13,7 @@ namespace nerio::platform {
 using GuidBytes = std::array<std::uint8_t, 16>;
 
 /// Makes GUIDs (CoCreateGuid).
-class GuidSource {
+class NERIO_PUBLIC GuidSource {
  public:
   virtual ~GuidSource() = default;
 

@@ -10,6 +10,7 @@
 #include "nerio/platform/regional_settings.h"
 #include "nerio/platform/registry_api.h"
 #include "nerio/platform/xml_dom.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio::platform {
 
@@ -32,7 +33,7 @@ struct HostOptions {
 };
 
 /// Owns the implementations of one host's services.
-class HostInstance {
+class NERIO_PUBLIC HostInstance {
  public:
   virtual ~HostInstance() = default;
 
@@ -42,10 +43,10 @@ class HostInstance {
 
 /// Opens a host of this system, independent of every other one. No service does any I/O before its first call; on Linux
 /// the folder of the library was found out when its file was loaded.
-std::unique_ptr<HostInstance> OpenHost(const HostOptions& options = {});
+NERIO_PUBLIC std::unique_ptr<HostInstance> OpenHost(const HostOptions& options = {});
 
 /// Returns the process's own host. It is made on first use, without any I/O, and never swapped; its services open
 /// themselves on their first call and report failures from there.
-const Host& ThisHost() noexcept;
+NERIO_PUBLIC const Host& ThisHost() noexcept;
 
 }  // namespace nerio::platform

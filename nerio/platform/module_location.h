@@ -2,11 +2,12 @@
 
 #include "nerio/platform/status.h"
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio::platform {
 
 /// Tells where the component's own library file lies: not the host process's folder and not the current folder.
-class ModuleLocation {
+class NERIO_PUBLIC ModuleLocation {
  public:
   virtual ~ModuleLocation() = default;
 

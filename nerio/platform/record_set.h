@@ -4,11 +4,12 @@
 
 #include "nerio/types/boolean.h"
 #include "nerio/types/variant.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio::platform {
 
 /// Borrows one field of the current record of a record set (a DAO `Field`). Whoever implements it owns the real object.
-class RecordField {
+class NERIO_PUBLIC RecordField {
  public:
   virtual ~RecordField() = default;
 
@@ -19,7 +20,7 @@ class RecordField {
 
 /// Borrows a set of records with a current position (a DAO `Recordset`). Whoever implements it owns the real object.
 /// Every member lets through whatever the database library reports, as an Error, unchanged.
-class RecordSet {
+class NERIO_PUBLIC RecordSet {
  public:
   virtual ~RecordSet() = default;
 

@@ -4,6 +4,7 @@
 #include "nerio/types/date.h"
 #include "nerio/types/text.h"
 #include "nerio/types/variant.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio::platform {
 
@@ -17,7 +18,7 @@ constexpr Status kOutOfMemory = static_cast<Status>(0x8007000Eu);
 /// Converts between text, dates and numbers under the user's regional settings, one native conversion per call (the
 /// VarDateFromStr family, flags 0). The same settings serve every call, so that a date's text reads back. Nothing
 /// raises; an answer other than 0 is the conversion's own failure code, and the output is then untouched.
-class RegionalSettings {
+class NERIO_PUBLIC RegionalSettings {
  public:
   virtual ~RegionalSettings() = default;
 

@@ -6,6 +6,7 @@
 
 #include "nerio/platform/status.h"
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio::platform {
 
@@ -66,7 +67,7 @@ struct SecurityAttributes {
 ///
 /// Names and paths are bytes in the ANSI code page and end at their first NUL. A path is relative to `root` or `key`,
 /// its levels parted by "\"; an empty one names the handle's own key. Names differ in case only: one name.
-class RegistryApi {
+class NERIO_PUBLIC RegistryApi {
  public:
   virtual ~RegistryApi() = default;
 

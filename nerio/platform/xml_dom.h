@@ -6,6 +6,7 @@
 
 #include "nerio/types/text.h"
 #include "nerio/types/variant.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio::platform {
 
@@ -38,7 +39,7 @@ struct XmlLoadError {
 /// by itself.
 ///
 /// Texts end at their first NUL. Lone surrogates and control characters are stored as they are.
-class XmlDom {
+class NERIO_PUBLIC XmlDom {
  public:
   virtual ~XmlDom() = default;
 
@@ -89,7 +90,7 @@ class XmlDom {
 /// Returns the layer's own DOM in portable C++, the same on every host; where the system has none it is the host's as
 /// well. It takes no document type declaration, so it never fetches anything nor expands an entity. It holds nothing
 /// and lives as long as the process.
-XmlDom& OwnXmlDom() noexcept;
+NERIO_PUBLIC XmlDom& OwnXmlDom() noexcept;
 
 /// Owns one reference to an object of a DOM, or nothing. Copies share the object, each with a reference of its own. It
 /// must not outlive the `XmlDom` that it came from.

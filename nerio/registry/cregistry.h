@@ -7,6 +7,7 @@
 #include "nerio/types/boolean.h"
 #include "nerio/types/error.h"
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -33,7 +34,7 @@ namespace nerio {
 ///
 /// An object belongs to the thread that uses it. It keeps no handle between calls and holds nothing to clean up; the
 /// host's services outlive it.
-class CRegistry {
+class NERIO_PUBLIC CRegistry {
  public:
   /// Makes an object with the main branch "Software\Nerio", no default branch, and errors quiet.
   explicit CRegistry(const platform::Host& host = platform::ThisHost());

@@ -4,6 +4,7 @@
 
 #include "nerio/platform/host.h"
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -23,7 +24,7 @@ constexpr std::int32_t kErrInternal = 51;
 ///   the host's DOM's own way; `DecodeBase64` takes both. Untouched on failure.
 /// @return 0 on success, otherwise the number of the error that stopped it: the DOM's own, `kErrOutOfMemory` or
 ///   `kErrInternal`.
-std::int32_t EncodeBase64(TextView text, Text& encoded, const platform::Host& host = platform::ThisHost());
+NERIO_PUBLIC std::int32_t EncodeBase64(TextView text, Text& encoded, const platform::Host& host = platform::ThisHost());
 
 /// Turns Base64 back into a text, through a private document of the XML DOM. Pairs of bytes, low byte first, become
 /// UTF-16 code units; a last byte without a pair forms no unit and is left out. A text that `EncodeBase64` encoded
@@ -36,6 +37,6 @@ std::int32_t EncodeBase64(TextView text, Text& encoded, const platform::Host& ho
 ///
 /// @param encoded the Base64 text.
 /// @return the text; empty for an empty input and for any failure alike, such as input that is not Base64.
-Text DecodeBase64(const Text& encoded, const platform::Host& host = platform::ThisHost());
+NERIO_PUBLIC Text DecodeBase64(const Text& encoded, const platform::Host& host = platform::ThisHost());
 
 }  // namespace nerio

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -15,6 +16,6 @@ namespace nerio {
 /// @param folder a folder path with or without a trailing "\". Empty: the result begins with "\".
 /// @param fileName a file name or relative path with or without a leading "\". Empty: the result ends with "\".
 /// @return the joined path. Raises nothing but std::bad_alloc.
-Text BuildPath(TextView folder, TextView fileName);
+NERIO_PUBLIC Text BuildPath(TextView folder, TextView fileName);
 
 }  // namespace nerio

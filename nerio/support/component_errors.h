@@ -4,6 +4,7 @@
 
 #include "nerio/platform/host.h"
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -13,12 +14,13 @@ namespace nerio {
 /// @param detail what the code's template calls {0}, such as the parameter's name.
 /// @throws Error always; its description is the template of `GetErrorMessage`, filled by `FormatTemplate` with `detail`
 ///   as its only value.
-[[noreturn]] void RaiseError(std::int32_t code, TextView operation, TextView detail,
-                             const platform::Host& host = platform::ThisHost());
+[[noreturn]] NERIO_PUBLIC void RaiseError(std::int32_t code, TextView operation, TextView detail,
+                                          const platform::Host& host = platform::ThisHost());
 
 /// Refuses an empty required parameter. Only the length counts: a value of nothing but blanks passes.
 /// @throws Error `ErrNullOrEmptyParameter`, source "ValidateParam", when `value` is empty; its description names
 ///   `parameterName`: "Il parametro [sTesto] non può essere nullo o vuoto".
-void ValidateParam(TextView value, TextView parameterName, const platform::Host& host = platform::ThisHost());
+NERIO_PUBLIC void ValidateParam(TextView value, TextView parameterName,
+                                const platform::Host& host = platform::ThisHost());
 
 }  // namespace nerio

@@ -2,6 +2,7 @@
 
 #include "nerio/platform/host.h"
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -11,7 +12,7 @@ namespace nerio {
 /// The 16 bytes are written in the order in which they lie in memory, on purpose. So the first three groups show their
 /// bytes reversed compared with the usual form of a GUID, and the last two agree with it:
 /// A1B2C3D4-E5F6-4A7B-9C8D-1E2F3A4B5C6D gives D4C3B2A1-F6E5-7B4A-9C8D-1E2F3A4B5C6D.
-Text GetGuid(const platform::Host& host = platform::ThisHost()) noexcept;
+NERIO_PUBLIC Text GetGuid(const platform::Host& host = platform::ThisHost()) noexcept;
 
 /// Checks that a text is a date: a date, a time of day or both, in any form that the host's regional settings read.
 ///
@@ -26,6 +27,6 @@ Text GetGuid(const platform::Host& host = platform::ThisHost()) noexcept;
 ///   midnight), which is its time of day alone: "00:00:00" under it-IT, "12:00:00 AM" under en-US. It reads back as the
 ///   zero date under the same settings. Should the settings fail to write even that, "00:00:00"; empty text only when
 ///   no memory is left for a result.
-Text GetDate(TextView text, const platform::Host& host = platform::ThisHost()) noexcept;
+NERIO_PUBLIC Text GetDate(TextView text, const platform::Host& host = platform::ThisHost()) noexcept;
 
 }  // namespace nerio

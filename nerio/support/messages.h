@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -17,6 +18,6 @@ constexpr std::int32_t ErrFeatureNotAvailable = ObjectErrorBase + 3;
 
 /// Returns the message template of one of the component's error codes, its "{0}" unfilled; "Errore non definito" for
 /// every other value, `ObjectErrorBase` itself and 0 included. Raises nothing but std::bad_alloc.
-Text GetErrorMessage(std::int32_t code);
+NERIO_PUBLIC Text GetErrorMessage(std::int32_t code);
 
 }  // namespace nerio

@@ -3,6 +3,7 @@
 #include "nerio/platform/record_set.h"
 #include "nerio/types/text.h"
 #include "nerio/types/variant.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -17,7 +18,7 @@ namespace nerio {
 /// @param defaultText what stands for null; always a text in the result, whatever the field's own type.
 /// @return the field's value with its own type, unchanged; `defaultText` as a Text when the value is null.
 /// @throws Error whatever the database library reports, unchanged.
-Variant GetFieldValue(platform::RecordField& field, TextView defaultText);
+NERIO_PUBLIC Variant GetFieldValue(platform::RecordField& field, TextView defaultText);
 
 /// Reads a record set to its end, so that its record count covers every record, and moves it back to its first record.
 /// Does so only when it stands on a record: an empty set is not moved, nor one that stands before its first or behind
@@ -28,6 +29,6 @@ Variant GetFieldValue(platform::RecordField& field, TextView defaultText);
 ///
 /// @param recordSet borrowed for the call.
 /// @throws Error whatever the database library reports, unchanged.
-void PopulateRecordset(platform::RecordSet& recordSet);
+NERIO_PUBLIC void PopulateRecordset(platform::RecordSet& recordSet);
 
 }  // namespace nerio

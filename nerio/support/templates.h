@@ -3,6 +3,7 @@
 #include "nerio/platform/host.h"
 #include "nerio/types/text.h"
 #include "nerio/types/variant.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -24,7 +25,7 @@ namespace nerio {
 ///   pass and whether or not its placeholder occurs. An empty list has no index: the template comes back unchanged.
 /// @throws Error `kErrInvalidUseOfNull` for a null value; `kErrOverflow` for the indices above; the failure of the
 ///   conversion for a value that the regional settings cannot write.
-Text FormatTemplate(TextView messageTemplate, const ArgumentList& arguments,
-                    const platform::Host& host = platform::ThisHost());
+NERIO_PUBLIC Text FormatTemplate(TextView messageTemplate, const ArgumentList& arguments,
+                                 const platform::Host& host = platform::ThisHost());
 
 }  // namespace nerio

@@ -2,6 +2,7 @@
 
 #include "nerio/platform/host.h"
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -24,6 +25,6 @@ inline constexpr TextView kTraceFileName = u"Nerio.log";
 ///
 /// @param message any text, also empty or with line ends of its own.
 /// @throws Error number: the platform's own error number; source: "WriteLog"; description: the platform's text for it.
-void WriteLog(TextView message, const platform::Host& host = platform::ThisHost());
+NERIO_PUBLIC void WriteLog(TextView message, const platform::Host& host = platform::ThisHost());
 
 }  // namespace nerio

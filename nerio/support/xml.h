@@ -3,6 +3,7 @@
 #include "nerio/platform/host.h"
 #include "nerio/platform/xml_dom.h"
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
@@ -11,7 +12,7 @@ namespace nerio {
 /// is kept.
 ///
 /// Never raises: any failure to create the document is the answer false.
-bool CheckXMLParser(const platform::Host& host = platform::ThisHost());
+NERIO_PUBLIC bool CheckXMLParser(const platform::Host& host = platform::ThisHost());
 
 /// Sets an attribute of a node to a value. An attribute of that name gets the new value in place of its own; otherwise
 /// the document creates one, which is added behind the others.
@@ -27,8 +28,8 @@ bool CheckXMLParser(const platform::Host& host = platform::ThisHost());
 /// @throws Error 91 (`RaiseObjectNotSet`) when `node` is empty or can carry no attributes, or `document` is empty and
 ///   needed; otherwise the DOM's own number, source and description, unchanged, such as `kErrDomFailure` for a name
 ///   that is not a valid XML name.
-void SetXMLAttribute(const platform::XmlDocument& document, const platform::XmlNode& node, TextView name,
-                     TextView value);
+NERIO_PUBLIC void SetXMLAttribute(const platform::XmlDocument& document, const platform::XmlNode& node, TextView name,
+                                  TextView value);
 
 /// Appends a new element with a text to a node, as its last child.
 ///
@@ -42,7 +43,7 @@ void SetXMLAttribute(const platform::XmlDocument& document, const platform::XmlN
 /// @return the new element: a reference that the caller owns and may use as the parent of further calls.
 /// @throws Error 91 (`RaiseObjectNotSet`) when `document` or `parent` is empty; otherwise the DOM's own number, source
 ///   and description, unchanged.
-platform::XmlNode AddXMLElement(const platform::XmlDocument& document, const platform::XmlNode& parent,
-                                const Text& name, TextView text);
+NERIO_PUBLIC platform::XmlNode AddXMLElement(const platform::XmlDocument& document, const platform::XmlNode& parent,
+                                             const Text& name, TextView text);
 
 }  // namespace nerio

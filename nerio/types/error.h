@@ -5,12 +5,13 @@
 #include <string>
 
 #include "nerio/types/text.h"
+#include "nerio/types/visibility.h"
 
 namespace nerio {
 
 /// Carries an error that an operation raises: a number, a source and a description; there is never a help file or a
 /// help context. Every number is legal, 0 included: that an Error was caught is what tells that an operation raised.
-class Error : public std::exception {
+class NERIO_PUBLIC Error : public std::exception {
  public:
   /// @param number 32-bit error number: a small plain number, a COM error code, or the platform's own number.
   /// @param source name of the raising operation, or of the caller that the operation speaks for.
@@ -43,6 +44,6 @@ constexpr std::int32_t kErrInvalidUseOfNull = 94;
 /// Raises error 91: an empty reference to a document, a node, a field or a record set was used where an object is
 /// needed.
 /// @throws Error 91, without source, always.
-[[noreturn]] void RaiseObjectNotSet();
+[[noreturn]] NERIO_PUBLIC void RaiseObjectNotSet();
 
 }  // namespace nerio

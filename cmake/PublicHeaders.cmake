@@ -1,0 +1,30 @@
+# What a program may include, and all that is installed: the routines, and what their declarations name.
+set(NERIO_PUBLIC_HEADERS
+  nerio/component/version.h
+  nerio/platform/code_page.h
+  nerio/platform/file_system.h
+  nerio/platform/guid_source.h
+  nerio/platform/host.h
+  nerio/platform/module_location.h
+  nerio/platform/record_set.h
+  nerio/platform/regional_settings.h
+  nerio/platform/registry_api.h
+  nerio/platform/status.h
+  nerio/platform/xml_dom.h
+  nerio/registry/cregistry.h
+  nerio/support/base64.h
+  nerio/support/build_path.h
+  nerio/support/component_errors.h
+  nerio/support/conversions.h
+  nerio/support/messages.h
+  nerio/support/records.h
+  nerio/support/templates.h
+  nerio/support/trace_log.h
+  nerio/support/xml.h
+  nerio/types/boolean.h
+  nerio/types/date.h
+  nerio/types/error.h
+  nerio/types/text.h
+  nerio/types/utf8.h
+  nerio/types/variant.h
+  nerio/types/visibility.h)
