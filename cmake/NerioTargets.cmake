@@ -1,26 +1,20 @@
-# What every target of the tree shares: language level, warnings as errors, sanitizers, the include root.
+# What every target of the tree shares: language level, warnings, sanitizers, the include root.
 
-include(GNUInstallDirs)
-
-set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-  set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
-endif()
-
-# The folder below nerio/hosts/ that this build takes its host from.
-if(WIN32)
-  set(NERIO_HOST windows)
+# What the layer needs of the system.
+set(NERIO_SYSTEM_LIBRARIES)
+if(NERIO_HOST STREQUAL windows)
+  set(NERIO_SYSTEM_LIBRARIES advapi32 ole32 oleaut32 uuid)
   # For sources that include the system's headers: wide-character functions of Windows 7 and later, strict handle types, no
   # macros called min and max.
   set(NERIO_WINDOWS_DEFINITIONS UNICODE _UNICODE STRICT NOMINMAX WIN32_LEAN_AND_MEAN WINVER=0x0601 _WIN32_WINNT=0x0601)
-else()
-  set(NERIO_HOST linux)
 endif()
 
 add_library(nerio_options INTERFACE)
 target_compile_features(nerio_options INTERFACE cxx_std_20)
-target_compile_options(nerio_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror)
+target_compile_options(nerio_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion)
+if(NERIO_WERROR)
+  target_compile_options(nerio_options INTERFACE -Werror)
+endif()
 if(NOT NERIO_HOST STREQUAL windows)
   # COM interfaces have no virtual destructor, by their binary layout.
   target_compile_options(nerio_options INTERFACE -Wnon-virtual-dtor)
@@ -31,18 +25,26 @@ if(NERIO_SANITIZE)
   target_link_options(nerio_options INTERFACE -fsanitize=${NERIO_SANITIZE})
 endif()
 
-# nerio_library(NAME FOLDER SOURCE... [DEPENDS TARGET...]): one folder of the layer as a static library.
+# nerio_library(NAME SOURCE... [DEPENDS TARGET...]): one room of the layer as a static library of the build's own. The library
+# `nerio` is made of all rooms; the tests link the rooms themselves, and so reach what is not public.
 function(nerio_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
   add_library(${name} STATIC ${arg_UNPARSED_ARGUMENTS})
-  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
-                                            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
   target_compile_features(${name} PUBLIC cxx_std_20)
-  target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE $<BUILD_INTERFACE:nerio_options>)
-  string(REPLACE nerio_ "" export_name ${name})
-  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF EXPORT_NAME ${export_name})
-  add_library(Nerio::${export_name} ALIAS ${name})
+  target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE nerio_options)
+  nerio_set_properties(${name})
   set_property(GLOBAL APPEND PROPERTY NERIO_ROOMS ${name})
+endfunction()
+
+# nerio_set_properties(TARGET): how the layer's code is compiled: fit for a shared library, and only what says NERIO_PUBLIC
+# is seen outside of one.
+function(nerio_set_properties target)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    POSITION_INDEPENDENT_CODE ON
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
 endfunction()
 
 # nerio_program(NAME SOURCE... [DEPENDS TARGET...]): a program of the tree.

@@ -1,0 +1,1 @@
+#error "a header of the program's own, which the library must not include"
