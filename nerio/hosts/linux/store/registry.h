@@ -57,6 +57,8 @@ class LinuxRegistry final : public RegistryApi {
   Status Find(KeyHandle handle, OpenedKey& key);
   template <typename Call>
   Status OnKey(KeyHandle handle, std::uint32_t right, Call call);
+  template <typename Call>
+  Status OnPath(KeyHandle root, const AnsiText& path, Call call);
 
   RegistryRoots roots_;
   HandleTable handles_;

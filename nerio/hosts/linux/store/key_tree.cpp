@@ -1,0 +1,221 @@
+#include "nerio/hosts/linux/store/key_tree.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+#include <utility>
+
+#include "nerio/hosts/linux/store/access_rights.h"
+#include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/key_name.h"
+#include "nerio/hosts/linux/store/registry_status.h"
+#include "nerio/hosts/linux/store/stored_key.h"
+#include "nerio/hosts/portable/text/ansi_fold.h"
+
+namespace nerio::platform {
+namespace {
+
+// A folder's name that was cut may be that of another key: its true name is inside.
+Status CheckCutName(const KeyPath& key, std::string_view name) {
+  ValuesFile values;
+  const Status status = ReadKey(key, Extent::Header, values);
+  if (status != kSuccess) return status;
+  return FoldAnsi(values.header().spelling) == FoldAnsi(name) ? kSuccess : kFileNotFound;
+}
+
+Status Descend(KeyPath& key, const std::vector<std::string_view>& names) {
+  for (const std::string_view name : names) {
+    const std::string folderName = FolderNameOfKey(name);
+    key.Enter(folderName);
+    if (!IsCutFolderName(folderName)) continue;
+    const Status status = CheckCutName(key, name);
+    if (status != kSuccess) return status;
+  }
+  return kSuccess;
+}
+
+// `CheckStillThere` for whoever holds the lock of this key or of one below it, so that no other process can delete it.
+// This waits for no lock, which may be its own; nor does it need to, as a header never changes in place.
+Status CheckStillThereLocked(const OpenedKey& key) {
+  if (key.path.isRoot()) return kSuccess;
+  Descriptor file;
+  ValuesFile values;
+  Status status = OpenByPath(key.path.File(kValuesFileName), O_RDONLY, file);
+  if (status == kSuccess) status = values.ReadHeader(file.get());
+  if (status != kSuccess) return status == kFileNotFound ? kKeyDeleted : status;
+  if (values.state() == RecordCursor::End::Damaged) return kRegistryCorrupt;
+  return values.header().id == key.id ? kSuccess : kKeyDeleted;
+}
+
+// Creates one level below a key.
+Status CreateLevel(const OpenedKey& base, const KeyPath& parent, std::string_view name, OpenedKey& key, bool& created) {
+  LockedKey locked;
+  Status status = LockKey(parent, LockKind::Write, O_RDONLY, locked);
+  // While this holds the lock of a key below it, the key of the handle can not be deleted.
+  if (status == kSuccess) status = CheckStillThereLocked(base);
+  if (status != kSuccess) return status;
+  struct stat entry {};
+  const std::string folderName = FolderNameOfKey(name);
+  created = ::fstatat(locked.folder.get(), folderName.c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0;
+  if (!created) return kSuccess;
+  if (errno != ENOENT) return RegistryStatus(errno);
+  Sweep(locked);
+  if (::fstat(locked.folder.get(), &entry) != 0) return RegistryStatus(errno);
+  return MakeSubkey(locked, folderName, name, entry.st_mode & (S_ISGID | 0777), key.id);
+}
+
+// Creates what is missing of a path. @param[out] created whether the last level was.
+// @return 2 when a key of the path was deleted meanwhile.
+Status CreateMissing(const OpenedKey& base, const std::vector<std::string_view>& names, OpenedKey& key, bool& created) {
+  key.path = base.path;
+  for (const std::string_view name : names) {
+    const KeyPath parent = key.path;
+    const std::string folderName = FolderNameOfKey(name);
+    key.path.Enter(folderName);
+    created = false;
+    Descriptor folder;
+    Status status = OpenByPath(key.path.folder(), O_PATH | O_DIRECTORY, folder);
+    if (status == kFileNotFound) status = CreateLevel(base, parent, name, key, created);
+    if (status != kSuccess) return status;
+    // Two long names whose cut folder names are the same: only one of them can be there.
+    if (!created && IsCutFolderName(folderName) && CheckCutName(key.path, name) == kFileNotFound) {
+      return kRegistryIoFailed;
+    }
+  }
+  return kSuccess;
+}
+
+struct ListedKey {
+  std::string foldedName;
+  std::string folderName;
+};
+
+// Gives the subkeys in the order of their folded names.
+Status ListSubkeys(const KeyPath& key, std::vector<ListedKey>& subkeys) {
+  Descriptor folder;
+  Status status = OpenByPath(key.folder(), O_RDONLY | O_DIRECTORY, folder);
+  std::vector<FolderEntry> entries;
+  if (status == kSuccess) status = ListFolder(folder.get(), entries);
+  if (status != kSuccess) return status;
+  for (const FolderEntry& entry : entries) {
+    if (!entry.isFolder) continue;
+    std::optional<std::string> name = KeyNameOfFolder(entry.name);
+    if (!name && IsCutFolderName(entry.name)) {
+      KeyPath subkey = key;
+      subkey.Enter(entry.name);
+      ValuesFile values;
+      if (ReadKey(subkey, Extent::Header, values) == kSuccess) name = FoldAnsi(values.header().spelling);
+    }
+    if (name) subkeys.push_back({std::move(*name), entry.name});
+  }
+  std::sort(subkeys.begin(), subkeys.end(), [](const ListedKey& left, const ListedKey& right) {
+    return AnsiNameOrder()(left.foldedName, right.foldedName);
+  });
+  return kSuccess;
+}
+
+// Returns the name as its creator spelt it. Where that can not be read, or the folder was renamed by hand since, it is
+// the name of the folder that counts.
+std::string Spelling(KeyPath parent, const ListedKey& subkey) {
+  parent.Enter(subkey.folderName);
+  ValuesFile values;
+  const bool known = ReadKey(parent, Extent::Header, values) == kSuccess;
+  return known && FoldAnsi(values.header().spelling) == subkey.foldedName ? values.header().spelling
+                                                                          : subkey.foldedName;
+}
+
+}  // namespace
+
+Status CheckStillThere(const OpenedKey& key) {
+  if (key.path.isRoot()) return kSuccess;
+  ValuesFile values;
+  return ReadKey(key, Extent::Header, values);
+}
+
+Status OpenExistingKey(KeyCache& cache, const OpenedKey& base, const std::vector<std::string_view>& names,
+                       std::uint32_t access, OpenedKey& key) {
+  key.path = base.path;
+  Status status = Descend(key.path, names);
+  if (status != kSuccess) return status;
+  if (const auto kept = cache.FindStanding(key.path)) {
+    key.id = kept->id;
+  } else {
+    ValuesFile values;
+    status = ReadKey(key.path, Extent::Header, values);
+    if (status != kSuccess) return status;
+    cache.Learn(key.path);
+    key.id = values.header().id;
+  }
+  return GrantRights(key.path, access, key.access);
+}
+
+Status CreateOrOpenKey(KeyCache& cache, const OpenedKey& base, const std::vector<std::string_view>& names,
+                       std::uint32_t access, OpenedKey& key, bool& created) {
+  for (;;) {
+    created = false;
+    Status status = CheckStillThere(base);
+    if (status == kSuccess) status = CreateMissing(base, names, key, created);
+    if (status == kSuccess && created) {
+      key.access = RightsOfCreator(access);
+      return kSuccess;
+    }
+    if (status == kSuccess) status = OpenExistingKey(cache, base, names, access, key);
+    if (status != kFileNotFound) return status;
+    // Another process deleted a key of the path after this one had found it. Without names it was the root itself.
+    Descriptor root;
+    status = OpenByPath(base.path.folder(), O_PATH | O_DIRECTORY, root);
+    if (status != kSuccess) return status;
+  }
+}
+
+Status RemoveKey(const OpenedKey& base, const std::vector<std::string_view>& names) {
+  if (names.empty() && base.path.isRoot()) return kAccessDenied;
+  KeyPath path = base.path;
+  Status status = Descend(path, names);
+  if (status != kSuccess) return status;
+  const Status missing = names.empty() ? kKeyDeleted : kFileNotFound;
+
+  LockedKey parent;
+  status = LockKey(path.Parent(), LockKind::Write, O_RDONLY, parent);
+  if (status != kSuccess) return status == kFileNotFound ? missing : status;
+  LockedKey key;
+  status = LockKey(path, LockKind::Write, O_RDONLY, key);
+  if (status != kSuccess) return status == kFileNotFound ? missing : status;
+  status = CheckStillThereLocked(base);
+  if (status != kSuccess) return status;
+
+  Descriptor file;
+  ValuesFile values;
+  status = OpenInside(key.folder.get(), kValuesFileName, O_RDONLY, file);
+  if (status == kSuccess) status = values.Read(file.get());
+  if (status == kFileNotFound || (status == kSuccess && values.state() == RecordCursor::End::Damaged)) {
+    return kRegistryCorrupt;
+  }
+  std::vector<FolderEntry> entries;
+  if (status == kSuccess) status = ListFolder(key.folder.get(), entries);
+  if (status != kSuccess) return status;
+  // What somebody put there by hand counts as a subkey too: it is not for this to delete.
+  const bool hasSubkeys =
+      std::any_of(entries.begin(), entries.end(), [](const FolderEntry& entry) { return !IsReservedName(entry.name); });
+  if (hasSubkeys) return kAccessDenied;
+  return RemoveSubkey(parent, key, path.FolderName());
+}
+
+Status NameOfSubkey(const OpenedKey& base, std::uint32_t index, std::string& name) {
+  std::vector<ListedKey> subkeys;
+  const Status status = ListSubkeys(base.path, subkeys);
+  // Whose subkeys these are is checked after the listing: the key may be deleted, and made anew, at any moment.
+  if (status == kSuccess || status == kFileNotFound) {
+    const Status there = CheckStillThere(base);
+    if (there != kSuccess) return there;
+  }
+  if (status != kSuccess) return status;
+  if (index >= subkeys.size()) return kNoMoreItems;
+  name = Spelling(base.path, subkeys[index]);
+  return kSuccess;
+}
+
+}  // namespace nerio::platform
