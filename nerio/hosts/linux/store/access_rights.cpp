@@ -29,11 +29,11 @@ std::uint32_t WithoutGenericRights(std::uint32_t access) {
   return specific;
 }
 
-Status CheckFolderRights(const KeyPath& key, std::uint32_t access) {
+Status CheckFolderRights(const KeyFolder& key, std::uint32_t access) {
   int rights = 0;
   if ((access & kReadingRights) != 0) rights |= R_OK | X_OK;
   if ((access & kChangingRights) != 0) rights |= W_OK | X_OK;
-  return rights == 0 ? kSuccess : CheckRights(key.folder(), rights);
+  return rights == 0 ? kSuccess : CheckRights(key.path(), rights);
 }
 
 }  // namespace
@@ -43,7 +43,7 @@ std::uint32_t RightsOfCreator(std::uint32_t asked) {
   return (rights & kMaximumAllowed) != 0 ? kAllRights : rights;
 }
 
-Status GrantRights(const KeyPath& key, std::uint32_t asked, std::uint32_t& granted) {
+Status GrantRights(const KeyFolder& key, std::uint32_t asked, std::uint32_t& granted) {
   granted = WithoutGenericRights(asked);
   if ((granted & kMaximumAllowed) == 0) return CheckFolderRights(key, granted);
   for (const std::uint32_t most : {kAllRights, kKeyRead}) {

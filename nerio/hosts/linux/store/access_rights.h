@@ -18,6 +18,6 @@ std::uint32_t RightsOfCreator(std::uint32_t asked);
 /// needed, unless only as many as possible are asked for.
 /// @param[out] granted without generic rights; undefined on failure.
 /// @return 5 when a right is refused, 2 when the folder is missing.
-Status GrantRights(const KeyPath& key, std::uint32_t asked, std::uint32_t& granted);
+Status GrantRights(const KeyFolder& key, std::uint32_t asked, std::uint32_t& granted);
 
 }  // namespace nerio::platform

@@ -65,8 +65,8 @@ EntryLook LookAtClock() {
 
 bool StoodStill(const EntryLook& look, const EntryLook& clock) {
   // More than this is as good as for ever; the nanoseconds of times that are centuries apart would not fit.
-  constexpr std::int64_t kMostSeconds = 1000;
-  const std::int64_t seconds = std::clamp(clock.seconds - look.seconds, -kMostSeconds, kMostSeconds);
+  constexpr std::int64_t kMaxSeconds = 1000;
+  const std::int64_t seconds = std::clamp(clock.seconds - look.seconds, -kMaxSeconds, kMaxSeconds);
   const std::int64_t age = seconds * kNanosecondsPerSecond + clock.nanoseconds - look.nanoseconds;
   return age > (look.nanoseconds == 0 ? kCoarseSteps : kClockSteps);
 }

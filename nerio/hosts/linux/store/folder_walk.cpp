@@ -15,7 +15,7 @@ namespace nerio::platform {
 namespace {
 
 constexpr int kAlwaysFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-constexpr int kFolderOnTheWay = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr int kIntermediateFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 // O_PATH takes no other flags than these.
 int WithAlwaysFlags(int flags) { return (flags & O_PATH) != 0 ? flags | O_CLOEXEC : flags | kAlwaysFlags; }
@@ -24,7 +24,7 @@ int WithAlwaysFlags(int flags) { return (flags & O_PATH) != 0 ? flags | O_CLOEXE
 int OpenStepByStep(int start, std::string path, int flags) {
   Descriptor folder;
   if (path.starts_with('/')) {
-    folder = Descriptor(Uninterrupted([] { return ::open("/", kFolderOnTheWay); }));
+    folder = Descriptor(Uninterrupted([] { return ::open("/", kIntermediateFolder); }));
     if (!folder) return -1;
     start = folder.get();
     path.erase(0, 1);
@@ -33,7 +33,7 @@ int OpenStepByStep(int start, std::string path, int flags) {
   for (std::size_t end; (end = path.find('/', begin)) != std::string::npos; begin = end + 1) {
     path[end] = '\0';
     const char* const name = path.c_str() + begin;
-    folder = Descriptor(Uninterrupted([&] { return ::openat(start, name, kFolderOnTheWay | O_NOFOLLOW); }));
+    folder = Descriptor(Uninterrupted([&] { return ::openat(start, name, kIntermediateFolder | O_NOFOLLOW); }));
     if (!folder) return -1;
     start = folder.get();
   }
@@ -61,7 +61,7 @@ Status OpenByPath(const std::string& path, int flags, Descriptor& opened) {
   int start = AT_FDCWD;
   while (piece->size() >= PATH_MAX) {
     const std::size_t cut = piece->rfind('/', PATH_MAX - 1);
-    folder = Descriptor(OpenWithoutLinks(start, piece->substr(0, cut), kFolderOnTheWay));
+    folder = Descriptor(OpenWithoutLinks(start, piece->substr(0, cut), kIntermediateFolder));
     if (!folder) return RegistryStatus(errno);
     start = folder.get();
     rest = piece->substr(cut + 1);

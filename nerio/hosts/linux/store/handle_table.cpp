@@ -11,7 +11,7 @@ constexpr KeyHandle kLargest = 0x7FFFFFFC;
 
 }  // namespace
 
-KeyHandle HandleTable::Add(OpenedKey key) {
+KeyHandle HandleTable::Add(HandleTarget key) {
   const std::scoped_lock hold(mutex_);
   do {
     last_ = last_ >= kLargest ? kStep : last_ + kStep;
@@ -20,7 +20,7 @@ KeyHandle HandleTable::Add(OpenedKey key) {
   return last_;
 }
 
-bool HandleTable::Find(KeyHandle handle, OpenedKey& key) const {
+bool HandleTable::Find(KeyHandle handle, HandleTarget& key) const {
   const std::scoped_lock hold(mutex_);
   const auto found = keys_.find(handle);
   if (found == keys_.end()) return false;

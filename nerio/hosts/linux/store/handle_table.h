@@ -10,8 +10,8 @@
 namespace nerio::platform {
 
 /// What an open handle stands for. There is no descriptor in it: a handle that is never closed costs this entry only.
-struct OpenedKey {
-  KeyPath path;
+struct HandleTarget {
+  KeyFolder folder;
   /// The key that was opened. Another id in its place means that it was deleted; a root has none.
   KeyId id{};
   /// The rights that were granted.
@@ -23,17 +23,17 @@ class HandleTable {
  public:
   /// Returns a new handle. Its number is below the predefined roots', never 0, and not used again before all others
   /// were.
-  KeyHandle Add(OpenedKey key);
+  KeyHandle Add(HandleTarget key);
 
   /// @return false when there is no such handle.
-  bool Find(KeyHandle handle, OpenedKey& key) const;
+  bool Find(KeyHandle handle, HandleTarget& key) const;
 
   /// @return false when there is no such handle.
   bool Remove(KeyHandle handle);
 
  private:
   mutable std::mutex mutex_;
-  std::unordered_map<KeyHandle, OpenedKey> keys_;
+  std::unordered_map<KeyHandle, HandleTarget> keys_;
   KeyHandle last_ = 0;
 };
 

@@ -52,7 +52,7 @@ void CopyValues(const ValuesFile& from, KeptKey& to) {
 }
 
 // Reads a key, if nobody is about to change it.
-std::shared_ptr<const KeptKey> ReadStanding(const KeyPath& path) {
+std::shared_ptr<const KeptKey> ReadStanding(const KeyFolder& path) {
   auto key = std::make_shared<KeptKey>();
   key->file = path.File(kValuesFileName);
   const EntryLook clock = LookAtClock();
@@ -62,8 +62,7 @@ std::shared_ptr<const KeptKey> ReadStanding(const KeyPath& path) {
   // A writer stamps its change before the content is there: while it holds the lock, the look is of no use.
   Descriptor folder;
   KeyLock lock;
-  if (OpenByPath(path.folder(), O_PATH | O_DIRECTORY, folder) != kSuccess || !lock.TryRead(folder.get()))
-    return nullptr;
+  if (OpenByPath(path.path(), O_PATH | O_DIRECTORY, folder) != kSuccess || !lock.TryRead(folder.get())) return nullptr;
   Descriptor file;
   EntryLook opened;
   ValuesFile values;
@@ -88,18 +87,18 @@ bool KeptKey::Find(std::string_view name, ValueRecord& value) const {
   return true;
 }
 
-std::shared_ptr<const KeptKey> KeyCache::FindStanding(const KeyPath& key) {
-  std::shared_ptr<const KeptKey> kept = Find(key.folder());
+std::shared_ptr<const KeptKey> KeyCache::FindStanding(const KeyFolder& key) {
+  std::shared_ptr<const KeptKey> kept = Find(key.path());
   EntryLook look;
   if (!kept || !LookAt(kept->file, look) || look != kept->look || !MayRead(look, kept->file)) return nullptr;
   return kept;
 }
 
-void KeyCache::Learn(const KeyPath& key) noexcept {
+void KeyCache::Learn(const KeyFolder& key) noexcept {
   // A root may lack its file, and is hardly ever read.
   if (key.isRoot()) return;
   try {
-    if (IsWorthKeeping(key.folder())) Keep(key.folder(), ReadStanding(key));
+    if (IsWorthKeeping(key.path())) Keep(key.path(), ReadStanding(key));
   } catch (const std::bad_alloc&) {
     // Where memory is short, nothing is kept.
   }

@@ -42,11 +42,11 @@ struct KeptKey {
 class KeyCache {
  public:
   /// Gives a key whose values file still is what was read, and may be read by this process now; nothing for any other.
-  std::shared_ptr<const KeptKey> FindStanding(const KeyPath& key);
+  std::shared_ptr<const KeptKey> FindStanding(const KeyFolder& key);
 
   /// Learns that a key had to be read from its file. The third time it is kept: reading one value, once, reads the file
   /// twice.
-  void Learn(const KeyPath& key) noexcept;
+  void Learn(const KeyFolder& key) noexcept;
 
  private:
   struct Place {

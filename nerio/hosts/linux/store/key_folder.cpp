@@ -39,7 +39,8 @@ Status CheckInPlace(int folder, const std::string& path, bool& inPlace) {
   return kSuccess;
 }
 
-// Removes the folder of a key in the making or of a deleted key: there is nothing in it but the key's own files.
+// Removes the folder of a new key that is not complete, or of a deleted one: there is nothing in it but the key's own
+// files.
 void RemoveKeyFolder(int parent, const char* name) {
   Descriptor folder;
   if (OpenInside(parent, name, O_PATH | O_DIRECTORY, folder) == kSuccess) {
@@ -54,20 +55,20 @@ bool IsThere(int folder, const char* name) {
 }
 
 // Moves a folder that nobody but its owner can remove out of the way of the next one.
-void SetAside(int parent, const char* name) {
+void MoveAside(int parent, const char* name) {
   KeyId number{};
   if (MakeKeyId(number) != kSuccess) return;
   constexpr char kDigits[] = "0123456789abcdef";
-  std::string aside = kSetAsidePrefix;
+  std::string aside = kLeftoverPrefix;
   for (const std::uint8_t byte : number) aside += {kDigits[byte >> 4], kDigits[byte & 0xF]};
   ::renameat(parent, name, parent, aside.c_str());
 }
 
 // Frees a reserved name for a folder.
-void Clear(int parent, const char* name) {
+void FreeName(int parent, const char* name) {
   if (!IsThere(parent, name)) return;
   RemoveKeyFolder(parent, name);
-  if (IsThere(parent, name)) SetAside(parent, name);
+  if (IsThere(parent, name)) MoveAside(parent, name);
 }
 
 Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id, KeyLock& lock) {
@@ -99,23 +100,23 @@ Status MakeKeyId(KeyId& id) {
   return Uninterrupted([&] { return ::getrandom(id.data(), id.size(), 0); }) < 0 ? RegistryStatus(errno) : kSuccess;
 }
 
-KeyPath KeyPath::Parent() const {
-  KeyPath parent = *this;
-  parent.folder_.resize(folder_.rfind('/'));
+KeyFolder KeyFolder::Parent() const {
+  KeyFolder parent = *this;
+  parent.path_.resize(path_.rfind('/'));
   return parent;
 }
 
-Status LockKey(const KeyPath& key, LockKind kind, int folderFlags, LockedKey& locked) {
+Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& locked) {
   for (;;) {
     Descriptor folder;
-    Status status = OpenByPath(key.folder(), folderFlags | O_DIRECTORY, folder);
+    Status status = OpenByPath(key.path(), folderFlags | O_DIRECTORY, folder);
     if (status != kSuccess) return status;
     KeyLock lock;
     const Status granted = lock.Take(folder.get(), kind, key.isRoot() && kind == LockKind::Write);
     // The key may have been deleted, and even made anew, while this waited: then the lock is that of a key of the past.
     // Each further round means that another writer got something done.
     bool inPlace = false;
-    status = CheckInPlace(folder.get(), key.folder(), inPlace);
+    status = CheckInPlace(folder.get(), key.path(), inPlace);
     if (status != kSuccess) return status;
     if (!inPlace) continue;
     if (granted != kSuccess) return granted;
@@ -128,20 +129,20 @@ Status LockKey(const KeyPath& key, LockKind kind, int folderFlags, LockedKey& lo
 Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::string_view spelling, unsigned mode,
                   KeyId& id) {
   const int where = parent.folder.get();
-  Clear(where, kKeyInTheMakingName);
-  if (Uninterrupted([&] { return ::mkdirat(where, kKeyInTheMakingName, 0700); }) != 0) return RegistryStatus(errno);
+  FreeName(where, kNewKeyName);
+  if (Uninterrupted([&] { return ::mkdirat(where, kNewKeyName, 0700); }) != 0) return RegistryStatus(errno);
   Descriptor folder;
-  Status status = OpenInside(where, kKeyInTheMakingName, O_RDONLY | O_DIRECTORY, folder);
+  Status status = OpenInside(where, kNewKeyName, O_RDONLY | O_DIRECTORY, folder);
   // The process may mask what the owner needs.
-  if (status == kAccessDenied && ::fchmodat(where, kKeyInTheMakingName, 0700, AT_SYMLINK_NOFOLLOW) == 0) {
-    status = OpenInside(where, kKeyInTheMakingName, O_RDONLY | O_DIRECTORY, folder);
+  if (status == kAccessDenied && ::fchmodat(where, kNewKeyName, 0700, AT_SYMLINK_NOFOLLOW) == 0) {
+    status = OpenInside(where, kNewKeyName, O_RDONLY | O_DIRECTORY, folder);
   }
   // Whoever finds the new key waits with writing until the key itself can no more be lost.
   KeyLock lock;
   if (status == kSuccess) status = MakeFiles(folder.get(), spelling, mode, id, lock);
-  if (status == kSuccess) status = RenameToFreeName(where, kKeyInTheMakingName, folderName.c_str());
+  if (status == kSuccess) status = RenameToFreeName(where, kNewKeyName, folderName.c_str());
   if (status != kSuccess) {
-    RemoveKeyFolder(where, kKeyInTheMakingName);
+    RemoveKeyFolder(where, kNewKeyName);
     return status;
   }
   return SyncFolder(where);
@@ -149,18 +150,18 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
 
 Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName) {
   const int where = parent.folder.get();
-  Sweep(key);
-  Clear(where, kDeletedKeyName);
+  RemoveLeftovers(key);
+  FreeName(where, kDeletedKeyName);
   Status status = RenameToFreeName(where, folderName.c_str(), kDeletedKeyName);
   if (status == kSuccess) status = SyncFolder(where);
   if (status == kSuccess) RemoveKeyFolder(where, kDeletedKeyName);
   return status;
 }
 
-void Sweep(const LockedKey& key) {
+void RemoveLeftovers(const LockedKey& key) {
   const int folder = key.folder.get();
   ::unlinkat(folder, kNewValuesFileName, 0);
-  for (const char* name : {kKeyInTheMakingName, kDeletedKeyName}) {
+  for (const char* name : {kNewKeyName, kDeletedKeyName}) {
     if (IsThere(folder, name)) RemoveKeyFolder(folder, name);
   }
 }

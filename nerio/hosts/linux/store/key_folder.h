@@ -13,29 +13,29 @@
 
 namespace nerio::platform {
 
-/// Says where a key is kept: the absolute path of its folder.
-class KeyPath {
+/// The folder that a key is kept in: its absolute path.
+class KeyFolder {
  public:
-  KeyPath() = default;
+  KeyFolder() = default;
   /// @param root folder of a root.
-  explicit KeyPath(std::string root) : folder_(std::move(root)), rootLength_(folder_.size()) {}
+  explicit KeyFolder(std::string root) : path_(std::move(root)), rootLength_(path_.size()) {}
 
-  const std::string& folder() const { return folder_; }
+  const std::string& path() const { return path_; }
   /// Returns the path of a file in the folder.
-  std::string File(const char* name) const { return folder_ + '/' + name; }
+  std::string File(const char* name) const { return path_ + '/' + name; }
 
   /// A root can not be deleted and may have been made by hand: it needs neither an id nor files of its own yet.
-  bool isRoot() const { return folder_.size() == rootLength_; }
+  bool isRoot() const { return path_.size() == rootLength_; }
 
   /// Goes down to a subkey, by the name of its folder.
-  void Enter(std::string_view folderName) { (folder_ += '/') += folderName; }
-  /// Returns the path of the key above; not for a root.
-  KeyPath Parent() const;
+  void Enter(std::string_view folderName) { (path_ += '/') += folderName; }
+  /// Returns the folder of the key above; not for a root.
+  KeyFolder Parent() const;
   /// Returns the name of the folder itself.
-  std::string FolderName() const { return folder_.substr(folder_.rfind('/') + 1); }
+  std::string Name() const { return path_.substr(path_.rfind('/') + 1); }
 
  private:
-  std::string folder_;
+  std::string path_;
   std::size_t rootLength_ = 0;
 };
 
@@ -51,7 +51,7 @@ struct LockedKey {
 /// Waits for the lock of a key and opens its folder. For writing, a root that was made by hand gets its lock file.
 /// @param folderFlags O_PATH, or O_RDONLY for what lists or syncs the folder.
 /// @return 2 when the key is not there, or no more once the lock is granted; 1015 when it has no lock file.
-Status LockKey(const KeyPath& key, LockKind kind, int folderFlags, LockedKey& locked);
+Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& locked);
 
 /// Makes a key without values, complete before it can be seen and durable before this returns.
 /// @param parent locked for writing, its folder open for reading; it has no such subkey.
@@ -66,7 +66,7 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
 Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName);
 
 /// Removes what killed writers left in a key's folder. @param key locked for writing.
-void Sweep(const LockedKey& key);
+void RemoveLeftovers(const LockedKey& key);
 
 /// One entry of a key's folder.
 struct FolderEntry {

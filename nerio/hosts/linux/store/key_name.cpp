@@ -58,9 +58,9 @@ std::string Encode(std::string_view folded) {
 
 bool IsReservedName(std::string_view fileName) {
   constexpr std::array<std::string_view, 5> kReserved = {kValuesFileName, kLockFileName, kNewValuesFileName,
-                                                         kKeyInTheMakingName, kDeletedKeyName};
+                                                         kNewKeyName, kDeletedKeyName};
   return std::find(kReserved.begin(), kReserved.end(), fileName) != kReserved.end() ||
-         fileName.starts_with(kSetAsidePrefix);
+         fileName.starts_with(kLeftoverPrefix);
 }
 
 std::string_view CutAtNul(std::string_view name) { return name.substr(0, name.find('\0')); }

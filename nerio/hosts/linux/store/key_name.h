@@ -21,11 +21,11 @@ constexpr char kLockFileName[] = "%lock";
 /// The values file that is about to replace the present one.
 constexpr char kNewValuesFileName[] = "%new";
 /// The folder of a key that is being created.
-constexpr char kKeyInTheMakingName[] = "%make";
+constexpr char kNewKeyName[] = "%make";
 /// The folder of a key that was deleted.
 constexpr char kDeletedKeyName[] = "%gone";
 /// Begins the name of a leftover folder of another user, which nobody else can remove.
-constexpr char kSetAsidePrefix[] = "%left-";
+constexpr char kLeftoverPrefix[] = "%left-";
 
 /// Tells whether a file or folder inside a key's folder is one of those above.
 bool IsReservedName(std::string_view fileName);

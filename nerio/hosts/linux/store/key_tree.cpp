@@ -19,14 +19,14 @@ namespace nerio::platform {
 namespace {
 
 // A folder's name that was cut may be that of another key: its true name is inside.
-Status CheckCutName(const KeyPath& key, std::string_view name) {
+Status CheckCutName(const KeyFolder& key, std::string_view name) {
   ValuesFile values;
   const Status status = ReadKey(key, Extent::Header, values);
   if (status != kSuccess) return status;
   return FoldAnsi(values.header().spelling) == FoldAnsi(name) ? kSuccess : kFileNotFound;
 }
 
-Status Descend(KeyPath& key, const std::vector<std::string_view>& names) {
+Status Descend(KeyFolder& key, const std::vector<std::string_view>& names) {
   for (const std::string_view name : names) {
     const std::string folderName = FolderNameOfKey(name);
     key.Enter(folderName);
@@ -37,13 +37,13 @@ Status Descend(KeyPath& key, const std::vector<std::string_view>& names) {
   return kSuccess;
 }
 
-// `CheckStillThere` for whoever holds the lock of this key or of one below it, so that no other process can delete it.
+// `CheckExists` for whoever holds the lock of this key or of one below it, so that no other process can delete it.
 // This waits for no lock, which may be its own; nor does it need to, as a header never changes in place.
-Status CheckStillThereLocked(const OpenedKey& key) {
-  if (key.path.isRoot()) return kSuccess;
+Status CheckExistsLocked(const HandleTarget& key) {
+  if (key.folder.isRoot()) return kSuccess;
   Descriptor file;
   ValuesFile values;
-  Status status = OpenByPath(key.path.File(kValuesFileName), O_RDONLY, file);
+  Status status = OpenByPath(key.folder.File(kValuesFileName), O_RDONLY, file);
   if (status == kSuccess) status = values.ReadHeader(file.get());
   if (status != kSuccess) return status == kFileNotFound ? kKeyDeleted : status;
   if (values.state() == RecordCursor::End::Damaged) return kRegistryCorrupt;
@@ -51,37 +51,39 @@ Status CheckStillThereLocked(const OpenedKey& key) {
 }
 
 // Creates one level below a key.
-Status CreateLevel(const OpenedKey& base, const KeyPath& parent, std::string_view name, OpenedKey& key, bool& created) {
+Status CreateLevel(const HandleTarget& base, const KeyFolder& parent, std::string_view name, HandleTarget& key,
+                   bool& created) {
   LockedKey locked;
   Status status = LockKey(parent, LockKind::Write, O_RDONLY, locked);
   // While this holds the lock of a key below it, the key of the handle can not be deleted.
-  if (status == kSuccess) status = CheckStillThereLocked(base);
+  if (status == kSuccess) status = CheckExistsLocked(base);
   if (status != kSuccess) return status;
   struct stat entry {};
   const std::string folderName = FolderNameOfKey(name);
   created = ::fstatat(locked.folder.get(), folderName.c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0;
   if (!created) return kSuccess;
   if (errno != ENOENT) return RegistryStatus(errno);
-  Sweep(locked);
+  RemoveLeftovers(locked);
   if (::fstat(locked.folder.get(), &entry) != 0) return RegistryStatus(errno);
   return MakeSubkey(locked, folderName, name, entry.st_mode & (S_ISGID | 0777), key.id);
 }
 
 // Creates what is missing of a path. @param[out] created whether the last level was.
 // @return 2 when a key of the path was deleted meanwhile.
-Status CreateMissing(const OpenedKey& base, const std::vector<std::string_view>& names, OpenedKey& key, bool& created) {
-  key.path = base.path;
+Status CreateMissing(const HandleTarget& base, const std::vector<std::string_view>& names, HandleTarget& key,
+                     bool& created) {
+  key.folder = base.folder;
   for (const std::string_view name : names) {
-    const KeyPath parent = key.path;
+    const KeyFolder parent = key.folder;
     const std::string folderName = FolderNameOfKey(name);
-    key.path.Enter(folderName);
+    key.folder.Enter(folderName);
     created = false;
     Descriptor folder;
-    Status status = OpenByPath(key.path.folder(), O_PATH | O_DIRECTORY, folder);
+    Status status = OpenByPath(key.folder.path(), O_PATH | O_DIRECTORY, folder);
     if (status == kFileNotFound) status = CreateLevel(base, parent, name, key, created);
     if (status != kSuccess) return status;
     // Two long names whose cut folder names are the same: only one of them can be there.
-    if (!created && IsCutFolderName(folderName) && CheckCutName(key.path, name) == kFileNotFound) {
+    if (!created && IsCutFolderName(folderName) && CheckCutName(key.folder, name) == kFileNotFound) {
       return kRegistryIoFailed;
     }
   }
@@ -94,9 +96,9 @@ struct ListedKey {
 };
 
 // Gives the subkeys in the order of their folded names.
-Status ListSubkeys(const KeyPath& key, std::vector<ListedKey>& subkeys) {
+Status ListSubkeys(const KeyFolder& key, std::vector<ListedKey>& subkeys) {
   Descriptor folder;
-  Status status = OpenByPath(key.folder(), O_RDONLY | O_DIRECTORY, folder);
+  Status status = OpenByPath(key.path(), O_RDONLY | O_DIRECTORY, folder);
   std::vector<FolderEntry> entries;
   if (status == kSuccess) status = ListFolder(folder.get(), entries);
   if (status != kSuccess) return status;
@@ -104,7 +106,7 @@ Status ListSubkeys(const KeyPath& key, std::vector<ListedKey>& subkeys) {
     if (!entry.isFolder) continue;
     std::optional<std::string> name = KeyNameOfFolder(entry.name);
     if (!name && IsCutFolderName(entry.name)) {
-      KeyPath subkey = key;
+      KeyFolder subkey = key;
       subkey.Enter(entry.name);
       ValuesFile values;
       if (ReadKey(subkey, Extent::Header, values) == kSuccess) name = FoldAnsi(values.header().spelling);
@@ -119,7 +121,7 @@ Status ListSubkeys(const KeyPath& key, std::vector<ListedKey>& subkeys) {
 
 // Returns the name as its creator spelt it. Where that can not be read, or the folder was renamed by hand since, it is
 // the name of the folder that counts.
-std::string Spelling(KeyPath parent, const ListedKey& subkey) {
+std::string Spelling(KeyFolder parent, const ListedKey& subkey) {
   parent.Enter(subkey.folderName);
   ValuesFile values;
   const bool known = ReadKey(parent, Extent::Header, values) == kSuccess;
@@ -129,34 +131,34 @@ std::string Spelling(KeyPath parent, const ListedKey& subkey) {
 
 }  // namespace
 
-Status CheckStillThere(const OpenedKey& key) {
-  if (key.path.isRoot()) return kSuccess;
+Status CheckExists(const HandleTarget& key) {
+  if (key.folder.isRoot()) return kSuccess;
   ValuesFile values;
   return ReadKey(key, Extent::Header, values);
 }
 
-Status OpenExistingKey(KeyCache& cache, const OpenedKey& base, const std::vector<std::string_view>& names,
-                       std::uint32_t access, OpenedKey& key) {
-  key.path = base.path;
-  Status status = Descend(key.path, names);
+Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
+                       std::uint32_t access, HandleTarget& key) {
+  key.folder = base.folder;
+  Status status = Descend(key.folder, names);
   if (status != kSuccess) return status;
-  if (const auto kept = cache.FindStanding(key.path)) {
+  if (const auto kept = cache.FindStanding(key.folder)) {
     key.id = kept->id;
   } else {
     ValuesFile values;
-    status = ReadKey(key.path, Extent::Header, values);
+    status = ReadKey(key.folder, Extent::Header, values);
     if (status != kSuccess) return status;
-    cache.Learn(key.path);
+    cache.Learn(key.folder);
     key.id = values.header().id;
   }
-  return GrantRights(key.path, access, key.access);
+  return GrantRights(key.folder, access, key.access);
 }
 
-Status CreateOrOpenKey(KeyCache& cache, const OpenedKey& base, const std::vector<std::string_view>& names,
-                       std::uint32_t access, OpenedKey& key, bool& created) {
+Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
+                       std::uint32_t access, HandleTarget& key, bool& created) {
   for (;;) {
     created = false;
-    Status status = CheckStillThere(base);
+    Status status = CheckExists(base);
     if (status == kSuccess) status = CreateMissing(base, names, key, created);
     if (status == kSuccess && created) {
       key.access = RightsOfCreator(access);
@@ -166,25 +168,25 @@ Status CreateOrOpenKey(KeyCache& cache, const OpenedKey& base, const std::vector
     if (status != kFileNotFound) return status;
     // Another process deleted a key of the path after this one had found it. Without names it was the root itself.
     Descriptor root;
-    status = OpenByPath(base.path.folder(), O_PATH | O_DIRECTORY, root);
+    status = OpenByPath(base.folder.path(), O_PATH | O_DIRECTORY, root);
     if (status != kSuccess) return status;
   }
 }
 
-Status RemoveKey(const OpenedKey& base, const std::vector<std::string_view>& names) {
-  if (names.empty() && base.path.isRoot()) return kAccessDenied;
-  KeyPath path = base.path;
-  Status status = Descend(path, names);
+Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& names) {
+  if (names.empty() && base.folder.isRoot()) return kAccessDenied;
+  KeyFolder folder = base.folder;
+  Status status = Descend(folder, names);
   if (status != kSuccess) return status;
   const Status missing = names.empty() ? kKeyDeleted : kFileNotFound;
 
   LockedKey parent;
-  status = LockKey(path.Parent(), LockKind::Write, O_RDONLY, parent);
+  status = LockKey(folder.Parent(), LockKind::Write, O_RDONLY, parent);
   if (status != kSuccess) return status == kFileNotFound ? missing : status;
   LockedKey key;
-  status = LockKey(path, LockKind::Write, O_RDONLY, key);
+  status = LockKey(folder, LockKind::Write, O_RDONLY, key);
   if (status != kSuccess) return status == kFileNotFound ? missing : status;
-  status = CheckStillThereLocked(base);
+  status = CheckExistsLocked(base);
   if (status != kSuccess) return status;
 
   Descriptor file;
@@ -201,20 +203,20 @@ Status RemoveKey(const OpenedKey& base, const std::vector<std::string_view>& nam
   const bool hasSubkeys =
       std::any_of(entries.begin(), entries.end(), [](const FolderEntry& entry) { return !IsReservedName(entry.name); });
   if (hasSubkeys) return kAccessDenied;
-  return RemoveSubkey(parent, key, path.FolderName());
+  return RemoveSubkey(parent, key, folder.Name());
 }
 
-Status NameOfSubkey(const OpenedKey& base, std::uint32_t index, std::string& name) {
+Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, std::string& name) {
   std::vector<ListedKey> subkeys;
-  const Status status = ListSubkeys(base.path, subkeys);
+  const Status status = ListSubkeys(base.folder, subkeys);
   // Whose subkeys these are is checked after the listing: the key may be deleted, and made anew, at any moment.
   if (status == kSuccess || status == kFileNotFound) {
-    const Status there = CheckStillThere(base);
+    const Status there = CheckExists(base);
     if (there != kSuccess) return there;
   }
   if (status != kSuccess) return status;
   if (index >= subkeys.size()) return kNoMoreItems;
-  name = Spelling(base.path, subkeys[index]);
+  name = Spelling(base.folder, subkeys[index]);
   return kSuccess;
 }
 

@@ -16,25 +16,25 @@ namespace nerio::platform {
 // itself. Each answers 5 when the kernel refuses it, and 1015 when a key on the way is damaged.
 
 /// Tells whether the key of a handle is still there. @return 0, or 1018 when it was deleted, even if it was made anew.
-Status CheckStillThere(const OpenedKey& base);
+Status CheckExists(const HandleTarget& base);
 
 /// Opens a key. @param access generic rights may be among them.
 /// @param[out] key undefined on failure. @return 2 when there is no such key.
-Status OpenExistingKey(KeyCache& cache, const OpenedKey& base, const std::vector<std::string_view>& names,
-                       std::uint32_t access, OpenedKey& key);
+Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
+                       std::uint32_t access, HandleTarget& key);
 
 /// Opens a key; whatever is missing of the levels that lead to it is created first.
 /// @param[out] created whether the last level was missing.
 /// @return 1018 when the key of `base` is not there any more.
-Status CreateOrOpenKey(KeyCache& cache, const OpenedKey& base, const std::vector<std::string_view>& names,
-                       std::uint32_t access, OpenedKey& key, bool& created);
+Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
+                       std::uint32_t access, HandleTarget& key, bool& created);
 
 /// Deletes a key with its values.
 /// @return 2 when there is no such key, 1018 when it is that of `base`; 5 when it has subkeys or is a root.
-Status RemoveKey(const OpenedKey& base, const std::vector<std::string_view>& names);
+Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& names);
 
 /// Gives the name of one subkey of `base`, as its creator spelt it. Subkeys are in the order of their folded names.
 /// @return 259 when there are no more than `index`.
-Status NameOfSubkey(const OpenedKey& base, std::uint32_t index, std::string& name);
+Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, std::string& name);
 
 }  // namespace nerio::platform

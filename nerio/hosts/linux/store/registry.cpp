@@ -21,7 +21,7 @@ constexpr std::size_t kMaxSearchedNameLength = 32766;
 
 // Turns every exception into a return code. Nothing but lack of memory raises one here.
 template <typename Call>
-Status Answer(Call call) {
+Status CatchLackOfMemory(Call call) {
   try {
     return call();
   } catch (const std::bad_alloc&) {
@@ -40,17 +40,17 @@ Status CheckSearchedName(std::string_view name) {
 }  // namespace
 
 // Finds what a handle stands for.
-Status LinuxRegistry::Find(KeyHandle handle, OpenedKey& key) {
+Status LinuxRegistry::Find(KeyHandle handle, HandleTarget& key) {
   if (handle < kFirstPredefined) return handles_.Find(handle, key) ? kSuccess : kInvalidHandle;
-  key = {KeyPath(), {}, kAllRights};
-  return roots_.Find(handle, key.path);
+  key = {KeyFolder(), {}, kAllRights};
+  return roots_.Find(handle, key.folder);
 }
 
 // Makes a call on the key that a handle stands for, and once more when it was a root that had to be made first.
 template <typename Call>
 Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, Call call) {
-  return Answer([&] {
-    OpenedKey key;
+  return CatchLackOfMemory([&] {
+    HandleTarget key;
     Status status = Find(handle, key);
     if (status != kSuccess) return status;
     // What the handle was opened for comes before whether its key is still there.
@@ -69,9 +69,9 @@ Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, Call call) {
 // Makes a call on a key path below what a handle stands for. Whether that key is still there counts before the path.
 template <typename Call>
 Status LinuxRegistry::OnPath(KeyHandle root, const AnsiText& path, Call call) {
-  return OnKey(root, 0, [&](const OpenedKey& base) {
+  return OnKey(root, 0, [&](const HandleTarget& base) {
     std::vector<std::string_view> names;
-    Status status = CheckStillThere(base);
+    Status status = CheckExists(base);
     if (status == kSuccess) status = SplitKeyPath(root, path, names);
     return status == kSuccess ? call(base, names) : status;
   });
@@ -81,8 +81,8 @@ Status LinuxRegistry::OpenKey(KeyHandle root, const AnsiText& subKey, std::uint3
                               KeyHandle& opened) {
   if (root == 0) return kInvalidHandle;
   opened = 0;
-  return OnPath(root, subKey, [&](const OpenedKey& base, const std::vector<std::string_view>& names) {
-    OpenedKey key;
+  return OnPath(root, subKey, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+    HandleTarget key;
     const Status status = OpenExistingKey(cache_, base, names, access, key);
     if (status == kSuccess) opened = handles_.Add(std::move(key));
     return status;
@@ -94,8 +94,8 @@ Status LinuxRegistry::CreateKey(KeyHandle root, const AnsiText& subKey, std::uin
                                 const SecurityAttributes& /*security*/, KeyHandle& created,
                                 std::uint32_t& disposition) {
   if (reserved != 0) return kInvalidParameter;
-  return OnPath(root, subKey, [&](const OpenedKey& base, const std::vector<std::string_view>& names) {
-    OpenedKey key;
+  return OnPath(root, subKey, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+    HandleTarget key;
     bool isNew = false;
     const Status status = CreateOrOpenKey(cache_, base, names, access, key, isNew);
     if (status != kSuccess) return status;
@@ -111,17 +111,17 @@ Status LinuxRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uint3
   type = kRegNone;
   const std::string_view wanted = CutAtNul(name);
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
-  return OnKey(key, kKeyQueryValue, [&](const OpenedKey& opened) {
+  return OnKey(key, kKeyQueryValue, [&](const HandleTarget& opened) {
     ValueRecord value;
     ValuesFile values;
     bool found = false;
-    const std::shared_ptr<const KeptKey> kept = cache_.FindStanding(opened.path);
+    const std::shared_ptr<const KeptKey> kept = cache_.FindStanding(opened.folder);
     if (kept && kept->id == opened.id) {
       found = kept->Find(wanted, value);
     } else {
       const Status status = ReadKey(opened, Extent::Whole, values);
       if (status != kSuccess) return status;
-      cache_.Learn(opened.path);
+      cache_.Learn(opened.folder);
       found = values.Find(wanted, value);
     }
     if (!found) return kFileNotFound;
@@ -141,7 +141,7 @@ Status LinuxRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_
   if (key == 0) return kInvalidHandle;
   const std::string_view wanted = CutAtNul(name);
   if (wanted.size() > kMaxValueNameLength) return kInvalidParameter;
-  return OnKey(key, kKeySetValue, [&](const OpenedKey& opened) {
+  return OnKey(key, kKeySetValue, [&](const HandleTarget& opened) {
     return StoreValue(opened, wanted, type, {data.data(), data.size()});
   });
 }
@@ -152,7 +152,7 @@ Status LinuxRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
   if (key == 0) return kInvalidHandle;
   const std::string_view wanted = CutAtNul(name);
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
-  return OnKey(key, kKeySetValue, [&](const OpenedKey& opened) { return RemoveValue(opened, wanted); });
+  return OnKey(key, kKeySetValue, [&](const HandleTarget& opened) { return RemoveValue(opened, wanted); });
 }
 
 Status LinuxRegistry::CloseKey(KeyHandle key) {
@@ -162,12 +162,13 @@ Status LinuxRegistry::CloseKey(KeyHandle key) {
 }
 
 Status LinuxRegistry::EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) {
-  return OnKey(key, kKeyEnumerateSubKeys, [&](const OpenedKey& opened) { return NameOfSubkey(opened, index, name); });
+  return OnKey(key, kKeyEnumerateSubKeys,
+               [&](const HandleTarget& opened) { return NameOfSubkey(opened, index, name); });
 }
 
 Status LinuxRegistry::EnumValue(KeyHandle key, std::uint32_t index, AnsiText& name, std::uint32_t& type,
                                 std::string& data) {
-  return OnKey(key, kKeyQueryValue, [&](const OpenedKey& opened) {
+  return OnKey(key, kKeyQueryValue, [&](const HandleTarget& opened) {
     ValuesFile file;
     const Status status = ReadKey(opened, Extent::Whole, file);
     if (status != kSuccess) return status;

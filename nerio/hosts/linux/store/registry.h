@@ -54,7 +54,7 @@ class LinuxRegistry final : public RegistryApi {
   Status EnumValue(KeyHandle key, std::uint32_t index, AnsiText& name, std::uint32_t& type, std::string& data) override;
 
  private:
-  Status Find(KeyHandle handle, OpenedKey& key);
+  Status Find(KeyHandle handle, HandleTarget& key);
   template <typename Call>
   Status OnKey(KeyHandle handle, std::uint32_t right, Call call);
   template <typename Call>

@@ -42,11 +42,11 @@ class Check {
  public:
   explicit Check(std::vector<RegistryFinding>& findings) : findings_(findings) {}
 
-  void Tree(const KeyPath& root) {
+  void Tree(const KeyFolder& root) {
     // A stack of its own: keys may be nested deeper than calls.
     pending_.push_back(root);
     while (!pending_.empty()) {
-      const KeyPath key = std::move(pending_.back());
+      const KeyFolder key = std::move(pending_.back());
       pending_.pop_back();
       Key(key);
     }
@@ -63,20 +63,20 @@ class Check {
     Add(Kind::Damage, path, 0, "can not be read (" + std::to_string(status) + ")");
   }
 
-  void Key(const KeyPath& key) {
+  void Key(const KeyFolder& key) {
     Descriptor folder;
-    Status status = OpenByPath(key.folder(), O_RDONLY | O_DIRECTORY, folder);
+    Status status = OpenByPath(key.path(), O_RDONLY | O_DIRECTORY, folder);
     if (status == kFileNotFound) return;  // deleted since it was listed
     std::vector<FolderEntry> entries;
     if (status == kSuccess) status = ListFolder(folder.get(), entries);
-    if (status != kSuccess) return AddFailure(key.folder(), status);
+    if (status != kSuccess) return AddFailure(key.path(), status);
     if (OwnFile(key, folder.get(), kLockFileName)) CheckRightsOn(key, kLockFileName);
     if (OwnFile(key, folder.get(), kValuesFileName)) Values(key);
     Entries(key, std::move(entries));
   }
 
   // Tells whether one of the key's own files is there and an ordinary one.
-  bool OwnFile(const KeyPath& key, int folder, const char* name) {
+  bool OwnFile(const KeyFolder& key, int folder, const char* name) {
     struct stat entry {};
     if (::fstatat(folder, name, &entry, AT_SYMLINK_NOFOLLOW) != 0) {
       // A root that was made by hand gets its files when they are needed; a key may have been deleted meanwhile.
@@ -88,18 +88,18 @@ class Check {
     return false;
   }
 
-  static bool IsThere(const KeyPath& key) {
+  static bool IsThere(const KeyFolder& key) {
     Descriptor folder;
-    return OpenByPath(key.folder(), O_PATH | O_DIRECTORY, folder) == kSuccess;
+    return OpenByPath(key.path(), O_PATH | O_DIRECTORY, folder) == kSuccess;
   }
 
-  void CheckRightsOn(const KeyPath& key, const char* name) {
+  void CheckRightsOn(const KeyFolder& key, const char* name) {
     Descriptor file;
     const Status status = OpenByPath(key.File(name), O_RDONLY, file);
     if (status != kSuccess && status != kFileNotFound) AddFailure(key.File(name), status);
   }
 
-  void Values(const KeyPath& key) {
+  void Values(const KeyFolder& key) {
     const std::string path = key.File(kValuesFileName);
     ValuesFile values;
     const Status status = ReadKey(key, Extent::Whole, values);
@@ -109,26 +109,26 @@ class Check {
       Add(Kind::Damage, path, damage.offset, damage.what);
     } else if (status != kSuccess) {
       AddFailure(path, status);
-    } else if (values.state() == RecordCursor::End::Unfinished) {
+    } else if (values.state() == RecordCursor::End::Incomplete) {
       Add(Kind::Leftover, path, damage.offset, "a value whose writing was cut off");
-    } else if (IsCutFolderName(key.FolderName()) && FolderNameOfKey(values.header().spelling) != key.FolderName()) {
+    } else if (IsCutFolderName(key.Name()) && FolderNameOfKey(values.header().spelling) != key.Name()) {
       Add(Kind::Damage, path, 0, "belongs to a key of another name");
     }
   }
 
-  void Entries(const KeyPath& key, std::vector<FolderEntry> entries) {
+  void Entries(const KeyFolder& key, std::vector<FolderEntry> entries) {
     std::sort(entries.begin(), entries.end(),
               [](const FolderEntry& left, const FolderEntry& right) { return left.name < right.name; });
     const std::size_t firstSubkey = pending_.size();
     for (const FolderEntry& entry : entries) {
-      KeyPath inside = key;
+      KeyFolder inside = key;
       inside.Enter(entry.name);
       if (IsReservedName(entry.name)) {
         if (entry.name != kValuesFileName && entry.name != kLockFileName) Leftover(key, inside);
       } else if (!entry.isFolder) {
-        Add(Kind::Damage, inside.folder(), 0, "not a folder, as every key is");
+        Add(Kind::Damage, inside.path(), 0, "not a folder, as every key is");
       } else if (!KeyNameOfFolder(entry.name) && !IsCutFolderName(entry.name)) {
-        Add(Kind::Damage, inside.folder(), 0, "no key has a folder of this name");
+        Add(Kind::Damage, inside.path(), 0, "no key has a folder of this name");
       } else {
         pending_.push_back(std::move(inside));
       }
@@ -138,16 +138,16 @@ class Check {
   }
 
   // A writer at work has such a file or folder for a moment; without one it was left behind.
-  void Leftover(const KeyPath& key, const KeyPath& left) {
+  void Leftover(const KeyFolder& key, const KeyFolder& left) {
     LockedKey locked;
     const bool quiet = LockKey(key, LockKind::Read, O_PATH, locked) == kSuccess;
     struct stat entry {};
-    if (!quiet || ::fstatat(locked.folder.get(), left.FolderName().c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0) return;
-    Add(Kind::Leftover, left.folder(), 0, "left behind by a process that was killed");
+    if (!quiet || ::fstatat(locked.folder.get(), left.Name().c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0) return;
+    Add(Kind::Leftover, left.path(), 0, "left behind by a process that was killed");
   }
 
   std::vector<RegistryFinding>& findings_;
-  std::vector<KeyPath> pending_;
+  std::vector<KeyFolder> pending_;
 };
 
 }  // namespace
@@ -168,8 +168,8 @@ std::vector<RegistryFinding> CheckRegistry(const HostOptions& options) {
   RegistryRoots roots(options.registryFolder);
   std::vector<RegistryFinding> findings;
   for (const KeyHandle root : kRoots) {
-    KeyPath path;
-    if (roots.FindPresent(root, path) == kSuccess) Check(findings).Tree(path);
+    KeyFolder folder;
+    if (roots.FindPresent(root, folder) == kSuccess) Check(findings).Tree(folder);
   }
   return findings;
 }

@@ -71,7 +71,7 @@ Status MakeRoot(const std::string& parent, const char* name, unsigned mode) {
   if (status == kSuccess) status = ResolveLinks(parent, resolved);
   // The folder of the roots has a lock of its own, so that two processes make a root once.
   LockedKey locked;
-  if (status == kSuccess) status = LockKey(KeyPath(resolved), LockKind::Write, O_RDONLY, locked);
+  if (status == kSuccess) status = LockKey(KeyFolder(resolved), LockKind::Write, O_RDONLY, locked);
   struct stat entry {};
   if (status != kSuccess || ::fstatat(locked.folder.get(), name, &entry, 0) == 0) return status;
   KeyId id;
@@ -127,7 +127,7 @@ Status RegistryRoots::Place(KeyHandle root, std::string& folder) {
   return PlaceOf(root, parent, folder);
 }
 
-Status RegistryRoots::Find(KeyHandle root, KeyPath& path) {
+Status RegistryRoots::Find(KeyHandle root, KeyFolder& folder) {
   const std::scoped_lock hold(mutex_);
   const std::size_t index = IndexOf(root);
   if (index == kRoots.size()) return kInvalidHandle;
@@ -136,15 +136,15 @@ Status RegistryRoots::Find(KeyHandle root, KeyPath& path) {
     const Status status = Resolve(root, true, made);
     if (status != kSuccess) return status;
   }
-  path = KeyPath(found_[index]);
+  folder = KeyFolder(found_[index]);
   return kSuccess;
 }
 
-Status RegistryRoots::FindPresent(KeyHandle root, KeyPath& path) {
+Status RegistryRoots::FindPresent(KeyHandle root, KeyFolder& folder) {
   const std::scoped_lock hold(mutex_);
   bool made = false;
   const Status status = Resolve(root, false, made);
-  if (status == kSuccess) path = KeyPath(found_[IndexOf(root)]);
+  if (status == kSuccess) folder = KeyFolder(found_[IndexOf(root)]);
   return status;
 }
 

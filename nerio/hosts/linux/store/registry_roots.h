@@ -29,10 +29,10 @@ class RegistryRoots {
   /// Gives the path of a root with all links resolved, and makes a missing one. Links are resolved on first use and by
   /// `FindAgain`, not with each call.
   /// @return 6 when there is no such root, 2 when it is missing and this user may not make it.
-  Status Find(KeyHandle root, KeyPath& path);
+  Status Find(KeyHandle root, KeyFolder& folder);
 
   /// The same, but a missing root stays missing.
-  Status FindPresent(KeyHandle root, KeyPath& path);
+  Status FindPresent(KeyHandle root, KeyFolder& folder);
 
   /// Looks again where a root is that `Find` gave, and makes it if it is gone.
   /// @param[out] moved true when `Find` gives another answer now, or the root had to be made.

@@ -19,8 +19,8 @@ Status ReadExtent(int file, Extent extent, ValuesFile& values) {
 
 Status Verdict(const ValuesFile& values) { return values.state() == End::Damaged ? kRegistryCorrupt : kSuccess; }
 
-bool IsSameKey(const OpenedKey& key, const ValuesFile& values) {
-  return key.path.isRoot() || values.header().id == key.id;
+bool IsSameKey(const HandleTarget& key, const ValuesFile& values) {
+  return key.folder.isRoot() || values.header().id == key.id;
 }
 
 // A key that is open for writing: its lock is held.
@@ -30,17 +30,17 @@ struct WritableKey {
   ValuesFile values;
 };
 
-Status OpenForWriting(const OpenedKey& key, WritableKey& writable) {
-  Status status = LockKey(key.path, LockKind::Write, O_PATH, writable.locked);
+Status OpenForWriting(const HandleTarget& key, WritableKey& writable) {
+  Status status = LockKey(key.folder, LockKind::Write, O_PATH, writable.locked);
   if (status != kSuccess) return status == kFileNotFound ? kKeyDeleted : status;
-  Sweep(writable.locked);
+  RemoveLeftovers(writable.locked);
   status = OpenInside(writable.locked.folder.get(), kValuesFileName, O_RDWR, writable.file);
-  if (status == kFileNotFound && key.path.isRoot()) {
+  if (status == kFileNotFound && key.folder.isRoot()) {
     // A root that was made by hand gets its file with its first value.
     ValuesHeader header;
-    header.spelling = key.path.FolderName().substr(0, kMaxKeyNameLength);
+    header.spelling = key.folder.Name().substr(0, kMaxKeyNameLength);
     status = MakeKeyId(header.id);
-    writable.values.BecomeEmpty(header);
+    writable.values.MakeEmpty(header);
     return status;
   }
   if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
@@ -58,7 +58,7 @@ Status Write(const WritableKey& writable, const ValueRecord& change) {
 
 }  // namespace
 
-Status ReadKey(const KeyPath& key, Extent extent, ValuesFile& values) {
+Status ReadKey(const KeyFolder& key, Extent extent, ValuesFile& values) {
   Descriptor file;
   Status seen = OpenByPath(key.File(kValuesFileName), O_RDONLY, file);
   if (seen == kSuccess) seen = ReadExtent(file.get(), extent, values);
@@ -76,19 +76,19 @@ Status ReadKey(const KeyPath& key, Extent extent, ValuesFile& values) {
   if (seen == kSuccess) return Verdict(values);
   if (seen != kFileNotFound) return seen;
   if (key.isRoot() && (status == kSuccess || status == kAccessDenied || status == kRegistryCorrupt)) {
-    values.BecomeEmpty({});
+    values.MakeEmpty({});
     return kSuccess;
   }
   return status == kSuccess ? kRegistryCorrupt : status;
 }
 
-Status ReadKey(const OpenedKey& key, Extent extent, ValuesFile& values) {
-  const Status status = ReadKey(key.path, extent, values);
+Status ReadKey(const HandleTarget& key, Extent extent, ValuesFile& values) {
+  const Status status = ReadKey(key.folder, extent, values);
   if (status == kFileNotFound) return kKeyDeleted;
   return status == kSuccess && !IsSameKey(key, values) ? kKeyDeleted : status;
 }
 
-Status StoreValue(const OpenedKey& key, std::string_view name, std::uint32_t type, std::string_view data) {
+Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t type, std::string_view data) {
   if (data.size() > kMaxFileSize) return kNotEnoughMemory;
   WritableKey writable;
   const Status status = OpenForWriting(key, writable);
@@ -98,7 +98,7 @@ Status StoreValue(const OpenedKey& key, std::string_view name, std::uint32_t typ
   return Write(writable, {.sequence = 0, .deletion = false, .type = type, .name = name, .data = data});
 }
 
-Status RemoveValue(const OpenedKey& key, std::string_view name) {
+Status RemoveValue(const HandleTarget& key, std::string_view name) {
   WritableKey writable;
   const Status status = OpenForWriting(key, writable);
   if (status != kSuccess) return status;

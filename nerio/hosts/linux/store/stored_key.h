@@ -18,16 +18,16 @@ enum class Extent { Header, Whole };
 /// is at work, and looks again.
 /// @param[out] file in order, or ended by a record that counts as not written.
 /// @return 2 when there is no such key, 5 when it may not be read, 1015 when it is damaged.
-Status ReadKey(const KeyPath& key, Extent extent, ValuesFile& file);
+Status ReadKey(const KeyFolder& key, Extent extent, ValuesFile& file);
 
 /// The same for a key that was opened: 1018 when it is not there any more.
-Status ReadKey(const OpenedKey& key, Extent extent, ValuesFile& file);
+Status ReadKey(const HandleTarget& key, Extent extent, ValuesFile& file);
 
 /// Stores a value, or replaces its type and data; its name keeps the spelling that it has. Durable when it returns 0.
 /// @return 1018 when the key is not there any more, 5 when it may not be written, 1015 when it is damaged.
-Status StoreValue(const OpenedKey& key, std::string_view name, std::uint32_t type, std::string_view data);
+Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t type, std::string_view data);
 
 /// Removes a value. @return as `StoreValue`, and 2 when there is none of that name.
-Status RemoveValue(const OpenedKey& key, std::string_view name);
+Status RemoveValue(const HandleTarget& key, std::string_view name);
 
 }  // namespace nerio::platform

@@ -22,8 +22,8 @@ using End = RecordCursor::End;
 // Zeros behind the records of a file that is written as a whole: as much again as its records, so that it is written
 // anew only when it has grown to twice its live content; not less than most keys ever need, not more than is
 // worth reserving.
-constexpr std::uint64_t kLeastRoom = 2048;
-constexpr std::uint64_t kMostRoom = std::uint64_t{1} << 20;
+constexpr std::uint64_t kMinRoom = 2048;
+constexpr std::uint64_t kMaxRoom = std::uint64_t{1} << 20;
 
 Status WriteAt(int file, std::string_view bytes, std::uint64_t offset) {
   while (!bytes.empty()) {
@@ -54,7 +54,7 @@ std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& reco
   std::uint64_t live = 0;
   for (const ValueRecord& record : records) live += RecordSpace(record.name.size(), record.data.size());
   header.settledEnd = kSectorSize + live;
-  const std::uint64_t wanted = header.settledEnd + std::clamp(live, kLeastRoom, kMostRoom);
+  const std::uint64_t wanted = header.settledEnd + std::clamp(live, kMinRoom, kMaxRoom);
   header.fileSize = (wanted + kPageSize - 1) / kPageSize * kPageSize;
   if (header.fileSize > kMaxFileSize) throw std::bad_alloc();
   std::string bytes = EncodeHeader(header);
@@ -120,7 +120,7 @@ Status ValuesFile::ReadBytes(int file, std::size_t wanted) {
   return kSuccess;
 }
 
-void ValuesFile::BecomeEmpty(const ValuesHeader& header) {
+void ValuesFile::MakeEmpty(const ValuesHeader& header) {
   size_ = 0;
   large_.reset();
   header_ = header;
@@ -168,7 +168,7 @@ Status ValuesFile::Read(int file) {
   for (ValueRecord record; cursor.Next(record);) {
   }
   state_ = cursor.end();
-  damage_ = state_ == End::Unfinished ? Damage{cursor.position(), "an unfinished record"} : cursor.damage();
+  damage_ = state_ == End::Incomplete ? Damage{cursor.position(), "an incomplete record"} : cursor.damage();
   recordsEnd_ = cursor.position();
   nextSequence_ = cursor.nextSequence();
   return kSuccess;

@@ -28,10 +28,10 @@ class ValuesFile {
   Status ReadHeader(int file);
 
   /// Becomes the values file of a key that has none yet: no values, and in order.
-  void BecomeEmpty(const ValuesHeader& header);
+  void MakeEmpty(const ValuesHeader& header);
 
   RecordCursor::End state() const { return state_; }
-  /// What does not check; for a file whose `state` is `Unfinished`, the offset is where the unfinished record begins.
+  /// What does not check; for a file whose `state` is `Incomplete`, the offset is where the incomplete record begins.
   const Damage& damage() const { return damage_; }
   const ValuesHeader& header() const { return header_; }
 
@@ -73,7 +73,7 @@ Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, 
 /// the old ones, or the new ones if only the last sync failed.
 ///
 /// The record is written into the zeros at the end of the file. Where they do not suffice, where the record can not be
-/// told from an unfinished one, or where an unfinished one is in the way, the file is replaced by a new one that holds
+/// told from an incomplete one, or where an incomplete one is in the way, the file is replaced by a new one that holds
 /// what is left of the values and the record.
 /// @param folder the key's folder; the caller holds its lock for writing.
 /// @param file the values file, open for reading and writing, and `current`, what was read from it since the lock was

@@ -155,13 +155,13 @@ bool RecordCursor::Stop(const char* what) {
 }
 
 // A record that does not check was cut off, if it may be and nothing follows it.
-bool RecordCursor::StopUnfinished(std::uint64_t recordEnd, const char* what) {
+bool RecordCursor::StopIncomplete(std::uint64_t recordEnd, const char* what) {
   if (position_ < settledEnd_ || !AllZero(file_.substr(recordEnd))) return Stop(what);
-  end_ = End::Unfinished;
+  end_ = End::Incomplete;
   return false;
 }
 
-// Behind the last record there are zeros. Where something follows them, either the first sector of an unfinished record
+// Behind the last record there are zeros. Where something follows them, either the first sector of an incomplete record
 // never reached the disk, or records were lost in the middle.
 bool RecordCursor::StopAtZeroHead() {
   if (position_ < settledEnd_) return Stop("zeros where a record belongs");
@@ -173,7 +173,7 @@ bool RecordCursor::StopAtZeroHead() {
     const auto head = ParseHead(file_.substr(offset, kRecordHeadSize));
     if (head && head->kind != 0 && head->sequence > nextSequence_) return Stop("zeros before the last record");
   }
-  end_ = End::Unfinished;
+  end_ = End::Incomplete;
   return false;
 }
 
@@ -182,7 +182,7 @@ bool RecordCursor::Next(ValueRecord& record) {
   const std::string_view headBytes = file_.substr(position_, kRecordHeadSize);
   if (AllZero(headBytes)) return StopAtZeroHead();
   const auto head = ParseHead(headBytes);
-  if (!head) return StopUnfinished(position_ + kRecordHeadSize, "a record's head does not check");
+  if (!head) return StopIncomplete(position_ + kRecordHeadSize, "a record's head does not check");
   if (head->kind != kValueKind && head->kind != kDeletionKind) return Stop("unknown kind of record");
   if (head->nameLength > kMaxValueNameLength) return Stop("a value's name is too long");
 
@@ -194,7 +194,7 @@ bool RecordCursor::Next(ValueRecord& record) {
   if (bytes.back() != kTrailer || Get<std::uint32_t>(bytes, checked.size()) != Crc32c(checked)) {
     constexpr char kWhat[] = "a record's checksum is wrong";
     const bool cutOff = bytes.back() == '\0' || HoldsZeroSector(position_, bytes);
-    return cutOff ? StopUnfinished(position_ + length, kWhat) : Stop(kWhat);
+    return cutOff ? StopIncomplete(position_ + length, kWhat) : Stop(kWhat);
   }
   if (!AllZero(file_.substr(position_ + length, next - position_ - length))) return Stop("no zeros behind a record");
   if (head->sequence != nextSequence_) return Stop("a record is missing or out of order");

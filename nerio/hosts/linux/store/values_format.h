@@ -28,7 +28,7 @@ struct ValuesHeader {
   KeyId id{};
   /// The exact length of the file: it never grows or shrinks in place.
   std::uint64_t fileSize = 0;
-  /// Where the records end that were in the file from its first moment. Only behind it a record can be unfinished.
+  /// Where the records end that were in the file from its first moment. Only behind it a record can be incomplete.
   std::uint64_t settledEnd = kSectorSize;
   /// The number of the file's first record. Numbers go on from file to file.
   std::uint64_t firstSequence = 1;
@@ -65,7 +65,7 @@ std::uint64_t RecordSpace(std::size_t nameLength, std::size_t dataLength);
 void AppendRecord(std::string& out, const ValueRecord& record);
 
 /// Tells whether a record that is written at `offset` would fill a whole sector with zeros. Such a record can not be
-/// told from an unfinished one, so it is never written in place.
+/// told from an incomplete one, so it is never written in place.
 bool HoldsZeroSector(std::uint64_t offset, std::string_view record);
 
 /// Goes through the records of a values file.
@@ -75,7 +75,7 @@ class RecordCursor {
     /// The file is in order.
     Whole,
     /// Behind the last record lies one whose writing was cut off, or is under way. It counts as not written.
-    Unfinished,
+    Incomplete,
     Damaged,
   };
 
@@ -95,7 +95,7 @@ class RecordCursor {
 
  private:
   bool Stop(const char* what);
-  bool StopUnfinished(std::uint64_t recordEnd, const char* what);
+  bool StopIncomplete(std::uint64_t recordEnd, const char* what);
   bool StopAtZeroHead();
 
   std::string_view file_;

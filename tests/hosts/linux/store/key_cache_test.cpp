@@ -46,13 +46,13 @@ class KeyCacheTest : public ::testing::Test {
     EXPECT_EQ(calls.Set("k\\sub", "v", "below"), kSuccess);
   }
 
-  KeyPath Path(const std::string& folders) const {
-    KeyPath path{stored_.Root()};
+  KeyFolder Path(const std::string& folders) const {
+    KeyFolder path{stored_.Root()};
     path.Enter(folders);
     return path;
   }
   // Makes a cache keep what can be kept.
-  static void LearnOften(KeyCache& cache, const KeyPath& path) {
+  static void LearnOften(KeyCache& cache, const KeyFolder& path) {
     for (int i = 0; i < 3; ++i) cache.Learn(path);
   }
 
@@ -107,9 +107,9 @@ TEST_F(KeyCacheTest, KeyThatAWriterHolds_IsNotKept) {
 TEST_F(KeyCacheTest, RootsAndWhatIsNoKey_AreNotKept) {
   LetStandStill();
   KeyCache cache;
-  for (const KeyPath& path : {KeyPath(stored_.Root()), Path("missing"), Path("k/%values")}) {
+  for (const KeyFolder& path : {KeyFolder(stored_.Root()), Path("missing"), Path("k/%values")}) {
     LearnOften(cache, path);
-    EXPECT_EQ(cache.FindStanding(path), nullptr) << path.folder();
+    EXPECT_EQ(cache.FindStanding(path), nullptr) << path.path();
   }
 }
 
@@ -120,7 +120,7 @@ TEST_F(KeyCacheTest, FileSystemThatIsNotKnownForReliableTimes_IsReadEachTime) {
   }
   fs::copy(stored_.Root(), place.path() / "root", fs::copy_options::recursive);
   LetStandStill();
-  KeyPath path{place.path() / "root"};
+  KeyFolder path{place.path() / "root"};
   path.Enter("k");
   KeyCache cache;
   LearnOften(cache, path);

@@ -50,7 +50,7 @@ TEST(KeyName, FolderNames_DifferExactlyWhereNamesDo) {
 
 TEST(KeyName, ReservedNames_AreNoKeysFolder) {
   for (const char* name :
-       {kValuesFileName, kLockFileName, kNewValuesFileName, kKeyInTheMakingName, kDeletedKeyName, "%left-12"}) {
+       {kValuesFileName, kLockFileName, kNewValuesFileName, kNewKeyName, kDeletedKeyName, "%left-12"}) {
     EXPECT_TRUE(IsReservedName(name)) << name;
     EXPECT_EQ(KeyNameOfFolder(name), std::nullopt) << name;
     EXPECT_FALSE(IsReservedName(FolderNameOfKey(name))) << name;

@@ -235,7 +235,7 @@ TEST(RegistryFaultsOfTheKernel, KeyThatIsTooLargeToBeKept_IsNotReadForIt) {
   ASSERT_EQ(calls.Set("large", "v", std::string(2'000'000, 'x')), kSuccess);
   std::this_thread::sleep_for(std::chrono::milliseconds(40));
   for (const auto& [folder, isRead] : {std::pair<const char*, bool>("k", true), {"large", false}}) {
-    KeyPath path(stored.Root());
+    KeyFolder path(stored.Root());
     path.Enter(folder);
     KeyCache cache;
     // The first call to the system fails, if there is one.

@@ -216,7 +216,7 @@ TEST(ValuesFormat, RecordLostInTheMiddle_IsDamage) {
   EXPECT_EQ(Read(spoilt).end, End::Damaged);
 }
 
-TEST(ValuesFormat, SettledRecords_AreNeverTakenForUnfinished) {
+TEST(ValuesFormat, SettledRecords_AreNeverTakenForIncomplete) {
   File file(2 * kPageSize);
   file.Append(Value(1, "a", std::string(3000, 'x')));
   file.Settle();
@@ -229,7 +229,7 @@ TEST(ValuesFormat, SettledRecords_AreNeverTakenForUnfinished) {
 
 // What a power cut can leave of a record that was written into zeros: each sector is there or still zero. And what a
 // killed process can leave: a beginning of it. Both for records of every length around the sectors' ends.
-TEST(ValuesFormat, RecordCutOffByPowerOrKill_IsUnfinished) {
+TEST(ValuesFormat, RecordCutOffByPowerOrKill_IsIncomplete) {
   std::mt19937 random(20240229);
   std::size_t states = 0;
   for (std::size_t before = 0; before < 3; ++before) {
@@ -257,14 +257,14 @@ TEST(ValuesFormat, RecordCutOffByPowerOrKill_IsUnfinished) {
         // The last sector may hold nothing but the zeros behind the record.
         if (torn == whole) continue;
         const Reading reading = Read(torn);
-        ASSERT_EQ(reading.end, torn == old ? End::Whole : End::Unfinished) << before << " " << length << " " << written;
+        ASSERT_EQ(reading.end, torn == old ? End::Whole : End::Incomplete) << before << " " << length << " " << written;
         ASSERT_EQ(reading.records, expected.records);
         ++states;
       }
       for (std::size_t cut = start; cut < whole.find_last_not_of('\0'); ++cut) {
         const std::string torn = whole.substr(0, cut) + old.substr(cut);
         const Reading reading = Read(torn);
-        ASSERT_EQ(reading.end, torn == old ? End::Whole : End::Unfinished) << before << " " << length << " cut " << cut;
+        ASSERT_EQ(reading.end, torn == old ? End::Whole : End::Incomplete) << before << " " << length << " cut " << cut;
         ASSERT_EQ(reading.records, expected.records);
         ++states;
       }
