@@ -18,15 +18,15 @@
 namespace nerio::platform {
 namespace {
 
-// What one registry of a process takes at most: this many keys, and this many bytes of values.
-constexpr std::size_t kMostKeys = 2048;
-constexpr std::size_t kMostBytes = std::size_t{4} << 20;
-constexpr int kReadsBeforeKeeping = 3;
-constexpr std::size_t kMostBytesOfKey = std::size_t{64} << 10;
-// A file that is larger is not even read to find out how much of it is values.
-constexpr std::int64_t kMostBytesOfFile = std::int64_t{1} << 20;
+// What one registry of a process caches at most: this many keys, and this many bytes of values.
+constexpr std::size_t kMaxKeys = 2048;
+constexpr std::size_t kMaxBytes = std::size_t{4} << 20;
+constexpr int kReadsBeforeStoring = 3;
+constexpr std::size_t kMaxBytesOfKey = std::size_t{64} << 10;
+// A larger file is not even read to find out how much of it is values.
+constexpr std::int64_t kMaxBytesOfFile = std::int64_t{1} << 20;
 
-// Of a network's file system each machine has its own view for a while.
+// On a network file system each machine sees such times late.
 bool HasReliableTimes(int file) {
   constexpr std::array<unsigned long, 4> kLocal = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC, TMPFS_MAGIC};
   struct statfs system {};
@@ -34,44 +34,45 @@ bool HasReliableTimes(int file) {
          std::find(kLocal.begin(), kLocal.end(), static_cast<unsigned long>(system.f_type)) != kLocal.end();
 }
 
-void CopyValues(const ValuesFile& from, KeptKey& to) {
+void CopyValues(const ValuesFile& from, CachedKey& to) {
   const std::vector<ValueRecord> values = from.Values();
   std::size_t size = 0;
   for (const ValueRecord& value : values) size += value.name.size() + value.data.size();
   to.content.reserve(size);
-  const auto keep = [&](std::string_view bytes) {
+  const auto append = [&](std::string_view bytes) {
     const std::size_t start = to.content.size();
     to.content += bytes;
     return std::string_view(to.content).substr(start);
   };
   for (ValueRecord value : values) {
-    value.name = keep(value.name);
-    value.data = keep(value.data);
+    value.name = append(value.name);
+    value.data = append(value.data);
     to.values.push_back(value);
   }
 }
 
-// Reads a key, if nobody is about to change it.
-std::shared_ptr<const KeptKey> ReadStanding(const KeyFolder& path) {
-  auto key = std::make_shared<KeptKey>();
-  key->file = path.File(kValuesFileName);
-  const EntryLook clock = LookAtClock();
-  if (!LookAt(key->file, key->look) || key->look.size > kMostBytesOfFile || !StoodStill(key->look, clock))
+// Reads a key; nothing where its file's stamp would not show every later change.
+std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source) {
+  auto key = std::make_shared<CachedKey>();
+  key->file = source.File(kValuesFileName);
+  const FileStamp now = StampOfNow();
+  if (!ReadStamp(key->file, key->stamp) || key->stamp.size > kMaxBytesOfFile || !IsOldEnough(key->stamp, now))
     return nullptr;
 
-  // A writer stamps its change before the content is there: while it holds the lock, the look is of no use.
+  // A write sets the time before the bytes are there: while a writer holds the lock, the stamp is of no use.
   Descriptor folder;
   KeyLock lock;
-  if (OpenByPath(path.path(), O_PATH | O_DIRECTORY, folder) != kSuccess || !lock.TryRead(folder.get())) return nullptr;
+  if (OpenByPath(source.path(), O_PATH | O_DIRECTORY, folder) != kSuccess || !lock.TryRead(folder.get()))
+    return nullptr;
   Descriptor file;
-  EntryLook opened;
+  FileStamp opened;
   ValuesFile values;
   if (OpenInside(folder.get(), kValuesFileName, O_RDONLY, file) != kSuccess || !HasReliableTimes(file.get()) ||
       values.Read(file.get()) != kSuccess || values.state() != RecordCursor::End::Whole) {
     return nullptr;
   }
-  // Behind the reading: by hand a file is changed without a lock.
-  if (!LookAt(file.get(), opened) || opened != key->look) return nullptr;
+  // Checked after the read: whoever changes a file by hand takes no lock.
+  if (!ReadStamp(file.get(), opened) || opened != key->stamp) return nullptr;
   key->id = values.header().id;
   CopyValues(values, *key);
   return key;
@@ -79,7 +80,7 @@ std::shared_ptr<const KeptKey> ReadStanding(const KeyFolder& path) {
 
 }  // namespace
 
-bool KeptKey::Find(std::string_view name, ValueRecord& value) const {
+bool CachedKey::Find(std::string_view name, ValueRecord& value) const {
   const auto found =
       std::find_if(values.begin(), values.end(), [&](const ValueRecord& one) { return SameAnsiName(one.name, name); });
   if (found == values.end()) return false;
@@ -87,72 +88,73 @@ bool KeptKey::Find(std::string_view name, ValueRecord& value) const {
   return true;
 }
 
-std::shared_ptr<const KeptKey> KeyCache::FindStanding(const KeyFolder& key) {
-  std::shared_ptr<const KeptKey> kept = Find(key.path());
-  EntryLook look;
-  if (!kept || !LookAt(kept->file, look) || look != kept->look || !MayRead(look, kept->file)) return nullptr;
-  return kept;
+std::shared_ptr<const CachedKey> KeyCache::Find(const KeyFolder& key) {
+  std::shared_ptr<const CachedKey> cached = Lookup(key.path());
+  FileStamp stamp;
+  if (!cached || !ReadStamp(cached->file, stamp) || stamp != cached->stamp || !MayRead(stamp, cached->file))
+    return nullptr;
+  return cached;
 }
 
-void KeyCache::Learn(const KeyFolder& key) noexcept {
+void KeyCache::RecordRead(const KeyFolder& key) noexcept {
   // A root may lack its file, and is hardly ever read.
   if (key.isRoot()) return;
   try {
-    if (IsWorthKeeping(key.path())) Keep(key.path(), ReadStanding(key));
+    if (ShouldStore(key.path())) Store(key.path(), ReadForCache(key));
   } catch (const std::bad_alloc&) {
-    // Where memory is short, nothing is kept.
+    // When memory is short, nothing is cached.
   }
 }
 
-std::shared_ptr<const KeptKey> KeyCache::Find(const std::string& folder) {
+std::shared_ptr<const CachedKey> KeyCache::Lookup(const std::string& folder) {
   const std::scoped_lock hold(mutex_);
-  const auto place = Touch(folder);
-  return place == places_.end() ? nullptr : place->key;
+  const auto entry = Touch(folder);
+  return entry == entries_.end() ? nullptr : entry->key;
 }
 
-// Takes note of a key, and tells whether it was read often enough and it is not too soon to try again.
-bool KeyCache::IsWorthKeeping(const std::string& folder) {
+// Counts a read, and tells whether there were enough of them and it is not too soon to try again.
+bool KeyCache::ShouldStore(const std::string& folder) {
   const std::scoped_lock hold(mutex_);
-  auto place = Touch(folder);
-  if (place == places_.end()) {
-    places_.push_front({folder, nullptr, 0, {}});
-    place = places_.begin();
-    byFolder_.emplace(place->folder, place);
+  auto entry = Touch(folder);
+  if (entry == entries_.end()) {
+    entries_.push_front({folder, nullptr, 0, {}});
+    entry = entries_.begin();
+    byFolder_.emplace(entry->folder, entry);
     Shrink();
   }
-  if (++place->reads < kReadsBeforeKeeping) return false;
-  place->reads = kReadsBeforeKeeping;
-  const EntryLook clock = LookAtClock();
-  if (!StoodStill(place->tried, clock)) return false;
-  place->tried = clock;
+  if (++entry->reads < kReadsBeforeStoring) return false;
+  entry->reads = kReadsBeforeStoring;
+  const FileStamp now = StampOfNow();
+  if (!IsOldEnough(entry->lastTried, now)) return false;
+  entry->lastTried = now;
   return true;
 }
 
-// Replaces what is kept of a key; by nothing when it does not stand still.
-void KeyCache::Keep(const std::string& folder, std::shared_ptr<const KeptKey> key) {
-  if (key && key->content.size() > kMostBytesOfKey) key = nullptr;
+// Replaces what is cached of a key; by nothing when it cannot be cached now.
+void KeyCache::Store(const std::string& folder, std::shared_ptr<const CachedKey> key) {
+  if (key && key->content.size() > kMaxBytesOfKey) key = nullptr;
   const std::scoped_lock hold(mutex_);
-  const auto place = Touch(folder);
-  if (place == places_.end()) return;
-  if (place->key) bytes_ -= place->key->content.size();
+  const auto entry = Touch(folder);
+  if (entry == entries_.end()) return;
+  if (entry->key) bytes_ -= entry->key->content.size();
   if (key) bytes_ += key->content.size();
-  place->key = std::move(key);
+  entry->key = std::move(key);
   Shrink();
 }
 
-KeyCache::Places::iterator KeyCache::Touch(const std::string& folder) {
+KeyCache::Entries::iterator KeyCache::Touch(const std::string& folder) {
   const auto found = byFolder_.find(folder);
-  if (found == byFolder_.end()) return places_.end();
-  places_.splice(places_.begin(), places_, found->second);
+  if (found == byFolder_.end()) return entries_.end();
+  entries_.splice(entries_.begin(), entries_, found->second);
   return found->second;
 }
 
 void KeyCache::Shrink() {
-  while (places_.size() > kMostKeys || bytes_ > kMostBytes) {
-    const Place& last = places_.back();
+  while (entries_.size() > kMaxKeys || bytes_ > kMaxBytes) {
+    const Entry& last = entries_.back();
     if (last.key) bytes_ -= last.key->content.size();
     byFolder_.erase(last.folder);
-    places_.pop_back();
+    entries_.pop_back();
   }
 }
 

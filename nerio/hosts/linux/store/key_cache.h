@@ -9,23 +9,24 @@
 #include <unordered_map>
 #include <vector>
 
-#include "nerio/hosts/linux/store/entry_look.h"
+#include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/key_folder.h"
 #include "nerio/hosts/linux/store/values_format.h"
 
 namespace nerio::platform {
 
-/// A key's values as they were read while its values file stood still.
-struct KeptKey {
-  KeptKey() = default;
-  KeptKey(const KeptKey&) = delete;
-  KeptKey& operator=(const KeptKey&) = delete;
+/// A key's values as they were read from its values file.
+struct CachedKey {
+  CachedKey() = default;
+  CachedKey(const CachedKey&) = delete;
+  CachedKey& operator=(const CachedKey&) = delete;
 
   /// Finds the value called `name`, whatever its case. @return false when there is none.
   bool Find(std::string_view name, ValueRecord& value) const;
 
-  /// Of the values file. As long as it looks the same, this is what is in it.
-  EntryLook look;
+  /// Of the values file. As long as it is unchanged, so are the values.
+  FileStamp stamp;
+  /// The path of the values file.
   std::string file;
   KeyId id{};
   /// The values are views of `content`.
@@ -33,43 +34,45 @@ struct KeptKey {
   std::string content;
 };
 
-/// Keeps the values of keys that are read again and again, so that the next read of one needs one look at its values
-/// file instead of its content. It never changes an answer: what is kept counts only as long as the look shows that
-/// nothing was changed, neither by a writer nor by hand, and the kernel lets this user at it.
+/// Caches the values of keys that are read again and again, so that the next read of one needs one `lstat` of its
+/// values file instead of the content. It never changes an answer: a cached key counts only as long as the stamp of
+/// its file shows that nothing was changed, neither by a writer nor by hand, and the kernel lets this user read it.
 ///
-/// Only what stood still is kept, read under the key's lock, on file systems whose times can be relied on. It is
-/// bounded, holds no descriptor, and any thread may call it.
+/// A key is cached only when its file's last change is old enough for the next one to show (`IsOldEnough`). It is read
+/// under its lock, and only on file systems whose times are reliable. The cache is bounded, holds no descriptor, and
+/// any thread may call it.
 class KeyCache {
  public:
-  /// Gives a key whose values file still is what was read, and may be read by this process now; nothing for any other.
-  std::shared_ptr<const KeptKey> FindStanding(const KeyFolder& key);
+  /// Finds a cached key whose values file is unchanged and may be read by this process now; null for any other.
+  std::shared_ptr<const CachedKey> Find(const KeyFolder& key);
 
-  /// Learns that a key had to be read from its file. The third time it is kept: reading one value, once, reads the file
-  /// twice.
-  void Learn(const KeyFolder& key) noexcept;
+  /// Records that a key had to be read from its file. The third time it is cached: reading one value, once, reads the
+  /// file twice.
+  void RecordRead(const KeyFolder& key) noexcept;
 
  private:
-  struct Place {
+  struct Entry {
     std::string folder;
-    std::shared_ptr<const KeptKey> key;
+    /// Null until the key is cached.
+    std::shared_ptr<const CachedKey> key;
     int reads = 0;
-    /// When it was tried to keep it the last time.
-    EntryLook tried;
+    /// When caching the key was last tried.
+    FileStamp lastTried;
   };
-  using Places = std::list<Place>;
+  using Entries = std::list<Entry>;
 
-  std::shared_ptr<const KeptKey> Find(const std::string& folder);
-  bool IsWorthKeeping(const std::string& folder);
-  void Keep(const std::string& folder, std::shared_ptr<const KeptKey> key);
+  std::shared_ptr<const CachedKey> Lookup(const std::string& folder);
+  bool ShouldStore(const std::string& folder);
+  void Store(const std::string& folder, std::shared_ptr<const CachedKey> key);
   // These are called with the mutex held.
-  Places::iterator Touch(const std::string& folder);
+  Entries::iterator Touch(const std::string& folder);
   void Shrink();
 
   std::mutex mutex_;
-  /// The ones used last come first.
-  Places places_;
-  /// Views of the folders in `places_`.
-  std::unordered_map<std::string_view, Places::iterator> byFolder_;
+  /// The most recently used come first.
+  Entries entries_;
+  /// Views of the folders in `entries_`.
+  std::unordered_map<std::string_view, Entries::iterator> byFolder_;
   std::size_t bytes_ = 0;
 };
 

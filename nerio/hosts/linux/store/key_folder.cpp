@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "nerio/hosts/linux/store/entry_look.h"
+#include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
 #include "nerio/hosts/linux/store/registry_status.h"
@@ -24,18 +24,19 @@ struct CloseStream {
   void operator()(DIR* stream) const { ::closedir(stream); }
 };
 
-// Tells whether an open folder is the one at a path now. A look is enough; a path that is too long for one is walked.
+// Tells whether an open folder is the one at a path now. One `lstat` is enough; a path that is too long for it is
+// walked.
 Status CheckInPlace(int folder, const std::string& path, bool& inPlace) {
-  EntryLook opened;
-  EntryLook present;
-  if (!LookAt(folder, opened)) return RegistryStatus(errno);
-  if (!LookAt(path, present)) {
+  FileStamp opened;
+  FileStamp present;
+  if (!ReadStamp(folder, opened)) return RegistryStatus(errno);
+  if (!ReadStamp(path, present)) {
     Descriptor again;
     const Status status = OpenByPath(path, O_PATH | O_DIRECTORY, again);
     if (status != kSuccess) return status;
-    if (!LookAt(again.get(), present)) return RegistryStatus(errno);
+    if (!ReadStamp(again.get(), present)) return RegistryStatus(errno);
   }
-  inPlace = opened.device == present.device && opened.number == present.number;
+  inPlace = opened.device == present.device && opened.inode == present.inode;
   return kSuccess;
 }
 

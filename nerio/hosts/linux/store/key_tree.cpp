@@ -142,13 +142,13 @@ Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vec
   key.folder = base.folder;
   Status status = Descend(key.folder, names);
   if (status != kSuccess) return status;
-  if (const auto kept = cache.FindStanding(key.folder)) {
-    key.id = kept->id;
+  if (const auto cached = cache.Find(key.folder)) {
+    key.id = cached->id;
   } else {
     ValuesFile values;
     status = ReadKey(key.folder, Extent::Header, values);
     if (status != kSuccess) return status;
-    cache.Learn(key.folder);
+    cache.RecordRead(key.folder);
     key.id = values.header().id;
   }
   return GrantRights(key.folder, access, key.access);

@@ -115,13 +115,13 @@ Status LinuxRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uint3
     ValueRecord value;
     ValuesFile values;
     bool found = false;
-    const std::shared_ptr<const KeptKey> kept = cache_.FindStanding(opened.folder);
-    if (kept && kept->id == opened.id) {
-      found = kept->Find(wanted, value);
+    const std::shared_ptr<const CachedKey> cached = cache_.Find(opened.folder);
+    if (cached && cached->id == opened.id) {
+      found = cached->Find(wanted, value);
     } else {
       const Status status = ReadKey(opened, Extent::Whole, values);
       if (status != kSuccess) return status;
-      cache_.Learn(opened.folder);
+      cache_.RecordRead(opened.folder);
       found = values.Find(wanted, value);
     }
     if (!found) return kFileNotFound;

@@ -29,8 +29,8 @@ using testing::InOrder;
 
 constexpr uid_t kNobody = 65534;
 
-// Longer than the time for which a change keeps a key from being kept.
-void LetStandStill() { std::this_thread::sleep_for(std::chrono::milliseconds(40)); }
+// Longer than the time for which a change keeps a key from being cached.
+void WaitUntilCacheable() { std::this_thread::sleep_for(std::chrono::milliseconds(40)); }
 
 std::string Answers(RegistryApi& registry) {
   const Calls calls(registry);
@@ -46,102 +46,102 @@ class KeyCacheTest : public ::testing::Test {
     EXPECT_EQ(calls.Set("k\\sub", "v", "below"), kSuccess);
   }
 
-  KeyFolder Path(const std::string& folders) const {
-    KeyFolder path{stored_.Root()};
-    path.Enter(folders);
-    return path;
+  KeyFolder Folder(const std::string& folders) const {
+    KeyFolder folder{stored_.Root()};
+    folder.Enter(folders);
+    return folder;
   }
-  // Makes a cache keep what can be kept.
-  static void LearnOften(KeyCache& cache, const KeyFolder& path) {
-    for (int i = 0; i < 3; ++i) cache.Learn(path);
+  // Makes a cache keep what can be cached.
+  static void RecordReads(KeyCache& cache, const KeyFolder& key) {
+    for (int i = 0; i < 3; ++i) cache.RecordRead(key);
   }
 
   testing::StoredRegistry stored_;
 };
 
-TEST_F(KeyCacheTest, KeyThatIsReadAgain_IsKeptWithItsValues) {
-  LetStandStill();
+TEST_F(KeyCacheTest, KeyThatIsReadAgain_IsCachedWithItsValues) {
+  WaitUntilCacheable();
   KeyCache cache;
-  EXPECT_EQ(cache.FindStanding(Path("k")), nullptr);
+  EXPECT_EQ(cache.Find(Folder("k")), nullptr);
   for (int i = 0; i < 2; ++i) {
-    cache.Learn(Path("k"));
-    EXPECT_EQ(cache.FindStanding(Path("k")), nullptr) << "one value read once is not worth it";
+    cache.RecordRead(Folder("k"));
+    EXPECT_EQ(cache.Find(Folder("k")), nullptr) << "one value read once is not worth it";
   }
-  cache.Learn(Path("k"));
-  const auto kept = cache.FindStanding(Path("k"));
-  ASSERT_NE(kept, nullptr);
+  cache.RecordRead(Folder("k"));
+  const auto cached = cache.Find(Folder("k"));
+  ASSERT_NE(cached, nullptr);
   ValueRecord value;
-  ASSERT_TRUE(kept->Find("V", value));
+  ASSERT_TRUE(cached->Find("V", value));
   EXPECT_EQ(value.name, "v");
   EXPECT_EQ(value.data, "old");
   EXPECT_EQ(value.type, kRegSz);
-  EXPECT_FALSE(kept->Find("w", value));
+  EXPECT_FALSE(cached->Find("w", value));
 }
 
-TEST_F(KeyCacheTest, KeyThatWasJustChanged_IsNotKeptYet) {
+TEST_F(KeyCacheTest, KeyThatWasJustChanged_IsNotCachedYet) {
   KeyCache cache;
   ASSERT_EQ(stored_.calls().Set("k", "v", "new"), kSuccess);
-  LearnOften(cache, Path("k"));
-  EXPECT_EQ(cache.FindStanding(Path("k")), nullptr);
-  LetStandStill();
-  cache.Learn(Path("k"));
-  EXPECT_NE(cache.FindStanding(Path("k")), nullptr);
+  RecordReads(cache, Folder("k"));
+  EXPECT_EQ(cache.Find(Folder("k")), nullptr);
+  WaitUntilCacheable();
+  cache.RecordRead(Folder("k"));
+  EXPECT_NE(cache.Find(Folder("k")), nullptr);
 }
 
-TEST_F(KeyCacheTest, KeyThatAWriterHolds_IsNotKept) {
-  LetStandStill();
+TEST_F(KeyCacheTest, KeyThatAWriterHasLocked_IsNotCached) {
+  WaitUntilCacheable();
   KeyCache cache;
   {
     LockedKey locked;
-    ASSERT_EQ(LockKey(Path("k"), LockKind::Write, O_PATH, locked), kSuccess);
-    LearnOften(cache, Path("k"));
-    EXPECT_EQ(cache.FindStanding(Path("k")), nullptr);
+    ASSERT_EQ(LockKey(Folder("k"), LockKind::Write, O_PATH, locked), kSuccess);
+    RecordReads(cache, Folder("k"));
+    EXPECT_EQ(cache.Find(Folder("k")), nullptr);
   }
-  cache.Learn(Path("k"));
-  EXPECT_EQ(cache.FindStanding(Path("k")), nullptr) << "it is not tried again at once";
-  LetStandStill();
-  cache.Learn(Path("k"));
-  EXPECT_NE(cache.FindStanding(Path("k")), nullptr);
+  cache.RecordRead(Folder("k"));
+  EXPECT_EQ(cache.Find(Folder("k")), nullptr) << "it is not tried again at once";
+  WaitUntilCacheable();
+  cache.RecordRead(Folder("k"));
+  EXPECT_NE(cache.Find(Folder("k")), nullptr);
 }
 
-TEST_F(KeyCacheTest, RootsAndWhatIsNoKey_AreNotKept) {
-  LetStandStill();
+TEST_F(KeyCacheTest, RootsAndWhatIsNotAKey_AreNotCached) {
+  WaitUntilCacheable();
   KeyCache cache;
-  for (const KeyFolder& path : {KeyFolder(stored_.Root()), Path("missing"), Path("k/%values")}) {
-    LearnOften(cache, path);
-    EXPECT_EQ(cache.FindStanding(path), nullptr) << path.path();
+  for (const KeyFolder& path : {KeyFolder(stored_.Root()), Folder("missing"), Folder("k/%values")}) {
+    RecordReads(cache, path);
+    EXPECT_EQ(cache.Find(path), nullptr) << path.path();
   }
 }
 
-TEST_F(KeyCacheTest, FileSystemThatIsNotKnownForReliableTimes_IsReadEachTime) {
+TEST_F(KeyCacheTest, FileSystemNotKnownForReliableTimes_IsReadEachTime) {
   const testing::TemporaryFolder place;
   if (::mount("nerio", place.path().c_str(), "ramfs", 0, nullptr) != 0) {
     GTEST_SKIP() << "no right to mount another file system";
   }
   fs::copy(stored_.Root(), place.path() / "root", fs::copy_options::recursive);
-  LetStandStill();
+  WaitUntilCacheable();
   KeyFolder path{place.path() / "root"};
   path.Enter("k");
   KeyCache cache;
-  LearnOften(cache, path);
-  EXPECT_EQ(cache.FindStanding(path), nullptr);
+  RecordReads(cache, path);
+  EXPECT_EQ(cache.Find(path), nullptr);
   EXPECT_EQ(::umount(place.path().c_str()), 0);
 }
 
 TEST_F(KeyCacheTest, ManyKeys_TakeNoDescriptorsAndBoundedMemory) {
   constexpr int kKeys = 2200;
   for (int i = 0; i < kKeys; ++i) fs::copy(stored_.Key("k"), stored_.Key("k" + std::to_string(i)));
-  LetStandStill();
+  WaitUntilCacheable();
   KeyCache cache;
   const auto openFiles = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
   const auto before = openFiles();
-  for (int i = 0; i < kKeys; ++i) LearnOften(cache, Path("k" + std::to_string(i)));
+  for (int i = 0; i < kKeys; ++i) RecordReads(cache, Folder("k" + std::to_string(i)));
   EXPECT_EQ(openFiles(), before);
-  EXPECT_EQ(cache.FindStanding(Path("k0")), nullptr) << "the one used longest ago makes room";
-  EXPECT_NE(cache.FindStanding(Path("k" + std::to_string(kKeys - 1))), nullptr);
+  EXPECT_EQ(cache.Find(Folder("k0")), nullptr) << "the one used longest ago makes room";
+  EXPECT_NE(cache.Find(Folder("k" + std::to_string(kKeys - 1))), nullptr);
 }
 
-TEST_F(KeyCacheTest, LargeKeys_MakeRoomForEachOtherAndTooLargeOnesAreNotKept) {
+TEST_F(KeyCacheTest, LargeKeys_MakeRoomForEachOtherAndTooLargeOnesAreNotCached) {
   const std::string large(60'000, 'x');
   for (int i = 0; i < 80; ++i) {
     const std::string key = "k" + std::to_string(i);
@@ -149,18 +149,18 @@ TEST_F(KeyCacheTest, LargeKeys_MakeRoomForEachOtherAndTooLargeOnesAreNotKept) {
     ASSERT_EQ(stored_.calls().Set(key, "v", large), kSuccess);
   }
   ASSERT_EQ(stored_.calls().Set("k", "v", large + large), kSuccess);
-  LetStandStill();
+  WaitUntilCacheable();
   KeyCache cache;
-  LearnOften(cache, Path("k"));
-  EXPECT_EQ(cache.FindStanding(Path("k")), nullptr);
-  for (int i = 0; i < 80; ++i) LearnOften(cache, Path("k" + std::to_string(i)));
-  EXPECT_EQ(cache.FindStanding(Path("k0")), nullptr);
-  EXPECT_NE(cache.FindStanding(Path("k79")), nullptr);
+  RecordReads(cache, Folder("k"));
+  EXPECT_EQ(cache.Find(Folder("k")), nullptr);
+  for (int i = 0; i < 80; ++i) RecordReads(cache, Folder("k" + std::to_string(i)));
+  EXPECT_EQ(cache.Find(Folder("k0")), nullptr);
+  EXPECT_NE(cache.Find(Folder("k79")), nullptr);
 }
 
-TEST_F(KeyCacheTest, LinkToTheFolderOfAKeptKey_StillGivesItsValues) {
-  // Deliberately: what is behind the link is the very file that was read. It is refused once that changes.
-  LetStandStill();
+TEST_F(KeyCacheTest, LinkToTheFolderOfACachedKey_StillGivesItsValues) {
+  // Deliberately: where the link leads is the very file that was read. It is refused once that changes.
+  WaitUntilCacheable();
   for (int i = 0; i < 2; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
   fs::rename(stored_.Key("k"), stored_.folder() / "elsewhere");
   fs::create_symlink("../elsewhere", stored_.Key("k"));
@@ -169,7 +169,7 @@ TEST_F(KeyCacheTest, LinkToTheFolderOfAKeptKey_StillGivesItsValues) {
   EXPECT_EQ(stored_.calls().Get("k", "v"), "[1015]");
 }
 
-// What can happen to a key beside the registry that keeps it.
+// What can happen to a key without the registry that cached it.
 struct Change {
   const char* name;
   std::function<void(const testing::StoredRegistry&)> make;
@@ -246,8 +246,8 @@ std::vector<Change> Changes() {
   };
 }
 
-TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryThatKeepsNothing) {
-  // Rights are checked for somebody whom they bind.
+TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryWithoutCache) {
+  // Rights are checked for a user who is bound by them.
   for (const Change& change : Changes()) {
     const std::string outcome = testing::AnswerOfChild([&]() -> std::string {
       testing::StoredRegistry stored;
@@ -262,7 +262,7 @@ TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryThatKeepsNothi
           calls.Set("k\\sub", "v", "below") != kSuccess) {
         return "no set-up";
       }
-      LetStandStill();
+      WaitUntilCacheable();
       const std::string before = Answers(stored.registry());
       if (Answers(stored.registry()) != before) return "another answer without a change";
       KeyHandle handle = 0;
@@ -282,7 +282,7 @@ TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryThatKeepsNothi
         std::error_code ignored;
         fs::permissions(stored.Key(place), fs::perms::owner_all, ignored);
       }
-      if (after != expected) return InOrder({"kept:", after, "read:", expected});
+      if (after != expected) return InOrder({"cached:", after, "read:", expected});
       const std::size_t slash = ofHandles.find(" / ");
       if (ofHandles.substr(0, slash) != ofHandles.substr(slash + 3)) return "open handles: " + ofHandles;
       return "equal";
@@ -291,23 +291,23 @@ TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryThatKeepsNothi
   }
 }
 
-TEST_F(KeyCacheTest, HandleOfADeletedKey_IsNotTakenForTheNewOneThatIsKept) {
+TEST_F(KeyCacheTest, HandleOfADeletedKey_IsNotTakenForTheNewOneThatIsCached) {
   ASSERT_EQ(stored_.calls().Delete("k\\sub"), kSuccess);
   KeyHandle handle = 0;
   ASSERT_EQ(stored_.registry().OpenKey(kHkeyLocalMachine, "k", 0, kKeyRead, handle), kSuccess);
   ASSERT_EQ(stored_.calls().Delete("k"), kSuccess);
   ASSERT_EQ(stored_.calls().Create("k"), kSuccess);
   ASSERT_EQ(stored_.calls().Set("k", "v", "new"), kSuccess);
-  LetStandStill();
+  WaitUntilCacheable();
   for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "new");
   std::uint32_t type = 0;
   std::uint32_t size = 0;
   EXPECT_EQ(stored_.registry().QueryValue(handle, "v", type, {}, size), kKeyDeleted);
 }
 
-TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentKept) {
+TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentCached) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
-  LetStandStill();
+  WaitUntilCacheable();
   for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
   const auto asNobody = [&] {
     return testing::AnswerOfChild([&]() -> std::string {
@@ -322,7 +322,7 @@ TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentKept) {
   }
   EXPECT_EQ(asNobody(), "[5] 5") << "the file itself is still private";
   fs::permissions(stored_.ValuesFile("k"), static_cast<fs::perms>(0644));
-  LetStandStill();
+  WaitUntilCacheable();
   for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
   EXPECT_EQ(asNobody(), "old 0");
   ASSERT_EQ(::chown(stored_.ValuesFile("k").c_str(), 1, 1), 0);
@@ -330,14 +330,14 @@ TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentKept) {
   EXPECT_EQ(asNobody(), "[5] 5") << "and a third one's file";
   ASSERT_EQ(::chown(stored_.ValuesFile("k").c_str(), kNobody, kNobody), 0);
   fs::permissions(stored_.ValuesFile("k"), fs::perms::none);
-  LetStandStill();
+  WaitUntilCacheable();
   for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
   EXPECT_EQ(asNobody(), "[5] 5") << "and its own one that it may not read";
 }
 
 TEST_F(KeyCacheTest, WhatAnotherProcessWrote_IsReadAtOnce) {
   for (int round = 0; round < 10; ++round) {
-    LetStandStill();
+    WaitUntilCacheable();
     for (int i = 0; i < 3; ++i) stored_.calls().Get("k", "v");
     const std::string value = std::to_string(round);
     ASSERT_EQ(testing::AnswerOfChild([&] {

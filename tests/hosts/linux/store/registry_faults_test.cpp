@@ -240,7 +240,7 @@ TEST(RegistryFaultsOfTheKernel, KeyThatIsTooLargeToBeKept_IsNotReadForIt) {
     KeyCache cache;
     // The first call to the system fails, if there is one.
     PlanFault(0, Fault::InputOutput);
-    for (int i = 0; i < 3; ++i) cache.Learn(path);
+    for (int i = 0; i < 3; ++i) cache.RecordRead(path);
     EXPECT_EQ(EndFaults(), isRead) << folder;
   }
 }

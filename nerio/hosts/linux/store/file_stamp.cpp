@@ -1,4 +1,4 @@
-#include "nerio/hosts/linux/store/entry_look.h"
+#include "nerio/hosts/linux/store/file_stamp.h"
 
 #include <fcntl.h>
 #include <sys/fsuid.h>
@@ -20,9 +20,9 @@ constexpr std::int64_t kClockSteps = 20'000'000;
 constexpr std::int64_t kCoarseSteps = 2 * kNanosecondsPerSecond;
 constexpr auto kNoUser = static_cast<uid_t>(-1);
 
-EntryLook LookOf(const struct stat& entry) {
+FileStamp StampOf(const struct stat& entry) {
   return {.device = entry.st_dev,
-          .number = entry.st_ino,
+          .inode = entry.st_ino,
           .mode = entry.st_mode,
           .owner = entry.st_uid,
           .group = entry.st_gid,
@@ -33,42 +33,42 @@ EntryLook LookOf(const struct stat& entry) {
 
 }  // namespace
 
-bool LookAt(const std::string& path, EntryLook& look) {
+bool ReadStamp(const std::string& path, FileStamp& stamp) {
   struct stat entry {};
   if (::lstat(path.c_str(), &entry) != 0) return false;
-  look = LookOf(entry);
+  stamp = StampOf(entry);
   return true;
 }
 
-bool LookAt(int descriptor, EntryLook& look) {
+bool ReadStamp(int descriptor, FileStamp& stamp) {
   struct stat entry {};
   if (::fstat(descriptor, &entry) != 0) return false;
-  look = LookOf(entry);
+  stamp = StampOf(entry);
   return true;
 }
 
-bool MayRead(const EntryLook& look, const std::string& path) {
-  // No such user can be set: the call only tells the present one, whose rights the kernel goes by.
-  const bool isOwner = static_cast<std::uint32_t>(::setfsuid(kNoUser)) == look.owner;
-  if (isOwner && (look.mode & S_IRUSR) != 0) return true;
+bool MayRead(const FileStamp& stamp, const std::string& path) {
+  // There is no such user to change to: the call only tells the present one, whose rights the kernel checks.
+  const bool isOwner = static_cast<std::uint32_t>(::setfsuid(kNoUser)) == stamp.owner;
+  if (isOwner && (stamp.mode & S_IRUSR) != 0) return true;
   return CheckRights(path, R_OK) == kSuccess;
 }
 
-EntryLook LookAtClock() {
+FileStamp StampOfNow() {
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
-  EntryLook clock;
-  clock.seconds = now.tv_sec;
-  clock.nanoseconds = now.tv_nsec;
-  return clock;
+  FileStamp stamp;
+  stamp.seconds = now.tv_sec;
+  stamp.nanoseconds = now.tv_nsec;
+  return stamp;
 }
 
-bool StoodStill(const EntryLook& look, const EntryLook& clock) {
-  // More than this is as good as for ever; the nanoseconds of times that are centuries apart would not fit.
+bool IsOldEnough(const FileStamp& stamp, const FileStamp& now) {
+  // More than this makes no difference; the nanoseconds of times that are centuries apart would not fit.
   constexpr std::int64_t kMaxSeconds = 1000;
-  const std::int64_t seconds = std::clamp(clock.seconds - look.seconds, -kMaxSeconds, kMaxSeconds);
-  const std::int64_t age = seconds * kNanosecondsPerSecond + clock.nanoseconds - look.nanoseconds;
-  return age > (look.nanoseconds == 0 ? kCoarseSteps : kClockSteps);
+  const std::int64_t seconds = std::clamp(now.seconds - stamp.seconds, -kMaxSeconds, kMaxSeconds);
+  const std::int64_t age = seconds * kNanosecondsPerSecond + now.nanoseconds - stamp.nanoseconds;
+  return age > (stamp.nanoseconds == 0 ? kCoarseSteps : kClockSteps);
 }
 
 }  // namespace nerio::platform

@@ -1,15 +1,15 @@
-#include "nerio/hosts/linux/store/entry_look.h"
+#include "nerio/hosts/linux/store/file_stamp.h"
 
 #include <gtest/gtest.h>
 
 namespace nerio::platform {
 namespace {
 
-TEST(EntryLook, StoodStill_NeedsMoreThanTheStepsOfTheClock) {
+TEST(FileStamp, IsOldEnough_NeedsMoreThanTheStepsOfTheClock) {
   struct Case {
     std::int64_t seconds;
     std::int64_t nanoseconds;
-    bool stoodStill;
+    bool oldEnough;
   };
   // The clock says 100.5; two steps of the slowest clock are 20 ms, times without a fraction may be 2 s old.
   for (const Case& one : {Case{100, 500'000'000, false}, Case{100, 480'000'000, false}, Case{100, 479'999'999, true},
@@ -17,13 +17,13 @@ TEST(EntryLook, StoodStill_NeedsMoreThanTheStepsOfTheClock) {
                           Case{101, 1, false}, Case{4'000'000'000, 0, false},
                           // As far from now as file systems can be made to tell.
                           Case{15'000'000'000, 1, false}, Case{-15'000'000'000, 1, true}}) {
-    EntryLook look;
-    look.seconds = one.seconds;
-    look.nanoseconds = one.nanoseconds;
-    EntryLook clock;
-    clock.seconds = 100;
-    clock.nanoseconds = 500'000'000;
-    EXPECT_EQ(StoodStill(look, clock), one.stoodStill) << one.seconds << '.' << one.nanoseconds;
+    FileStamp stamp;
+    stamp.seconds = one.seconds;
+    stamp.nanoseconds = one.nanoseconds;
+    FileStamp now;
+    now.seconds = 100;
+    now.nanoseconds = 500'000'000;
+    EXPECT_EQ(IsOldEnough(stamp, now), one.oldEnough) << one.seconds << '.' << one.nanoseconds;
   }
 }
 

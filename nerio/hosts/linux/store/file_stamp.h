@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace nerio::platform {
+
+/// What `lstat` tells of a file or folder: which one it is, whose, and when it was last changed. Whatever changes its
+/// content, its permissions or its owner, by hand or not, changes the stamp too: the kernel sets the time of the
+/// change, and no program can set it back.
+struct FileStamp {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::uint32_t mode = 0;
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
+  std::int64_t size = 0;
+  /// Of the last change, since 1970.
+  std::int64_t seconds = 0;
+  std::int64_t nanoseconds = 0;
+
+  bool operator==(const FileStamp&) const = default;
+};
+
+/// Reads the stamp of what is at an absolute path now; a link in its last level is not followed. The kernel allows this
+/// only to those who may search the folders above it.
+/// @return false when that fails.
+bool ReadStamp(const std::string& path, FileStamp& stamp);
+
+/// Reads the stamp of an open file or folder.
+bool ReadStamp(int descriptor, FileStamp& stamp);
+
+/// Tells whether the process may read a file. A user's own files are known from the stamp; about others the kernel is
+/// asked.
+/// @param path the one that the stamp was read from.
+bool MayRead(const FileStamp& stamp, const std::string& path);
+
+/// Returns the time that a file system gives to a change that happens now; of the stamp only `seconds` and
+/// `nanoseconds` are set.
+FileStamp StampOfNow();
+
+/// Tells whether a file's last change is so old that the next one is certain to get another time. The clocks of file
+/// systems advance in steps of some milliseconds, in some of them of two seconds.
+/// @param now `StampOfNow` from before the stamp was read.
+bool IsOldEnough(const FileStamp& stamp, const FileStamp& now);
+
+}  // namespace nerio::platform
