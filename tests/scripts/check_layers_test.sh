@@ -38,7 +38,7 @@ plant nerio/platform/a.h '#include "nerio/hosts/linux/file_system.h"' 'nerio/pla
 plant nerio/registry/a.cpp '#include "nerio/hosts/linux/store/registry.h"' 'may not include nerio/hosts/linux/store'
 plant nerio/support/a.cpp '#include "nerio/hosts/portable/base64/base64_codec.h"' 'may not include nerio/hosts/portable/base64'
 plant nerio/hosts/portable/text/a.cpp '#include "nerio/hosts/portable/regional/calendar.h"' 'may not include'
-plant nerio/hosts/portable/base64/a.cpp '#include "nerio/hosts/portable/text/ansi_fold.h"' 'may not include'
+plant nerio/hosts/portable/base64/a.cpp '#include "nerio/hosts/portable/text/fold_case.h"' 'may not include'
 plant nerio/hosts/portable/xml/a.cpp '#include "nerio/hosts/portable/regional/calendar.h"' 'may not include'
 plant nerio/hosts/portable/regional/a.cpp '#include "nerio/hosts/windows/registry.h"' 'may not include'
 plant nerio/hosts/linux/a.cpp '#include "nerio/hosts/windows/registry.h"' 'may not include'

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "nerio/hosts/portable/text/ansi_fold.h"
+#include "nerio/hosts/portable/text/fold_case.h"
 #include "nerio/platform/registry_api.h"
 
 namespace nerio::testing {

@@ -8,7 +8,7 @@
 #include <set>
 #include <utility>
 
-#include "nerio/hosts/portable/text/ansi_fold.h"
+#include "nerio/hosts/portable/text/fold_case.h"
 #include "tests/testing/in_memory_registry.h"
 #include "tests/testing/tables.h"
 

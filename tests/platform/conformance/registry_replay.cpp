@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "nerio/hosts/portable/text/ansi_fold.h"
+#include "nerio/hosts/portable/text/fold_case.h"
 #include "nerio/types/utf8.h"
 #include "tests/testing/registry_access.h"
 #include "tests/testing/tables.h"

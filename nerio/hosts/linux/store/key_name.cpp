@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdint>
 
-#include "nerio/hosts/portable/text/ansi_fold.h"
+#include "nerio/hosts/portable/text/fold_case.h"
 
 namespace nerio::platform {
 namespace {

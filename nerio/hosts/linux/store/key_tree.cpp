@@ -13,7 +13,7 @@
 #include "nerio/hosts/linux/store/key_name.h"
 #include "nerio/hosts/linux/store/registry_status.h"
 #include "nerio/hosts/linux/store/stored_key.h"
-#include "nerio/hosts/portable/text/ansi_fold.h"
+#include "nerio/hosts/portable/text/fold_case.h"
 
 namespace nerio::platform {
 namespace {

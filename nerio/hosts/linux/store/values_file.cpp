@@ -12,7 +12,7 @@
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
 #include "nerio/hosts/linux/store/registry_status.h"
-#include "nerio/hosts/portable/text/ansi_fold.h"
+#include "nerio/hosts/portable/text/fold_case.h"
 
 namespace nerio::platform {
 namespace {

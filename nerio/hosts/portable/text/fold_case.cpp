@@ -1,5 +1,11 @@
 #include "nerio/hosts/portable/text/fold_case.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include "nerio/hosts/portable/text/code_page_1252.h"
+
 namespace nerio::platform {
 namespace {
 
@@ -27,9 +33,7 @@ constexpr char16_t DistanceToSmall(char16_t unit) {
   return Within(unit, 0x0531, 0x0556) ? 0x30 : 0;
 }
 
-}  // namespace
-
-char16_t FoldCase(char16_t unit) {
+constexpr char16_t Folded(char16_t unit) {
   if (unit < 0x80) return u'A' <= unit && unit <= u'Z' ? static_cast<char16_t>(unit + 0x20) : unit;
   switch (unit) {
     case 0x0178:
@@ -47,6 +51,47 @@ char16_t FoldCase(char16_t unit) {
   }
   if (IsCapitalBeforeSmall(unit)) return static_cast<char16_t>(unit + 1);
   return static_cast<char16_t>(unit + DistanceToSmall(unit));
+}
+
+constexpr std::array<char, 256> FoldTable() {
+  std::array<char, 256> table{};
+  // Except for 80 to 9F a byte is the code unit of its own number; as units those have no case.
+  for (std::size_t byte = 0; byte < table.size(); ++byte) {
+    table[byte] = static_cast<char>(Folded(static_cast<char16_t>(byte)));
+  }
+  table[0x8A] = static_cast<char>(0x9A);  // Š
+  table[0x8C] = static_cast<char>(0x9C);  // Œ
+  table[0x8E] = static_cast<char>(0x9E);  // Ž
+  table[0x9F] = static_cast<char>(0xFF);  // Ÿ
+  return table;
+}
+
+constexpr std::array<char, 256> kFolded = FoldTable();
+
+// Within this file, where the compiler may not put a function's body in place of a call that a shared library could
+// divert.
+constexpr char Folded(char byte) { return kFolded[static_cast<unsigned char>(byte)]; }
+
+}  // namespace
+
+char16_t FoldCase(char16_t unit) { return Folded(unit); }
+
+char FoldAnsi(char byte) { return Folded(byte); }
+
+AnsiText FoldAnsi(std::string_view name) {
+  AnsiText folded(name);
+  for (char& byte : folded) byte = Folded(byte);
+  return folded;
+}
+
+bool SameAnsiName(std::string_view left, std::string_view right) {
+  return left.size() == right.size() &&
+         std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) { return Folded(a) == Folded(b); });
+}
+
+bool AnsiNameOrder::operator()(std::string_view left, std::string_view right) const {
+  return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
+                                      [](char a, char b) { return UnitOf1252(Folded(a)) < UnitOf1252(Folded(b)); });
 }
 
 }  // namespace nerio::platform
