@@ -27,33 +27,32 @@ KeyLock::~KeyLock() {
 }
 
 Status KeyLock::Take(int folder, LockKind kind, bool makeFile) {
-  const int access = kind == LockKind::Write ? O_RDWR : O_RDONLY;
+  const bool forWriting = kind == LockKind::Write;
   Descriptor file;
-  Status status = OpenInside(folder, kLockFileName, access, file);
+  Status status = OpenInside(folder, kLockFileName, forWriting ? O_RDWR : O_RDONLY, file);
   if (status == kFileNotFound && makeFile) {
     status = OpenInside(folder, kLockFileName, O_RDWR | O_CREAT, file);
-    // Whoever made the file sets its mode; to another who opens it in the same moment that is refused.
+    // Whoever made the file sets its mode; for another who opens it at the same moment that fails.
     struct stat entry {};
     if (status == kSuccess && ::fstat(folder, &entry) == 0) ::fchmod(file.get(), entry.st_mode & 0666);
   }
   if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
-  struct stat entry {};
-  if (::fstat(file.get(), &entry) != 0) return RegistryStatus(errno);
-  if (!S_ISREG(entry.st_mode)) return kRegistryCorrupt;
-  if (!SetLock(file.get(), F_OFD_SETLKW, kind == LockKind::Write ? F_WRLCK : F_RDLCK)) return RegistryStatus(errno);
-  file_ = std::move(file);
-  return kSuccess;
+  return Lock(std::move(file), F_OFD_SETLKW, forWriting ? F_WRLCK : F_RDLCK);
 }
 
 bool KeyLock::TryRead(int folder) {
   Descriptor file;
+  return OpenInside(folder, kLockFileName, O_RDONLY, file) == kSuccess &&
+         Lock(std::move(file), F_OFD_SETLK, F_RDLCK) == kSuccess;
+}
+
+Status KeyLock::Lock(Descriptor file, int command, short kind) {
   struct stat entry {};
-  if (OpenInside(folder, kLockFileName, O_RDONLY, file) != kSuccess || ::fstat(file.get(), &entry) != 0 ||
-      !S_ISREG(entry.st_mode) || !SetLock(file.get(), F_OFD_SETLK, F_RDLCK)) {
-    return false;
-  }
+  if (::fstat(file.get(), &entry) != 0) return RegistryStatus(errno);
+  if (!S_ISREG(entry.st_mode)) return kRegistryCorrupt;
+  if (!SetLock(file.get(), command, kind)) return RegistryStatus(errno);
   file_ = std::move(file);
-  return true;
+  return kSuccess;
 }
 
 }  // namespace nerio::platform

@@ -25,6 +25,8 @@ class KeyLock {
   bool TryRead(int folder);
 
  private:
+  Status Lock(Descriptor file, int command, short kind);
+
   Descriptor file_;
 };
 

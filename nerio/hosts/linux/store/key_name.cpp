@@ -11,19 +11,13 @@
 namespace nerio::platform {
 namespace {
 
-constexpr char kDigits[] = "0123456789ABCDEF";
+constexpr std::string_view kDigits = "0123456789ABCDEF";
 constexpr std::string_view kCutMark = "%~";
 constexpr std::size_t kHashDigits = 16;
 
 // The first dot is encoded too, so that "." and ".." are names like any other and no key is hidden from `ls`.
 bool StaysReadable(char byte, bool first) {
   return byte >= ' ' && byte <= '~' && byte != '%' && byte != '/' && !(first && byte == '.');
-}
-
-bool IsReadable(std::string_view folded) {
-  bool readable = folded.empty() || StaysReadable(folded[0], true);
-  for (const char byte : folded) readable = readable && StaysReadable(byte, false);
-  return readable;
 }
 
 // FNV-1a. What is hashed is long and shares its beginning with few others; the name inside is compared anyway.
@@ -33,11 +27,6 @@ std::uint64_t Hash(std::string_view text) {
     hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
   }
   return hash;
-}
-
-int DigitValue(char digit) {
-  const char* const found = std::find(std::begin(kDigits), std::end(kDigits) - 1, digit);
-  return found == std::end(kDigits) - 1 ? -1 : static_cast<int>(found - kDigits);
 }
 
 std::string Encode(std::string_view folded) {
@@ -80,8 +69,7 @@ Status SplitKeyPath(KeyHandle root, std::string_view path, std::vector<std::stri
 }
 
 std::string FolderNameOfKey(std::string_view keyName) {
-  std::string folded = FoldAnsi(keyName);
-  if (folded.size() <= NAME_MAX && IsReadable(folded)) return folded;
+  const std::string folded = FoldAnsi(keyName);
   std::string encoded = Encode(folded);
   if (encoded.size() <= NAME_MAX) return encoded;
   // The cut may fall into a "%XX": what is left of it is no harm, as cut names are never decoded.
@@ -105,9 +93,9 @@ std::optional<std::string> KeyNameOfFolder(std::string_view folderName) {
       continue;
     }
     if (folderName.size() - i < 3) return std::nullopt;
-    const int high = DigitValue(folderName[i + 1]);
-    const int low = DigitValue(folderName[i + 2]);
-    if (high < 0 || low < 0) return std::nullopt;
+    const std::size_t high = kDigits.find(folderName[i + 1]);
+    const std::size_t low = kDigits.find(folderName[i + 2]);
+    if (high == kDigits.npos || low == kDigits.npos) return std::nullopt;
     name += static_cast<char>(high << 4 | low);
     i += 2;
   }

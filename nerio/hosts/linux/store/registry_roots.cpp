@@ -130,14 +130,11 @@ Status RegistryRoots::Place(KeyHandle root, std::string& folder) {
 Status RegistryRoots::Find(KeyHandle root, KeyFolder& folder) {
   const std::scoped_lock hold(mutex_);
   const std::size_t index = IndexOf(root);
-  if (index == kRoots.size()) return kInvalidHandle;
-  if (found_[index].empty()) {
-    bool made = false;
-    const Status status = Resolve(root, true, made);
-    if (status != kSuccess) return status;
-  }
-  folder = KeyFolder(found_[index]);
-  return kSuccess;
+  bool made = false;
+  const bool known = index < found_.size() && !found_[index].empty();
+  const Status status = known ? kSuccess : Resolve(root, true, made);
+  if (status == kSuccess) folder = KeyFolder(found_[index]);
+  return status;
 }
 
 Status RegistryRoots::FindPresent(KeyHandle root, KeyFolder& folder) {
@@ -150,11 +147,10 @@ Status RegistryRoots::FindPresent(KeyHandle root, KeyFolder& folder) {
 
 Status RegistryRoots::FindAgain(KeyHandle root, bool& moved) {
   const std::scoped_lock hold(mutex_);
-  const std::size_t index = IndexOf(root);
-  if (index == kRoots.size()) return kInvalidHandle;
-  const std::string before = found_[index];
+  std::string& found = found_[IndexOf(root)];
+  const std::string before = found;
   const Status status = Resolve(root, true, moved);
-  moved = moved || found_[index] != before;
+  moved = moved || found != before;
   return status;
 }
 
