@@ -9,7 +9,7 @@ namespace nerio::platform {
 /// @param before the CRC of the bytes that come before these; 0 when there are none.
 std::uint32_t Crc32c(std::string_view bytes, std::uint32_t before = 0);
 
-/// The same by tables alone, for processors without an instruction for it.
-std::uint32_t Crc32cByTables(std::string_view bytes, std::uint32_t before = 0);
+/// The same by a table alone, for processors without an instruction for it.
+std::uint32_t Crc32cByTable(std::string_view bytes, std::uint32_t before = 0);
 
 }  // namespace nerio::platform
