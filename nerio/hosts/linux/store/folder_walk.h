@@ -7,8 +7,8 @@
 
 namespace nerio::platform {
 
-/// Opens a file or folder by its absolute path, which may be of any length. No symbolic link is followed, in whichever
-/// level it stands, no terminal is taken over, and nothing waits for the other end of a FIFO.
+/// Opens a file or folder by its absolute path, which may be of any length. No symbolic link is followed on any level,
+/// no terminal becomes the controlling one, and opening a FIFO does not block.
 /// @param flags of `open`; closing on exec is added.
 /// @return a return code of the registry: 2 when it or a folder above it is missing, 5 when it is refused, 1015 when a
 /// link or another kind of file stands in the way.
@@ -25,7 +25,7 @@ Status CheckRights(const std::string& path, int rights);
 Status SyncFile(int file);
 
 /// Makes the entries of a folder durable: files and folders that were made, renamed or removed. Where the file system
-/// can not sync folders on their own, there is nothing to do. @param folder open for reading.
+/// cannot sync folders on their own, there is nothing to do. @param folder open for reading.
 Status SyncFolder(int folder);
 
 }  // namespace nerio::platform

@@ -89,7 +89,7 @@ Status RenameToFreeName(int folder, const char* from, const char* to) {
   const auto rename = [&] { return ::renameat2(folder, from, folder, to, RENAME_NOREPLACE); };
   if (Uninterrupted(rename) == 0) return kSuccess;
   if (errno != EINVAL && errno != ENOSYS) return RegistryStatus(errno);
-  // A file system that can not promise it. Other writers of the registry are kept out by the lock.
+  // The file system does not support that flag. Other writers of the registry are kept out by the lock.
   if (IsThere(folder, to)) return kRegistryIoFailed;
   return ::renameat(folder, from, folder, to) == 0 ? kSuccess : RegistryStatus(errno);
 }
@@ -114,7 +114,7 @@ Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& 
     if (status != kSuccess) return status;
     KeyLock lock;
     const Status granted = lock.Take(folder.get(), kind, key.isRoot() && kind == LockKind::Write);
-    // The key may have been deleted, and even made anew, while this waited: then the lock is that of a key of the past.
+    // The key may have been deleted, and even created again, while this waited: then the lock is a deleted key's.
     // Each further round means that another writer got something done.
     bool inPlace = false;
     status = CheckInPlace(folder.get(), key.path(), inPlace);
@@ -134,11 +134,11 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
   if (Uninterrupted([&] { return ::mkdirat(where, kNewKeyName, 0700); }) != 0) return RegistryStatus(errno);
   Descriptor folder;
   Status status = OpenInside(where, kNewKeyName, O_RDONLY | O_DIRECTORY, folder);
-  // The process may mask what the owner needs.
+  // The umask may take away what the owner needs.
   if (status == kAccessDenied && ::fchmodat(where, kNewKeyName, 0700, AT_SYMLINK_NOFOLLOW) == 0) {
     status = OpenInside(where, kNewKeyName, O_RDONLY | O_DIRECTORY, folder);
   }
-  // Whoever finds the new key waits with writing until the key itself can no more be lost.
+  // Whoever finds the new key cannot write to it until the key itself is durable.
   KeyLock lock;
   if (status == kSuccess) status = MakeFiles(folder.get(), spelling, mode, id, lock);
   if (status == kSuccess) status = RenameToFreeName(where, kNewKeyName, folderName.c_str());

@@ -24,7 +24,7 @@ class KeyFolder {
   /// Returns the path of a file in the folder.
   std::string File(const char* name) const { return path_ + '/' + name; }
 
-  /// A root can not be deleted and may have been made by hand: it needs neither an id nor files of its own yet.
+  /// A root cannot be deleted and may have been made by hand: it needs neither an id nor files of its own yet.
   bool isRoot() const { return path_.size() == rootLength_; }
 
   /// Goes down to a subkey, by the name of its folder.
@@ -56,7 +56,7 @@ Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& 
 /// Makes a key without values, complete before it can be seen and durable before this returns.
 /// @param parent locked for writing, its folder open for reading; it has no such subkey.
 /// @param folderName `FolderNameOfKey(spelling)`
-/// @param mode permissions of the folder, whatever the process masks; its files get the read and write bits of it.
+/// @param mode permissions of the folder, regardless of the umask; its files get the read and write bits of it.
 /// @param[out] id the new key's.
 Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::string_view spelling, unsigned mode,
                   KeyId& id);

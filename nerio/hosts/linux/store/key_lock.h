@@ -9,7 +9,7 @@ namespace nerio::platform {
 enum class LockKind { Read, Write };
 
 /// Holds the lock of a key: an open-file-description lock on the lock file in the key's folder. It excludes the threads
-/// of one process too, is lost by no unrelated close, and ends with the process.
+/// of one process too, is not lost by an unrelated close, and ends with the process.
 class KeyLock {
  public:
   KeyLock() = default;
@@ -21,7 +21,7 @@ class KeyLock {
   /// @param makeFile makes a missing lock file, with the folder's own read and write bits; otherwise it answers 1015.
   Status Take(int folder, LockKind kind, bool makeFile);
 
-  /// Takes the lock for reading, unless a writer holds it or it can not be had at all.
+  /// Takes the lock for reading, unless a writer holds it or the lock file cannot be opened.
   bool TryRead(int folder);
 
  private:

@@ -14,8 +14,8 @@ constexpr std::size_t kMaxKeyNameLength = 256;
 /// The longest name of a value, in bytes of the ANSI code page.
 constexpr std::size_t kMaxValueNameLength = 16383;
 
-// What lies in a key's folder beside the folders of its subkeys. No key's name is ever encoded as one of these: behind
-// a "%" of its own an encoded name has two hexadecimal digits or a "~".
+// What lies in a key's folder beside the folders of its subkeys. No key's name is ever encoded as one of these: in an
+// encoded name two hexadecimal digits or a "~" follow each "%".
 constexpr char kValuesFileName[] = "%values";
 constexpr char kLockFileName[] = "%lock";
 /// The values file that is about to replace the present one.
@@ -30,8 +30,9 @@ constexpr char kLeftoverPrefix[] = "%left-";
 /// Tells whether a file or folder inside a key's folder is one of those above.
 bool IsReservedName(std::string_view fileName);
 
-/// Parts a key path into the names of its levels; doubled and trailing backslashes count as one and none.
-/// @param root the handle that the path is below; below HKEY_CLASSES_ROOT alone a leading backslash counts as none.
+/// Splits a key path into the names of its levels; empty names between backslashes are
+/// ignored.
+/// @param root the handle that the path is below; below HKEY_CLASSES_ROOT alone a leading backslash is ignored.
 /// @param path ends at its first NUL.
 /// @param[out] names views of `path`; empty for the empty path. Undefined on failure.
 /// @return 161 when the path begins with a backslash, 87 when a name is longer than 256 bytes.

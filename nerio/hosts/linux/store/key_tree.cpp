@@ -55,7 +55,7 @@ Status CreateLevel(const HandleTarget& base, const KeyFolder& parent, std::strin
                    bool& created) {
   LockedKey locked;
   Status status = LockKey(parent, LockKind::Write, O_RDONLY, locked);
-  // While this holds the lock of a key below it, the key of the handle can not be deleted.
+  // While this holds the lock of a key below it, the key of the handle cannot be deleted.
   if (status == kSuccess) status = CheckExistsLocked(base);
   if (status != kSuccess) return status;
   struct stat entry {};
@@ -119,7 +119,7 @@ Status ListSubkeys(const KeyFolder& key, std::vector<ListedKey>& subkeys) {
   return kSuccess;
 }
 
-// Returns the name as its creator spelt it. Where that can not be read, or the folder was renamed by hand since, it is
+// Returns the name as its creator spelt it. Where that cannot be read, or the folder was renamed by hand since, it is
 // the name of the folder that counts.
 std::string Spelling(KeyFolder parent, const ListedKey& subkey) {
   parent.Enter(subkey.folderName);
@@ -209,7 +209,7 @@ Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& 
 Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, std::string& name) {
   std::vector<ListedKey> subkeys;
   const Status status = ListSubkeys(base.folder, subkeys);
-  // Whose subkeys these are is checked after the listing: the key may be deleted, and made anew, at any moment.
+  // Whose subkeys these are is checked after the listing: the key may be deleted, and created again, at any moment.
   if (status == kSuccess || status == kFileNotFound) {
     const Status there = CheckExists(base);
     if (there != kSuccess) return there;

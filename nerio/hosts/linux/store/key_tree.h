@@ -15,7 +15,8 @@ namespace nerio::platform {
 // The names of the levels that lead from there to the key are as `SplitKeyPath` gives them; without names it is `base`
 // itself. Each answers 5 when the kernel refuses it, and 1015 when a key on the way is damaged.
 
-/// Tells whether the key of a handle is still there. @return 0, or 1018 when it was deleted, even if it was made anew.
+/// Tells whether the key of a handle is still there. @return 0, or 1018 when it was deleted, even if it was created
+/// again.
 Status CheckExists(const HandleTarget& base);
 
 /// Opens a key. @param access generic rights may be among them.

@@ -31,7 +31,7 @@ Status CatchLackOfMemory(Call call) {
   }
 }
 
-// The length of the name of a value that is looked for counts before anything else about the call.
+// The length of a value's name is checked before anything else about the call.
 Status CheckSearchedName(std::string_view name) {
   if (name.size() > kMaxSearchedNameLength) return kInvalidParameter;
   return name.size() > kMaxValueNameLength ? kFileNotFound : kSuccess;
@@ -66,7 +66,7 @@ Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, Call call) {
   });
 }
 
-// Makes a call on a key path below what a handle stands for. Whether that key is still there counts before the path.
+// Makes a call on a key path below what a handle stands for. That this key is still there is checked before the path.
 template <typename Call>
 Status LinuxRegistry::OnPath(KeyHandle root, const AnsiText& path, Call call) {
   return OnKey(root, 0, [&](const HandleTarget& base) {

@@ -12,7 +12,7 @@
 namespace nerio::platform {
 
 /// The registry on the file system: a key is a folder, its values are one file in it. No server, and no memory between
-/// calls but the open handles and values that every call looks after first, so several processes and threads work on
+/// calls but the open handles and a cache that every call checks first, so several processes and threads work on
 /// the same keys at once and see each other's changes with the next call. The kernel decides who may do what: the
 /// permissions of a key's folder are the key's.
 ///
@@ -20,7 +20,7 @@ namespace nerio::platform {
 /// the new one. What is stored, and how, docs/registry-format.md says.
 ///
 /// Beside the return codes of the interface, calls answer 8 when memory or descriptors run out, 112 when the disk is
-/// full, 1015 when what is stored does not check or something else stands in its place (nothing is changed then), and
+/// full, 1015 when what is stored is damaged or something else is in its place (nothing is changed then), and
 /// 1016 when the system fails in another way. Any thread may make any call.
 class LinuxRegistry final : public RegistryApi {
  public:
@@ -30,8 +30,8 @@ class LinuxRegistry final : public RegistryApi {
   /// that needs it. A root that is missing and that this user may not make answers 2.
   explicit LinuxRegistry(std::filesystem::path folder = {}) : roots_(std::move(folder)) {}
 
-  /// Every right of `access` is looked up in the permissions of the key's folder, for the effective user: reading needs
-  /// read and search, changing write and search. Folders above it need search only.
+  /// Every right of `access` is checked against the permissions of the key's folder, for the effective user: reading
+  /// needs read and search, changing write and search. Folders above it need search only.
   Status OpenKey(KeyHandle root, const AnsiText& subKey, std::uint32_t options, std::uint32_t access,
                  KeyHandle& opened) override;
 

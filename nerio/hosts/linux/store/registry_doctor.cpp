@@ -37,7 +37,7 @@ const char* KindOfFile(mode_t mode) {
   }
 }
 
-// Looks through one key after the other.
+// Checks one key after the other.
 class Check {
  public:
   explicit Check(std::vector<RegistryFinding>& findings) : findings_(findings) {}
@@ -133,7 +133,7 @@ class Check {
         pending_.push_back(std::move(inside));
       }
     }
-    // What was pushed last is looked at first.
+    // What was pushed last is checked first.
     std::reverse(pending_.begin() + static_cast<std::ptrdiff_t>(firstSubkey), pending_.end());
   }
 

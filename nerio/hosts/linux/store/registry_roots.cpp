@@ -29,7 +29,7 @@ std::string Environment(const char* name) {
   return value != nullptr ? value : "";
 }
 
-// Where a user's programs keep their data, as the desktops agree; a relative path does not count.
+// Where a user's programs keep their data, by the XDG base directory rules; a relative path is ignored.
 std::string UserFolder() {
   std::string data = Environment("XDG_DATA_HOME");
   if (!data.starts_with('/')) {

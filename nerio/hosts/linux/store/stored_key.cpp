@@ -44,7 +44,7 @@ Status OpenForWriting(const HandleTarget& key, WritableKey& writable) {
     return status;
   }
   if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
-  // Of what kind it is shows when it is read; an fstat would cost more than its own time, see `ReadRest`.
+  // Reading shows whether it is an ordinary file; an fstat would cost more than its own time, see `ReadRest`.
   status = writable.values.Read(writable.file.get());
   if (status == kSuccess) status = Verdict(writable.values);
   if (status == kSuccess && !IsSameKey(key, writable.values)) status = kKeyDeleted;
@@ -72,7 +72,7 @@ Status ReadKey(const KeyFolder& key, Extent extent, ValuesFile& values) {
     seen = OpenInside(locked.folder.get(), kValuesFileName, O_RDONLY, file);
     if (seen == kSuccess) seen = ReadExtent(file.get(), extent, values);
   }
-  // Whoever can not take the lock goes by what can be seen without it. A root that was made by hand has none yet.
+  // Who cannot take the lock relies on what can be read without it. A root that was made by hand has none yet.
   if (seen == kSuccess) return Verdict(values);
   if (seen != kFileNotFound) return seen;
   if (key.isRoot() && (status == kSuccess || status == kAccessDenied || status == kRegistryCorrupt)) {

@@ -14,8 +14,8 @@ namespace nerio::platform {
 /// How much of a key's values file is read.
 enum class Extent { Header, Whole };
 
-/// Reads a key without its lock. Only when what it sees is not in order does it take the lock once, so that no writer
-/// is at work, and looks again.
+/// Reads a key without its lock. Only when what it reads is not in order does it take the lock once, so that no writer
+/// is at work, and read again.
 /// @param[out] file in order, or ended by a record that counts as not written.
 /// @return 2 when there is no such key, 5 when it may not be read, 1015 when it is damaged.
 Status ReadKey(const KeyFolder& key, Extent extent, ValuesFile& file);

@@ -21,7 +21,7 @@ auto Uninterrupted(Call call) {
 class Descriptor {
  public:
   Descriptor() = default;
-  /// Takes over `descriptor`; a negative one is none.
+  /// Takes over `descriptor`; a negative number owns nothing.
   explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
   Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
   Descriptor& operator=(Descriptor&& other) noexcept {

@@ -19,8 +19,8 @@ namespace {
 
 using End = RecordCursor::End;
 
-// Zeros behind the records of a file that is written as a whole: as much again as its records, so that it is written
-// anew only when it has grown to twice its live content; not less than most keys ever need, not more than is
+// Zeros after the records of a file that is written as a whole: as much again as its records, so that it is written
+// again only when it has grown to twice its live content; not less than most keys ever need, not more than is
 // worth reserving.
 constexpr std::uint64_t kMinRoom = 2048;
 constexpr std::uint64_t kMaxRoom = std::uint64_t{1} << 20;
@@ -140,9 +140,9 @@ Status ValuesFile::ReadStart(int file, std::size_t wanted) {
 Status ValuesFile::ReadHeader(int file) { return ReadStart(file, kSectorSize); }
 
 // Reads what is missing of a file that is longer than what was read, or should be. A length is believed only when
-// header and file agree, so that no buffer is made for one that was made up.
+// header and file agree, so that no buffer is allocated for a false one.
 Status ValuesFile::ReadRest(int file) {
-  // Not by fstat: where a file's times were looked at, some file systems write its entry again with the next change.
+  // Not by fstat: once a file's times were read, some file systems write its inode again with the next change.
   const off_t end = ::lseek(file, 0, SEEK_END);
   if (end < 0) return RegistryStatus(errno);
   if (static_cast<std::uint64_t>(end) != header_.fileSize) {

@@ -21,7 +21,7 @@ class ValuesFile {
   ValuesFile& operator=(const ValuesFile&) = delete;
 
   /// Reads an open file from its start. What does not check is no failure of the call: `state` tells it.
-  /// @return 0, or the reason why the file can not be read: 8, 1015 (not an ordinary file), 1016.
+  /// @return 0, or the reason why the file cannot be read: 8, 1015 (not an ordinary file), 1016.
   Status Read(int file);
 
   /// Reads the header alone, so that `header`, and `damage` where `state` is `Damaged`, are all that is known.
@@ -65,20 +65,19 @@ class ValuesFile {
 };
 
 /// Writes the values file of a new key. Neither its content nor its name in the folder is durable yet.
-/// @param mode of the file, whatever the process masks.
+/// @param mode of the file, regardless of the umask.
 /// @param[out] file open for writing, to be synced.
 Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file);
 
 /// Adds a record to a key's values: a durable change that happens as a whole or not at all. On failure the values are
 /// the old ones, or the new ones if only the last sync failed.
 ///
-/// The record is written into the zeros at the end of the file. Where they do not suffice, where the record can not be
+/// The record is written into the zeros at the end of the file. Where they do not suffice, where the record cannot be
 /// told from an incomplete one, or where an incomplete one is in the way, the file is replaced by a new one that holds
 /// what is left of the values and the record.
 /// @param folder the key's folder; the caller holds its lock for writing.
 /// @param file the values file, open for reading and writing, and `current`, what was read from it since the lock was
-/// granted; not damaged. A negative one: the folder has no
-/// values file yet, and `current` is an empty one.
+/// granted; not damaged. When `file` is negative, the folder has no values file yet and `current` is an empty one.
 /// @param change its sequence is chosen here.
 Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord change);
 

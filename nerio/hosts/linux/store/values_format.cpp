@@ -161,7 +161,7 @@ bool RecordCursor::StopIncomplete(std::uint64_t recordEnd, const char* what) {
   return false;
 }
 
-// Behind the last record there are zeros. Where something follows them, either the first sector of an incomplete record
+// After the last record there are zeros. Where something follows them, either the first sector of an incomplete record
 // never reached the disk, or records were lost in the middle.
 bool RecordCursor::StopAtZeroHead() {
   if (position_ < settledEnd_) return Stop("zeros where a record belongs");

@@ -11,24 +11,25 @@ namespace nerio::platform {
 /// Tells a key from every other one, also from a later one of the same name. Random, never changed.
 using KeyId = std::array<std::uint8_t, 16>;
 
-// The bytes of a values file, as docs/registry-format.md describes them: a header of one sector, records one behind the
+// The bytes of a values file, as docs/registry-format.md describes them: a header of one sector, records one after the
 // other, zeros up to the end of the last page. Nothing here does any I/O.
 
-/// A disk writes so many bytes whole or not at all.
+/// A disk writes this many bytes whole or not at all.
 constexpr std::size_t kSectorSize = 512;
-/// A file is so many bytes long, or a multiple of it.
+/// The length of a file is a multiple of this.
 constexpr std::size_t kPageSize = 4096;
-/// Records begin at multiples of so many bytes, so that no record's head lies in two sectors.
+/// Records begin at multiples of this many bytes, so that no record's head lies in two sectors.
 constexpr std::size_t kRecordAlignment = 32;
 constexpr std::size_t kRecordHeadSize = 24;
-/// A longer file is never written, and counts as damaged. The system reads and writes so many bytes at a time.
+/// A longer file is never written, and counts as damaged. The system reads and writes at least this many bytes in one
+/// call.
 constexpr std::uint64_t kMaxFileSize = std::uint64_t{1} << 30;
 
 struct ValuesHeader {
   KeyId id{};
   /// The exact length of the file: it never grows or shrinks in place.
   std::uint64_t fileSize = 0;
-  /// Where the records end that were in the file from its first moment. Only behind it a record can be incomplete.
+  /// Where the records end that were in the file from its first moment. Only after it can a record be incomplete.
   std::uint64_t settledEnd = kSectorSize;
   /// The number of the file's first record. Numbers go on from file to file.
   std::uint64_t firstSequence = 1;
@@ -64,7 +65,7 @@ std::uint64_t RecordSpace(std::size_t nameLength, std::size_t dataLength);
 /// Appends a record to `out`, with the zeros up to the next record.
 void AppendRecord(std::string& out, const ValueRecord& record);
 
-/// Tells whether a record that is written at `offset` would fill a whole sector with zeros. Such a record can not be
+/// Tells whether a record that is written at `offset` would fill a whole sector with zeros. Such a record cannot be
 /// told from an incomplete one, so it is never written in place.
 bool HoldsZeroSector(std::uint64_t offset, std::string_view record);
 
@@ -74,7 +75,7 @@ class RecordCursor {
   enum class End {
     /// The file is in order.
     Whole,
-    /// Behind the last record lies one whose writing was cut off, or is under way. It counts as not written.
+    /// After the last record there is one whose writing was cut off, or is under way. It counts as not written.
     Incomplete,
     Damaged,
   };
@@ -83,7 +84,7 @@ class RecordCursor {
   /// @param header what `ParseHeader` made of it.
   RecordCursor(std::string_view file, const ValuesHeader& header);
 
-  /// Gives the next record. @return false behind the last one: `end` then says how the file ends.
+  /// Gives the next record. @return false after the last one: `end` then says how the file ends.
   bool Next(ValueRecord& record);
 
   End end() const { return end_; }

@@ -84,7 +84,7 @@ TEST(KeyName, LongNames_AreCutAndStayApart) {
             std::string(237, 'k') + "%~" + FolderNameOfKey(std::string(256, 'K')).substr(239));
 }
 
-TEST(KeyName, Paths_ArePartedAtBackslashesOnly) {
+TEST(KeyName, Paths_AreSplitAtBackslashesOnly) {
   std::vector<std::string_view> names;
   EXPECT_EQ(SplitKeyPath(kHkeyLocalMachine, "a\\b/c\\\\ \\..\\", names), kSuccess);
   EXPECT_THAT(names, ElementsAre("a", "b/c", " ", ".."));

@@ -85,7 +85,7 @@ TEST_F(RegistryDamage, Lengthened_AnswersDamageAndStays) {
 }
 
 TEST_F(RegistryDamage, AnyBitFlipped_GivesNoWrongValueAndIsFound) {
-  // Behind the last record everything is zero, up to the end of the page.
+  // After the last record everything is zero, up to the end of the page.
   const std::size_t end = content_.find_last_not_of('\0') + 1;
   std::size_t refused = 0;
   for (std::size_t byte = 0; byte < content_.size(); ++byte) {

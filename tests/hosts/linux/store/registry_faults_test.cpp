@@ -25,7 +25,7 @@ using ::testing::IsEmpty;
 using testing::PlanFault;
 using testing::StoredRegistry;
 
-// A change, and how to tell whether it is done. What `State` answers is "old" before it and "new" behind it.
+// A change, and how to tell whether it is done. What `State` answers is "old" before it and "new" after it.
 struct Change {
   const char* name;
   std::function<Status(const Calls&)> make;

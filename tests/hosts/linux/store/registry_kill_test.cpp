@@ -88,7 +88,7 @@ class InPlaceStore final : public Store {
 // A text that tells its number and whether it is whole: the number, then letters of it up to a length that it gives.
 std::string Numbered(std::uint64_t number) {
   std::string text = std::to_string(number) + ":";
-  // Most fit into a sector, some need several, and few make the file be written anew.
+  // Most fit into a sector, some need several, and few cause the file to be replaced.
   const std::size_t length = number % 31 == 0 ? 9000 : number % 5 == 0 ? 1300 : 20 + number % 100;
   text.resize(text.size() + length, static_cast<char>('a' + number % 26));
   return text;

@@ -156,7 +156,7 @@ class Disk {
 struct Change {
   const char* name;
   std::function<Status(const Calls&)> make;
-  std::function<std::string(const Calls&)> state;  // "old" before the change, "new" behind it
+  std::function<std::string(const Calls&)> state;  // "old" before the change, "new" after it
 };
 
 std::string Told(bool isOld, bool isNew, const std::string& otherwise) {

@@ -58,7 +58,7 @@ class StoredRegistry {
   const std::filesystem::path& folder() const { return folder_.path(); }
   /// Returns the folder of HKEY_LOCAL_MACHINE.
   std::filesystem::path Root() const { return folder_.path() / "HKEY_LOCAL_MACHINE"; }
-  /// Returns the folder of a key below it. @param folders names of folders, parted by "/".
+  /// Returns the folder of a key below it. @param folders names of folders, separated by "/".
   std::filesystem::path Key(const std::string& folders) const { return Root() / folders; }
   std::filesystem::path ValuesFile(const std::string& folders) const { return Key(folders) / "%values"; }
 

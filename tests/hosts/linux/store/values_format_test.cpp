@@ -157,12 +157,12 @@ TEST(ValuesFormat, Damage_IsNamedByItsPlace) {
       {"first record's head", 512 + 16, "x", 512},
       {"first record's data", 512 + 26, "x", 512},
       {"first record's trailer", 512 + 34, std::string(1, '\0'), 512},
-      {"behind the first record", 512 + 40, "x", 512},
+      {"after the first record", 512 + 40, "x", 512},
       {"second record's kind", second + 4, "\x03", second},
       {"second record's name", second + 24, "x", second},
       {"second record's trailer", second + 24 + 7 + 4, "\x01", second},
       {"where the next one begins", file.end(), std::string(40, 'x'), file.end()},
-      {"behind where the next one begins", file.end() + 40, "x", file.end()},
+      {"after where the next one begins", file.end() + 40, "x", file.end()},
   };
   for (const Case& one : cases) {
     std::string spoilt = sound;
@@ -254,7 +254,7 @@ TEST(ValuesFormat, RecordCutOffByPowerOrKill_IsIncomplete) {
           const std::size_t at = (firstSector + i) * kSectorSize;
           if ((written >> i & 1) != 0) torn.replace(at, kSectorSize, whole, at, kSectorSize);
         }
-        // The last sector may hold nothing but the zeros behind the record.
+        // The last sector may hold nothing but the zeros after the record.
         if (torn == whole) continue;
         const Reading reading = Read(torn);
         ASSERT_EQ(reading.end, torn == old ? End::Whole : End::Incomplete) << before << " " << length << " " << written;

@@ -14,7 +14,7 @@ using nerio::testing::FromHex;
 using nerio::testing::Table;
 using nerio::testing::ToHex;
 
-// Reads code units written as hexadecimal numbers parted by blanks.
+// Reads code units written as hexadecimal numbers separated by blanks.
 Text Units(const std::string& field) {
   std::istringstream in(field);
   Text text;
