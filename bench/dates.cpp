@@ -83,7 +83,7 @@ void Nerio(benchmark::State& state) {
   nerio::platform::PortableRegionalSettings regional(nerio::platform::BuiltInRegion(u"it-IT").value());
   const int right = ReadAll(state, texts, [&](const nerio::Text& text) -> std::optional<double> {
     nerio::Date date;
-    if (regional.DateFromText(text, date) != nerio::platform::kSuccess) return std::nullopt;
+    if (regional.DateFromText(text, date) != nerio::platform::AutomationStatus::kSuccess) return std::nullopt;
     return date.days;
   });
   if (right != static_cast<int>(kCases.size())) state.SkipWithError("not all right");

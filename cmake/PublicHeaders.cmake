@@ -21,6 +21,7 @@ set(NERIO_PUBLIC_HEADERS
   nerio/support/templates.h
   nerio/support/trace_log.h
   nerio/support/xml.h
+  nerio/types/ansi_text.h
   nerio/types/boolean.h
   nerio/types/date.h
   nerio/types/error.h

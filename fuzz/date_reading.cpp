@@ -14,8 +14,8 @@ using nerio::Date;
 using nerio::Text;
 using nerio::TextView;
 using nerio::fuzz::Require;
+using nerio::platform::AutomationStatus;
 using nerio::platform::BuiltInRegion;
-using nerio::platform::kSuccess;
 using nerio::platform::kTypeMismatch;
 using nerio::platform::PortableRegionalSettings;
 
@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   constexpr Date kJunk{-12345.678};
   Date date = kJunk;
   const auto status = regional.DateFromText(text, date);
-  Require(status == kSuccess || status == kTypeMismatch);
+  Require(status == AutomationStatus::kSuccess || status == kTypeMismatch);
   if (status == kTypeMismatch) Require(date == kJunk);
 
   // A NUL ends the text, whatever follows.
@@ -58,11 +58,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Blanks in front change nothing.
   RequireSame(regional, text, u" \x3000" + text);
 
-  if (status == kSuccess) {
+  if (status == AutomationStatus::kSuccess) {
     // It is a whole second of the years 100 to 9999, so its text reads back as the same double.
     Require(date.days > -657435.0 && date.days < 2958466.0);
     Text written;
-    Require(regional.TextFromDate(date, written) == kSuccess);
+    Require(regional.TextFromDate(date, written) == AutomationStatus::kSuccess);
     RequireSame(regional, written, text);
   }
   return 0;

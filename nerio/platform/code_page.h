@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "nerio/types/ansi_text.h"
 #include "nerio/types/text.h"
 #include "nerio/types/visibility.h"
 

@@ -21,20 +21,20 @@ class NERIO_PUBLIC FileSystem {
   /// Searches for exactly this path among ordinary files: a folder, a device, a hidden or a system file does not count;
   /// a read-only or archived one does. A path of which nothing exists is no failure.
   /// @param[out] found whether there is such a file; false on failure.
-  virtual Status FindOrdinaryFile(const Text& path, bool& found) = 0;
+  virtual SystemStatus FindOrdinaryFile(const Text& path, bool& found) = 0;
 
   /// Opens an existing file so that each write lands at its end. Never creates and never truncates.
   /// @param[out] opened the file's handle, to be closed by the caller; untouched on failure.
-  virtual Status OpenForAppend(const Text& path, FileHandle& opened) = 0;
+  virtual SystemStatus OpenForAppend(const Text& path, FileHandle& opened) = 0;
 
   /// Writes all bytes at the end of the file as one operation.
-  virtual Status Append(FileHandle file, std::span<const char> bytes) = 0;
+  virtual SystemStatus Append(FileHandle file, std::span<const char> bytes) = 0;
 
   /// Closes the file. The handle is gone afterwards, whatever the answer.
-  virtual Status Close(FileHandle file) = 0;
+  virtual SystemStatus Close(FileHandle file) = 0;
 
   /// Returns the system's own text for one of its error numbers, without a line end.
-  virtual Text Describe(Status status) = 0;
+  virtual Text Describe(SystemStatus status) = 0;
 };
 
 }  // namespace nerio::platform

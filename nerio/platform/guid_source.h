@@ -18,8 +18,8 @@ class NERIO_PUBLIC GuidSource {
   virtual ~GuidSource() = default;
 
   /// Fills `guid` with a new random GUID of version 4.
-  /// @return 0, or the system's own error number; `guid` is then worth nothing.
-  virtual Status Create(GuidBytes& guid) = 0;
+  /// @return success, or why not; `guid` is then worth nothing.
+  virtual SystemStatus Create(GuidBytes& guid) = 0;
 };
 
 }  // namespace nerio::platform

@@ -15,7 +15,7 @@ class NERIO_PUBLIC ModuleLocation {
   /// (save for the root folder itself). Code that is linked into a program lies where the program's file lies.
   /// @param[out] folder the folder; untouched on failure.
   /// @return 0, or the system's own error number.
-  virtual Status Folder(Text& folder) = 0;
+  virtual SystemStatus Folder(Text& folder) = 0;
 };
 
 }  // namespace nerio::platform

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "nerio/platform/status.h"
 #include "nerio/types/date.h"
 #include "nerio/types/text.h"
@@ -9,15 +11,15 @@
 namespace nerio::platform {
 
 /// The one failure of reading a text as a date (DISP_E_TYPEMISMATCH).
-constexpr Status kTypeMismatch = static_cast<Status>(0x80020005u);
+constexpr AutomationStatus kTypeMismatch{static_cast<std::int32_t>(0x80020005u)};
 /// A date whose days lie outside what can be written (E_INVALIDARG).
-constexpr Status kInvalidArgument = static_cast<Status>(0x80070057u);
+constexpr AutomationStatus kInvalidArgument{static_cast<std::int32_t>(0x80070057u)};
 /// No memory was left for the result (E_OUTOFMEMORY).
-constexpr Status kOutOfMemory = static_cast<Status>(0x8007000Eu);
+constexpr AutomationStatus kOutOfMemory{static_cast<std::int32_t>(0x8007000Eu)};
 
 /// Converts between text, dates and numbers under the user's regional settings, one native conversion per call (the
 /// VarDateFromStr family, flags 0). The same settings serve every call, so that a date's text reads back. Nothing
-/// raises; an answer other than 0 is the conversion's own failure code, and the output is then untouched.
+/// raises; an answer other than success is the conversion's own HRESULT, and the output is then untouched.
 class NERIO_PUBLIC RegionalSettings {
  public:
   virtual ~RegionalSettings() = default;
@@ -26,23 +28,23 @@ class NERIO_PUBLIC RegionalSettings {
   virtual Text RegionName() = 0;
 
   /// Reads a text as a date, a time of day or both. A text ends at its first NUL. Empty text is no date.
-  virtual Status DateFromText(TextView text, Date& date) = 0;
+  virtual AutomationStatus DateFromText(TextView text, Date& date) = 0;
 
   /// Writes a date in the general form: the date part unless it is day 0, the time part unless it is midnight of
   /// another day, in the short formats of the settings.
-  virtual Status TextFromDate(Date date, Text& text) = 0;
+  virtual AutomationStatus TextFromDate(Date date, Text& text) = 0;
 
   /// Writes a double with up to 15 significant digits.
-  virtual Status TextFromDouble(double value, Text& text) = 0;
+  virtual AutomationStatus TextFromDouble(double value, Text& text) = 0;
 
   /// Writes a single with up to 7 significant digits.
-  virtual Status TextFromSingle(float value, Text& text) = 0;
+  virtual AutomationStatus TextFromSingle(float value, Text& text) = 0;
 
   /// Writes an amount with up to 4 decimals, zeros at the end cut.
-  virtual Status TextFromCurrency(Currency value, Text& text) = 0;
+  virtual AutomationStatus TextFromCurrency(Currency value, Text& text) = 0;
 
   /// Writes a decimal number exactly, zeros at the end cut.
-  virtual Status TextFromDecimal(Decimal value, Text& text) = 0;
+  virtual AutomationStatus TextFromDecimal(Decimal value, Text& text) = 0;
 };
 
 }  // namespace nerio::platform

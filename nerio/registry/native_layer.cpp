@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -109,7 +110,7 @@ class Layer {
     valueName.clear();
     // The count takes the terminator in, other than that of a plain write, deliberately.
     const bool written = Set(key, valueName, platform::kRegSz, valueData, valueData.size() + 1);
-    valueData = codePage_.ToText(codePage_.ToAnsi(valueData));
+    valueData = codePage_.ToText(codePage_.ToAnsi(valueData).bytes());
     return written;
   }
 
@@ -118,7 +119,7 @@ class Layer {
     if (!Open(root, path, key)) return false;
     const AnsiText name = codePage_.ToAnsi(valueName);
     const bool deleted = registry_.DeleteValue(key.handle(), name) == kSuccess;
-    valueName = codePage_.ToText(name);
+    valueName = codePage_.ToText(name.bytes());
     return deleted;
   }
 
@@ -128,8 +129,8 @@ class Layer {
   }
 
   // Converts a text to a buffer of at least `count` bytes, so that a count of characters never reads past it.
-  AnsiText ToAnsi(const Text& text, std::size_t count) {
-    AnsiText bytes = codePage_.ToAnsi(text);
+  std::string DataOf(const Text& text, std::size_t count) {
+    std::string bytes = codePage_.ToAnsi(text).bytes();
     bytes.resize(count, '\0');
     return bytes;
   }
@@ -153,7 +154,7 @@ class Layer {
 
   bool Set(const OpenedKey& key, const Text& valueName, std::uint32_t type, const Text& valueData, std::size_t count) {
     const AnsiText name = codePage_.ToAnsi(valueName);
-    const AnsiText data = ToAnsi(valueData, count);
+    const std::string data = DataOf(valueData, count);
     return registry_.SetValue(key.handle(), name, kReserved, type, std::span(data)) == kSuccess;
   }
 

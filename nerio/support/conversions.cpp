@@ -12,7 +12,7 @@ Text CheckedDate(TextView text, const platform::Host& host) {
   const Text argument(text);
   WriteLog(u"GetDate IN : " + argument, host);
   Date date;
-  const bool isDate = host.regional.DateFromText(argument, date) == platform::kSuccess;
+  const bool isDate = host.regional.DateFromText(argument, date) == platform::AutomationStatus::kSuccess;
   Text result = isDate ? argument : ZeroDateText(host);
   WriteLog(u"GetDate OUT : " + result, host);
   return result;
@@ -32,7 +32,7 @@ Text ZeroDateTextOrElse(const platform::Host& host) {
 Text GetGuid(const platform::Host& host) noexcept {
   try {
     platform::GuidBytes guid{};
-    if (host.guids.Create(guid) != platform::kSuccess) return {};
+    if (host.guids.Create(guid) != platform::SystemStatus::kSuccess) return {};
     constexpr char16_t kDigits[] = u"0123456789ABCDEF";
     Text text(36, u'-');
     char16_t* out = text.data();

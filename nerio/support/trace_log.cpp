@@ -1,13 +1,16 @@
 #include "nerio/support/trace_log.h"
 
+#include <string>
+
 #include "nerio/support/build_path.h"
 #include "nerio/types/error.h"
 
 namespace nerio {
 namespace {
 
-void RaiseUnlessSuccess(platform::Status status, const platform::Host& host) {
-  if (status != platform::kSuccess) throw Error(status, u"WriteLog", host.files.Describe(status));
+void RaiseUnlessSuccess(platform::SystemStatus status, const platform::Host& host) {
+  if (status != platform::SystemStatus::kSuccess)
+    throw Error(NumberOf(status), u"WriteLog", host.files.Describe(status));
 }
 
 Text TraceFilePath(const platform::Host& host) {
@@ -23,7 +26,7 @@ void WriteLog(TextView message, const platform::Host& host) {
   RaiseUnlessSuccess(host.files.FindOrdinaryFile(TraceFilePath(host), found), host);
   if (!found) return;
 
-  const AnsiText record = host.codePage.ToAnsi(message) + "\r\n";
+  const std::string record = host.codePage.ToAnsi(message).bytes() + "\r\n";
   // The path is computed a second time, deliberately.
   platform::FileHandle file{};
   RaiseUnlessSuccess(host.files.OpenForAppend(TraceFilePath(host), file), host);

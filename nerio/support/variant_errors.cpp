@@ -15,16 +15,16 @@ Error OverflowError() { return VariantError(kErrOverflow, u"Overflow"); }
 
 Error InvalidUseOfNullError() { return VariantError(kErrInvalidUseOfNull, u"Utilizzo non valido di Null"); }
 
-Error FailedConversionError(platform::Status status) {
-  switch (status) {
-    case platform::kTypeMismatch:
-      return VariantError(status, u"Tipo non corrispondente");
-    case platform::kInvalidArgument:
-      return VariantError(status, u"Parametro non corretto");
-    case platform::kOutOfMemory:
-      return VariantError(status, u"Memoria esaurita");
+Error FailedConversionError(platform::AutomationStatus status) {
+  switch (NumberOf(status)) {
+    case NumberOf(platform::kTypeMismatch):
+      return VariantError(NumberOf(status), u"Tipo non corrispondente");
+    case NumberOf(platform::kInvalidArgument):
+      return VariantError(NumberOf(status), u"Parametro non corretto");
+    case NumberOf(platform::kOutOfMemory):
+      return VariantError(NumberOf(status), u"Memoria esaurita");
     default:
-      return VariantError(status, u"Errore di automazione");
+      return VariantError(NumberOf(status), u"Errore di automazione");
   }
 }
 

@@ -16,6 +16,6 @@ Error InvalidUseOfNullError();
 
 /// Makes the error of a conversion that the regional settings refuse: the conversion's own failure code, which is never
 /// 0, as number, and its text in Italian.
-Error FailedConversionError(platform::Status status);
+Error FailedConversionError(platform::AutomationStatus status);
 
 }  // namespace nerio

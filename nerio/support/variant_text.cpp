@@ -8,8 +8,8 @@
 namespace nerio {
 namespace {
 
+using platform::AutomationStatus;
 using platform::RegionalSettings;
-using platform::Status;
 
 // Writes a value of each type in turn.
 class TextWriter {
@@ -40,10 +40,10 @@ class TextWriter {
 
  private:
   template <typename Value>
-  Text Convert(Status (RegionalSettings::*convert)(Value, Text&), Value value) const {
+  Text Convert(AutomationStatus (RegionalSettings::*convert)(Value, Text&), Value value) const {
     Text text;
-    const Status status = (regional_.*convert)(value, text);
-    if (status != platform::kSuccess) throw FailedConversionError(status);
+    const AutomationStatus status = (regional_.*convert)(value, text);
+    if (status != AutomationStatus::kSuccess) throw FailedConversionError(status);
     return text;
   }
 

@@ -12,7 +12,4 @@ using Text = std::u16string;
 /// Views a text owned by somebody else, as UTF-16 code units.
 using TextView = std::u16string_view;
 
-/// Holds a text as bytes in the system's ANSI code page. Never confuse it with UTF-8.
-using AnsiText = std::string;
-
 }  // namespace nerio

@@ -19,8 +19,8 @@
 #include "tests/equal_answers/operations.h"
 #include "tests/equal_answers/script.h"
 #include "tests/testing/registry_access.h"
-#include "tools/nerio/branch.h"
-#include "tools/nerio/reg_file.h"
+#include "tools/nerio/registry/reg_file.h"
+#include "tools/nerio/registry/registry_access.h"
 
 namespace nerio::equal_answers {
 namespace {
@@ -64,12 +64,13 @@ class ScratchBranch {
 
  private:
   // Level by level: some systems take no whole path of more than 260 characters.
-  void Add(platform::KeyHandle above, const AnsiText& name, const tool::KeyPath& path,
+  void Add(platform::KeyHandle above, const AnsiText& name, const tool::RegistryKey& path,
            std::vector<tool::RegSection>& sections) const {
     platform::KeyHandle key = 0;
     const platform::Status status = host_.registry.OpenKey(above, name, 0, platform::kKeyRead, key);
     if (status == platform::kFileNotFound) return;
-    if (status != platform::kSuccess) throw std::runtime_error("the branch cannot be read: " + std::to_string(status));
+    if (status != platform::kSuccess)
+      throw std::runtime_error("the branch cannot be read: " + std::to_string(NumberOf(status)));
     tool::RegSection section;
     section.key = path;
     std::vector<tool::StoredValue> values;

@@ -367,7 +367,7 @@ std::string Operations::NativeLayer(Arguments& arguments) {
   } else if (const platform::Status status = host_.registry.OpenKey(
                  platform::kHkeyLocalMachine, host_.codePage.ToAnsi(kBranch), 0, registry::REGISTRY_ACCESS, root);
              status != platform::kSuccess) {
-    return "- the branch does not open: " + std::to_string(status);
+    return "- the branch does not open: " + std::to_string(NumberOf(status));
   }
   const KeyHandle rootBefore = root;
   const std::int32_t operationBefore = operation;

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "tests/registry/registry_world.h"
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/fake_host.h"
 #include "tests/testing/raised_error.h"
 #include "tests/testing/tables.h"
@@ -32,8 +33,8 @@ Transcript TestOf(const AnsiText& path, KeyHandle key, KeyHandle root = kHkeyLoc
 Transcript FailedTestOf(const AnsiText& path) { return {OpenKeyCall{kHkeyLocalMachine, path, 0, kMask}}; }
 
 Transcript CreationOf(const AnsiText& path, KeyHandle root) {
-  return {OpenKeyCall{kHkeyLocalMachine, "", 0, kMask}, CreateKeyCall{root, path, 0, "", 0, kMask, 0, nullptr, 0},
-          CloseKeyCall{root}};
+  return {OpenKeyCall{kHkeyLocalMachine, ""_ansi, 0, kMask},
+          CreateKeyCall{root, path, 0, ""_ansi, 0, kMask, 0, nullptr, 0}, CloseKeyCall{root}};
 }
 
 Transcript ReadOf(const AnsiText& path, const AnsiText& name, KeyHandle key, KeyHandle root = kHkeyLocalMachine) {
@@ -119,12 +120,12 @@ struct WorkBranch {
 
 TEST_F(CRegistryTest, WorkBranch_IsComposedOfTheTwoBranchesUnchanged) {
   const WorkBranch kBranches[] = {
-      {u"Software\\Nerio", u"App", "Software\\Nerio\\App"},
-      {u"", u"App", "App"},
-      {u"Main\\", u"App", "Main\\\\App"},
-      {u"Main", u"\\App\\", "Main\\\\App\\"},
-      {u"", u"\\App", "\\App"},
-      {u" ", u" ", " \\ "},
+      {u"Software\\Nerio", u"App", "Software\\Nerio\\App"_ansi},
+      {u"", u"App", "App"_ansi},
+      {u"Main\\", u"App", "Main\\\\App"_ansi},
+      {u"Main", u"\\App\\", "Main\\\\App\\"_ansi},
+      {u"", u"\\App", "\\App"_ansi},
+      {u" ", u" ", " \\ "_ansi},
   };
   for (const WorkBranch& row : kBranches) {
     registry_->RamoPrincipale(row.main);
@@ -137,8 +138,8 @@ TEST_F(CRegistryTest, WorkBranch_IsComposedOfTheTwoBranchesUnchanged) {
 }
 
 TEST_F(CRegistryTest, WorkBranch_FollowsThePropertiesFromTheNextOperationOn) {
-  Store("Software\\Nerio\\Uno", "Nome", "1");
-  Store("Due", "Nome", "2");
+  Store("Software\\Nerio\\Uno"_ansi, "Nome"_ansi, "1");
+  Store("Due"_ansi, "Nome"_ansi, "2");
   registry_->RamoPredefinito(u"Uno");
   EXPECT_EQ(registry_->LeggiRegistro(u"Nome"), u"1");
   registry_->RamoPrincipale(u"");
@@ -184,12 +185,12 @@ TEST_F(CRegistryTest, RitornaErrori_AnyValueButFalse_Raises) {
 // CreaRamo.
 
 TEST_F(CRegistryTest, CreaRamo_ExistingBranch_AnswersTrueAndCreatesNothing) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   const KeyHandle key = Next();
   Text sCaption;
   EXPECT_EQ(registry_->CreaRamo(u"Software\\App", sCaption), True);
   EXPECT_EQ(sCaption, u"Crea Ramo");
-  EXPECT_EQ(calls(), TestOf("Software\\App", key));
+  EXPECT_EQ(calls(), TestOf("Software\\App"_ansi, key));
   EXPECT_EQ(model_.OpenHandles(), 0u);
 }
 
@@ -197,8 +198,8 @@ TEST_F(CRegistryTest, CreaRamo_MissingBranch_CreatesItUnprefixedBelowLocalMachin
   registry_->RamoPredefinito(u"App");
   const KeyHandle root = Next();
   EXPECT_EQ(registry_->CreaRamo(u"A\\B"), True);
-  EXPECT_EQ(calls(), FailedTestOf("A\\B") + CreationOf("A\\B", root));
-  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""), ElementsAre("\\A", "\\A\\B"));
+  EXPECT_EQ(calls(), FailedTestOf("A\\B"_ansi) + CreationOf("A\\B"_ansi, root));
+  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""_ansi), ElementsAre("\\A", "\\A\\B"));
   EXPECT_EQ(model_.OpenHandles(), 1u) << "the new key's handle stays open";
 }
 
@@ -209,7 +210,7 @@ TEST_F(CRegistryTest, CreaRamo_CaptionOfTheCaller_IsLeftAsItIs) {
 }
 
 TEST_F(CRegistryTest, CreaRamo_Failing_AnswersFalseOrRaisesNumber1FromItsCaption) {
-  Refuse("");
+  Refuse(""_ansi);
   Text sCaption;
   EXPECT_EQ(registry_->CreaRamo(u"A\\B"), False);
   EXPECT_EQ(registry_->CreaRamo(u"A\\B", sCaption), False);
@@ -229,15 +230,15 @@ TEST_F(CRegistryTest, CreaRamo_Failing_AnswersFalseOrRaisesNumber1FromItsCaption
 // CancellaRamo.
 
 TEST_F(CRegistryTest, CancellaRamo_ExistingBranch_DeletesItBelowLocalMachine) {
-  Store("Software\\App", "Nome", "x");
+  Store("Software\\App"_ansi, "Nome"_ansi, "x");
   const KeyHandle root = Next();
   Text sCaption;
   EXPECT_EQ(registry_->CancellaRamo(u"Software\\App", sCaption), True);
   EXPECT_EQ(sCaption, u"Cancella Ramo");
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "", 0, kMask}, DeleteKeyCall{root, "Software\\App"},
-                                 CloseKeyCall{root}}));
-  EXPECT_FALSE(Exists("Software\\App"));
-  EXPECT_TRUE(Exists("Software"));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, ""_ansi, 0, kMask},
+                                 DeleteKeyCall{root, "Software\\App"_ansi}, CloseKeyCall{root}}));
+  EXPECT_FALSE(Exists("Software\\App"_ansi));
+  EXPECT_TRUE(Exists("Software"_ansi));
 }
 
 TEST_F(CRegistryTest, CancellaRamo_MissingBranch_AnswersFalseOrRaisesNumber1WithTheMessageOfACreation) {
@@ -258,19 +259,19 @@ TEST_F(CRegistryTest, CancellaRamo_MissingBranch_AnswersFalseOrRaisesNumber1With
 }
 
 TEST_F(CRegistryTest, CancellaRamo_BranchWithSubkeys_DeletesNothing) {
-  MakeKey(model_, kHkeyLocalMachine, "A\\B");
+  MakeKey(model_, kHkeyLocalMachine, "A\\B"_ansi);
   EXPECT_EQ(registry_->CancellaRamo(u"A"), False);
-  EXPECT_TRUE(Exists("A\\B"));
+  EXPECT_TRUE(Exists("A\\B"_ansi));
 }
 
 // LeggiRegistro and LeggiRegistroEx.
 
 TEST_F(CRegistryTest, LeggiRegistro_ReadsTheWorkBranchBelowLocalMachine) {
-  Store("Software\\Nerio\\App", "Nome", std::string("valore\0", 7));
+  Store("Software\\Nerio\\App"_ansi, "Nome"_ansi, std::string("valore\0", 7));
   registry_->RamoPredefinito(u"App");
   const KeyHandle key = Next();
   EXPECT_EQ(registry_->LeggiRegistro(u"Nome", u"predefinito"), u"valore");
-  EXPECT_EQ(calls(), ReadOf("Software\\Nerio\\App", "Nome", key));
+  EXPECT_EQ(calls(), ReadOf("Software\\Nerio\\App"_ansi, "Nome"_ansi, key));
   EXPECT_EQ(model_.OpenHandles(), 0u);
 }
 
@@ -281,53 +282,55 @@ TEST_F(CRegistryTest, LeggiRegistro_NothingToRead_AnswersTheDefaultAndNeverRaise
     EXPECT_EQ(registry_->LeggiRegistro(u"Nome", u"predefinito"), u"predefinito") << "no branch";
     EXPECT_EQ(registry_->LeggiRegistro(u"Nome"), u"");
   }
-  Store("Software\\Nerio\\App", "Lungo", std::string(1025, 'x'));
+  Store("Software\\Nerio\\App"_ansi, "Lungo"_ansi, std::string(1025, 'x'));
   for (const Boolean raising : {False, True}) {
     registry_->RitornaErrori(raising);
     EXPECT_EQ(registry_->LeggiRegistro(u"Nome", u"predefinito"), u"predefinito") << "no value";
     EXPECT_EQ(registry_->LeggiRegistro(u"Lungo", u"predefinito"), u"predefinito") << "too long";
   }
-  Store("Software\\Nerio\\App", "Nome", "x");
-  Refuse("Software\\Nerio\\App");
+  Store("Software\\Nerio\\App"_ansi, "Nome"_ansi, "x");
+  Refuse("Software\\Nerio\\App"_ansi);
   EXPECT_EQ(registry_->LeggiRegistro(u"Nome", u"predefinito"), u"predefinito") << "refused";
 }
 
 TEST_F(CRegistryTest, LeggiRegistro_EmptyValue_AnswersTheEmptyTextAndNotTheDefault) {
-  Store("Software\\Nerio\\App", "Nome", "");
+  Store("Software\\Nerio\\App"_ansi, "Nome"_ansi, "");
   registry_->RamoPredefinito(u"App");
   EXPECT_EQ(registry_->LeggiRegistro(u"Nome", u"predefinito"), u"");
 }
 
 TEST_F(CRegistryTest, LeggiRegistro_OtherTypes_AreReadAsTextWithoutNuls) {
   registry_->RamoPredefinito(u"App");
-  StoreValue(model_, kHkeyLocalMachine, "Software\\Nerio\\App", "Multi", kRegMultiSz, std::string("uno\0due\0\0", 9));
-  StoreValue(model_, kHkeyLocalMachine, "Software\\Nerio\\App", "Numero", kRegDword, std::string("A\0B\0", 4));
+  StoreValue(model_, kHkeyLocalMachine, "Software\\Nerio\\App"_ansi, "Multi"_ansi, kRegMultiSz,
+             std::string("uno\0due\0\0", 9));
+  StoreValue(model_, kHkeyLocalMachine, "Software\\Nerio\\App"_ansi, "Numero"_ansi, kRegDword,
+             std::string("A\0B\0", 4));
   EXPECT_EQ(registry_->LeggiRegistro(u"Multi"), u"unodue");
   EXPECT_EQ(registry_->LeggiRegistro(u"Numero"), u"AB");
 }
 
 TEST_F(CRegistryTest, LeggiRegistro_EmptyName_ReadsTheUnnamedValue) {
-  Store("Software\\Nerio\\App", "", "senza nome");
+  Store("Software\\Nerio\\App"_ansi, ""_ansi, "senza nome");
   registry_->RamoPredefinito(u"App");
   EXPECT_EQ(registry_->LeggiRegistro(u""), u"senza nome");
 }
 
 TEST_F(CRegistryTest, LeggiRegistroEx_ExplicitBranch_IsReadBelowTheRootAndLeftAsItIs) {
-  Store("Altra\\Via", "Nome", "qui", kHkeyCurrentUser);
+  Store("Altra\\Via"_ansi, "Nome"_ansi, "qui", kHkeyCurrentUser);
   registry_->RitornaErrori(True);
   const KeyHandle key = Next();
   KeyHandle eHKEYRoot = kHkeyCurrentUser;
   Text sRamoLavoro = u"Altra\\Via";
   EXPECT_EQ(registry_->LeggiRegistroEx(u"Nome", eHKEYRoot, sRamoLavoro, u"predefinito"), u"qui")
       << "no default branch is needed";
-  EXPECT_EQ(calls(), ReadOf("Altra\\Via", "Nome", key, kHkeyCurrentUser));
+  EXPECT_EQ(calls(), ReadOf("Altra\\Via"_ansi, "Nome"_ansi, key, kHkeyCurrentUser));
   EXPECT_EQ(eHKEYRoot, kHkeyCurrentUser);
   EXPECT_EQ(sRamoLavoro, u"Altra\\Via");
 }
 
 TEST_F(CRegistryTest, LeggiRegistroEx_EmptyBranch_BecomesTheWorkBranchInTheCallersVariable) {
-  Store("Software\\Nerio\\App", "Nome", "utente", kHkeyCurrentUser);
-  Store("Software\\Nerio\\App", "Nome", "macchina");
+  Store("Software\\Nerio\\App"_ansi, "Nome"_ansi, "utente", kHkeyCurrentUser);
+  Store("Software\\Nerio\\App"_ansi, "Nome"_ansi, "macchina");
   registry_->RamoPredefinito(u"App");
   KeyHandle eHKEYRoot = kHkeyCurrentUser;
   Text sRamoLavoro;
@@ -338,7 +341,7 @@ TEST_F(CRegistryTest, LeggiRegistroEx_EmptyBranch_BecomesTheWorkBranchInTheCalle
 }
 
 TEST_F(CRegistryTest, LeggiRegistroEx_MissingValueOrBranch_AnswersTheDefaultAndNeverRaises) {
-  MakeKey(model_, kHkeyLocalMachine, "Altra\\Via");
+  MakeKey(model_, kHkeyLocalMachine, "Altra\\Via"_ansi);
   KeyHandle eHKEYRoot = kHkeyLocalMachine;
   for (const Boolean raising : {False, True}) {
     registry_->RitornaErrori(raising);
@@ -361,25 +364,26 @@ TEST_F(CRegistryTest, ScriviRegistroEx_FreshObject_CreatesTheChainLevelByLevelAn
   EXPECT_EQ(registry_->ScriviRegistroEx(u"Nome", u"x", eHKEYRoot, sRamoLavoro), u"True");
   EXPECT_EQ(sRamoLavoro, u"Software\\Nerio\\App");
   // Each creation takes a handle for the root and leaves that of the new key open.
-  EXPECT_EQ(calls(), FailedTestOf("Software") + CreationOf("Software", first) + FailedTestOf("Software\\Nerio") +
-                         CreationOf("Software\\Nerio", first + 2 * kStep) + FailedTestOf("Software\\Nerio\\App") +
-                         CreationOf("Software\\Nerio\\App", first + 4 * kStep) +
-                         WriteOf("Software\\Nerio\\App", "Nome", "x", first + 6 * kStep));
+  EXPECT_EQ(calls(), FailedTestOf("Software"_ansi) + CreationOf("Software"_ansi, first) +
+                         FailedTestOf("Software\\Nerio"_ansi) + CreationOf("Software\\Nerio"_ansi, first + 2 * kStep) +
+                         FailedTestOf("Software\\Nerio\\App"_ansi) +
+                         CreationOf("Software\\Nerio\\App"_ansi, first + 4 * kStep) +
+                         WriteOf("Software\\Nerio\\App"_ansi, "Nome"_ansi, "x", first + 6 * kStep));
   EXPECT_THAT(
-      ContentsOf(model_, kHkeyLocalMachine, ""),
+      ContentsOf(model_, kHkeyLocalMachine, ""_ansi),
       ElementsAre("\\Software", "\\Software\\Nerio", "\\Software\\Nerio\\App", "\\Software\\Nerio\\App  Nome=1:78"));
   EXPECT_EQ(model_.OpenHandles(), 3u);
 }
 
 TEST_F(CRegistryTest, ScriviRegistroEx_ExistingChain_TestsEachLevelAndWrites) {
-  Store("Software\\Nerio\\App", "Nome", "vecchio");
+  Store("Software\\Nerio\\App"_ansi, "Nome"_ansi, "vecchio");
   registry_->RamoPredefinito(u"App");
   const KeyHandle first = Next();
   EXPECT_EQ(registry_->ScriviRegistroEx(u"Nome", u"nuovo"), u"True");
-  EXPECT_EQ(calls(), TestOf("Software", first) + TestOf("Software\\Nerio", first + kStep) +
-                         TestOf("Software\\Nerio\\App", first + 2 * kStep) +
-                         WriteOf("Software\\Nerio\\App", "Nome", "nuovo", first + 3 * kStep));
-  EXPECT_EQ(Stored("Software\\Nerio\\App", "Nome"), "1:6E756F766F") << "without a terminator";
+  EXPECT_EQ(calls(), TestOf("Software"_ansi, first) + TestOf("Software\\Nerio"_ansi, first + kStep) +
+                         TestOf("Software\\Nerio\\App"_ansi, first + 2 * kStep) +
+                         WriteOf("Software\\Nerio\\App"_ansi, "Nome"_ansi, "nuovo", first + 3 * kStep));
+  EXPECT_EQ(Stored("Software\\Nerio\\App"_ansi, "Nome"_ansi), "1:6E756F766F") << "without a terminator";
   EXPECT_EQ(model_.OpenHandles(), 0u);
 }
 
@@ -394,39 +398,39 @@ TEST_F(CRegistryTest, ScriviRegistroEx_WhatItWrites_IsReadBack) {
 }
 
 TEST_F(CRegistryTest, ScriviRegistroEx_BranchOnlyBelowLocalMachine_AnswersEmptyTextOrRaisesNumber4) {
-  MakeKey(model_, kHkeyLocalMachine, "Ramo");
+  MakeKey(model_, kHkeyLocalMachine, "Ramo"_ansi);
   KeyHandle eHKEYRoot = kHkeyCurrentUser;
   Text sRamoLavoro = u"Ramo";
   const KeyHandle key = Next();
   EXPECT_EQ(registry_->ScriviRegistroEx(u"Nome", u"x", eHKEYRoot, sRamoLavoro), u"");
-  EXPECT_EQ(calls(), TestOf("Ramo", key) + Transcript({OpenKeyCall{kHkeyCurrentUser, "Ramo", 0, kMask}}));
+  EXPECT_EQ(calls(), TestOf("Ramo"_ansi, key) + Transcript({OpenKeyCall{kHkeyCurrentUser, "Ramo"_ansi, 0, kMask}}));
   EXPECT_EQ(eHKEYRoot, kHkeyCurrentUser);
   registry_->RitornaErrori(True);
   ExpectRaised([&] { registry_->ScriviRegistroEx(u"Nome", u"x", eHKEYRoot, sRamoLavoro); }, 4, u"ScriviRegistro",
                u"Errore durante la memorizzazione del valore nella chiave 'Nome'");
-  EXPECT_FALSE(Exists("Ramo", kHkeyCurrentUser));
+  EXPECT_FALSE(Exists("Ramo"_ansi, kHkeyCurrentUser));
 }
 
 TEST_F(CRegistryTest, ScriviRegistroEx_OtherRoot_CreatesTheChainBelowLocalMachineAllTheSame) {
-  Store("Ramo\\Sotto", "Nome", "vecchio", kHkeyCurrentUser);
+  Store("Ramo\\Sotto"_ansi, "Nome"_ansi, "vecchio", kHkeyCurrentUser);
   KeyHandle eHKEYRoot = kHkeyCurrentUser;
   Text sRamoLavoro = u"Ramo\\Sotto";
   EXPECT_EQ(registry_->ScriviRegistroEx(u"Nome", u"nuovo", eHKEYRoot, sRamoLavoro), u"True");
-  EXPECT_EQ(Stored("Ramo\\Sotto", "Nome", kHkeyCurrentUser), "1:6E756F766F");
-  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""), ElementsAre("\\Ramo", "\\Ramo\\Sotto"));
+  EXPECT_EQ(Stored("Ramo\\Sotto"_ansi, "Nome"_ansi, kHkeyCurrentUser), "1:6E756F766F");
+  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""_ansi), ElementsAre("\\Ramo", "\\Ramo\\Sotto"));
 }
 
 TEST_F(CRegistryTest, ScriviRegistroEx_OtherRootByTheShortForm_UsesTheWorkBranch) {
-  MakeKey(model_, kHkeyCurrentUser, "Software\\Nerio\\App");
+  MakeKey(model_, kHkeyCurrentUser, "Software\\Nerio\\App"_ansi);
   registry_->RamoPredefinito(u"App");
   KeyHandle eHKEYRoot = kHkeyCurrentUser;
   EXPECT_EQ(registry_->ScriviRegistroEx(u"Nome", u"x", eHKEYRoot), u"True");
-  EXPECT_EQ(Stored("Software\\Nerio\\App", "Nome", kHkeyCurrentUser), "1:78");
+  EXPECT_EQ(Stored("Software\\Nerio\\App"_ansi, "Nome"_ansi, kHkeyCurrentUser), "1:78");
 }
 
 TEST_F(CRegistryTest, ScriviRegistroEx_ChainCannotBeCreated_AnswersTheTextOfFalseOrRaisesNumber1) {
-  MakeKey(model_, kHkeyLocalMachine, "Software");
-  Refuse("Software");
+  MakeKey(model_, kHkeyLocalMachine, "Software"_ansi);
+  Refuse("Software"_ansi);
   registry_->RamoPredefinito(u"App");
   KeyHandle eHKEYRoot = kHkeyLocalMachine;
   Text sRamoLavoro;
@@ -444,7 +448,7 @@ TEST_F(CRegistryTest, ScriviRegistroEx_ChainBreaksHalfWay_KeepsTheLevelsMadeBefo
   registry_->RamoPredefinito(Text(257, u'k'));
   ExpectRaised([&] { registry_->ScriviRegistroEx(u"Nome", u"x"); }, 1, u"ScriviRegistro",
                u"Errore durante la creazione del ramo Software\\Nerio\\" + Text(257, u'k'));
-  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""), ElementsAre("\\Software", "\\Software\\Nerio"));
+  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""_ansi), ElementsAre("\\Software", "\\Software\\Nerio"));
 }
 
 TEST_F(CRegistryTest, ScriviRegistroEx_TwoBackslashesInTheBranch_CallCreaRamoForTheEmptyPartToo) {
@@ -452,10 +456,10 @@ TEST_F(CRegistryTest, ScriviRegistroEx_TwoBackslashesInTheBranch_CallCreaRamoFor
   KeyHandle eHKEYRoot = kHkeyLocalMachine;
   Text sRamoLavoro = u"A\\\\B";
   EXPECT_EQ(registry_->ScriviRegistroEx(u"Nome", u"x", eHKEYRoot, sRamoLavoro), u"True");
-  EXPECT_EQ(calls(), FailedTestOf("A") + CreationOf("A", first) + TestOf("A\\", first + 2 * kStep) +
-                         FailedTestOf("A\\\\B") + CreationOf("A\\\\B", first + 3 * kStep) +
-                         WriteOf("A\\\\B", "Nome", "x", first + 5 * kStep));
-  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""), ElementsAre("\\A", "\\A\\B", "\\A\\B  Nome=1:78"));
+  EXPECT_EQ(calls(), FailedTestOf("A"_ansi) + CreationOf("A"_ansi, first) + TestOf("A\\"_ansi, first + 2 * kStep) +
+                         FailedTestOf("A\\\\B"_ansi) + CreationOf("A\\\\B"_ansi, first + 3 * kStep) +
+                         WriteOf("A\\\\B"_ansi, "Nome"_ansi, "x", first + 5 * kStep));
+  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""_ansi), ElementsAre("\\A", "\\A\\B", "\\A\\B  Nome=1:78"));
 }
 
 TEST_F(CRegistryTest, ScriviRegistroEx_TrailingBackslash_TestsTheLastLevelTwice) {
@@ -463,8 +467,8 @@ TEST_F(CRegistryTest, ScriviRegistroEx_TrailingBackslash_TestsTheLastLevelTwice)
   KeyHandle eHKEYRoot = kHkeyLocalMachine;
   Text sRamoLavoro = u"A\\";
   EXPECT_EQ(registry_->ScriviRegistroEx(u"Nome", u"x", eHKEYRoot, sRamoLavoro), u"True");
-  EXPECT_EQ(calls(), FailedTestOf("A") + CreationOf("A", first) + TestOf("A\\", first + 2 * kStep) +
-                         WriteOf("A\\", "Nome", "x", first + 3 * kStep));
+  EXPECT_EQ(calls(), FailedTestOf("A"_ansi) + CreationOf("A"_ansi, first) + TestOf("A\\"_ansi, first + 2 * kStep) +
+                         WriteOf("A\\"_ansi, "Nome"_ansi, "x", first + 3 * kStep));
 }
 
 TEST_F(CRegistryTest, ScriviRegistroEx_LeadingBackslash_CreatesTheChainWithoutItAndFailsToWrite) {
@@ -472,8 +476,9 @@ TEST_F(CRegistryTest, ScriviRegistroEx_LeadingBackslash_CreatesTheChainWithoutIt
   KeyHandle eHKEYRoot = kHkeyLocalMachine;
   Text sRamoLavoro = u"\\A";
   EXPECT_EQ(registry_->ScriviRegistroEx(u"Nome", u"x", eHKEYRoot, sRamoLavoro), u"");
-  EXPECT_EQ(calls(), TestOf("", first) + FailedTestOf("A") + CreationOf("A", first + kStep) + FailedTestOf("\\A"));
-  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""), ElementsAre("\\A"));
+  EXPECT_EQ(calls(), TestOf(""_ansi, first) + FailedTestOf("A"_ansi) + CreationOf("A"_ansi, first + kStep) +
+                         FailedTestOf("\\A"_ansi));
+  EXPECT_THAT(ContentsOf(model_, kHkeyLocalMachine, ""_ansi), ElementsAre("\\A"));
 }
 
 TEST_F(CRegistryTest, ScriviRegistroEx_CharacterThatBecomesABackslash_DoesNotPartTheBranch) {
@@ -481,28 +486,28 @@ TEST_F(CRegistryTest, ScriviRegistroEx_CharacterThatBecomesABackslash_DoesNotPar
   KeyHandle eHKEYRoot = kHkeyLocalMachine;
   Text sRamoLavoro = u"A\u2216B";
   EXPECT_EQ(registry_->ScriviRegistroEx(u"Nome", u"x", eHKEYRoot, sRamoLavoro), u"True");
-  EXPECT_EQ(calls(),
-            FailedTestOf("A\\B") + CreationOf("A\\B", first) + WriteOf("A\\B", "Nome", "x", first + 2 * kStep));
+  EXPECT_EQ(calls(), FailedTestOf("A\\B"_ansi) + CreationOf("A\\B"_ansi, first) +
+                         WriteOf("A\\B"_ansi, "Nome"_ansi, "x", first + 2 * kStep));
 }
 
 // CancellaRegistro.
 
 TEST_F(CRegistryTest, CancellaRegistro_DeletesTheValueOfTheWorkBranch) {
-  Store("Software\\Nerio\\App", "Nome", "x");
-  Store("Software\\Nerio\\App", "Altro", "y");
+  Store("Software\\Nerio\\App"_ansi, "Nome"_ansi, "x");
+  Store("Software\\Nerio\\App"_ansi, "Altro"_ansi, "y");
   registry_->RamoPredefinito(u"App");
   const KeyHandle key = Next();
   EXPECT_EQ(registry_->CancellaRegistro(u"Nome"), True);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\Nerio\\App", 0, kMask},
-                                 DeleteValueCall{key, "Nome"}, CloseKeyCall{key}}));
-  EXPECT_EQ(Stored("Software\\Nerio\\App", "Nome"), "2");
-  EXPECT_EQ(Stored("Software\\Nerio\\App", "Altro"), "1:79");
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\Nerio\\App"_ansi, 0, kMask},
+                                 DeleteValueCall{key, "Nome"_ansi}, CloseKeyCall{key}}));
+  EXPECT_EQ(Stored("Software\\Nerio\\App"_ansi, "Nome"_ansi), "2");
+  EXPECT_EQ(Stored("Software\\Nerio\\App"_ansi, "Altro"_ansi), "1:79");
 }
 
 TEST_F(CRegistryTest, CancellaRegistro_MissingValueOrBranch_AnswersFalseOrRaisesNumber5) {
   registry_->RamoPredefinito(u"App");
   for (const bool branch : {false, true}) {
-    if (branch) MakeKey(model_, kHkeyLocalMachine, "Software\\Nerio\\App");
+    if (branch) MakeKey(model_, kHkeyLocalMachine, "Software\\Nerio\\App"_ansi);
     registry_->RitornaErrori(False);
     EXPECT_EQ(registry_->CancellaRegistro(u"Nome Ж"), False);
     registry_->RitornaErrori(True);
@@ -514,18 +519,18 @@ TEST_F(CRegistryTest, CancellaRegistro_MissingValueOrBranch_AnswersFalseOrRaises
 // VerificaRamo and VerificaRamoEx.
 
 TEST_F(CRegistryTest, VerificaRamoAndVerificaRamoEx_AnswerInOppositeSenses) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   const KeyHandle first = Next();
   EXPECT_EQ(registry_->VerificaRamo(u"Software\\App"), False);
   EXPECT_EQ(registry_->VerificaRamoEx(u"Software\\App"), True);
   EXPECT_EQ(registry_->VerificaRamo(u"Software\\Altro"), True);
   EXPECT_EQ(registry_->VerificaRamoEx(u"Software\\Altro"), False);
-  EXPECT_EQ(calls(), TestOf("Software\\App", first) + TestOf("Software\\App", first + kStep) +
-                         FailedTestOf("Software\\Altro") + FailedTestOf("Software\\Altro"));
+  EXPECT_EQ(calls(), TestOf("Software\\App"_ansi, first) + TestOf("Software\\App"_ansi, first + kStep) +
+                         FailedTestOf("Software\\Altro"_ansi) + FailedTestOf("Software\\Altro"_ansi));
 }
 
 TEST_F(CRegistryTest, VerificaRamoEx_TestsBelowAnyRootAndLeavesIt) {
-  MakeKey(model_, kHkeyCurrentUser, "Solo Qui");
+  MakeKey(model_, kHkeyCurrentUser, "Solo Qui"_ansi);
   KeyHandle eHKEYRoot = kHkeyCurrentUser;
   EXPECT_EQ(registry_->VerificaRamoEx(u"Solo Qui", eHKEYRoot), True);
   EXPECT_EQ(registry_->VerificaRamoEx(u"Solo Qui"), False);
@@ -534,8 +539,8 @@ TEST_F(CRegistryTest, VerificaRamoEx_TestsBelowAnyRootAndLeavesIt) {
 }
 
 TEST_F(CRegistryTest, VerificaRamo_BranchThatCannotBeOpened_CountsAsMissingAndRaisesNothing) {
-  MakeKey(model_, kHkeyLocalMachine, "Chiuso");
-  Refuse("Chiuso");
+  MakeKey(model_, kHkeyLocalMachine, "Chiuso"_ansi);
+  Refuse("Chiuso"_ansi);
   registry_->RitornaErrori(True);
   EXPECT_EQ(registry_->VerificaRamo(u"Chiuso"), True);
   EXPECT_EQ(registry_->VerificaRamoEx(u"Chiuso"), False);
@@ -546,10 +551,10 @@ TEST_F(CRegistryTest, VerificaRamo_BranchThatCannotBeOpened_CountsAsMissingAndRa
 TEST_F(CRegistryTest, CreaRamo_OneVariableForBranchAndCaption_Works) {
   Text both = u"A\\B";
   EXPECT_EQ(registry_->CreaRamo(both, both), True);
-  EXPECT_TRUE(Exists("A\\B"));
+  EXPECT_TRUE(Exists("A\\B"_ansi));
   EXPECT_EQ(both, u"A\\B");
   registry_->RitornaErrori(True);
-  Refuse("A");
+  Refuse("A"_ansi);
   both = u"A";
   ExpectRaised([&] { registry_->CreaRamo(both, both); }, 1, u"A", u"Errore durante la creazione del ramo A");
   // Empty: the branch stays the empty one, which is the root itself.
@@ -557,32 +562,32 @@ TEST_F(CRegistryTest, CreaRamo_OneVariableForBranchAndCaption_Works) {
   const KeyHandle root = Next();
   world_.recorder.calls.clear();
   EXPECT_EQ(registry_->CreaRamo(both, both), True);
-  EXPECT_EQ(calls(), TestOf("", root));
+  EXPECT_EQ(calls(), TestOf(""_ansi, root));
   EXPECT_EQ(both, u"Crea Ramo");
 }
 
 TEST_F(CRegistryTest, CancellaRamo_OneVariableForBranchAndCaption_Works) {
-  MakeKey(model_, kHkeyLocalMachine, "A\\B");
+  MakeKey(model_, kHkeyLocalMachine, "A\\B"_ansi);
   Text both = u"A\\B";
   EXPECT_EQ(registry_->CancellaRamo(both, both), True);
-  EXPECT_FALSE(Exists("A\\B"));
+  EXPECT_FALSE(Exists("A\\B"_ansi));
   registry_->RitornaErrori(True);
   ExpectRaised([&] { registry_->CancellaRamo(both, both); }, 1, u"A\\B", u"Errore durante la creazione del ramo A\\B");
   both.clear();
   ExpectRaised([&] { registry_->CancellaRamo(both, both); }, 1, u"Cancella Ramo",
                u"Errore durante la creazione del ramo ");
   EXPECT_EQ(both, u"Cancella Ramo");
-  EXPECT_TRUE(Exists("A"));
+  EXPECT_TRUE(Exists("A"_ansi));
 }
 
 TEST_F(CRegistryTest, LeggiRegistroEx_OneVariableForNameDefaultAndBranch_Works) {
   KeyHandle eHKEYRoot = kHkeyLocalMachine;
   Text all = u"Un ramo che non sta nel testo breve";
   EXPECT_EQ(registry_->LeggiRegistroEx(all, eHKEYRoot, all, all), all) << "the default";
-  Store("Un ramo che non sta nel testo breve", "un RAMO che non sta nel testo breve", "trovato");
+  Store("Un ramo che non sta nel testo breve"_ansi, "un RAMO che non sta nel testo breve"_ansi, "trovato");
   EXPECT_EQ(registry_->LeggiRegistroEx(all, eHKEYRoot, all, all), u"trovato");
   // Empty: the branch becomes the work branch, name and default stay empty.
-  Store("Software\\Nerio\\App molto piu lungo", "", "senza nome");
+  Store("Software\\Nerio\\App molto piu lungo"_ansi, ""_ansi, "senza nome");
   registry_->RamoPredefinito(u"App molto piu lungo");
   all.clear();
   EXPECT_EQ(registry_->LeggiRegistroEx(all, eHKEYRoot, all, all), u"senza nome");
@@ -597,13 +602,13 @@ TEST_F(CRegistryTest, ScriviRegistroEx_OneVariableForNameValueAndBranch_Works) {
   KeyHandle eHKEYRoot = kHkeyLocalMachine;
   Text all = u"Un ramo che non sta nel testo breve";
   EXPECT_EQ(registry_->ScriviRegistroEx(all, all, eHKEYRoot, all), u"True");
-  const AnsiText ansi = "Un ramo che non sta nel testo breve";
+  const AnsiText ansi = "Un ramo che non sta nel testo breve"_ansi;
   EXPECT_EQ(Stored(ansi, ansi), "1:" + ToHex(ansi));
   // Empty: the branch becomes the work branch, name and value stay empty.
   registry_->RamoPredefinito(u"App molto piu lungo");
   all.clear();
   EXPECT_EQ(registry_->ScriviRegistroEx(all, all, eHKEYRoot, all), u"True");
-  EXPECT_EQ(Stored("Software\\Nerio\\App molto piu lungo", ""), "1:");
+  EXPECT_EQ(Stored("Software\\Nerio\\App molto piu lungo"_ansi, ""_ansi), "1:");
   EXPECT_EQ(all, u"Software\\Nerio\\App molto piu lungo");
 }
 
@@ -613,7 +618,7 @@ TEST_F(CRegistryTest, ScriviRegistroEx_ViewsIntoTheBranchVariable_AreReadAsTheyW
   EXPECT_EQ(registry_->ScriviRegistroEx(TextView(sRamoLavoro).substr(0, 5), TextView(sRamoLavoro).substr(6), eHKEYRoot,
                                         sRamoLavoro),
             u"True");
-  EXPECT_EQ(Stored("Primo\\Secondo", "Primo"), "1:5365636F6E646F");
+  EXPECT_EQ(Stored("Primo\\Secondo"_ansi, "Primo"_ansi), "1:5365636F6E646F");
 }
 
 TEST_F(CRegistryTest, Properties_TakeAViewOfThemselves) {
@@ -750,7 +755,7 @@ TEST(CRegistryFailures, EachNativeCallInTurn_AnswersQuietlyOrRaises) {
                                         << row.failingCall << (raising == True ? ", raising" : ", quiet"));
       RegistryWorld world;
       if (row.operation != Operation::CreaRamoMissing && row.operation != Operation::ScriviRegistroEx) {
-        StoreValue(world.model, kHkeyLocalMachine, "A\\B", "Nome", kRegSz, "letto");
+        StoreValue(world.model, kHkeyLocalMachine, "A\\B"_ansi, "Nome"_ansi, kRegSz, "letto");
       }
       FakeHost host;
       host.registry = &world.recorder;

@@ -8,6 +8,8 @@
 
 #include "nerio/types/utf8.h"
 #include "tests/registry/registry_world.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/tables.h"
 
 namespace nerio::registry {
@@ -58,9 +60,9 @@ class NativeLayer : public ::testing::Test {
   const Transcript& calls() const { return world_.recorder.calls; }
 
   void Store(const AnsiText& name, std::uint32_t type, const std::string& data) {
-    StoreValue(model_, kHkeyLocalMachine, "Software\\App", name, type, data);
+    StoreValue(model_, kHkeyLocalMachine, "Software\\App"_ansi, name, type, data);
   }
-  std::string Stored(const AnsiText& name) { return ValueOf(model_, kHkeyLocalMachine, "Software\\App", name); }
+  std::string Stored(const AnsiText& name) { return ValueOf(model_, kHkeyLocalMachine, "Software\\App"_ansi, name); }
 
   RegistryWorld world_;
   InMemoryRegistry& model_ = world_.model;
@@ -79,7 +81,7 @@ TEST(NativeLayerConstants, HaveTheirNumbers) {
 }
 
 TEST_F(NativeLayer, AnyOtherCode_GivesResult0AndTouchesNothing) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   for (const std::int32_t code : {0, 8, -1, 9, 100, 65537, 65540, std::numeric_limits<std::int32_t>::min(),
                                   std::numeric_limits<std::int32_t>::max()}) {
     Arguments arguments;
@@ -95,24 +97,24 @@ TEST_F(NativeLayer, AnyOtherCode_GivesResult0AndTouchesNothing) {
 // Transcripts: each code when all goes well, and when the open fails.
 
 TEST_F(NativeLayer, VerificaChiave_ExistingKey_OpensAndCloses) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   const KeyHandle key = model_.NextHandle();
   EXPECT_EQ(Run(opVerificaChiave), 1);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F}, CloseKeyCall{key}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F}, CloseKeyCall{key}}));
 }
 
 TEST_F(NativeLayer, VerificaChiave_MissingKey_OpensOnly) {
   EXPECT_EQ(Run(opVerificaChiave), 0);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F}}));
 }
 
 TEST_F(NativeLayer, CreaChiave_MissingKey_OpensTheRootCreatesBelowItAndClosesTheRootOnly) {
   const KeyHandle root = model_.NextHandle();
   EXPECT_EQ(Run(opCreaChiave), 1);
-  EXPECT_EQ(calls(),
-            (Transcript{OpenKeyCall{kHkeyLocalMachine, "", 0, 0x2003F},
-                        CreateKeyCall{root, "Software\\App", 0, "", 0, 0x2003F, 0, nullptr, 0}, CloseKeyCall{root}}));
-  EXPECT_TRUE(KeyExists(model_, kHkeyLocalMachine, "Software\\App"));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, ""_ansi, 0, 0x2003F},
+                                 CreateKeyCall{root, "Software\\App"_ansi, 0, ""_ansi, 0, 0x2003F, 0, nullptr, 0},
+                                 CloseKeyCall{root}}));
+  EXPECT_TRUE(KeyExists(model_, kHkeyLocalMachine, "Software\\App"_ansi));
 }
 
 TEST_F(NativeLayer, CreaChiave_EachCall_LeavesTheHandleOfItsKeyOpen) {
@@ -120,60 +122,61 @@ TEST_F(NativeLayer, CreaChiave_EachCall_LeavesTheHandleOfItsKeyOpen) {
     const KeyHandle created = model_.NextHandle() + InMemoryRegistry::kHandleStep;
     EXPECT_EQ(Run(opCreaChiave), 1);
     EXPECT_EQ(model_.OpenHandles(), call);
-    EXPECT_EQ(model_.SetValue(created, "v", 0, kRegSz, std::span<const char>()), kSuccess) << "the key's own handle";
+    EXPECT_EQ(model_.SetValue(created, "v"_ansi, 0, kRegSz, std::span<const char>()), kSuccess)
+        << "the key's own handle";
   }
 }
 
 TEST_F(NativeLayer, CreaChiave_RootCannotBeOpened_CreatesNothing) {
-  model_.SetRights(kHkeyLocalMachine, "", 0);
+  model_.SetRights(kHkeyLocalMachine, ""_ansi, 0);
   EXPECT_EQ(Run(opCreaChiave), 0);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "", 0, 0x2003F}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, ""_ansi, 0, 0x2003F}}));
 }
 
 TEST_F(NativeLayer, CancellaChiave_ExistingKey_OpensTheRootDeletesBelowItAndCloses) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   const KeyHandle root = model_.NextHandle();
   EXPECT_EQ(Run(opCancellaChiave), 1);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "", 0, 0x2003F}, DeleteKeyCall{root, "Software\\App"},
-                                 CloseKeyCall{root}}));
-  EXPECT_FALSE(KeyExists(model_, kHkeyLocalMachine, "Software\\App"));
-  EXPECT_TRUE(KeyExists(model_, kHkeyLocalMachine, "Software"));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, ""_ansi, 0, 0x2003F},
+                                 DeleteKeyCall{root, "Software\\App"_ansi}, CloseKeyCall{root}}));
+  EXPECT_FALSE(KeyExists(model_, kHkeyLocalMachine, "Software\\App"_ansi));
+  EXPECT_TRUE(KeyExists(model_, kHkeyLocalMachine, "Software"_ansi));
 }
 
 TEST_F(NativeLayer, CancellaChiave_MissingKey_GivesResult0AndClosesTheRoot) {
   const KeyHandle root = model_.NextHandle();
   EXPECT_EQ(Run(opCancellaChiave), 0);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "", 0, 0x2003F}, DeleteKeyCall{root, "Software\\App"},
-                                 CloseKeyCall{root}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, ""_ansi, 0, 0x2003F},
+                                 DeleteKeyCall{root, "Software\\App"_ansi}, CloseKeyCall{root}}));
 }
 
 TEST_F(NativeLayer, CancellaChiave_KeyWithSubkeys_DeletesNothing) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App\\Sotto");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App\\Sotto"_ansi);
   EXPECT_EQ(Run(opCancellaChiave), 0);
-  EXPECT_TRUE(KeyExists(model_, kHkeyLocalMachine, "Software\\App\\Sotto"));
+  EXPECT_TRUE(KeyExists(model_, kHkeyLocalMachine, "Software\\App\\Sotto"_ansi));
 }
 
 TEST_F(NativeLayer, LeggiValore_ExistingValue_OffersABufferOf1024NulsAndTheCallersType) {
-  Store("Nome", kRegSz, "abc");
+  Store("Nome"_ansi, kRegSz, "abc");
   const KeyHandle key = model_.NextHandle();
   Arguments arguments;
   arguments.operation = opLeggiValore;
   arguments.valueType = 2;
   EXPECT_EQ(Run(arguments), 1);
   EXPECT_EQ(arguments.valueData, u"abc");
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F},
-                                 QueryValueCall{key, "Nome", 2, kEmptyBuffer, 1024}, CloseKeyCall{key}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F},
+                                 QueryValueCall{key, "Nome"_ansi, 2, kEmptyBuffer, 1024}, CloseKeyCall{key}}));
 }
 
 TEST_F(NativeLayer, LeggiValore_MissingValue_LeavesTheDataAndCloses) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   const KeyHandle key = model_.NextHandle();
   Arguments arguments;
   arguments.operation = opLeggiValore;
   EXPECT_EQ(Run(arguments), 0);
   EXPECT_EQ(arguments.valueData, u"dato");
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F},
-                                 QueryValueCall{key, "Nome", 1, kEmptyBuffer, 1024}, CloseKeyCall{key}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F},
+                                 QueryValueCall{key, "Nome"_ansi, 1, kEmptyBuffer, 1024}, CloseKeyCall{key}}));
 }
 
 TEST_F(NativeLayer, LeggiValore_MissingKey_OpensOnlyAndLeavesTheData) {
@@ -181,25 +184,25 @@ TEST_F(NativeLayer, LeggiValore_MissingKey_OpensOnlyAndLeavesTheData) {
   arguments.operation = opLeggiValore;
   EXPECT_EQ(Run(arguments), 0);
   EXPECT_EQ(arguments.valueData, u"dato");
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F}}));
 }
 
 TEST_F(NativeLayer, ScriviValore_ThreeCharacters_StoresExactlyThreeBytes) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   const KeyHandle key = model_.NextHandle();
   Arguments arguments;
   arguments.operation = opScriviValore;
   arguments.valueData = u"abc";
   EXPECT_EQ(Run(arguments), 1);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F},
-                                 SetValueCall{key, "Nome", 0, 1, "abc"}, CloseKeyCall{key}}));
-  EXPECT_EQ(Stored("Nome"), "1:616263");
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F},
+                                 SetValueCall{key, "Nome"_ansi, 0, 1, "abc"}, CloseKeyCall{key}}));
+  EXPECT_EQ(Stored("Nome"_ansi), "1:616263");
 }
 
 TEST_F(NativeLayer, ScriviValore_MissingKey_OpensOnlyAndCreatesNothing) {
   EXPECT_EQ(Run(opScriviValore), 0);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F}}));
-  EXPECT_FALSE(KeyExists(model_, kHkeyLocalMachine, "Software"));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F}}));
+  EXPECT_FALSE(KeyExists(model_, kHkeyLocalMachine, "Software"_ansi));
 }
 
 TEST_F(NativeLayer, CreaChiaveConValore_ThreeCharacters_StoresFourBytesAsTheUnnamedValue) {
@@ -209,44 +212,46 @@ TEST_F(NativeLayer, CreaChiaveConValore_ThreeCharacters_StoresFourBytesAsTheUnna
   arguments.valueData = u"abc";
   arguments.valueType = 3;
   EXPECT_EQ(Run(arguments), 1);
-  EXPECT_EQ(calls(), (Transcript{CreateKeyCall{kHkeyLocalMachine, "Software\\App", 0, "", 0, 0x2, 0, nullptr, 0},
-                                 SetValueCall{key, "", 0, 1, std::string("abc\0", 4)}, CloseKeyCall{key}}));
-  EXPECT_EQ(Stored(""), "1:61626300") << "a string, whatever the caller's type";
+  EXPECT_EQ(calls(),
+            (Transcript{CreateKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, ""_ansi, 0, 0x2, 0, nullptr, 0},
+                        SetValueCall{key, ""_ansi, 0, 1, std::string("abc\0", 4)}, CloseKeyCall{key}}));
+  EXPECT_EQ(Stored(""_ansi), "1:61626300") << "a string, whatever the caller's type";
 }
 
 TEST_F(NativeLayer, CreaChiaveConValore_CreationRefused_MakesNoOtherCall) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
-  model_.SetRights(kHkeyLocalMachine, "Software\\App", kKeyRead);
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
+  model_.SetRights(kHkeyLocalMachine, "Software\\App"_ansi, kKeyRead);
   EXPECT_EQ(Run(opCreaChiaveConValore), 0);
-  EXPECT_EQ(calls(), (Transcript{CreateKeyCall{kHkeyLocalMachine, "Software\\App", 0, "", 0, 0x2, 0, nullptr, 0}}));
+  EXPECT_EQ(calls(),
+            (Transcript{CreateKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, ""_ansi, 0, 0x2, 0, nullptr, 0}}));
 }
 
 TEST_F(NativeLayer, CancellaValore_ExistingValue_DeletesAndCloses) {
-  Store("Nome", kRegSz, "abc");
+  Store("Nome"_ansi, kRegSz, "abc");
   const KeyHandle key = model_.NextHandle();
   EXPECT_EQ(Run(opCancellaValore), 1);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F},
-                                 DeleteValueCall{key, "Nome"}, CloseKeyCall{key}}));
-  EXPECT_EQ(Stored("Nome"), "2");
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F},
+                                 DeleteValueCall{key, "Nome"_ansi}, CloseKeyCall{key}}));
+  EXPECT_EQ(Stored("Nome"_ansi), "2");
 }
 
 TEST_F(NativeLayer, CancellaValore_MissingValue_GivesResult0AndCloses) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   const KeyHandle key = model_.NextHandle();
   EXPECT_EQ(Run(opCancellaValore), 0);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F},
-                                 DeleteValueCall{key, "Nome"}, CloseKeyCall{key}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F},
+                                 DeleteValueCall{key, "Nome"_ansi}, CloseKeyCall{key}}));
 }
 
 TEST_F(NativeLayer, CancellaValore_MissingKey_OpensOnly) {
   EXPECT_EQ(Run(opCancellaValore), 0);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F}}));
 }
 
 TEST_F(NativeLayer, EveryCode_TakesAnOpenKeyAsItsRoot) {
-  MakeKey(model_, kHkeyCurrentUser, "Base");
+  MakeKey(model_, kHkeyCurrentUser, "Base"_ansi);
   KeyHandle base = 0;
-  ASSERT_EQ(model_.OpenKey(kHkeyCurrentUser, "Base", 0, kLayerAccess, base), kSuccess);
+  ASSERT_EQ(model_.OpenKey(kHkeyCurrentUser, "Base"_ansi, 0, kLayerAccess, base), kSuccess);
   Arguments arguments;
   arguments.root = base;
   arguments.path = u"A\\B";
@@ -255,7 +260,7 @@ TEST_F(NativeLayer, EveryCode_TakesAnOpenKeyAsItsRoot) {
     arguments.operation = code;
     EXPECT_EQ(Run(arguments), 1) << code;
   }
-  EXPECT_THAT(ContentsOf(model_, kHkeyCurrentUser, "Base"), ::testing::ElementsAre("\\A"));
+  EXPECT_THAT(ContentsOf(model_, kHkeyCurrentUser, "Base"_ansi), ::testing::ElementsAre("\\A"));
 }
 
 // What every failing native call leads to: the result, the closes, the variables.
@@ -328,7 +333,7 @@ TEST(NativeLayerFailures, EachNativeCallInTurn_EndsTheOperationAndClosesWhatIsOp
                                         << ", status " << status);
       RegistryWorld world;
       if (row.operation != opCreaChiave && row.operation != opCreaChiaveConValore) {
-        StoreValue(world.model, kHkeyLocalMachine, "Software\\App", "Nome ?", kRegSz, "letto");
+        StoreValue(world.model, kHkeyLocalMachine, "Software\\App"_ansi, "Nome ?"_ansi, kRegSz, "letto");
       }
       const KeyHandle firstHandle = world.model.NextHandle();
       Arguments arguments;
@@ -400,7 +405,7 @@ TEST_F(NativeLayer, LeggiValore_TrimsByTheCallersTypeAndNeverByTheStoredOne) {
       {32767, kRegSz, "", u""},
   };
   for (const Reading& row : kReadings) {
-    Store("Nome", row.storedType, row.stored);
+    Store("Nome"_ansi, row.storedType, row.stored);
     Arguments arguments;
     arguments.operation = opLeggiValore;
     arguments.valueType = row.callersType;
@@ -414,7 +419,7 @@ TEST_F(NativeLayer, LeggiValore_TrimsByTheCallersTypeAndNeverByTheStoredOne) {
 
 TEST_F(NativeLayer, LeggiValore_StringOf1023CharactersOrFewer_ComesWholeWithoutItsTerminator) {
   for (const std::size_t length : {0u, 1u, 2u, 511u, 1022u, 1023u}) {
-    Store("Nome", kRegSz, std::string(length, 'x') + '\0');
+    Store("Nome"_ansi, kRegSz, std::string(length, 'x') + '\0');
     Arguments arguments;
     arguments.operation = opLeggiValore;
     EXPECT_EQ(Run(arguments), 1) << length;
@@ -423,13 +428,13 @@ TEST_F(NativeLayer, LeggiValore_StringOf1023CharactersOrFewer_ComesWholeWithoutI
 }
 
 TEST_F(NativeLayer, LeggiValore_1024BytesFitAndMoreFailInsteadOfBeingCut) {
-  Store("Nome", kRegSz, std::string(1024, 'x'));
+  Store("Nome"_ansi, kRegSz, std::string(1024, 'x'));
   Arguments arguments;
   arguments.operation = opLeggiValore;
   EXPECT_EQ(Run(arguments), 1);
   EXPECT_EQ(arguments.valueData, Text(1024, u'x'));
   for (const std::string& stored : {std::string(1025, 'x'), std::string(1024, 'x') + '\0', std::string(70000, 'x')}) {
-    Store("Nome", kRegSz, stored);
+    Store("Nome"_ansi, kRegSz, stored);
     arguments.valueData = u"dato";
     arguments.result = kJunkResult;
     EXPECT_EQ(Run(arguments), 0) << stored.size();
@@ -438,7 +443,7 @@ TEST_F(NativeLayer, LeggiValore_1024BytesFitAndMoreFailInsteadOfBeingCut) {
 }
 
 TEST_F(NativeLayer, LeggiValore_EmptyName_ReadsTheUnnamedValue) {
-  Store("", kRegSz, "senza nome");
+  Store(""_ansi, kRegSz, "senza nome");
   Arguments arguments;
   arguments.operation = opLeggiValore;
   arguments.valueName.clear();
@@ -460,7 +465,7 @@ class Boasting final : public ForwardingRegistry {
 };
 
 TEST_F(NativeLayer, LeggiValore_CountBeyondTheBuffer_KeepsTheBuffer) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   Boasting boasting(model_);
   Arguments arguments;
   OperazioneRegistro(arguments.operation = opLeggiValore, arguments.root, arguments.path, arguments.valueName,
@@ -472,7 +477,7 @@ TEST_F(NativeLayer, LeggiValore_CountBeyondTheBuffer_KeepsTheBuffer) {
 // Writing.
 
 TEST_F(NativeLayer, ScriviValore_StoresTheCallersTypeExtendedWithItsSign) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   const std::pair<std::int16_t, const char*> kTypes[] = {
       {0, "0:6461746F"},   {1, "1:6461746F"},         {2, "2:6461746F"},           {4, "4:6461746F"},
       {99, "99:6461746F"}, {32767, "32767:6461746F"}, {-1, "4294967295:6461746F"}, {-32768, "4294934528:6461746F"},
@@ -482,12 +487,12 @@ TEST_F(NativeLayer, ScriviValore_StoresTheCallersTypeExtendedWithItsSign) {
     arguments.operation = opScriviValore;
     arguments.valueType = type;
     EXPECT_EQ(Run(arguments), 1) << type;
-    EXPECT_EQ(Stored("Nome"), stored);
+    EXPECT_EQ(Stored("Nome"_ansi), stored);
   }
 }
 
 TEST_F(NativeLayer, ScriviValore_CountsTheCharactersNulsIncluded) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   const std::pair<Text, const char*> kDatas[] = {
       {u"", "1:"},
       {u"a", "1:61"},
@@ -502,7 +507,7 @@ TEST_F(NativeLayer, ScriviValore_CountsTheCharactersNulsIncluded) {
     arguments.operation = opScriviValore;
     arguments.valueData = data;
     EXPECT_EQ(Run(arguments), 1);
-    EXPECT_EQ(Stored("Nome"), stored);
+    EXPECT_EQ(Stored("Nome"_ansi), stored);
     EXPECT_EQ(arguments.valueData, data) << "a write leaves the data alone";
   }
 }
@@ -512,29 +517,29 @@ TEST_F(NativeLayer, CreaChiaveConValore_EmptyText_StoresTheTerminatorAlone) {
   arguments.operation = opCreaChiaveConValore;
   arguments.valueData.clear();
   EXPECT_EQ(Run(arguments), 1);
-  EXPECT_EQ(Stored(""), "1:00");
+  EXPECT_EQ(Stored(""_ansi), "1:00");
 }
 
 TEST_F(NativeLayer, CreaChiaveConValore_ExistingKey_WritesItsUnnamedValue) {
-  Store("", kRegBinary, "old");
-  Store("Nome", kRegSz, "altro");
+  Store(""_ansi, kRegBinary, "old");
+  Store("Nome"_ansi, kRegSz, "altro");
   EXPECT_EQ(Run(opCreaChiaveConValore), 1);
-  EXPECT_EQ(Stored(""), "1:6461746F00");
-  EXPECT_EQ(Stored("Nome"), "1:616C74726F");
+  EXPECT_EQ(Stored(""_ansi), "1:6461746F00");
+  EXPECT_EQ(Stored("Nome"_ansi), "1:616C74726F");
 }
 
 // The code page.
 
 TEST_F(NativeLayer, PathAndName_AreConvertedToTheCodePage) {
-  MakeKey(model_, kHkeyLocalMachine, "Citt\xE0\\?");
+  MakeKey(model_, kHkeyLocalMachine, AnsiText("Citt\xE0\\?"));
   const KeyHandle key = model_.NextHandle();
   Arguments arguments;
   arguments.operation = opScriviValore;
   arguments.path = u"Città\\Ж";
   arguments.valueName = u"€ Ā";
   EXPECT_EQ(Run(arguments), 1);
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Citt\xE0\\?", 0, 0x2003F},
-                                 SetValueCall{key, "\x80 A", 0, 1, "dato"}, CloseKeyCall{key}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, AnsiText("Citt\xE0\\?"), 0, 0x2003F},
+                                 SetValueCall{key, AnsiText("\x80 A"), 0, 1, "dato"}, CloseKeyCall{key}}));
   EXPECT_EQ(arguments.path, u"Città\\Ж");
   EXPECT_EQ(arguments.valueName, u"€ Ā");
 }
@@ -544,12 +549,12 @@ class TwoByteCodePage final : public CodePage {
  public:
   std::uint32_t Identifier() override { return 0; }
   AnsiText ToAnsi(TextView text) override {
-    AnsiText bytes;
+    std::string bytes;
     for (const char16_t unit : text) {
       if (unit >= 0x80) bytes += '\x81';
       bytes += static_cast<char>(unit & 0xFF);
     }
-    return bytes;
+    return AnsiText(bytes);
   }
   Text ToText(std::string_view bytes) override {
     Text text;
@@ -562,16 +567,16 @@ class TwoByteCodePage final : public CodePage {
 };
 
 TEST_F(NativeLayer, TwoByteCodePage_AWriteIsCutToTheCharactersOfTheText) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   TwoByteCodePage codePage;
   Arguments arguments;
   arguments.operation = opScriviValore;
   arguments.valueData = u"èàù";
   EXPECT_EQ(Run(arguments, &codePage), 1);
-  EXPECT_EQ(Stored("Nome"), "1:81E881");
+  EXPECT_EQ(Stored("Nome"_ansi), "1:81E881");
   arguments.operation = opCreaChiaveConValore;
   EXPECT_EQ(Run(arguments, &codePage), 1);
-  EXPECT_EQ(Stored(""), "1:81E881E0") << "one more, and no terminator";
+  EXPECT_EQ(Stored(""_ansi), "1:81E881E0") << "one more, and no terminator";
   EXPECT_EQ(arguments.valueData, u"èàù");
 }
 
@@ -579,7 +584,7 @@ TEST_F(NativeLayer, TwoByteCodePage_AReadConvertsTheWholeBufferAndKeepsAsManyCha
   TwoByteCodePage codePage;
   Arguments arguments;
   arguments.operation = opLeggiValore;
-  Store("Nome", kRegSz, "\x81\xE8\x81\xE0\x81\xF9");
+  Store("Nome"_ansi, kRegSz, "\x81\xE8\x81\xE0\x81\xF9");
   arguments.valueType = 3;
   EXPECT_EQ(Run(arguments, &codePage), 1);
   EXPECT_EQ(arguments.valueData, Text(u"èàù\0\0\0", 6));
@@ -587,11 +592,11 @@ TEST_F(NativeLayer, TwoByteCodePage_AReadConvertsTheWholeBufferAndKeepsAsManyCha
   EXPECT_EQ(Run(arguments, &codePage), 1);
   EXPECT_EQ(arguments.valueData, u"èàù");
   // A cut character is completed by the buffer's next byte, not left alone at the end.
-  Store("Nome", kRegSz, "\x81\xE8\x81");
+  Store("Nome"_ansi, kRegSz, "\x81\xE8\x81");
   arguments.valueType = 3;
   EXPECT_EQ(Run(arguments, &codePage), 1);
   EXPECT_EQ(arguments.valueData, Text(u"è\0\0", 3));
-  Store("Nome", kRegSz, "ab\x81");
+  Store("Nome"_ansi, kRegSz, "ab\x81");
   EXPECT_EQ(Run(arguments, &codePage), 1);
   EXPECT_EQ(arguments.valueData, Text(u"ab\0", 3)) << "also where there are as many characters as bytes without it";
 }
@@ -601,11 +606,11 @@ class LosingCodePage final : public CodePage {
  public:
   std::uint32_t Identifier() override { return 0; }
   AnsiText ToAnsi(TextView text) override {
-    AnsiText bytes;
+    std::string bytes;
     for (const char16_t unit : text) {
       if (unit != u'\0' && unit != u'x') bytes += static_cast<char>(unit);
     }
-    return bytes;
+    return AnsiText(bytes);
   }
   Text ToText(std::string_view bytes) override {
     Text text;
@@ -617,21 +622,21 @@ class LosingCodePage final : public CodePage {
 };
 
 TEST_F(NativeLayer, CodePageWithFewerBytes_AWriteIsFilledUpAndNeverReadsPastTheBuffer) {
-  MakeKey(model_, kHkeyLocalMachine, "Software\\App");
+  MakeKey(model_, kHkeyLocalMachine, "Software\\App"_ansi);
   LosingCodePage codePage;
   Arguments arguments;
   arguments.operation = opScriviValore;
   arguments.valueData = u"axbxx";
   EXPECT_EQ(Run(arguments, &codePage), 1);
-  EXPECT_EQ(Stored("Nome"), "1:6162000000");
+  EXPECT_EQ(Stored("Nome"_ansi), "1:6162000000");
   arguments.operation = opCreaChiaveConValore;
   EXPECT_EQ(Run(arguments, &codePage), 1);
-  EXPECT_EQ(Stored(""), "1:616200000000");
+  EXPECT_EQ(Stored(""_ansi), "1:616200000000");
   EXPECT_EQ(arguments.valueData, u"ab") << "as the code page returns it";
 }
 
 TEST_F(NativeLayer, CodePageWithFewerBytes_AReadStillOffers1024Bytes) {
-  Store("Nome", kRegSz, std::string("a\0b", 3));
+  Store("Nome"_ansi, kRegSz, std::string("a\0b", 3));
   LosingCodePage codePage;
   const KeyHandle key = model_.NextHandle();
   Arguments arguments;
@@ -639,36 +644,36 @@ TEST_F(NativeLayer, CodePageWithFewerBytes_AReadStillOffers1024Bytes) {
   arguments.valueType = 3;
   EXPECT_EQ(Run(arguments, &codePage), 1);
   EXPECT_EQ(arguments.valueData, u"ab") << "fewer characters than the count: all there are";
-  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F},
-                                 QueryValueCall{key, "Nome", 3, kEmptyBuffer, 1024}, CloseKeyCall{key}}));
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F},
+                                 QueryValueCall{key, "Nome"_ansi, 3, kEmptyBuffer, 1024}, CloseKeyCall{key}}));
 }
 
 // Rights.
 
 TEST_F(NativeLayer, KeyThatRefusesOneRightOfTheMask_CannotBeOpenedByCodes1457) {
-  Store("Nome", kRegSz, "abc");
+  Store("Nome"_ansi, kRegSz, "abc");
   for (const std::uint32_t right : kEveryRightOfTheMask) {
-    model_.SetRights(kHkeyLocalMachine, "Software\\App", InMemoryRegistry::kAllRights & ~right);
+    model_.SetRights(kHkeyLocalMachine, "Software\\App"_ansi, InMemoryRegistry::kAllRights & ~right);
     for (const std::int32_t code : {opVerificaChiave, opLeggiValore, opScriviValore, opCancellaValore}) {
       Arguments arguments;
       arguments.operation = code;
       EXPECT_EQ(Run(arguments), 0) << "code " << code << " without right " << right;
       EXPECT_EQ(arguments.valueData, u"dato");
-      EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App", 0, 0x2003F}}));
+      EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\App"_ansi, 0, 0x2003F}}));
     }
     EXPECT_EQ(model_.OpenHandles(), 0u);
   }
-  model_.SetRights(kHkeyLocalMachine, "Software\\App", InMemoryRegistry::kAllRights);
-  EXPECT_EQ(Stored("Nome"), "1:616263");
+  model_.SetRights(kHkeyLocalMachine, "Software\\App"_ansi, InMemoryRegistry::kAllRights);
+  EXPECT_EQ(Stored("Nome"_ansi), "1:616263");
 }
 
 TEST_F(NativeLayer, RootThatRefusesOneRightOfTheMask_CannotBeUsedByCodes2And3ButByCodes1And4) {
-  Store("Nome", kRegSz, "abc");
+  Store("Nome"_ansi, kRegSz, "abc");
   for (const std::uint32_t right : kEveryRightOfTheMask) {
-    model_.SetRights(kHkeyLocalMachine, "", InMemoryRegistry::kAllRights & ~right);
+    model_.SetRights(kHkeyLocalMachine, ""_ansi, InMemoryRegistry::kAllRights & ~right);
     for (const std::int32_t code : {opCreaChiave, opCancellaChiave}) {
       EXPECT_EQ(Run(code), 0) << "code " << code << " without right " << right;
-      EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "", 0, 0x2003F}}));
+      EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, ""_ansi, 0, 0x2003F}}));
     }
     EXPECT_EQ(Run(opVerificaChiave), 1);
     EXPECT_EQ(Run(opLeggiValore), 1);
@@ -676,8 +681,8 @@ TEST_F(NativeLayer, RootThatRefusesOneRightOfTheMask_CannotBeUsedByCodes2And3But
 }
 
 TEST_F(NativeLayer, KeyThatRefusesTheRightsOutsideTheMask_CanBeUsed) {
-  Store("Nome", kRegSz, "abc");
-  model_.SetRights(kHkeyLocalMachine, "Software\\App", REGISTRY_ACCESS);
+  Store("Nome"_ansi, kRegSz, "abc");
+  model_.SetRights(kHkeyLocalMachine, "Software\\App"_ansi, REGISTRY_ACCESS);
   for (const std::int32_t code : {opVerificaChiave, opLeggiValore, opScriviValore, opCancellaValore, opCreaChiave}) {
     EXPECT_EQ(Run(code), 1) << code;
   }
@@ -687,7 +692,7 @@ TEST_F(NativeLayer, KeyThatRefusesTheRightsOutsideTheMask_CanBeUsed) {
 // One variable for two arguments.
 
 TEST_F(NativeLayer, OneVariableForPathAndName_Works) {
-  Store("Software\\App", kRegSz, "omonimo");
+  Store("Software\\App"_ansi, kRegSz, "omonimo");
   const auto run = [&](std::int32_t operation, Text& pathAndName, Text& data) {
     KeyHandle root = kHkeyLocalMachine;
     std::int16_t type = 1;
@@ -701,18 +706,18 @@ TEST_F(NativeLayer, OneVariableForPathAndName_Works) {
   EXPECT_EQ(data, u"omonimo");
   data = u"nuovo";
   EXPECT_EQ(run(opScriviValore, both, data), 1);
-  EXPECT_EQ(Stored("Software\\App"), "1:6E756F766F");
+  EXPECT_EQ(Stored("Software\\App"_ansi), "1:6E756F766F");
   EXPECT_EQ(run(opCancellaValore, both, data), 1);
-  EXPECT_EQ(Stored("Software\\App"), "2");
+  EXPECT_EQ(Stored("Software\\App"_ansi), "2");
   EXPECT_EQ(both, u"Software\\App");
   both = u"Software\\Sei";
   EXPECT_EQ(run(opCreaChiaveConValore, both, data), 1);
-  EXPECT_EQ(ValueOf(model_, kHkeyLocalMachine, "Software\\Sei", ""), "1:6E756F766F00");
+  EXPECT_EQ(ValueOf(model_, kHkeyLocalMachine, "Software\\Sei"_ansi, ""_ansi), "1:6E756F766F00");
   EXPECT_EQ(both, u"") << "emptied as the name";
 }
 
 TEST_F(NativeLayer, OneVariableForPathAndData_Works) {
-  Store("Nome", kRegSz, "letto");
+  Store("Nome"_ansi, kRegSz, "letto");
   const auto run = [&](std::int32_t operation, Text& pathAndData) {
     KeyHandle root = kHkeyLocalMachine;
     Text name = u"Nome";
@@ -726,14 +731,14 @@ TEST_F(NativeLayer, OneVariableForPathAndData_Works) {
   EXPECT_EQ(both, u"letto");
   both = u"Software\\App";
   EXPECT_EQ(run(opScriviValore, both), 1);
-  EXPECT_EQ(Stored("Nome"), "1:" + ToHex("Software\\App"));
+  EXPECT_EQ(Stored("Nome"_ansi), "1:" + ToHex("Software\\App"));
   EXPECT_EQ(run(opCreaChiaveConValore, both), 1);
-  EXPECT_EQ(Stored(""), "1:" + ToHex("Software\\App") + "00");
+  EXPECT_EQ(Stored(""_ansi), "1:" + ToHex("Software\\App") + "00");
   EXPECT_EQ(both, u"Software\\App");
 }
 
 TEST_F(NativeLayer, OneVariableForNameAndData_IsOneText) {
-  Store("Nome", kRegSz, "letto");
+  Store("Nome"_ansi, kRegSz, "letto");
   const auto run = [&](std::int32_t operation, Text& nameAndData) {
     KeyHandle root = kHkeyLocalMachine;
     Text path = u"Software\\App";
@@ -746,17 +751,17 @@ TEST_F(NativeLayer, OneVariableForNameAndData_IsOneText) {
   EXPECT_EQ(run(opLeggiValore, both), 1);
   EXPECT_EQ(both, u"letto");
   EXPECT_EQ(run(opScriviValore, both), 1);
-  EXPECT_EQ(Stored("letto"), "1:6C6574746F");
+  EXPECT_EQ(Stored("letto"_ansi), "1:6C6574746F");
   EXPECT_EQ(run(opCancellaValore, both), 1);
-  EXPECT_EQ(Stored("letto"), "2");
+  EXPECT_EQ(Stored("letto"_ansi), "2");
   // The name is emptied before the data is written, and it is the same text.
   EXPECT_EQ(run(opCreaChiaveConValore, both), 1);
-  EXPECT_EQ(Stored(""), "1:00");
+  EXPECT_EQ(Stored(""_ansi), "1:00");
   EXPECT_EQ(both, u"");
 }
 
 TEST_F(NativeLayer, OneVariableForTypeAndResult_IsReadBeforeItIsWritten) {
-  Store("Nome", kRegSz, std::string("ab\0", 3));
+  Store("Nome"_ansi, kRegSz, std::string("ab\0", 3));
   const auto run = [&](std::int32_t operation, std::int16_t& typeAndResult, Text& data) {
     KeyHandle root = kHkeyLocalMachine;
     Text path = u"Software\\App";
@@ -772,7 +777,7 @@ TEST_F(NativeLayer, OneVariableForTypeAndResult_IsReadBeforeItIsWritten) {
   both = 7;
   run(opScriviValore, both, data);
   EXPECT_EQ(both, 1);
-  EXPECT_EQ(Stored("Nome"), "7:6162");
+  EXPECT_EQ(Stored("Nome"_ansi), "7:6162");
   both = 1;
   run(8, both, data);
   EXPECT_EQ(both, 0);

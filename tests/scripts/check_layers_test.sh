@@ -48,7 +48,7 @@ plant nerio/hosts/windows/automation/a.cpp '#include "nerio/hosts/windows/regist
 plant nerio/component/a.cpp '#include "nerio/hosts/linux/file_system.h"' 'may not include'
 plant nerio/component/windows/a.cpp '#include "nerio/hosts/linux/file_system.h"' 'may not include'
 plant tools/nerio/a.cpp '#include "nerio/hosts/linux/store/registry.h"' 'tools/nerio may not include'
-plant tools/nerio/a.cpp '#include "nerio/hosts/portable/text/ansi_fold.h"' 'tools/nerio may not include'
+plant tools/nerio/a.cpp '#include "nerio/hosts/portable/text/fold_case.h"' 'tools/nerio may not include'
 plant tools/nerio/a.cpp '#include "tools/nerio/verbs/arguments.h"' 'tools/nerio may not include tools/nerio/verbs'
 plant tools/nerio/registry/a.cpp '#include "nerio/support/xml.h"' 'tools/nerio/registry may not include nerio/support'
 plant tools/nerio/registry/a.cpp '#include "tools/nerio/verbs/arguments.h"' 'tools/nerio/registry may not include'

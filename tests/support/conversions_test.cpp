@@ -12,6 +12,7 @@
 #include "nerio/types/utf8.h"
 #include "tests/testing/failing_files.h"
 #include "tests/testing/fake_host.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/tables.h"
 
 namespace nerio {
@@ -26,13 +27,13 @@ using testing::Table;
 // Hands out one GUID, or a failure together with bytes that mean nothing.
 class FixedGuid final : public platform::GuidSource {
  public:
-  platform::Status Create(platform::GuidBytes& guid) override {
+  platform::SystemStatus Create(platform::GuidBytes& guid) override {
     guid = bytes;
     return status;
   }
 
   platform::GuidBytes bytes{};
-  platform::Status status = platform::kSuccess;
+  platform::SystemStatus status = platform::SystemStatus::kSuccess;
 };
 
 class GuidText : public ::testing::Test {
@@ -72,9 +73,9 @@ TEST_F(GuidText, GetGuid_AnyBytes_AreCapitalDigitsInGroupsOf8And4And4And4And12) 
 
 TEST_F(GuidText, GetGuid_PlatformFails_AnswersEmptyText) {
   source_.bytes.fill(0xAB);
-  for (const platform::Status status : {1, -1, 5, static_cast<platform::Status>(0x80004005u)}) {
-    source_.status = status;
-    EXPECT_EQ(GetGuid(host_.View()), u"") << status;
+  for (const std::int32_t number : {1, -1, 5, static_cast<std::int32_t>(0x80004005u)}) {
+    source_.status = platform::SystemStatus{number};
+    EXPECT_EQ(GetGuid(host_.View()), u"") << number;
   }
 }
 
@@ -101,20 +102,20 @@ class BrokenRegion final : public platform::RegionalSettings {
   Way writing = Way::kWorks;
 
   Text RegionName() override { return settings_.RegionName(); }
-  platform::Status DateFromText(TextView text, Date& date) override {
+  platform::AutomationStatus DateFromText(TextView text, Date& date) override {
     return Do(reading, [&] { return settings_.DateFromText(text, date); });
   }
-  platform::Status TextFromDate(Date date, Text& text) override {
+  platform::AutomationStatus TextFromDate(Date date, Text& text) override {
     return Do(writing, [&] { return settings_.TextFromDate(date, text); });
   }
-  platform::Status TextFromDouble(double, Text&) override { throw std::logic_error("not a date"); }
-  platform::Status TextFromSingle(float, Text&) override { throw std::logic_error("not a date"); }
-  platform::Status TextFromCurrency(Currency, Text&) override { throw std::logic_error("not a date"); }
-  platform::Status TextFromDecimal(Decimal, Text&) override { throw std::logic_error("not a date"); }
+  platform::AutomationStatus TextFromDouble(double, Text&) override { throw std::logic_error("not a date"); }
+  platform::AutomationStatus TextFromSingle(float, Text&) override { throw std::logic_error("not a date"); }
+  platform::AutomationStatus TextFromCurrency(Currency, Text&) override { throw std::logic_error("not a date"); }
+  platform::AutomationStatus TextFromDecimal(Decimal, Text&) override { throw std::logic_error("not a date"); }
 
  private:
   template <typename Conversion>
-  static platform::Status Do(Way way, Conversion convert) {
+  static platform::AutomationStatus Do(Way way, Conversion convert) {
     if (way == Way::kRaises) throw std::runtime_error("broken");
     return way == Way::kWorks ? convert() : platform::kTypeMismatch;
   }
@@ -173,7 +174,7 @@ TEST_F(DateCheck, GetDate_ItsOwnAnswer_ReadsBackAsExactlyZeroInEveryRegion) {
     host_.regional = &regional;
     const Text zero = Check(u"abc");
     Date date{1};
-    EXPECT_EQ(regional.DateFromText(zero, date), platform::kSuccess) << ToUtf8(name);
+    EXPECT_EQ(regional.DateFromText(zero, date), platform::AutomationStatus::kSuccess) << ToUtf8(name);
     EXPECT_EQ(date, Date{0}) << ToUtf8(name);
     EXPECT_EQ(Check(zero), zero);
   }
@@ -202,7 +203,7 @@ TEST_F(DateCheck, GetDate_AnyCallForALineFails_AnswersTheZeroDateAlsoForAValidDa
   for (std::size_t failing = 1; failing <= 2 * kCallsPerLine; ++failing) {
     files_ = FailingFiles();
     files_.entries[kPath] = {};
-    files_.FailCall(failing, 5);
+    files_.FailCall(failing, FailingFiles::kDenied);
     EXPECT_EQ(Check(u"31/12/1999"), kZero) << failing;
     // It stops where it failed: no later call is made, so no second line follows a failed first one.
     EXPECT_EQ(files_.calls.size(), failing);
@@ -212,7 +213,7 @@ TEST_F(DateCheck, GetDate_AnyCallForALineFails_AnswersTheZeroDateAlsoForAValidDa
   }
   files_ = FailingFiles();
   files_.entries[kPath] = {};
-  files_.FailCall(2 * kCallsPerLine + 1, 5);
+  files_.FailCall(2 * kCallsPerLine + 1, FailingFiles::kDenied);
   EXPECT_EQ(Check(u"31/12/1999"), u"31/12/1999");
 }
 

@@ -170,7 +170,7 @@ TEST_F(Memory, FormatTemplate_RaisesAndLeavesNoText) {
         text = FormatTemplate(u"{0} {1} {2} {3} e basta", arguments, Services());
       } catch (const Error& error) {
         // A conversion of the regional settings answers its lack of memory as a number.
-        if (error.number() != platform::kOutOfMemory) throw;
+        if (error.number() != NumberOf(platform::kOutOfMemory)) throw;
         throw std::bad_alloc();
       }
     });

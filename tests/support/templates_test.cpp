@@ -14,6 +14,7 @@
 #include "tests/testing/fake_host.h"
 #include "tests/testing/naive_template.h"
 #include "tests/testing/raised_error.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio {
 namespace {
@@ -26,21 +27,29 @@ using testing::NaivelyFormatted;
 class RecordingRegion final : public platform::RegionalSettings {
  public:
   Text RegionName() override { throw std::logic_error("not asked for by a template"); }
-  platform::Status DateFromText(TextView, Date&) override { throw std::logic_error("not asked for by a template"); }
-  platform::Status TextFromDate(Date date, Text& text) override {
+  platform::AutomationStatus DateFromText(TextView, Date&) override {
+    throw std::logic_error("not asked for by a template");
+  }
+  platform::AutomationStatus TextFromDate(Date date, Text& text) override {
     conversions.push_back("date " + std::to_string(date.days));
     if (date.days == 99) return platform::kInvalidArgument;
     text = u"31/12/1899";
-    return platform::kSuccess;
+    return platform::AutomationStatus::kSuccess;
   }
-  platform::Status TextFromDouble(double value, Text& text) override {
+  platform::AutomationStatus TextFromDouble(double value, Text& text) override {
     conversions.push_back("double " + std::to_string(value));
     text = u"1,5";
-    return platform::kSuccess;
+    return platform::AutomationStatus::kSuccess;
   }
-  platform::Status TextFromSingle(float, Text&) override { throw std::logic_error("not given by these tests"); }
-  platform::Status TextFromCurrency(Currency, Text&) override { throw std::logic_error("not given by these tests"); }
-  platform::Status TextFromDecimal(Decimal, Text&) override { throw std::logic_error("not given by these tests"); }
+  platform::AutomationStatus TextFromSingle(float, Text&) override {
+    throw std::logic_error("not given by these tests");
+  }
+  platform::AutomationStatus TextFromCurrency(Currency, Text&) override {
+    throw std::logic_error("not given by these tests");
+  }
+  platform::AutomationStatus TextFromDecimal(Decimal, Text&) override {
+    throw std::logic_error("not given by these tests");
+  }
 
   std::vector<std::string> conversions;
 };
@@ -158,7 +167,7 @@ TEST(FormatTemplate, ValueThatCannotBeWritten_RaisesTheConversionsFailure) {
   RecordingRegion region;
   const auto error = ErrorOf({{Date{99}, Null{}}, 0}, region);
   ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->number(), platform::kInvalidArgument);
+  EXPECT_EQ(error->number(), NumberOf(platform::kInvalidArgument));
   EXPECT_EQ(ToUtf8(error->source()), "Variant");
   EXPECT_FALSE(error->description().empty());
 }

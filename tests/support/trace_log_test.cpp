@@ -11,6 +11,7 @@
 #include "nerio/types/utf8.h"
 #include "tests/testing/failing_files.h"
 #include "tests/testing/fake_host.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio {
 namespace {
@@ -118,7 +119,7 @@ TEST_F(TraceLog, WriteLog_ReadOnlyFile_CountsAndTheRefusedOpenIsRaised) {
   files_.entries[kPath].kind = FailingFiles::Kind::ReadOnly;
   const auto error = Write(u"abc");
   ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->number(), FailingFiles::kDenied);
+  EXPECT_EQ(error->number(), NumberOf(FailingFiles::kDenied));
   EXPECT_EQ(ToUtf8(error->source()), "WriteLog");
   EXPECT_EQ(ToUtf8(error->description()), "fault 5");
   EXPECT_TRUE(files_.openHandles.empty());
@@ -144,7 +145,7 @@ TEST_F(TraceLog, WriteLog_LibraryOnAUncPath_LooksOnTheCurrentDrive) {
 }
 
 TEST_F(TraceLog, WriteLog_FileHeldByAnother_RaisesThePlatformsError) {
-  files_.entries[kPath].heldByOther = 32;
+  files_.entries[kPath].heldByOther = platform::SystemStatus{32};
   const auto error = Write(u"abc");
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->number(), 32);
@@ -159,7 +160,7 @@ TEST_F(TraceLog, WriteLog_FileGoneBeforeTheOpen_RaisesThePlatformsError) {
   files_.FailCall(4, FailingFiles::kMissing);
   const auto error = Write(u"abc");
   ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->number(), FailingFiles::kMissing);
+  EXPECT_EQ(error->number(), NumberOf(FailingFiles::kMissing));
 }
 
 TEST_F(TraceLog, WriteLog_EachCallFailing_RaisesItsErrorAndKeepsAHandleOnlyAfterTheWrite) {
@@ -169,20 +170,20 @@ TEST_F(TraceLog, WriteLog_EachCallFailing_RaisesItsErrorAndKeepsAHandleOnlyAfter
     SCOPED_TRACE(n);
     files_ = FailingFiles();
     SwitchOn();
-    const auto status = static_cast<platform::Status>(1000 + n);
+    const auto status = static_cast<platform::SystemStatus>(1000 + n);
     files_.FailCall(n, status);
     const auto error = Write(u"abc");
     ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(error->number(), status);
+    EXPECT_EQ(error->number(), NumberOf(status));
     EXPECT_EQ(ToUtf8(error->source()), "WriteLog");
-    EXPECT_EQ(ToUtf8(error->description()), "fault " + std::to_string(status));
+    EXPECT_EQ(ToUtf8(error->description()), "fault " + std::to_string(NumberOf(status)));
     EXPECT_EQ(files_.calls.size(), n);
     EXPECT_EQ(files_.openHandles.size(), n == kWrite ? 1u : 0u);
     EXPECT_EQ(Content(), n <= kWrite ? "" : "abc\r\n");
   }
   files_ = FailingFiles();
   SwitchOn();
-  files_.FailCall(kCalls + 1, 1);
+  files_.FailCall(kCalls + 1, platform::SystemStatus{1});
   EXPECT_FALSE(Write(u"abc").has_value());
   EXPECT_EQ(files_.calls.size(), kCalls);
 }
@@ -191,7 +192,7 @@ TEST_F(TraceLog, WriteLog_EachCallFailingWhileOff_RaisesItsError) {
   for (std::size_t n = 1; n <= 2; ++n) {
     SCOPED_TRACE(n);
     files_ = FailingFiles();
-    files_.FailCall(n, -7);
+    files_.FailCall(n, platform::SystemStatus{-7});
     const auto error = Write(u"abc");
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->number(), -7);
@@ -203,10 +204,10 @@ TEST_F(TraceLog, WriteLog_EachCallFailingWhileOff_RaisesItsError) {
 
 TEST_F(TraceLog, WriteLog_AfterAFailedWrite_TheNextCallTakesAHandleOfItsOwn) {
   SwitchOn();
-  files_.FailCall(5, 28);
+  files_.FailCall(5, platform::SystemStatus{28});
   EXPECT_TRUE(Write(u"uno").has_value());
   files_.calls.clear();
-  files_.FailCall(0, 0);
+  files_.FailCall(0, platform::SystemStatus::kSuccess);
   EXPECT_FALSE(Write(u"due").has_value());
   EXPECT_THAT(files_.calls, ElementsAre("Folder()", "Find(C:\\Nerio\\Nerio.log)", "Folder()",
                                         "Open(C:\\Nerio\\Nerio.log)", "Append(2, \"due\\r\\n\")", "Close(2)"));

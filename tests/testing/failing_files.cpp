@@ -7,8 +7,7 @@
 namespace nerio::testing {
 
 using platform::FileHandle;
-using platform::kSuccess;
-using platform::Status;
+using platform::SystemStatus;
 
 namespace {
 
@@ -39,50 +38,50 @@ bool FailingFiles::Fails(std::string call) {
   return calls.size() == failingCall_;
 }
 
-Status FailingFiles::Folder(Text& answer) {
+SystemStatus FailingFiles::Folder(Text& answer) {
   if (Fails("Folder()")) return failure_;
   answer = folder;
-  return kSuccess;
+  return SystemStatus::kSuccess;
 }
 
-Status FailingFiles::FindOrdinaryFile(const Text& path, bool& found) {
+SystemStatus FailingFiles::FindOrdinaryFile(const Text& path, bool& found) {
   found = false;
   if (Fails("Find(" + ToUtf8(path) + ")")) return failure_;
   const auto entry = entries.find(path);
-  if (entry == entries.end()) return kSuccess;
+  if (entry == entries.end()) return SystemStatus::kSuccess;
   const Kind kind = entry->second.kind;
   found = kind == Kind::Ordinary || kind == Kind::ReadOnly || kind == Kind::Archived;
-  return kSuccess;
+  return SystemStatus::kSuccess;
 }
 
-Status FailingFiles::OpenForAppend(const Text& path, FileHandle& opened) {
+SystemStatus FailingFiles::OpenForAppend(const Text& path, FileHandle& opened) {
   if (Fails("Open(" + ToUtf8(path) + ")")) return failure_;
   const auto entry = entries.find(path);
   if (entry == entries.end()) return kMissing;
   if (entry->second.kind == Kind::Folder || entry->second.kind == Kind::ReadOnly) return kDenied;
-  if (entry->second.heldByOther != kSuccess) return entry->second.heldByOther;
+  if (entry->second.heldByOther != SystemStatus::kSuccess) return entry->second.heldByOther;
   FileHandle lowest = 1;
   while (openHandles.contains(lowest)) ++lowest;
   openHandles.insert(lowest);
   pathOfHandle_[lowest] = path;
   opened = lowest;
-  return kSuccess;
+  return SystemStatus::kSuccess;
 }
 
-Status FailingFiles::Append(FileHandle file, std::span<const char> bytes) {
+SystemStatus FailingFiles::Append(FileHandle file, std::span<const char> bytes) {
   if (Fails("Append(" + std::to_string(file) + ", " + Quoted(bytes) + ")")) return failure_;
   if (!openHandles.contains(file)) return kBadHandle;
   entries[pathOfHandle_[file]].content.append(bytes.data(), bytes.size());
-  return kSuccess;
+  return SystemStatus::kSuccess;
 }
 
-Status FailingFiles::Close(FileHandle file) {
+SystemStatus FailingFiles::Close(FileHandle file) {
   const bool fails = Fails("Close(" + std::to_string(file) + ")");
   const bool wasOpen = openHandles.erase(file) != 0;
   if (fails) return failure_;
-  return wasOpen ? kSuccess : kBadHandle;
+  return wasOpen ? SystemStatus::kSuccess : kBadHandle;
 }
 
-Text FailingFiles::Describe(Status status) { return FromUtf8("fault " + std::to_string(status)); }
+Text FailingFiles::Describe(SystemStatus status) { return FromUtf8("fault " + std::to_string(NumberOf(status))); }
 
 }  // namespace nerio::testing

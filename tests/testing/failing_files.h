@@ -24,7 +24,7 @@ class FailingFiles final : public platform::FileSystem, public platform::ModuleL
     Kind kind = Kind::Ordinary;
     std::string content;
     /// The status that an open answers because somebody else holds the file; 0: nobody does.
-    platform::Status heldByOther = platform::kSuccess;
+    platform::SystemStatus heldByOther = platform::SystemStatus::kSuccess;
 
     friend bool operator==(const Entry&, const Entry&) = default;
   };
@@ -42,30 +42,30 @@ class FailingFiles final : public platform::FileSystem, public platform::ModuleL
 
   /// Makes the `number`-th call of the transcript, counted from 1, answer `status` without doing anything else; a close
   /// still gives the handle back. 0 makes no call fail.
-  void FailCall(std::size_t number, platform::Status status) {
+  void FailCall(std::size_t number, platform::SystemStatus status) {
     failingCall_ = number;
     failure_ = status;
   }
 
-  platform::Status Folder(Text& answer) override;
-  platform::Status FindOrdinaryFile(const Text& path, bool& found) override;
-  platform::Status OpenForAppend(const Text& path, platform::FileHandle& opened) override;
-  platform::Status Append(platform::FileHandle file, std::span<const char> bytes) override;
-  platform::Status Close(platform::FileHandle file) override;
+  platform::SystemStatus Folder(Text& answer) override;
+  platform::SystemStatus FindOrdinaryFile(const Text& path, bool& found) override;
+  platform::SystemStatus OpenForAppend(const Text& path, platform::FileHandle& opened) override;
+  platform::SystemStatus Append(platform::FileHandle file, std::span<const char> bytes) override;
+  platform::SystemStatus Close(platform::FileHandle file) override;
   /// Answers "fault" and the number.
-  Text Describe(platform::Status status) override;
+  Text Describe(platform::SystemStatus status) override;
 
   /// What a path of which nothing exists, a folder, a read-only file and an unknown handle answer.
-  static constexpr platform::Status kMissing = 2;
-  static constexpr platform::Status kDenied = 5;
-  static constexpr platform::Status kBadHandle = 6;
+  static constexpr platform::SystemStatus kMissing{2};
+  static constexpr platform::SystemStatus kDenied{5};
+  static constexpr platform::SystemStatus kBadHandle{6};
 
  private:
   bool Fails(std::string call);
 
   std::map<platform::FileHandle, Text> pathOfHandle_;
   std::size_t failingCall_ = 0;
-  platform::Status failure_ = platform::kSuccess;
+  platform::SystemStatus failure_ = platform::SystemStatus::kSuccess;
 };
 
 }  // namespace nerio::testing

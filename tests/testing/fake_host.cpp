@@ -41,21 +41,21 @@ class NoCodePage : public CodePage {
 
 class NoFileSystem : public FileSystem {
  public:
-  Status FindOrdinaryFile(const Text&, bool&) override { NotGiven("file system"); }
-  Status OpenForAppend(const Text&, FileHandle&) override { NotGiven("file system"); }
-  Status Append(FileHandle, std::span<const char>) override { NotGiven("file system"); }
-  Status Close(FileHandle) override { NotGiven("file system"); }
-  Text Describe(Status) override { NotGiven("file system"); }
+  SystemStatus FindOrdinaryFile(const Text&, bool&) override { NotGiven("file system"); }
+  SystemStatus OpenForAppend(const Text&, FileHandle&) override { NotGiven("file system"); }
+  SystemStatus Append(FileHandle, std::span<const char>) override { NotGiven("file system"); }
+  SystemStatus Close(FileHandle) override { NotGiven("file system"); }
+  Text Describe(SystemStatus) override { NotGiven("file system"); }
 };
 
 class NoModuleLocation : public ModuleLocation {
  public:
-  Status Folder(Text&) override { NotGiven("module location"); }
+  SystemStatus Folder(Text&) override { NotGiven("module location"); }
 };
 
 class NoGuidSource : public GuidSource {
  public:
-  Status Create(GuidBytes&) override { NotGiven("GUID source"); }
+  SystemStatus Create(GuidBytes&) override { NotGiven("GUID source"); }
 };
 
 class NoXmlDom : public XmlDom {
@@ -84,12 +84,12 @@ class NoXmlDom : public XmlDom {
 class NoRegionalSettings : public RegionalSettings {
  public:
   Text RegionName() override { NotGiven("regional settings"); }
-  Status DateFromText(TextView, Date&) override { NotGiven("regional settings"); }
-  Status TextFromDate(Date, Text&) override { NotGiven("regional settings"); }
-  Status TextFromDouble(double, Text&) override { NotGiven("regional settings"); }
-  Status TextFromSingle(float, Text&) override { NotGiven("regional settings"); }
-  Status TextFromCurrency(Currency, Text&) override { NotGiven("regional settings"); }
-  Status TextFromDecimal(Decimal, Text&) override { NotGiven("regional settings"); }
+  AutomationStatus DateFromText(TextView, Date&) override { NotGiven("regional settings"); }
+  AutomationStatus TextFromDate(Date, Text&) override { NotGiven("regional settings"); }
+  AutomationStatus TextFromDouble(double, Text&) override { NotGiven("regional settings"); }
+  AutomationStatus TextFromSingle(float, Text&) override { NotGiven("regional settings"); }
+  AutomationStatus TextFromCurrency(Currency, Text&) override { NotGiven("regional settings"); }
+  AutomationStatus TextFromDecimal(Decimal, Text&) override { NotGiven("regional settings"); }
 };
 
 // Stateless, so one of each serves every test.

@@ -50,11 +50,12 @@ InMemoryRegistry::InMemoryRegistry() {
 
 void InMemoryRegistry::SetRights(KeyHandle root, const AnsiText& path, std::uint32_t rights) {
   std::vector<std::string_view> levels;
-  if (!roots_.contains(root) || SplitPath(root, path, levels) != kSuccess) throw std::logic_error("no path: " + path);
+  if (!roots_.contains(root) || SplitPath(root, path.bytes(), levels) != kSuccess)
+    throw std::logic_error("no path: " + path.bytes());
   Key* key = roots_.at(root).get();
   for (const std::string_view level : levels) {
     const auto found = key->subKeys.find(level);
-    if (found == key->subKeys.end()) throw std::logic_error("no key: " + path);
+    if (found == key->subKeys.end()) throw std::logic_error("no key: " + path.bytes());
     key = found->second.get();
   }
   key->rights = rights;
@@ -103,7 +104,7 @@ Status InMemoryRegistry::OpenKey(KeyHandle root, const AnsiText& subKey, std::ui
   OpenHandle base;
   if (const Status status = Resolve(root, base); status != kSuccess) return status;
   std::vector<std::string_view> levels;
-  if (const Status status = SplitPath(root, subKey, levels); status != kSuccess) return status;
+  if (const Status status = SplitPath(root, subKey.bytes(), levels); status != kSuccess) return status;
   std::shared_ptr<Key> key = base.key;
   for (const std::string_view level : levels) {
     const auto found = key->subKeys.find(level);
@@ -120,7 +121,7 @@ Status InMemoryRegistry::CreateKey(KeyHandle root, const AnsiText& subKey, std::
   OpenHandle base;
   if (const Status status = Resolve(root, base); status != kSuccess) return status;
   std::vector<std::string_view> levels;
-  if (const Status status = SplitPath(root, subKey, levels); status != kSuccess) return status;
+  if (const Status status = SplitPath(root, subKey.bytes(), levels); status != kSuccess) return status;
   std::shared_ptr<Key> key = base.key;
   auto level = levels.begin();
   for (; level != levels.end(); ++level) {
@@ -148,7 +149,7 @@ Status InMemoryRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::ui
                                     std::uint32_t& size) {
   if (key == 0) return kInvalidHandle;
   type = kRegNone;
-  const std::string_view wanted = UpToNul(name);
+  const std::string_view wanted = UpToNul(name.bytes());
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   OpenHandle open;
   if (const Status status = ResolveFor(key, kKeyQueryValue, open); status != kSuccess) return status;
@@ -166,12 +167,12 @@ Status InMemoryRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::ui
 Status InMemoryRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_t, std::uint32_t type,
                                   std::span<const char> data) {
   if (key == 0) return kInvalidHandle;
-  const std::string_view wanted = UpToNul(name);
+  const std::string_view wanted = UpToNul(name.bytes());
   if (wanted.size() > kLongestValueName) return kInvalidParameter;
   OpenHandle open;
   if (const Status status = ResolveFor(key, kKeySetValue, open); status != kSuccess) return status;
   // A value that is there keeps the spelling of its name.
-  open.key->values[AnsiText(wanted)] = {type, std::string(data.begin(), data.end())};
+  open.key->values[std::string(wanted)] = {type, std::string(data.begin(), data.end())};
   return kSuccess;
 }
 
@@ -179,7 +180,7 @@ Status InMemoryRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
   OpenHandle base;
   if (const Status status = Resolve(key, base); status != kSuccess) return status;
   std::vector<std::string_view> levels;
-  if (const Status status = SplitPath(key, subKey, levels); status != kSuccess) return status;
+  if (const Status status = SplitPath(key, subKey.bytes(), levels); status != kSuccess) return status;
   Key* doomed = base.key.get();
   for (const std::string_view level : levels) {
     const auto found = doomed->subKeys.find(level);
@@ -194,7 +195,7 @@ Status InMemoryRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
 
 Status InMemoryRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
   if (key == 0) return kInvalidHandle;
-  const std::string_view wanted = UpToNul(name);
+  const std::string_view wanted = UpToNul(name.bytes());
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   OpenHandle open;
   if (const Status status = ResolveFor(key, kKeySetValue, open); status != kSuccess) return status;
@@ -213,7 +214,7 @@ Status InMemoryRegistry::EnumKey(KeyHandle key, std::uint32_t index, AnsiText& n
   OpenHandle open;
   if (const Status status = ResolveFor(key, kKeyEnumerateSubKeys, open); status != kSuccess) return status;
   if (index >= open.key->subKeys.size()) return kNoMoreItems;
-  name = std::next(open.key->subKeys.begin(), static_cast<std::ptrdiff_t>(index))->first;
+  name = AnsiText(std::next(open.key->subKeys.begin(), static_cast<std::ptrdiff_t>(index))->first);
   return kSuccess;
 }
 
@@ -223,7 +224,7 @@ Status InMemoryRegistry::EnumValue(KeyHandle key, std::uint32_t index, AnsiText&
   if (const Status status = ResolveFor(key, kKeyQueryValue, open); status != kSuccess) return status;
   if (index >= open.key->values.size()) return kNoMoreItems;
   const auto found = std::next(open.key->values.begin(), static_cast<std::ptrdiff_t>(index));
-  name = found->first;
+  name = AnsiText(found->first);
   type = found->second.type;
   data = found->second.data;
   return kSuccess;

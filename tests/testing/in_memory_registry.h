@@ -64,8 +64,8 @@ class InMemoryRegistry final : public platform::RegistryApi {
     Key* parent = nullptr;  // null for a root
     std::uint32_t rights = kAllRights;
     bool deleted = false;
-    std::map<AnsiText, std::shared_ptr<Key>, platform::AnsiNameOrder> subKeys;
-    std::map<AnsiText, Value, platform::AnsiNameOrder> values;
+    std::map<std::string, std::shared_ptr<Key>, platform::AnsiNameOrder> subKeys;
+    std::map<std::string, Value, platform::AnsiNameOrder> values;
   };
 
   struct OpenHandle {

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/registry_access.h"
 #include "tests/testing/tables.h"
 
@@ -15,15 +16,24 @@ using namespace platform;  // NOLINT(google-build-using-namespace): every name b
 namespace {
 
 constexpr std::size_t kMostHandles = 24;
-constexpr char kSeparator = '\\';
+const AnsiText kSeparator = "\\"_ansi;
 
 // One key name in several spellings each, so that calls meet.
-const AnsiText kKeyNames[] = {"a", "A", "b", "Citt\xE0", "CITT\xC0", "..", "a b", "x/y", "\x8A", "\x9A", "%", "Nerio"};
-const AnsiText kValueNames[] = {"",     "Nome", "NOME", "nome", "\\",
-                                "a\\b", "\xE8", "\xC8", "?",    "un nome assai pi\xF9 lungo"};
+const AnsiText kKeyNames[] = {"a"_ansi,  "A"_ansi,    "b"_ansi,   AnsiText("Citt\xE0"), AnsiText("CITT\xC0"),
+                              ".."_ansi, "a b"_ansi,  "x/y"_ansi, AnsiText("\x8A"),     AnsiText("\x9A"),
+                              "%"_ansi,  "Nerio"_ansi};
+const AnsiText kValueNames[] = {
+    ""_ansi,     "Nome"_ansi,      "NOME"_ansi,      "nome"_ansi, "\\"_ansi,
+    "a\\b"_ansi, AnsiText("\xE8"), AnsiText("\xC8"), "?"_ansi,    AnsiText("un nome assai pi\xF9 lungo")};
 const std::uint32_t kTypes[] = {kRegNone, kRegSz, kRegExpandSz, kRegBinary, kRegDword, kRegMultiSz, 99, 0xFFFFFFFF};
 const std::uint32_t kSizes[] = {0, 1, 2, 3, 4, 60, 511, 512, 1023, 1024, 1025, 5000};
 const std::uint32_t kAccesses[] = {kLayerAccess, kLayerAccess, kLayerAccess, kKeyRead, kKeySetValue, 0};
+
+// Tells whether a path, up to its first NUL, is more than separators.
+bool NamesALevel(const AnsiText& path) {
+  const std::string_view cut(path.c_str());
+  return cut.find_first_not_of('\\') != std::string_view::npos;
+}
 
 class Comparison {
  public:
@@ -64,13 +74,13 @@ class Comparison {
       if (levels > 1 || Below(16) == 0) path += kSeparator;
     }
     // Now and then what no path may be, or one that is cut at its NUL.
-    if (Below(40) == 0) path.insert(path.begin(), kSeparator);
-    if (Below(40) == 0) path += std::string("\0tail", 5);
-    if (Below(100) == 0) path = AnsiText(257, 'k');
+    if (Below(40) == 0) path = kSeparator + path;
+    if (Below(40) == 0) path += "\0tail"_ansi;
+    if (Below(100) == 0) path = AnsiText(std::string(257, 'k'));
     return path;
   }
 
-  AnsiText ValueName() { return Below(200) == 0 ? AnsiText(16384, 'v') : OneOf(kValueNames); }
+  AnsiText ValueName() { return Below(200) == 0 ? AnsiText(std::string(16384, 'v')) : OneOf(kValueNames); }
 
   Handles Handle() {
     if (handles_.empty() || Below(20) == 0) return Root();
@@ -83,7 +93,7 @@ class Comparison {
     Handles root{0, 0};
     const Status subject = subject_.OpenKey(kHkeyLocalMachine, path_, kRegOptionNonVolatile, kLayerAccess, root.first);
     const Status model = model_.OpenKey(kHkeyLocalMachine, path_, kRegOptionNonVolatile, kLayerAccess, root.second);
-    Same(std::to_string(subject), std::to_string(model));
+    Same(std::to_string(NumberOf(subject)), std::to_string(NumberOf(model)));
     handles_.push_back(root);
     return root;
   }
@@ -142,19 +152,19 @@ class Comparison {
     what_ = "create " + ToHex(path);
     Handles created{0, 0};
     std::pair<std::uint32_t, std::uint32_t> dispositions{0, 0};
-    const Status subject = subject_.CreateKey(base.first, path, 0, "", kRegOptionNonVolatile, access, {}, created.first,
-                                              dispositions.first);
-    const Status model = model_.CreateKey(base.second, path, 0, "", kRegOptionNonVolatile, access, {}, created.second,
-                                          dispositions.second);
+    const Status subject = subject_.CreateKey(base.first, path, 0, ""_ansi, kRegOptionNonVolatile, access, {},
+                                              created.first, dispositions.first);
+    const Status model = model_.CreateKey(base.second, path, 0, ""_ansi, kRegOptionNonVolatile, access, {},
+                                          created.second, dispositions.second);
     Keep(subject, model, created);
     // Whether the handle's own key, which an empty path names, was there is told in different ways.
-    if (subject == kSuccess && path.substr(0, path.find('\0')).find_first_not_of('\\') != AnsiText::npos) {
+    if (subject == kSuccess && NamesALevel(path)) {
       Same("disposition " + std::to_string(dispositions.first), "disposition " + std::to_string(dispositions.second));
     }
   }
 
   void Keep(Status subject, Status model, const Handles& handles) {
-    Same(std::to_string(subject), std::to_string(model));
+    Same(std::to_string(NumberOf(subject)), std::to_string(NumberOf(model)));
     if (subject == kSuccess && model == kSuccess) handles_.push_back(handles);
   }
 
@@ -162,7 +172,8 @@ class Comparison {
     what_ = "close";
     const Handles handles = handles_[index];
     handles_.erase(handles_.begin() + static_cast<std::ptrdiff_t>(index));
-    Same(std::to_string(subject_.CloseKey(handles.first)), std::to_string(model_.CloseKey(handles.second)));
+    Same(std::to_string(NumberOf(subject_.CloseKey(handles.first))),
+         std::to_string(NumberOf(model_.CloseKey(handles.second))));
   }
 
   void Set() {
@@ -171,16 +182,16 @@ class Comparison {
     const std::uint32_t type = OneOf(kTypes);
     std::string data(OneOf(kSizes), '\0');
     for (char& byte : data) byte = static_cast<char>(Below(256));
-    what_ = "set " + ToHex(name.substr(0, 40));
-    Same(std::to_string(subject_.SetValue(key.first, name, 0, type, data)),
-         std::to_string(model_.SetValue(key.second, name, 0, type, data)));
+    what_ = "set " + ToHex(name.bytes().substr(0, 40));
+    Same(std::to_string(NumberOf(subject_.SetValue(key.first, name, 0, type, data))),
+         std::to_string(NumberOf(model_.SetValue(key.second, name, 0, type, data))));
   }
 
   void Query() {
     const Handles key = Handle();
     const AnsiText name = ValueName();
     const std::uint32_t offered = OneOf(kSizes);
-    what_ = "query " + ToHex(name.substr(0, 40));
+    what_ = "query " + ToHex(name.bytes().substr(0, 40));
     Same(Queried(subject_, key.first, name, offered), Queried(model_, key.second, name, offered));
   }
 
@@ -191,8 +202,8 @@ class Comparison {
     std::uint32_t size = offered;
     const Status status = registry.QueryValue(key, name, type, std::span(buffer.data(), offered), size);
     if (status == kSuccess) buffer.resize(std::min<std::size_t>(size, offered));
-    return std::to_string(status) + " type " + std::to_string(type) + " size " + std::to_string(size) + " data " +
-           ToHex(buffer);
+    return std::to_string(NumberOf(status)) + " type " + std::to_string(type) + " size " + std::to_string(size) +
+           " data " + ToHex(buffer);
   }
 
   void DeleteOneKey() {
@@ -200,7 +211,8 @@ class Comparison {
     // Not the work key itself, unless by a handle of its own.
     const AnsiText path = Path();
     what_ = "delete key " + ToHex(path);
-    Same(std::to_string(subject_.DeleteKey(base.first, path)), std::to_string(model_.DeleteKey(base.second, path)));
+    Same(std::to_string(NumberOf(subject_.DeleteKey(base.first, path))),
+         std::to_string(NumberOf(model_.DeleteKey(base.second, path))));
     if (!KeyExists(model_, kHkeyLocalMachine, path_)) {
       MakeKey(subject_, kHkeyLocalMachine, path_);
       MakeKey(model_, kHkeyLocalMachine, path_);
@@ -210,8 +222,9 @@ class Comparison {
   void DeleteOneValue() {
     const Handles key = Handle();
     const AnsiText name = ValueName();
-    what_ = "delete value " + ToHex(name.substr(0, 40));
-    Same(std::to_string(subject_.DeleteValue(key.first, name)), std::to_string(model_.DeleteValue(key.second, name)));
+    what_ = "delete value " + ToHex(name.bytes().substr(0, 40));
+    Same(std::to_string(NumberOf(subject_.DeleteValue(key.first, name))),
+         std::to_string(NumberOf(model_.DeleteValue(key.second, name))));
   }
 
   void Enumerate() {
@@ -222,12 +235,12 @@ class Comparison {
   }
 
   static std::string Enumerated(RegistryApi& registry, KeyHandle key, std::uint32_t index) {
-    AnsiText name = "untouched";
-    std::string answer = std::to_string(registry.EnumKey(key, index, name)) + " key " + ToHex(name);
-    AnsiText valueName = "untouched";
+    AnsiText name = "untouched"_ansi;
+    std::string answer = std::to_string(NumberOf(registry.EnumKey(key, index, name))) + " key " + ToHex(name);
+    AnsiText valueName = "untouched"_ansi;
     std::uint32_t type = 0xA5A5A5A5;
     std::string data = "untouched";
-    answer += ", " + std::to_string(registry.EnumValue(key, index, valueName, type, data));
+    answer += ", " + std::to_string(NumberOf(registry.EnumValue(key, index, valueName, type, data)));
     return answer + " value " + ToHex(valueName) + " type " + std::to_string(type) + " data " + ToHex(data);
   }
 

@@ -46,6 +46,7 @@ class CallPrinter {
 
   void Argument(std::uint32_t number) { out_ << "0x" << std::hex << std::uppercase << number << std::dec; }
   void Argument(bool isSet) { out_ << (isSet ? "some" : "none"); }
+  void Argument(const AnsiText& text) { Argument(text.bytes()); }
   void Argument(const std::string& bytes) {
     out_ << '"';
     for (const char byte : bytes.substr(0, kShownBytes)) {

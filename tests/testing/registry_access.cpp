@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/tables.h"
 
 namespace nerio::testing {
@@ -11,7 +12,7 @@ using namespace platform;  // NOLINT(google-build-using-namespace): every name b
 namespace {
 
 [[noreturn]] void Broken(const std::string& call, const AnsiText& path, Status status) {
-  throw std::runtime_error(call + " of \"" + path + "\" answered " + std::to_string(status));
+  throw std::runtime_error(call + " of \"" + path.bytes() + "\" answered " + std::to_string(NumberOf(status)));
 }
 
 // An open key of a test, closed at the end of its scope.
@@ -32,7 +33,7 @@ class ScopedKey {
   void Create(KeyHandle root, const AnsiText& path) {
     std::uint32_t disposition = 0;
     const Status status =
-        registry_.CreateKey(root, path, 0, "", kRegOptionNonVolatile, kLayerAccess, {}, handle_, disposition);
+        registry_.CreateKey(root, path, 0, ""_ansi, kRegOptionNonVolatile, kLayerAccess, {}, handle_, disposition);
     if (status == kSuccess) return;
     handle_ = 0;
     Broken("creation", path, status);
@@ -77,14 +78,14 @@ std::string ValueOf(RegistryApi& registry, KeyHandle key, const AnsiText& name) 
     data.assign(size, '\xA5');
     status = registry.QueryValue(key, name, type, data, size);
   }
-  if (status != kSuccess) return std::to_string(status);
+  if (status != kSuccess) return std::to_string(NumberOf(status));
   return std::to_string(type) + ":" + ToHex(data.substr(0, size));
 }
 
 std::string ValueOf(RegistryApi& registry, KeyHandle root, const AnsiText& path, const AnsiText& name) {
   ScopedKey key(registry);
   const Status status = key.Open(root, path, kKeyRead);
-  return status == kSuccess ? ValueOf(registry, key.handle(), name) : std::to_string(status);
+  return status == kSuccess ? ValueOf(registry, key.handle(), name) : std::to_string(NumberOf(status));
 }
 
 bool KeyExists(RegistryApi& registry, KeyHandle root, const AnsiText& path) {
@@ -98,7 +99,7 @@ std::vector<AnsiText> SubKeysOf(RegistryApi& registry, KeyHandle key) {
   while ((status = registry.EnumKey(key, static_cast<std::uint32_t>(names.size()), name)) == kSuccess) {
     names.push_back(name);
   }
-  if (status != kNoMoreItems) Broken("enumeration of keys", "", status);
+  if (status != kNoMoreItems) Broken("enumeration of keys", ""_ansi, status);
   return names;
 }
 
@@ -109,9 +110,9 @@ std::vector<std::string> ValuesOf(RegistryApi& registry, KeyHandle key) {
   std::string data;
   Status status = kSuccess;
   while ((status = registry.EnumValue(key, static_cast<std::uint32_t>(values.size()), name, type, data)) == kSuccess) {
-    values.push_back(name + "=" + std::to_string(type) + ":" + ToHex(data));
+    values.push_back(name.bytes() + "=" + std::to_string(type) + ":" + ToHex(data));
   }
-  if (status != kNoMoreItems) Broken("enumeration of values", "", status);
+  if (status != kNoMoreItems) Broken("enumeration of values", ""_ansi, status);
   return values;
 }
 
@@ -122,8 +123,9 @@ std::vector<std::string> ContentsOf(RegistryApi& registry, KeyHandle root, const
   std::vector<std::string> lines;
   for (const std::string& value : ValuesOf(registry, key.handle())) lines.push_back("  " + value);
   for (const AnsiText& name : SubKeysOf(registry, key.handle())) {
-    lines.push_back("\\" + name);
-    for (const std::string& line : ContentsOf(registry, key.handle(), name)) lines.push_back("\\" + name + line);
+    lines.push_back("\\" + name.bytes());
+    for (const std::string& line : ContentsOf(registry, key.handle(), name))
+      lines.push_back("\\" + name.bytes() + line);
   }
   return lines;
 }

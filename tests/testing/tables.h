@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "nerio/types/ansi_text.h"
 #include "nerio/types/text.h"
 
 namespace nerio::testing {
@@ -47,5 +48,6 @@ std::string FromHex(const std::string& digits);
 
 /// Writes bytes as pairs of upper-case hexadecimal digits.
 std::string ToHex(const std::string& bytes);
+inline std::string ToHex(const AnsiText& text) { return ToHex(text.bytes()); }
 
 }  // namespace nerio::testing

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/testing/ansi_literal.h"
 #include "tests/tools/tool_run.h"
 #include "tools/nerio/registry_view.h"
 
@@ -56,7 +57,7 @@ TEST(CommandLine, View_IsAResultOfItsOwn) {
     EXPECT_EQ(result.out, text + "\n");
     EXPECT_EQ(result.err, "");
   }
-  EXPECT_FALSE(tool.Has("Software"));
+  EXPECT_FALSE(tool.Has("Software"_ansi));
   EXPECT_EQ(nlohmann::json::parse(tool.Run({"--view", "--json"}).out)["view"], text);
 }
 
@@ -154,7 +155,7 @@ TEST(CommandLine, ArgumentThatIsNotUtf8_IsBadInput) {
   EXPECT_EQ(tool.Run({"reg", "get", "HKLM\\\xE9"}).exit, 5);
   EXPECT_EQ(tool.Run({"reg", "get", kKey, "\xE9"}).exit, 5);
   EXPECT_EQ(tool.Run({"reg", "set", kKey, "Nome", "\xE9"}).exit, 5);
-  EXPECT_FALSE(tool.Has("Software"));
+  EXPECT_FALSE(tool.Has("Software"_ansi));
   const RunResult json = tool.Run({"reg", "import", "/nowhere/\xE9.reg", "--json"});
   EXPECT_TRUE(nlohmann::json::accept(json.out)) << json.out;
 }
@@ -163,7 +164,7 @@ class FullStream : public std::streambuf {};
 
 TEST(CommandLine, ResultThatCannotBeWritten_IsAFailure) {
   ToolHost tool;
-  tool.Create("Software");
+  tool.Create("Software"_ansi);
   FullStream nowhere;
   std::ostream out(&nowhere);
   std::istringstream in;

@@ -15,18 +15,19 @@ namespace {
 KeyGuard Made(platform::RegistryApi& registry, const AnsiText& path) {
   KeyGuard opened;
   bool created = false;
-  if (CreateKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeySetValue, opened, created) != 0) {
-    throw std::logic_error("the test cannot create " + path);
+  if (CreateKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeySetValue, opened, created) !=
+      platform::kSuccess) {
+    throw std::logic_error("the test cannot create " + path.bytes());
   }
   return opened;
 }
 
 }  // namespace
 
-platform::Status FolderOfTest::Folder(Text& answer) {
+platform::SystemStatus FolderOfTest::Folder(Text& answer) {
   answer = folder.u16string();
   std::replace(answer.begin(), answer.end(), u'/', u'\\');
-  return platform::kSuccess;
+  return platform::SystemStatus::kSuccess;
 }
 
 platform::Host ToolHost::View() {
@@ -48,16 +49,16 @@ RunResult ToolHost::Run(const std::vector<std::string>& arguments) {
 void ToolHost::Create(const AnsiText& path) { Made(registry, path); }
 
 void ToolHost::Store(const AnsiText& path, const AnsiText& name, std::uint32_t type, const std::string& data) {
-  if (StoreValue(registry, Made(registry, path).get(), {name, type, data}) != 0) {
-    throw std::logic_error("the test cannot store " + name);
+  if (StoreValue(registry, Made(registry, path).get(), {name, type, data}) != platform::kSuccess) {
+    throw std::logic_error("the test cannot store " + name.bytes());
   }
 }
 
 std::string ToolHost::Stored(const AnsiText& path, const AnsiText& name) {
   KeyGuard opened;
   StoredValue value;
-  if (OpenKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeyQueryValue, opened) != 0 ||
-      ReadValue(registry, opened.get(), name, value) != 0) {
+  if (OpenKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeyQueryValue, opened) != platform::kSuccess ||
+      ReadValue(registry, opened.get(), name, value) != platform::kSuccess) {
     return "";
   }
   return std::to_string(value.type) + ":" + HexText(value.data, "");
@@ -65,7 +66,7 @@ std::string ToolHost::Stored(const AnsiText& path, const AnsiText& name) {
 
 bool ToolHost::Has(const AnsiText& path) {
   KeyGuard opened;
-  return OpenKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeyQueryValue, opened) == 0;
+  return OpenKey(registry, {platform::kHkeyLocalMachine, path}, platform::kKeyQueryValue, opened) == platform::kSuccess;
 }
 
 }  // namespace nerio::tool

@@ -22,7 +22,7 @@ struct RunResult {
 /// A library that lies in a folder of the test's own.
 class FolderOfTest final : public platform::ModuleLocation {
  public:
-  platform::Status Folder(Text& answer) override;
+  platform::SystemStatus Folder(Text& answer) override;
 
  private:
   testing::TemporaryFolder temporary_;

@@ -11,8 +11,8 @@ namespace {
 
 std::filesystem::path PathOf(const std::string& file) { return std::u8string(file.begin(), file.end()); }
 
-Exit ExitOf(platform::Status status) {
-  const std::error_code code(status, std::system_category());
+Exit ExitOf(platform::SystemStatus status) {
+  const std::error_code code(NumberOf(status), std::system_category());
   if (code == std::errc::no_such_file_or_directory) return Exit::kNotFound;
   if (code == std::errc::permission_denied || code == std::errc::operation_not_permitted) return Exit::kAccessDenied;
   return Exit::kFailed;
@@ -20,8 +20,9 @@ Exit ExitOf(platform::Status status) {
 
 }  // namespace
 
-Failure FileFailure(Session& session, platform::Status status, const std::string& doing) {
-  return Failure(ExitOf(status), doing + ": " + ToUtf8(session.host.files.Describe(status))).WithStatus(status);
+Failure FileFailure(Session& session, platform::SystemStatus status, const std::string& doing) {
+  return Failure(ExitOf(status), doing + ": " + ToUtf8(session.host.files.Describe(status)))
+      .WithStatus(NumberOf(status));
 }
 
 std::string ReadStandardInput(Session& session) {
@@ -37,8 +38,8 @@ std::string ReadStandardInput(Session& session) {
 
 std::string ReadFile(Session& session, const std::string& file) {
   std::string bytes;
-  const platform::Status status = ReadWholeFile(PathOf(file), bytes);
-  if (status != platform::kSuccess) throw FileFailure(session, status, "cannot read " + file);
+  const platform::SystemStatus status = ReadWholeFile(PathOf(file), bytes);
+  if (status != platform::SystemStatus::kSuccess) throw FileFailure(session, status, "cannot read " + file);
   return bytes;
 }
 
@@ -47,13 +48,13 @@ std::string ReadInput(Session& session, const std::string& file) {
 }
 
 void WriteOutput(Session& session, const std::string& file, const std::string& bytes) {
-  const platform::Status status = ReplaceWholeFile(PathOf(file), bytes);
-  if (status != platform::kSuccess) throw FileFailure(session, status, "cannot write " + file);
+  const platform::SystemStatus status = ReplaceWholeFile(PathOf(file), bytes);
+  if (status != platform::SystemStatus::kSuccess) throw FileFailure(session, status, "cannot write " + file);
 }
 
 void CreateOutput(Session& session, const std::string& file, const std::string& bytes) {
-  const platform::Status status = CreateWholeFile(PathOf(file), bytes);
-  if (status == platform::kSuccess) return;
+  const platform::SystemStatus status = CreateWholeFile(PathOf(file), bytes);
+  if (status == platform::SystemStatus::kSuccess) return;
   std::error_code ignored;
   if (std::filesystem::exists(PathOf(file), ignored)) {
     throw Failure(Exit::kRefused, file + " is there already", "delete it first, or choose another name");

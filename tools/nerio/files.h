@@ -8,7 +8,7 @@
 namespace nerio::tool {
 
 /// Makes the failure that a file operation's error number stands for, in the system's own words.
-Failure FileFailure(Session& session, platform::Status status, const std::string& doing);
+Failure FileFailure(Session& session, platform::SystemStatus status, const std::string& doing);
 
 /// Reads all of standard input.
 std::string ReadStandardInput(Session& session);

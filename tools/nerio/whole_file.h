@@ -15,15 +15,15 @@ std::filesystem::path SystemPath(TextView path);
 /// Reads everything that a file, a pipe or a device gives.
 /// @param[out] bytes the content; untouched on failure.
 /// @return 0, or the system's own error number.
-platform::Status ReadWholeFile(const std::filesystem::path& path, std::string& bytes);
+platform::SystemStatus ReadWholeFile(const std::filesystem::path& path, std::string& bytes);
 
 /// Writes a new file. It appears with its whole content or not at all.
 /// @return 0, or the system's own error number; one of them when there is something of that name already.
-platform::Status CreateWholeFile(const std::filesystem::path& path, std::string_view bytes);
+platform::SystemStatus CreateWholeFile(const std::filesystem::path& path, std::string_view bytes);
 
 /// Writes a file in place of the one that may be there, whose rights it keeps. Whatever happens, power cuts included,
 /// the path names the old content or the new one, whole. A link is followed; anything but an ordinary file is refused.
 /// @return 0, or the system's own error number; the old content is untouched then.
-platform::Status ReplaceWholeFile(const std::filesystem::path& path, std::string_view bytes);
+platform::SystemStatus ReplaceWholeFile(const std::filesystem::path& path, std::string_view bytes);
 
 }  // namespace nerio::tool

@@ -43,8 +43,8 @@ AutomationObject::~AutomationObject() { ReleaseModuleReference(); }
 
 HRESULT AutomationObject::LoadTypeInfo() noexcept {
   Text path;
-  const platform::Status status = platform::ModulePath(path);
-  if (status != platform::kSuccess) return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+  const platform::SystemStatus status = platform::ModulePath(path);
+  if (status != platform::SystemStatus::kSuccess) return HRESULT_FROM_WIN32(static_cast<DWORD>(NumberOf(status)));
   platform::ComPointer<ITypeLib> library;
   const HRESULT loaded = ::LoadTypeLibEx(platform::Wide(path), REGKIND_NONE, library.put());
   return SUCCEEDED(loaded) ? library->GetTypeInfoOfGuid(IID_INerioComponent, typeInfo_.put()) : loaded;

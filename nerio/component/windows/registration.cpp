@@ -86,8 +86,8 @@ bool RemoveTypeLibrary() {
 
 HRESULT Register() noexcept try {
   Text path;
-  const platform::Status status = platform::ModulePath(path);
-  if (status != platform::kSuccess) return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+  const platform::SystemStatus status = platform::ModulePath(path);
+  if (status != platform::SystemStatus::kSuccess) return HRESULT_FROM_WIN32(static_cast<DWORD>(NumberOf(status)));
   const bool classEntered = EnterClass(path);
   if (classEntered && EnterTypeLibrary(path)) return S_OK;
   Unregister();

@@ -7,7 +7,7 @@ namespace nerio::platform {
 /// Makes GUIDs of version 4 from the kernel's random source.
 class LinuxGuidSource final : public GuidSource {
  public:
-  Status Create(GuidBytes& guid) override;
+  SystemStatus Create(GuidBytes& guid) override;
 };
 
 }  // namespace nerio::platform

@@ -145,8 +145,8 @@ bool BothHalvesReadBack(const RegionalData& region) {
   for (const Date time : {Date{0}, Date{0.75}}) {
     Text text;
     Date back{1};
-    if (settings.TextFromDate(time, text) != kSuccess || settings.DateFromText(text, back) != kSuccess ||
-        back != time) {
+    if (settings.TextFromDate(time, text) != AutomationStatus::kSuccess ||
+        settings.DateFromText(text, back) != AutomationStatus::kSuccess || back != time) {
       return false;
     }
   }

@@ -25,7 +25,7 @@ namespace {
 struct Located {
   std::array<char16_t, PATH_MAX> folder;
   std::size_t length = 0;
-  Status status = kSuccess;
+  SystemStatus status = SystemStatus::kSuccess;
 };
 
 // Lies in the file that this code was linked into, and in no other.
@@ -46,15 +46,15 @@ int FindAnchor(dl_phdr_info* file, std::size_t, void* name) {
   return 0;
 }
 
-Status ProgramPath(std::string& path) {
+SystemStatus ProgramPath(std::string& path) {
   std::array<char, PATH_MAX> buffer;
   const ssize_t length = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
-  if (length < 0) return errno;
+  if (length < 0) return SystemStatus{errno};
   path.assign(buffer.data(), static_cast<std::size_t>(length));
-  return kSuccess;
+  return SystemStatus::kSuccess;
 }
 
-Status OwnPath(std::string& path) {
+SystemStatus OwnPath(std::string& path) {
   const char* name = "";
   if (::dl_iterate_phdr(FindAnchor, &name) == 0 || *name == '\0') return ProgramPath(path);
   const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(name, nullptr), &std::free);
@@ -63,20 +63,20 @@ Status OwnPath(std::string& path) {
   } else if (*name == '/') {
     path = name;  // loaded from a file that has no name of its own, such as /proc/self/fd/3
   } else {
-    return errno;
+    return SystemStatus{errno};
   }
-  return kSuccess;
+  return SystemStatus::kSuccess;
 }
 
 Located Locate() {
   Located located;
   std::string path;
   located.status = OwnPath(path);
-  if (located.status != kSuccess) return located;
+  if (located.status != SystemStatus::kSuccess) return located;
   const std::size_t lastSeparator = std::string_view(path).rfind('/');
   const Text folder = TextFromNativePath(std::string_view(path).substr(0, std::max<std::size_t>(lastSeparator, 1)));
   if (folder.size() > located.folder.size()) {
-    located.status = ENAMETOOLONG;
+    located.status = SystemStatus{ENAMETOOLONG};
     return located;
   }
   located.length = folder.copy(located.folder.data(), folder.size());
@@ -93,13 +93,13 @@ const Located& OwnLocation() {
 
 }  // namespace
 
-Status LinuxModuleLocation::Folder(Text& folder) try {
+SystemStatus LinuxModuleLocation::Folder(Text& folder) try {
   const Located& located = OwnLocation();
-  if (located.status != kSuccess) return located.status;
+  if (located.status != SystemStatus::kSuccess) return located.status;
   folder.assign(located.folder.data(), located.length);
-  return kSuccess;
+  return SystemStatus::kSuccess;
 } catch (const std::bad_alloc&) {
-  return ENOMEM;
+  return SystemStatus{ENOMEM};
 }
 
 }  // namespace nerio::platform

@@ -12,7 +12,7 @@ namespace nerio::platform {
 /// system did not tell the file's path, every call answers the `errno` of that failure.
 class LinuxModuleLocation final : public ModuleLocation {
  public:
-  Status Folder(Text& folder) override;
+  SystemStatus Folder(Text& folder) override;
 };
 
 }  // namespace nerio::platform

@@ -50,27 +50,27 @@ PortableRegionalSettings& LinuxRegionalSettings::Settings() {
 
 Text LinuxRegionalSettings::RegionName() { return Settings().RegionName(); }
 
-Status LinuxRegionalSettings::DateFromText(TextView text, Date& date) {
+AutomationStatus LinuxRegionalSettings::DateFromText(TextView text, Date& date) {
   return AnswerConversion([&] { return Settings().DateFromText(text, date); });
 }
 
-Status LinuxRegionalSettings::TextFromDate(Date date, Text& text) {
+AutomationStatus LinuxRegionalSettings::TextFromDate(Date date, Text& text) {
   return AnswerConversion([&] { return Settings().TextFromDate(date, text); });
 }
 
-Status LinuxRegionalSettings::TextFromDouble(double value, Text& text) {
+AutomationStatus LinuxRegionalSettings::TextFromDouble(double value, Text& text) {
   return AnswerConversion([&] { return Settings().TextFromDouble(value, text); });
 }
 
-Status LinuxRegionalSettings::TextFromSingle(float value, Text& text) {
+AutomationStatus LinuxRegionalSettings::TextFromSingle(float value, Text& text) {
   return AnswerConversion([&] { return Settings().TextFromSingle(value, text); });
 }
 
-Status LinuxRegionalSettings::TextFromCurrency(Currency value, Text& text) {
+AutomationStatus LinuxRegionalSettings::TextFromCurrency(Currency value, Text& text) {
   return AnswerConversion([&] { return Settings().TextFromCurrency(value, text); });
 }
 
-Status LinuxRegionalSettings::TextFromDecimal(Decimal value, Text& text) {
+AutomationStatus LinuxRegionalSettings::TextFromDecimal(Decimal value, Text& text) {
   return AnswerConversion([&] { return Settings().TextFromDecimal(value, text); });
 }
 

@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+#include <string>
+#include <utility>
+
 #include "nerio/hosts/windows/automation/wide.h"
 
 namespace nerio::platform {
@@ -17,7 +20,7 @@ AnsiText WindowsCodePage::ToAnsi(TextView text) {
   if (text.empty()) return {};  // a length of 0 is an invalid argument
   const int units = static_cast<int>(text.size());
   // Room for a byte a unit, which is enough for most code pages; the others tell how much they need.
-  AnsiText bytes(text.size(), '\0');
+  std::string bytes(text.size(), '\0');
   int size = ::WideCharToMultiByte(CP_ACP, kNoFlags, Wide(text), units, bytes.data(), units, nullptr, nullptr);
   if (size == 0) {
     size = ::WideCharToMultiByte(CP_ACP, kNoFlags, Wide(text), units, nullptr, 0, nullptr, nullptr);
@@ -25,7 +28,7 @@ AnsiText WindowsCodePage::ToAnsi(TextView text) {
     ::WideCharToMultiByte(CP_ACP, kNoFlags, Wide(text), units, bytes.data(), size, nullptr, nullptr);
   }
   bytes.resize(static_cast<std::size_t>(size));
-  return bytes;
+  return AnsiText(std::move(bytes));
 }
 
 Text WindowsCodePage::ToText(std::string_view bytes) {

@@ -10,11 +10,11 @@ class WindowsFileSystem final : public FileSystem {
  public:
   /// A directory search for exactly this path: wildcards match nothing, and neither does a name that the system would
   /// find after cutting blanks or dots off its end.
-  Status FindOrdinaryFile(const Text& path, bool& found) override;
-  Status OpenForAppend(const Text& path, FileHandle& opened) override;
-  Status Append(FileHandle file, std::span<const char> bytes) override;
-  Status Close(FileHandle file) override;
-  Text Describe(Status status) override;
+  SystemStatus FindOrdinaryFile(const Text& path, bool& found) override;
+  SystemStatus OpenForAppend(const Text& path, FileHandle& opened) override;
+  SystemStatus Append(FileHandle file, std::span<const char> bytes) override;
+  SystemStatus Close(FileHandle file) override;
+  Text Describe(SystemStatus status) override;
 };
 
 }  // namespace nerio::platform

@@ -10,11 +10,11 @@ namespace nerio::platform {
 
 static_assert(sizeof(GUID) == sizeof(GuidBytes));
 
-Status WindowsGuidSource::Create(GuidBytes& guid) {
+SystemStatus WindowsGuidSource::Create(GuidBytes& guid) {
   GUID made{};
   const HRESULT result = ::CoCreateGuid(&made);
   guid = std::bit_cast<GuidBytes>(made);
-  return result;
+  return SystemStatus{result};
 }
 
 }  // namespace nerio::platform

@@ -7,7 +7,7 @@ namespace nerio::platform {
 /// Makes GUIDs with CoCreateGuid. Needs no COM apartment.
 class WindowsGuidSource final : public GuidSource {
  public:
-  Status Create(GuidBytes& guid) override;
+  SystemStatus Create(GuidBytes& guid) override;
 };
 
 }  // namespace nerio::platform

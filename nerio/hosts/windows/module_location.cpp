@@ -22,38 +22,38 @@ void RestoreServer(Text& path) {
 
 }  // namespace
 
-Status ModulePath(Text& path) noexcept try {
+SystemStatus ModulePath(Text& path) noexcept try {
   HMODULE module = nullptr;
   if (::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                            reinterpret_cast<const wchar_t*>(&kAnchor), &module) == 0) {
-    return static_cast<Status>(::GetLastError());
+    return static_cast<SystemStatus>(::GetLastError());
   }
   Text buffer(MAX_PATH, u'\0');
   for (;;) {
     const DWORD length = ::GetModuleFileNameW(module, WritableWide(buffer), static_cast<DWORD>(buffer.size()));
-    if (length == 0) return static_cast<Status>(::GetLastError());
+    if (length == 0) return static_cast<SystemStatus>(::GetLastError());
     if (length < buffer.size()) {
       buffer.resize(length);
       RestoreServer(buffer);
       path = std::move(buffer);
-      return kSuccess;
+      return SystemStatus::kSuccess;
     }
     buffer.resize(2 * buffer.size());  // a name that fills the buffer may have been cut
   }
 } catch (const std::bad_alloc&) {
-  return ERROR_NOT_ENOUGH_MEMORY;
+  return SystemStatus{ERROR_NOT_ENOUGH_MEMORY};
 }
 
-Status WindowsModuleLocation::Folder(Text& folder) {
+SystemStatus WindowsModuleLocation::Folder(Text& folder) {
   Text path;
-  const Status status = ModulePath(path);
-  if (status != kSuccess) return status;
+  const SystemStatus status = ModulePath(path);
+  if (status != SystemStatus::kSuccess) return status;
   const std::size_t separator = path.find_last_of(u'\\');
   // The separator stays in "C:\", which names the root folder; "C:" is the drive's current one.
   const bool root = separator > 0 && path[separator - 1] == u':';
   path.resize(root ? separator + 1 : separator);
   folder = std::move(path);
-  return kSuccess;
+  return SystemStatus::kSuccess;
 }
 
 }  // namespace nerio::platform

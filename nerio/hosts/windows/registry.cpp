@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <new>
+#include <string>
 #include <utility>
 
 namespace nerio::platform {
@@ -38,7 +39,7 @@ constexpr DWORD kNameRoom = 2 * 16383 + 1;
 Status WindowsRegistry::OpenKey(KeyHandle root, const AnsiText& subKey, std::uint32_t options, std::uint32_t access,
                                 KeyHandle& opened) {
   HKEY handle = ToNative(opened);
-  const Status status = ::RegOpenKeyExA(ToNative(root), subKey.c_str(), options, access, &handle);
+  const Status status{::RegOpenKeyExA(ToNative(root), subKey.c_str(), options, access, &handle)};
   opened = FromNative(handle);
   return status;
 }
@@ -50,8 +51,8 @@ Status WindowsRegistry::CreateKey(KeyHandle root, const AnsiText& subKey, std::u
   DWORD did = disposition;
   SECURITY_ATTRIBUTES attributes{security.length, security.descriptor, security.inheritHandle};
   // The class is declared writable and only read.
-  const Status status = ::RegCreateKeyExA(ToNative(root), subKey.c_str(), reserved, const_cast<char*>(keyClass.c_str()),
-                                          options, access, &attributes, &handle, &did);
+  const Status status{::RegCreateKeyExA(ToNative(root), subKey.c_str(), reserved, const_cast<char*>(keyClass.c_str()),
+                                        options, access, &attributes, &handle, &did)};
   created = FromNative(handle);
   disposition = did;
   return status;
@@ -64,7 +65,7 @@ Status WindowsRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uin
   BYTE* buffer = data.empty() ? &nowhere : reinterpret_cast<BYTE*>(data.data());
   DWORD stored = type;
   DWORD count = size;
-  const Status status = ::RegQueryValueExA(ToNative(key), name.c_str(), nullptr, &stored, buffer, &count);
+  const Status status{::RegQueryValueExA(ToNative(key), name.c_str(), nullptr, &stored, buffer, &count)};
   type = stored;
   size = count;
   return status;
@@ -78,28 +79,28 @@ Status WindowsRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint3
     guarded.reserve(data.size() + 1);
     guarded.assign(data.begin(), data.end());
     guarded += kGuard;
-    return ::RegSetValueExA(ToNative(key), name.c_str(), reserved, type, reinterpret_cast<const BYTE*>(guarded.data()),
-                            static_cast<DWORD>(data.size()));
+    return Status{::RegSetValueExA(ToNative(key), name.c_str(), reserved, type,
+                                   reinterpret_cast<const BYTE*>(guarded.data()), static_cast<DWORD>(data.size()))};
   });
 }
 
 Status WindowsRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
-  return ::RegDeleteKeyA(ToNative(key), subKey.c_str());
+  return Status{::RegDeleteKeyA(ToNative(key), subKey.c_str())};
 }
 
 Status WindowsRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
-  return ::RegDeleteValueA(ToNative(key), name.c_str());
+  return Status{::RegDeleteValueA(ToNative(key), name.c_str())};
 }
 
-Status WindowsRegistry::CloseKey(KeyHandle key) { return ::RegCloseKey(ToNative(key)); }
+Status WindowsRegistry::CloseKey(KeyHandle key) { return Status{::RegCloseKey(ToNative(key))}; }
 
 Status WindowsRegistry::EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) {
   return WithMemory([&]() -> Status {
     std::array<char, kNameRoom> buffer;
     DWORD length = kNameRoom;
-    const Status status =
-        ::RegEnumKeyExA(ToNative(key), index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr);
-    if (status == kSuccess) name.assign(buffer.data(), length);
+    const Status status{
+        ::RegEnumKeyExA(ToNative(key), index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr)};
+    if (status == kSuccess) name = AnsiText(std::string(buffer.data(), length));
     return status;
   });
 }
@@ -113,15 +114,15 @@ Status WindowsRegistry::EnumValue(KeyHandle key, std::uint32_t index, AnsiText& 
       DWORD length = kNameRoom;
       DWORD stored = 0;
       DWORD count = static_cast<DWORD>(bytes.size());
-      const Status status = ::RegEnumValueA(ToNative(key), index, buffer.data(), &length, nullptr, &stored,
-                                            reinterpret_cast<BYTE*>(bytes.data()), &count);
+      const Status status{::RegEnumValueA(ToNative(key), index, buffer.data(), &length, nullptr, &stored,
+                                          reinterpret_cast<BYTE*>(bytes.data()), &count)};
       if (status == kMoreData && count > bytes.size()) {
         bytes.resize(count);
         continue;
       }
       if (status == kSuccess) {
         bytes.resize(count);
-        name.assign(buffer.data(), length);
+        name = AnsiText(std::string(buffer.data(), length));
         type = stored;
         data = std::move(bytes);
       }

@@ -156,7 +156,7 @@ TEST(Registration, LibraryThatWasMoved_IsTakenOutFromItsNewPlace) {
 
 TEST(Registration, KeyThatCannotBeWritten_LeavesNothingBehind) {
   // The first and the last key of the class, and that of the type library.
-  const std::pair<AnsiText, HRESULT> rows[] = {
+  const std::pair<std::string, HRESULT> rows[] = {
       {"CLSID\\{C21AF465-EACB-40F2-95FE-729D6CEACC27}", SELFREG_E_CLASS},
       {"Nerio.Component\\CurVer", SELFREG_E_CLASS},
       {"TypeLib\\{676E0020-0223-4BA2-AA47-31E654BEDF2E}\\1.0", SELFREG_E_TYPELIB},
@@ -164,7 +164,7 @@ TEST(Registration, KeyThatCannotBeWritten_LeavesNothingBehind) {
   const LoadedComponent component;
   ASSERT_EQ(component.unregisterServer(), S_OK);
   for (const auto& [path, answer] : rows) {
-    const AnsiText below = "Software\\Classes\\" + path;
+    const AnsiText below("Software\\Classes\\" + path);
     HKEY key = nullptr;
     ASSERT_EQ(::RegCreateKeyA(HKEY_LOCAL_MACHINE, below.c_str(), &key), ERROR_SUCCESS);
     ::RegCloseKey(key);

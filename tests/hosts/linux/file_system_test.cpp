@@ -22,6 +22,7 @@
 #include "nerio/types/utf8.h"
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/platform/conformance/file_system_conformance.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -32,7 +33,7 @@ using testing::AnswerOfChild;
 using testing::FileSystemConformance;
 using testing::FileSystemUnderTest;
 
-constexpr Status kJunk = 4711;
+constexpr FileHandle kJunk = 4711;
 
 INSTANTIATE_TEST_SUITE_P(Posix, FileSystemConformance, ::testing::Values([]() -> std::unique_ptr<FileSystemUnderTest> {
                            return testing::FilesOnDisk(std::make_unique<PosixFileSystem>());
@@ -54,8 +55,8 @@ class PosixFiles : public ::testing::Test {
   // Asks for a path; "found", "nothing" or the number of the failure.
   std::string Find(const Text& path) {
     bool found = true;
-    const Status status = files_.FindOrdinaryFile(path, found);
-    if (status != kSuccess) return std::to_string(status) + (found ? " found" : "");
+    const SystemStatus status = files_.FindOrdinaryFile(path, found);
+    if (status != SystemStatus::kSuccess) return std::to_string(NumberOf(status)) + (found ? " found" : "");
     return found ? "found" : "nothing";
   }
 
@@ -111,9 +112,9 @@ TEST_F(PosixFiles, Name_OfAnyBytes_IsReached) {
     MakeFile(name);
     EXPECT_EQ(Find(Path(name)), "found") << name;
     FileHandle file{};
-    ASSERT_EQ(files_.OpenForAppend(Path(name), file), kSuccess) << name;
-    EXPECT_EQ(files_.Append(file, std::string("x")), kSuccess);
-    EXPECT_EQ(files_.Close(file), kSuccess);
+    ASSERT_EQ(files_.OpenForAppend(Path(name), file), SystemStatus::kSuccess) << name;
+    EXPECT_EQ(files_.Append(file, std::string("x")), SystemStatus::kSuccess);
+    EXPECT_EQ(files_.Close(file), SystemStatus::kSuccess);
     EXPECT_EQ(Content(name), "x") << name;
   }
 }
@@ -123,17 +124,17 @@ TEST_F(PosixFiles, OpenForAppend_IsNotInheritedAndGivesTheLowestDescriptor) {
   const int lowest = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   ::close(lowest);
   FileHandle file{};
-  ASSERT_EQ(files_.OpenForAppend(Path("file"), file), kSuccess);
+  ASSERT_EQ(files_.OpenForAppend(Path("file"), file), SystemStatus::kSuccess);
   EXPECT_EQ(file, lowest);
   EXPECT_EQ(::fcntl(static_cast<int>(file), F_GETFD), FD_CLOEXEC);
-  EXPECT_EQ(files_.Close(file), kSuccess);
+  EXPECT_EQ(files_.Close(file), SystemStatus::kSuccess);
 }
 
 // A FIFO that takes the file's place between the search and the open must not hang the caller.
 TEST_F(PosixFiles, OpenForAppend_FifoWithoutReader_FailsAtOnce) {
   ASSERT_EQ(::mkfifo(OnDisk("fifo").c_str(), 0600), 0);
   FileHandle file = kJunk;
-  EXPECT_EQ(files_.OpenForAppend(Path("fifo"), file), ENXIO);
+  EXPECT_EQ(files_.OpenForAppend(Path("fifo"), file), SystemStatus{ENXIO});
   EXPECT_EQ(file, kJunk);
 }
 
@@ -141,9 +142,9 @@ TEST_F(PosixFiles, OpenForAppend_Failures_AnswerTheSystemsNumber) {
   fs::create_directory(OnDisk("folder"));
   MakeFile("file");
   FileHandle file = kJunk;
-  EXPECT_EQ(files_.OpenForAppend(Path("nothing"), file), ENOENT);
-  EXPECT_EQ(files_.OpenForAppend(Path("folder"), file), EISDIR);
-  EXPECT_EQ(files_.OpenForAppend(Path("file/below"), file), ENOTDIR);
+  EXPECT_EQ(files_.OpenForAppend(Path("nothing"), file), SystemStatus{ENOENT});
+  EXPECT_EQ(files_.OpenForAppend(Path("folder"), file), SystemStatus{EISDIR});
+  EXPECT_EQ(files_.OpenForAppend(Path("file/below"), file), SystemStatus{ENOTDIR});
   EXPECT_EQ(file, kJunk);
 }
 
@@ -154,10 +155,11 @@ TEST_F(PosixFiles, Append_WhereOnlyAPartFits_KeepsThePartAndAnswersTheFailure) {
     const rlimit fiveBytes{5, 5};
     ::setrlimit(RLIMIT_FSIZE, &fiveBytes);
     FileHandle file{};
-    const Status open = files_.OpenForAppend(Path("file"), file);
-    const Status append = files_.Append(file, std::string("abcdef"));
-    const Status close = files_.Close(file);
-    return std::to_string(open) + " " + std::to_string(append) + " " + std::to_string(close);
+    const SystemStatus open = files_.OpenForAppend(Path("file"), file);
+    const SystemStatus append = files_.Append(file, std::string("abcdef"));
+    const SystemStatus close = files_.Close(file);
+    return std::to_string(NumberOf(open)) + " " + std::to_string(NumberOf(append)) + " " +
+           std::to_string(NumberOf(close));
   });
   EXPECT_EQ(answer, "0 " + std::to_string(EFBIG) + " 0");
   EXPECT_EQ(Content("file"), "12abc");
@@ -165,19 +167,19 @@ TEST_F(PosixFiles, Append_WhereOnlyAPartFits_KeepsThePartAndAnswersTheFailure) {
 
 TEST_F(PosixFiles, Append_FullDevice_AnswersNoSpace) {
   FileHandle file{};
-  ASSERT_EQ(files_.OpenForAppend(u"\\dev\\full", file), kSuccess);
-  EXPECT_EQ(files_.Append(file, std::string("x")), ENOSPC);
-  EXPECT_EQ(files_.Close(file), kSuccess);
+  ASSERT_EQ(files_.OpenForAppend(u"\\dev\\full", file), SystemStatus::kSuccess);
+  EXPECT_EQ(files_.Append(file, std::string("x")), SystemStatus{ENOSPC});
+  EXPECT_EQ(files_.Close(file), SystemStatus::kSuccess);
 }
 
 TEST_F(PosixFiles, UnknownHandle_AnswersBadDescriptor) {
-  EXPECT_EQ(files_.Append(-1, std::string("x")), EBADF);
-  EXPECT_EQ(files_.Close(-1), EBADF);
+  EXPECT_EQ(files_.Append(-1, std::string("x")), SystemStatus{EBADF});
+  EXPECT_EQ(files_.Close(-1), SystemStatus{EBADF});
 }
 
 TEST_F(PosixFiles, Describe_GivesTheSystemsOwnText) {
-  EXPECT_EQ(files_.Describe(ENOSPC), u"No space left on device");
-  EXPECT_EQ(files_.Describe(EACCES), u"Permission denied");
+  EXPECT_EQ(files_.Describe(SystemStatus{ENOSPC}), u"No space left on device");
+  EXPECT_EQ(files_.Describe(SystemStatus{EACCES}), u"Permission denied");
 }
 
 // A catalogue of the C library's messages with one translation, as msgfmt would make it.
@@ -206,7 +208,7 @@ TEST_F(PosixFiles, Describe_TextInAnotherEncodingThanUtf8_IsRead) {
               ::unsetenv("LANGUAGE");
               if (std::setlocale(LC_ALL, "de_AT.ISO-8859-1") == nullptr) return "no such locale";
               ::bindtextdomain("libc", folder_.path().c_str());
-              return ToUtf8(files_.Describe(EINVAL));
+              return ToUtf8(files_.Describe(SystemStatus{EINVAL}));
             }),
             "Das Argument ist ung\xC3\xBCltig");
 }

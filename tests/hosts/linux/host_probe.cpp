@@ -24,8 +24,8 @@ nerio::platform::Status MakeKey() {
   nerio::platform::RegistryApi& registry = nerio::platform::ThisHost().registry;
   nerio::platform::KeyHandle key{};
   std::uint32_t disposition = 0;
-  const nerio::platform::Status status =
-      registry.CreateKey(nerio::platform::kHkeyCurrentUser, "Software", 0, "", 0, 0x2003F, {}, key, disposition);
+  const nerio::platform::Status status = registry.CreateKey(
+      nerio::platform::kHkeyCurrentUser, nerio::AnsiText("Software"), 0, {}, 0, 0x2003F, {}, key, disposition);
   return status == nerio::platform::kSuccess ? registry.CloseKey(key) : status;
 }
 
@@ -39,7 +39,7 @@ int main() try {
   const nerio::platform::Status status = MakeKey();
   std::string answer;
   for (const char16_t unit : text) answer += static_cast<char>(unit);
-  std::printf("%s, key %d", answer.c_str(), static_cast<int>(status));
+  std::printf("%s, key %d", answer.c_str(), nerio::platform::NumberOf(status));
   return 0;
 } catch (const nerio::Error& error) {
   std::printf("error %d %s", static_cast<int>(error.number()), error.what());

@@ -16,6 +16,8 @@
 #include <type_traits>
 
 #include "tests/hosts/linux/store/child_process.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -29,7 +31,7 @@ constexpr std::uint32_t kAllAccess = 0x2003F;
 
 Status CreateKey(const Host& host, const AnsiText& name, KeyHandle& key) {
   std::uint32_t disposition = 0;
-  return host.registry.CreateKey(kHkeyLocalMachine, name, 0, "", 0, kAllAccess, {}, key, disposition);
+  return host.registry.CreateKey(kHkeyLocalMachine, name, 0, ""_ansi, 0, kAllAccess, {}, key, disposition);
 }
 
 std::string Content(const fs::path& path) {
@@ -49,11 +51,11 @@ TEST(OpenHost, TwoRegistryFolders_AreTwoIndependentHosts) {
   const auto one = OpenHost({folder.path() / "one"});
   const auto two = OpenHost({folder.path() / "two"});
   KeyHandle inOne{};
-  ASSERT_EQ(CreateKey(one->Services(), "Solo qui", inOne), kSuccess);
+  ASSERT_EQ(CreateKey(one->Services(), "Solo qui"_ansi, inOne), kSuccess);
   KeyHandle inTwo = 4711;
-  EXPECT_EQ(two->Services().registry.OpenKey(kHkeyLocalMachine, "Solo qui", 0, kAllAccess, inTwo), 2);
+  EXPECT_EQ(two->Services().registry.OpenKey(kHkeyLocalMachine, "Solo qui"_ansi, 0, kAllAccess, inTwo), kFileNotFound);
   // An open key of one host is none of the other's.
-  EXPECT_EQ(two->Services().registry.CloseKey(inOne), 6);
+  EXPECT_EQ(two->Services().registry.CloseKey(inOne), kInvalidHandle);
   EXPECT_EQ(one->Services().registry.CloseKey(inOne), kSuccess);
 }
 
@@ -69,14 +71,14 @@ TEST(OpenHost, EveryService_IsThere) {
   const Host host = instance->Services();
   EXPECT_EQ(host.codePage.Identifier(), 1252u);
   bool found = true;
-  EXPECT_EQ(host.files.FindOrdinaryFile(u"\\", found), kSuccess);
+  EXPECT_EQ(host.files.FindOrdinaryFile(u"\\", found), SystemStatus::kSuccess);
   EXPECT_FALSE(found);
   Text text;
-  EXPECT_EQ(host.module.Folder(text), kSuccess);
+  EXPECT_EQ(host.module.Folder(text), SystemStatus::kSuccess);
   EXPECT_FALSE(text.empty());
   GuidBytes guid{};
-  EXPECT_EQ(host.guids.Create(guid), kSuccess);
-  EXPECT_EQ(host.regional.TextFromDouble(2, text), kSuccess);
+  EXPECT_EQ(host.guids.Create(guid), SystemStatus::kSuccess);
+  EXPECT_EQ(host.regional.TextFromDouble(2, text), AutomationStatus::kSuccess);
   EXPECT_EQ(text, u"2");
   EXPECT_TRUE(XmlReference(host.xml, host.xml.CreateDocumentByName()));
 }
@@ -150,7 +152,7 @@ class ProcessHostOfProgram : public ProcessHost {
 
     const auto host = OpenHost({registry});
     KeyHandle key{};
-    EXPECT_EQ(host->Services().registry.OpenKey(kHkeyCurrentUser, "Software", 0, kAllAccess, key), kSuccess);
+    EXPECT_EQ(host->Services().registry.OpenKey(kHkeyCurrentUser, "Software"_ansi, 0, kAllAccess, key), kSuccess);
     EXPECT_EQ(host->Services().registry.CloseKey(key), kSuccess);
   }
 };

@@ -9,6 +9,7 @@
 #include "nerio/hosts/portable/regional/regional_settings.h"
 #include "nerio/hosts/portable/text/fold_case.h"
 #include "nerio/types/utf8.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::platform {
 namespace {
@@ -97,8 +98,8 @@ TEST(LocaleRegion, RegionFromLocale_TimeFormat_GivesHoursAndSeparatorThatCanBeRe
     for (const Date time : {Date{0}, Date{0.5}, Date{0.75}}) {
       Text text;
       Date back{1};
-      EXPECT_EQ(settings.TextFromDate(time, text), kSuccess);
-      EXPECT_EQ(settings.DateFromText(text, back), kSuccess) << ToUtf8(text);
+      EXPECT_EQ(settings.TextFromDate(time, text), AutomationStatus::kSuccess);
+      EXPECT_EQ(settings.DateFromText(text, back), AutomationStatus::kSuccess) << ToUtf8(text);
       EXPECT_EQ(back, time) << ToUtf8(text);
     }
   }

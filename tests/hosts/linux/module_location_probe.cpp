@@ -11,8 +11,9 @@ namespace {
 
 std::string Folder() {
   nerio::Text folder;
-  const nerio::platform::Status status = nerio::platform::LinuxModuleLocation().Folder(folder);
-  return status == nerio::platform::kSuccess ? nerio::platform::NativePath(folder) : "status " + std::to_string(status);
+  const nerio::platform::SystemStatus status = nerio::platform::LinuxModuleLocation().Folder(folder);
+  return status == nerio::platform::SystemStatus::kSuccess ? nerio::platform::NativePath(folder)
+                                                           : "status " + std::to_string(NumberOf(status));
 }
 
 }  // namespace

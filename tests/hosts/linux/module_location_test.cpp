@@ -15,6 +15,7 @@
 
 #include "nerio/hosts/linux/native_path.h"
 #include "tests/hosts/linux/store/child_process.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -51,7 +52,7 @@ class LinuxModule : public ::testing::Test {
 
 TEST_F(LinuxModule, CodeInTheProgram_AnswersTheProgramsFolder) {
   Text folder = u"junk";
-  ASSERT_EQ(LinuxModuleLocation().Folder(folder), kSuccess);
+  ASSERT_EQ(LinuxModuleLocation().Folder(folder), SystemStatus::kSuccess);
   EXPECT_EQ(NativePath(folder), fs::read_symlink("/proc/self/exe").parent_path().native());
 }
 

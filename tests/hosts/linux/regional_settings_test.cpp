@@ -17,6 +17,7 @@
 #include "tests/platform/conformance/regional_conformance.h"
 #include "tests/testing/failing_files.h"
 #include "tests/testing/fake_host.h"
+#include "tests/testing/status_output.h"
 
 // The C library never frees the folders that it takes out of LOCPATH, some bytes for each locale. The name is the
 // exported one: the function's own, with two underscores before it, is known only where the C library's debugging
@@ -53,7 +54,7 @@ std::string AnswersUnder(const Environment& environment) {
     const platform::Host host = fakes.View();
     const Text zero = GetDate(u"abc", host);
     Date back{1};
-    const bool isZero = regional.DateFromText(zero, back) == platform::kSuccess && back == Date{0};
+    const bool isZero = regional.DateFromText(zero, back) == platform::AutomationStatus::kSuccess && back == Date{0};
     return ToUtf8(regional.RegionName() + u"|" + zero + (isZero ? u"|" : u" (not zero)|") +
                   GetDate(u"31.12.1999", host) + u"|" + VariantToText(Date{37685.75}, regional) + u"|" +
                   VariantToText(0.5, regional));
@@ -119,8 +120,9 @@ TEST(LinuxRegionalSettings, InstalledLocale_GivesItsNamesInWhateverEncoding) {
     return AnswerOfChild([&locale, text] {
       Enter({{"LC_ALL", locale}});
       Date date;
-      return LinuxRegionalSettings().DateFromText(text, date) == platform::kSuccess ? std::to_string(date.days)
-                                                                                    : "none";
+      return LinuxRegionalSettings().DateFromText(text, date) == platform::AutomationStatus::kSuccess
+                 ? std::to_string(date.days)
+                 : "none";
     });
   };
   EXPECT_EQ(read("es_ES.UTF-8", u"miércoles 5 ENERO 2003"), "37626.000000");

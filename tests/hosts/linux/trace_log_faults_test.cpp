@@ -31,6 +31,7 @@
 #include "nerio/types/utf8.h"
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/testing/fake_host.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio {
@@ -44,9 +45,9 @@ constexpr uid_t kNobody = 65534;
 class FixedFolder final : public platform::ModuleLocation {
  public:
   explicit FixedFolder(const fs::path& folder) : folder_(platform::TextFromNativePath(folder.native())) {}
-  platform::Status Folder(Text& folder) override {
+  platform::SystemStatus Folder(Text& folder) override {
     folder = folder_;
-    return platform::kSuccess;
+    return platform::SystemStatus::kSuccess;
   }
 
  private:

@@ -25,6 +25,7 @@
 #include "nerio/types/utf8.h"
 #include "tests/hosts/windows/automation/system_region.h"
 #include "tests/testing/fake_host.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/tables.h"
 
 namespace nerio::platform {
@@ -93,7 +94,7 @@ class Differential : public ::testing::TestWithParam<Seed> {
   Text SomeDateText();
   double SomeDouble();
   Bytes SomeBytes();
-  std::string NumberAnswer(const std::function<Status(RegionalSettings&, Text&)>& write);
+  std::string NumberAnswer(const std::function<AutomationStatus(RegionalSettings&, Text&)>& write);
 
   std::mt19937 random_{GetParam().value};
   const RegionalData region_ = testing::SystemRegion();
@@ -106,7 +107,9 @@ INSTANTIATE_TEST_SUITE_P(Seeds, Differential,
                          ::testing::Values(Seed{"Fixed", 20'240'601}, Seed{"Random", RandomSeed()}),
                          [](const auto& seed) { return seed.param.name; });
 
-std::string Answer(Status status, const Text& text) { return std::to_string(status) + ' ' + ToUtf8(text); }
+std::string Answer(AutomationStatus status, const Text& text) {
+  return std::to_string(NumberOf(status)) + ' ' + ToUtf8(text);
+}
 
 Text Decimal10(std::uint64_t number) { return FromUtf8(std::to_string(number)); }
 
@@ -222,8 +225,8 @@ TEST_P(Differential, DateFromText) {
   const auto answer = [](RegionalSettings& settings, const Text& text) {
     constexpr double kJunk = -12345.678;
     Date date{kJunk};
-    const Status status = settings.DateFromText(text, date);
-    return std::to_string(status) + ' ' + std::to_string(date.days) + ' ' +
+    const AutomationStatus status = settings.DateFromText(text, date);
+    return std::to_string(NumberOf(status)) + ' ' + std::to_string(date.days) + ' ' +
            std::to_string(std::bit_cast<std::uint64_t>(date.days));
   };
   Compare<Text>([&] { return SomeDateText(); }, [](const Text& text) { return ToUtf8(text); },
@@ -288,9 +291,9 @@ double Differential::SomeDouble() {
 // The system's stand-in keeps the point in numbers with an exponent whatever the region's mark is; Windows itself
 // writes the mark, and so does the portable conversion. Such numbers are compared under a region whose mark is the
 // point: every digit of them counts.
-std::string Differential::NumberAnswer(const std::function<Status(RegionalSettings&, Text&)>& write) {
+std::string Differential::NumberAnswer(const std::function<AutomationStatus(RegionalSettings&, Text&)>& write) {
   Text text = u"junk";
-  Status status = write(portable_, text);
+  AutomationStatus status = write(portable_, text);
   if (text.find(u'E') != Text::npos) {
     RegionalData pointed = region_;
     pointed.decimalMark = u".";
@@ -419,9 +422,9 @@ TEST(DifferentialCodePage, EveryCodeUnitAndEveryByte_AreConvertedAlike) {
 class GivenGuid final : public GuidSource {
  public:
   GuidBytes guid{};
-  Status Create(GuidBytes& made) override {
+  SystemStatus Create(GuidBytes& made) override {
     made = guid;
-    return kSuccess;
+    return SystemStatus::kSuccess;
   }
 };
 

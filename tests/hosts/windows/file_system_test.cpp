@@ -15,6 +15,7 @@
 #include "tests/hosts/windows/file_holder.h"
 #include "tests/platform/conformance/file_system_conformance.h"
 #include "tests/testing/fake_host.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -45,14 +46,14 @@ class Win32Files : public ::testing::Test, public ModuleLocation {
   }
   bool Find(TextView name) {
     bool found = false;
-    EXPECT_EQ(files_.FindOrdinaryFile(Path(name), found), kSuccess);
+    EXPECT_EQ(files_.FindOrdinaryFile(Path(name), found), SystemStatus::kSuccess);
     return found;
   }
 
   // The folder of the library, for the trace log.
-  Status Folder(Text& folder) override {
+  SystemStatus Folder(Text& folder) override {
     folder = folder_.path().u16string();
-    return kSuccess;
+    return SystemStatus::kSuccess;
   }
   // Writes a line to the trace log and returns the error that it raised, if any.
   std::optional<Error> Trace(TextView message) {
@@ -92,7 +93,7 @@ TEST_F(Win32Files, FindOrdinaryFile_NameWithABlankOrDotBehind_IsNotFound) {
 TEST_F(Win32Files, FindOrdinaryFile_PathThatNothingCanHave_IsNotFoundAndNoFailure) {
   for (const TextView path : {u"", u"\\server\\quota\\Nerio.log", u"\\?\\C:\\Nerio.log", u"C:\\nessuna\\Nerio.log"}) {
     bool found = true;
-    EXPECT_EQ(files_.FindOrdinaryFile(Text(path), found), kSuccess);
+    EXPECT_EQ(files_.FindOrdinaryFile(Text(path), found), SystemStatus::kSuccess);
     EXPECT_FALSE(found);
   }
 }
@@ -100,25 +101,25 @@ TEST_F(Win32Files, FindOrdinaryFile_PathThatNothingCanHave_IsNotFoundAndNoFailur
 TEST_F(Win32Files, FindOrdinaryFile_PathEndsAtItsFirstNul) {
   MakeFile(u"Nerio.log");
   bool found = false;
-  EXPECT_EQ(files_.FindOrdinaryFile(Path(u"Nerio.log") + u'\0' + u"altro", found), kSuccess);
+  EXPECT_EQ(files_.FindOrdinaryFile(Path(u"Nerio.log") + u'\0' + u"altro", found), SystemStatus::kSuccess);
   EXPECT_TRUE(found);
 }
 
 TEST_F(Win32Files, OpenForAppend_LetsOthersReadAndWrite) {
   MakeFile(u"a.log");
   FileHandle file = 0;
-  ASSERT_EQ(files_.OpenForAppend(Path(u"a.log"), file), kSuccess);
+  ASSERT_EQ(files_.OpenForAppend(Path(u"a.log"), file), SystemStatus::kSuccess);
   const HANDLE other = ::CreateFileW(Wide(Path(u"a.log")), GENERIC_READ | GENERIC_WRITE,
                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
   EXPECT_NE(other, INVALID_HANDLE_VALUE);
   ::CloseHandle(other);
-  EXPECT_EQ(files_.Close(file), kSuccess);
+  EXPECT_EQ(files_.Close(file), SystemStatus::kSuccess);
 }
 
 TEST_F(Win32Files, OpenForAppend_Failures_AnswerTheSystemsNumber) {
   FileHandle file = 4711;
-  EXPECT_EQ(files_.OpenForAppend(Path(u"assente.log"), file), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(files_.OpenForAppend(Path(u"assente\\a.log"), file), ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(files_.OpenForAppend(Path(u"assente.log"), file), SystemStatus{ERROR_FILE_NOT_FOUND});
+  EXPECT_EQ(files_.OpenForAppend(Path(u"assente\\a.log"), file), SystemStatus{ERROR_PATH_NOT_FOUND});
   EXPECT_EQ(file, 4711);
 }
 
@@ -128,12 +129,12 @@ TEST_F(Win32Files, FileHeldByAnotherProcess_IsFoundAndCannotBeOpened) {
     const FileHolder holder(Path(u"a.log"), share);
     FileHandle file = 4711;
     EXPECT_TRUE(Find(u"a.log"));
-    EXPECT_EQ(files_.OpenForAppend(Path(u"a.log"), file), ERROR_SHARING_VIOLATION) << share;
+    EXPECT_EQ(files_.OpenForAppend(Path(u"a.log"), file), SystemStatus{ERROR_SHARING_VIOLATION}) << share;
     EXPECT_EQ(file, 4711);
   }
   FileHandle file = 0;
-  EXPECT_EQ(files_.OpenForAppend(Path(u"a.log"), file), kSuccess) << "nobody holds it any more";
-  EXPECT_EQ(files_.Close(file), kSuccess);
+  EXPECT_EQ(files_.OpenForAppend(Path(u"a.log"), file), SystemStatus::kSuccess) << "nobody holds it any more";
+  EXPECT_EQ(files_.Close(file), SystemStatus::kSuccess);
 }
 
 TEST_F(Win32Files, WriteLog_OnRealFiles_AppendsLinesInTheAnsiCodePage) {
@@ -163,12 +164,12 @@ TEST_F(Win32Files, WriteLog_TraceFileHeldByAnotherProcess_RaisesTheSystemsNumber
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->number(), ERROR_SHARING_VIOLATION);
   EXPECT_EQ(error->source(), u"WriteLog");
-  EXPECT_EQ(error->description(), files_.Describe(ERROR_SHARING_VIOLATION));
+  EXPECT_EQ(error->description(), files_.Describe(SystemStatus{ERROR_SHARING_VIOLATION}));
 }
 
 TEST_F(Win32Files, Describe_GivesTheSystemsTextInTheUsersLanguage) {
-  EXPECT_EQ(files_.Describe(ERROR_SHARING_VIOLATION), u"Violazione di condivisione.");
-  EXPECT_EQ(files_.Describe(-4711), u"Errore -4711");
+  EXPECT_EQ(files_.Describe(SystemStatus{ERROR_SHARING_VIOLATION}), u"Violazione di condivisione.");
+  EXPECT_EQ(files_.Describe(SystemStatus{-4711}), u"Errore -4711");
 }
 
 }  // namespace

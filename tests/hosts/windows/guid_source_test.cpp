@@ -4,6 +4,8 @@
 
 #include <set>
 
+#include "tests/testing/status_output.h"
+
 namespace nerio::platform {
 namespace {
 
@@ -12,7 +14,7 @@ TEST(WindowsGuidSource, EveryGuidIsOfVersion4AndItsOwn) {
   std::set<GuidBytes> seen;
   for (int i = 0; i < 1000; ++i) {
     GuidBytes guid{};
-    ASSERT_EQ(source.Create(guid), kSuccess);
+    ASSERT_EQ(source.Create(guid), SystemStatus::kSuccess);
     EXPECT_EQ(guid[7] & 0xF0, 0x40);
     EXPECT_EQ(guid[8] & 0xC0, 0x80);
     EXPECT_TRUE(seen.insert(guid).second);

@@ -11,6 +11,7 @@
 
 #include "nerio/hosts/windows/automation/wide.h"
 #include "nerio/types/error.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::platform {
 namespace {
@@ -24,7 +25,7 @@ TEST(WindowsHost, ModuleFolder_IsThatOfTheProgramWhereTheCodeIsLinkedIntoIt) {
   const DWORD length = ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
   const std::filesystem::path program(Text(ViewOf(path.data(), length)));
   Text folder = u"junk";
-  EXPECT_EQ(ThisHost().module.Folder(folder), kSuccess);
+  EXPECT_EQ(ThisHost().module.Folder(folder), SystemStatus::kSuccess);
   EXPECT_EQ(folder, program.parent_path().u16string());
 }
 

@@ -14,6 +14,7 @@
 #include "nerio/registry/cregistry.h"
 #include "nerio/types/utf8.h"
 #include "tests/hosts/windows/scratch_key.h"
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/registry_access.h"
 
 namespace nerio::registry {
@@ -52,7 +53,7 @@ class NativeLayerOnWindows : public ::testing::Test {
  protected:
   bool Do(std::int32_t operation, const AnsiText& path, TextView name = u"v", TextView data = u"abc") {
     platform::KeyHandle root = kHkeyLocalMachine;
-    Text pathText = codePage_.ToText(path);
+    Text pathText = codePage_.ToText(path.bytes());
     Text valueName(name);
     data_ = data;
     std::int16_t type = 1;
@@ -69,41 +70,41 @@ class NativeLayerOnWindows : public ::testing::Test {
 };
 
 TEST_F(NativeLayerOnWindows, CreaChiave_TenTimes_LeavesTenHandlesOpen) {
-  ASSERT_TRUE(Do(opCreaChiave, scratch_.Path("prima")));
+  ASSERT_TRUE(Do(opCreaChiave, scratch_.Path("prima"_ansi)));
   const std::size_t before = OpenHandles();
-  for (int i = 0; i < 10; ++i) EXPECT_TRUE(Do(opCreaChiave, scratch_.Path(std::to_string(i))));
+  for (int i = 0; i < 10; ++i) EXPECT_TRUE(Do(opCreaChiave, scratch_.Path(AnsiText(std::to_string(i)))));
   EXPECT_EQ(OpenHandles(), before + 10);
 }
 
 TEST_F(NativeLayerOnWindows, EveryOtherCode_LeavesNoHandleOpen) {
-  ASSERT_TRUE(Do(opCreaChiave, scratch_.Path("k")));
+  ASSERT_TRUE(Do(opCreaChiave, scratch_.Path("k"_ansi)));
   const std::size_t before = OpenHandles();
   for (int i = 0; i < 10; ++i) {
-    EXPECT_TRUE(Do(opVerificaChiave, scratch_.Path("k")));
-    EXPECT_TRUE(Do(opScriviValore, scratch_.Path("k")));
-    EXPECT_TRUE(Do(opLeggiValore, scratch_.Path("k"), u"v", u""));
+    EXPECT_TRUE(Do(opVerificaChiave, scratch_.Path("k"_ansi)));
+    EXPECT_TRUE(Do(opScriviValore, scratch_.Path("k"_ansi)));
+    EXPECT_TRUE(Do(opLeggiValore, scratch_.Path("k"_ansi), u"v", u""));
     EXPECT_EQ(data_, u"abc");
-    EXPECT_TRUE(Do(opCancellaValore, scratch_.Path("k")));
-    EXPECT_FALSE(Do(opCancellaValore, scratch_.Path("k")));
-    EXPECT_TRUE(Do(opCreaChiaveConValore, scratch_.Path("altra")));
-    EXPECT_TRUE(Do(opCancellaChiave, scratch_.Path("altra")));
-    EXPECT_FALSE(Do(opCancellaChiave, scratch_.Path("altra")));
-    EXPECT_FALSE(Do(opVerificaChiave, scratch_.Path("altra")));
+    EXPECT_TRUE(Do(opCancellaValore, scratch_.Path("k"_ansi)));
+    EXPECT_FALSE(Do(opCancellaValore, scratch_.Path("k"_ansi)));
+    EXPECT_TRUE(Do(opCreaChiaveConValore, scratch_.Path("altra"_ansi)));
+    EXPECT_TRUE(Do(opCancellaChiave, scratch_.Path("altra"_ansi)));
+    EXPECT_FALSE(Do(opCancellaChiave, scratch_.Path("altra"_ansi)));
+    EXPECT_FALSE(Do(opVerificaChiave, scratch_.Path("altra"_ansi)));
   }
   EXPECT_EQ(OpenHandles(), before);
 }
 
 TEST_F(NativeLayerOnWindows, WrittenText_IsStoredWithoutAndWithItsTerminator) {
-  ASSERT_TRUE(Do(opCreaChiaveConValore, scratch_.Path("k")));
-  ASSERT_TRUE(Do(opScriviValore, scratch_.Path("k")));
-  EXPECT_EQ(testing::ValueOf(registry_, kHkeyLocalMachine, scratch_.Path("k"), ""), "1:61626300");
-  EXPECT_EQ(testing::ValueOf(registry_, kHkeyLocalMachine, scratch_.Path("k"), "v"), "1:616263");
+  ASSERT_TRUE(Do(opCreaChiaveConValore, scratch_.Path("k"_ansi)));
+  ASSERT_TRUE(Do(opScriviValore, scratch_.Path("k"_ansi)));
+  EXPECT_EQ(testing::ValueOf(registry_, kHkeyLocalMachine, scratch_.Path("k"_ansi), ""_ansi), "1:61626300");
+  EXPECT_EQ(testing::ValueOf(registry_, kHkeyLocalMachine, scratch_.Path("k"_ansi), "v"_ansi), "1:616263");
 }
 
 TEST_F(NativeLayerOnWindows, KeyThatDeniesOneRightOfTheMask_CannotBeOpenedByCodes1457) {
   for (std::uint32_t right = 1; right <= REGISTRY_ACCESS; right <<= 1) {
     if ((right & REGISTRY_ACCESS) == 0) continue;
-    const AnsiText path = scratch_.Path("senza " + std::to_string(right));
+    const AnsiText path = scratch_.Path(AnsiText("senza " + std::to_string(right)));
     ASSERT_TRUE(Do(opCreaChiave, path));
     ASSERT_TRUE(Do(opScriviValore, path));
     DenyRights(path, right);
@@ -119,12 +120,12 @@ TEST_F(NativeLayerOnWindows, KeyThatDeniesOneRightOfTheMask_CannotBeOpenedByCode
 
 // The write goes through the class: the chain is there, the key refuses, the quiet answer is the empty text.
 TEST_F(NativeLayerOnWindows, ScriviRegistroEx_KeyThatDeniesWriting_AnswersAsItsPropertySays) {
-  const AnsiText path = scratch_.Path("negato");
+  const AnsiText path = scratch_.Path("negato"_ansi);
   ASSERT_TRUE(Do(opCreaChiave, path));
   DenyRights(path, platform::kKeySetValue);
   CRegistry registry;
   platform::KeyHandle root = kHkeyLocalMachine;
-  Text sRamoLavoro = codePage_.ToText(path);
+  Text sRamoLavoro = codePage_.ToText(path.bytes());
   // The branch cannot be opened to be found, nor to be made again.
   EXPECT_EQ(registry.ScriviRegistroEx(u"v", u"x", root, sRamoLavoro), u"False");
   registry.RitornaErrori(True);

@@ -7,6 +7,8 @@
 
 #include "tests/hosts/windows/scratch_key.h"
 #include "tests/platform/conformance/registry_conformance.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::platform {
 namespace {
@@ -29,8 +31,8 @@ class Advapi32 : public ::testing::Test {
   AnsiText Create(const AnsiText& name) {
     KeyHandle key = 0;
     std::uint32_t disposition = 0;
-    EXPECT_EQ(registry_.CreateKey(kHkeyLocalMachine, scratch_.Path(name), 0, "", kRegOptionNonVolatile, kAllSeven, {},
-                                  key, disposition),
+    EXPECT_EQ(registry_.CreateKey(kHkeyLocalMachine, scratch_.Path(name), 0, ""_ansi, kRegOptionNonVolatile, kAllSeven,
+                                  {}, key, disposition),
               kSuccess);
     EXPECT_EQ(registry_.CloseKey(key), kSuccess);
     return scratch_.Path(name);
@@ -45,12 +47,12 @@ TEST_F(Advapi32, SetValue_TextWithoutTerminator_StoresItsBytesAndNoMore) {
   const KeyHandle key = Open(scratch_.Path());
   for (const std::uint32_t type : {kRegSz, kRegExpandSz, kRegMultiSz, kRegBinary}) {
     const std::string text = "abc";
-    ASSERT_EQ(registry_.SetValue(key, "v", 0, type, text), kSuccess);
+    ASSERT_EQ(registry_.SetValue(key, "v"_ansi, 0, type, text), kSuccess);
     std::array<char, 16> data;
     data.fill('#');
     std::uint32_t stored = 99;
     std::uint32_t size = data.size();
-    EXPECT_EQ(registry_.QueryValue(key, "v", stored, data, size), kSuccess);
+    EXPECT_EQ(registry_.QueryValue(key, "v"_ansi, stored, data, size), kSuccess);
     EXPECT_EQ(stored, type);
     EXPECT_EQ(size, 3u);
     EXPECT_EQ(std::string(data.data(), size), "abc");
@@ -60,10 +62,10 @@ TEST_F(Advapi32, SetValue_TextWithoutTerminator_StoresItsBytesAndNoMore) {
 
 TEST_F(Advapi32, SetValue_NoBytes_StoresNone) {
   const KeyHandle key = Open(scratch_.Path());
-  ASSERT_EQ(registry_.SetValue(key, "v", 0, kRegSz, {}), kSuccess);
+  ASSERT_EQ(registry_.SetValue(key, "v"_ansi, 0, kRegSz, {}), kSuccess);
   std::uint32_t type = 99;
   std::uint32_t size = 0;
-  EXPECT_EQ(registry_.QueryValue(key, "v", type, {}, size), kSuccess);
+  EXPECT_EQ(registry_.QueryValue(key, "v"_ansi, type, {}, size), kSuccess);
   EXPECT_EQ(type, kRegSz);
   EXPECT_EQ(size, 0u);
   EXPECT_EQ(registry_.CloseKey(key), kSuccess);
@@ -71,10 +73,10 @@ TEST_F(Advapi32, SetValue_NoBytes_StoresNone) {
 
 TEST_F(Advapi32, QueryValue_NoRoom_AnswersMoreDataAndTheSize) {
   const KeyHandle key = Open(scratch_.Path());
-  ASSERT_EQ(registry_.SetValue(key, "v", 0, kRegBinary, std::string("abc")), kSuccess);
+  ASSERT_EQ(registry_.SetValue(key, "v"_ansi, 0, kRegBinary, std::string("abc")), kSuccess);
   std::uint32_t type = 99;
   std::uint32_t size = 0;
-  EXPECT_EQ(registry_.QueryValue(key, "v", type, {}, size), kMoreData);
+  EXPECT_EQ(registry_.QueryValue(key, "v"_ansi, type, {}, size), kMoreData);
   EXPECT_EQ(type, kRegBinary);
   EXPECT_EQ(size, 3u);
   EXPECT_EQ(registry_.CloseKey(key), kSuccess);
@@ -82,10 +84,10 @@ TEST_F(Advapi32, QueryValue_NoRoom_AnswersMoreDataAndTheSize) {
 
 TEST_F(Advapi32, EnumValue_LongNameAndData_ComeWhole) {
   const KeyHandle key = Open(scratch_.Path());
-  const AnsiText longName(16383, 'n');
+  const AnsiText longName(std::string(16383, 'n'));
   const std::string longData(100'000, 'd');
   ASSERT_EQ(registry_.SetValue(key, longName, 0, kRegBinary, longData), kSuccess);
-  AnsiText name = "junk";
+  AnsiText name = "junk"_ansi;
   std::uint32_t type = 99;
   std::string data = "junk";
   EXPECT_EQ(registry_.EnumValue(key, 0, name, type, data), kSuccess);
@@ -101,7 +103,7 @@ TEST_F(Advapi32, OpenKey_EachRightDeniedInTurn_RefusesTheSevenAndGrantsTheOtherS
   constexpr std::array kSeven{kReadControl,         kKeyQueryValue, kKeySetValue,  kKeyCreateSubKey,
                               kKeyEnumerateSubKeys, kKeyNotify,     kKeyCreateLink};
   for (const std::uint32_t denied : kSeven) {
-    const AnsiText path = Create("diritto " + std::to_string(denied));
+    const AnsiText path = Create(AnsiText("diritto " + std::to_string(denied)));
     DenyRights(path, denied);
     KeyHandle key = 4711;
     EXPECT_EQ(registry_.OpenKey(kHkeyLocalMachine, path, kNoOptions, kAllSeven, key), kAccessDenied) << denied;
@@ -111,7 +113,7 @@ TEST_F(Advapi32, OpenKey_EachRightDeniedInTurn_RefusesTheSevenAndGrantsTheOtherS
 }
 
 TEST_F(Advapi32, OpenKey_RightsBeyondTheSevenDenied_IsGranted) {
-  const AnsiText path = Create("altri diritti");
+  const AnsiText path = Create("altri diritti"_ansi);
   DenyRights(path, DELETE | WRITE_OWNER);
   EXPECT_EQ(registry_.CloseKey(Open(path)), kSuccess);
   KeyHandle key = 0;

@@ -20,7 +20,7 @@ ScratchKey::ScratchKey() : path_("Software\\Nerio prova " + std::to_string(::Get
   ::RegDeleteTreeA(HKEY_LOCAL_MACHINE, path_.c_str());
   HKEY key = nullptr;
   Require(::RegCreateKeyExA(HKEY_LOCAL_MACHINE, path_.c_str(), 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr),
-          "RegCreateKeyExA " + path_);
+          "RegCreateKeyExA " + path_.bytes());
   ::RegCloseKey(key);
 }
 
@@ -43,7 +43,7 @@ void DenyRights(const AnsiText& path, unsigned long denied) {
     ::RegCloseKey(key);
   }
   ::LocalFree(descriptor);
-  Require(status, "the change of the rights on " + path);
+  Require(status, "the change of the rights on " + path.bytes());
 }
 
 }  // namespace nerio::testing

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "nerio/types/text.h"
+#include "nerio/types/ansi_text.h"
 
 namespace nerio::testing {
 
@@ -15,7 +15,9 @@ class ScratchKey {
   ~ScratchKey();
 
   /// Returns the path of something below the key, or of the key itself, relative to HKEY_LOCAL_MACHINE.
-  AnsiText Path(const AnsiText& below = {}) const { return below.empty() ? path_ : path_ + '\\' + below; }
+  AnsiText Path(const AnsiText& below = {}) const {
+    return below.empty() ? path_ : AnsiText(path_.bytes() + '\\' + below.bytes());
+  }
 
  private:
   AnsiText path_;

@@ -11,14 +11,14 @@
 
 #include "nerio/types/utf8.h"
 #include "tests/testing/failing_files.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::testing {
 namespace {
 
 using platform::FileHandle;
-using platform::kSuccess;
-using platform::Status;
+using platform::SystemStatus;
 
 namespace fs = std::filesystem;
 
@@ -89,13 +89,13 @@ std::unique_ptr<FileSystemUnderTest> FilesOnDisk(std::unique_ptr<platform::FileS
 
 FileHandle FileSystemConformance::Open(TextView name) {
   FileHandle file = -1;
-  EXPECT_EQ(files_.OpenForAppend(subject_->Path(name), file), kSuccess) << ToUtf8(name);
+  EXPECT_EQ(files_.OpenForAppend(subject_->Path(name), file), SystemStatus::kSuccess) << ToUtf8(name);
   return file;
 }
 
 bool FileSystemConformance::Find(TextView name) {
   bool found = true;  // junk: the call must write it
-  EXPECT_EQ(files_.FindOrdinaryFile(subject_->Path(name), found), kSuccess) << ToUtf8(name);
+  EXPECT_EQ(files_.FindOrdinaryFile(subject_->Path(name), found), SystemStatus::kSuccess) << ToUtf8(name);
   return found;
 }
 
@@ -131,14 +131,14 @@ TEST_P(FileSystemConformance, NameOutsideAscii_IsTheSameFileForEveryCall) {
   subject_->MakeFile(name, "");
   EXPECT_TRUE(Find(name));
   const FileHandle file = Open(name);
-  EXPECT_EQ(files_.Append(file, std::string("x")), kSuccess);
-  EXPECT_EQ(files_.Close(file), kSuccess);
+  EXPECT_EQ(files_.Append(file, std::string("x")), SystemStatus::kSuccess);
+  EXPECT_EQ(files_.Close(file), SystemStatus::kSuccess);
   EXPECT_EQ(subject_->Content(name), "x");
 }
 
 TEST_P(FileSystemConformance, OpenForAppend_NothingThere_FailsAndCreatesNothing) {
   FileHandle file = 4711;
-  EXPECT_NE(files_.OpenForAppend(subject_->Path(u"assente.log"), file), kSuccess);
+  EXPECT_NE(files_.OpenForAppend(subject_->Path(u"assente.log"), file), SystemStatus::kSuccess);
   EXPECT_EQ(file, 4711);
   EXPECT_FALSE(subject_->Exists(u"assente.log"));
 }
@@ -146,13 +146,13 @@ TEST_P(FileSystemConformance, OpenForAppend_NothingThere_FailsAndCreatesNothing)
 TEST_P(FileSystemConformance, OpenForAppend_Folder_Fails) {
   subject_->MakeFolder(u"cartella.log");
   FileHandle file = 4711;
-  EXPECT_NE(files_.OpenForAppend(subject_->Path(u"cartella.log"), file), kSuccess);
+  EXPECT_NE(files_.OpenForAppend(subject_->Path(u"cartella.log"), file), SystemStatus::kSuccess);
   EXPECT_EQ(file, 4711);
 }
 
 TEST_P(FileSystemConformance, OpenForAppend_AndClose_LeaveTheContent) {
   subject_->MakeFile(u"a.log", "prima");
-  EXPECT_EQ(files_.Close(Open(u"a.log")), kSuccess);
+  EXPECT_EQ(files_.Close(Open(u"a.log")), SystemStatus::kSuccess);
   EXPECT_EQ(subject_->Content(u"a.log"), "prima");
 }
 
@@ -163,10 +163,10 @@ TEST_P(FileSystemConformance, Append_EachTime_WritesAllBytesAtTheEnd) {
 
   subject_->MakeFile(u"a.log", "prima");
   const FileHandle file = Open(u"a.log");
-  EXPECT_EQ(files_.Append(file, allBytes), kSuccess);
-  EXPECT_EQ(files_.Append(file, {}), kSuccess);
-  EXPECT_EQ(files_.Append(file, megabyte), kSuccess);
-  EXPECT_EQ(files_.Close(file), kSuccess);
+  EXPECT_EQ(files_.Append(file, allBytes), SystemStatus::kSuccess);
+  EXPECT_EQ(files_.Append(file, {}), SystemStatus::kSuccess);
+  EXPECT_EQ(files_.Append(file, megabyte), SystemStatus::kSuccess);
+  EXPECT_EQ(files_.Close(file), SystemStatus::kSuccess);
   EXPECT_TRUE(subject_->Content(u"a.log") == "prima" + allBytes + megabyte);
 }
 
@@ -175,28 +175,28 @@ TEST_P(FileSystemConformance, Append_TwoHandlesInTurn_EachWritesBehindTheOther) 
   const FileHandle one = Open(u"a.log");
   const FileHandle two = Open(u"a.log");
   EXPECT_NE(one, two);
-  EXPECT_EQ(files_.Append(one, std::string("uno ")), kSuccess);
-  EXPECT_EQ(files_.Append(two, std::string("due ")), kSuccess);
-  EXPECT_EQ(files_.Append(one, std::string("tre")), kSuccess);
-  EXPECT_EQ(files_.Close(two), kSuccess);
-  EXPECT_EQ(files_.Close(one), kSuccess);
+  EXPECT_EQ(files_.Append(one, std::string("uno ")), SystemStatus::kSuccess);
+  EXPECT_EQ(files_.Append(two, std::string("due ")), SystemStatus::kSuccess);
+  EXPECT_EQ(files_.Append(one, std::string("tre")), SystemStatus::kSuccess);
+  EXPECT_EQ(files_.Close(two), SystemStatus::kSuccess);
+  EXPECT_EQ(files_.Close(one), SystemStatus::kSuccess);
   EXPECT_EQ(subject_->Content(u"a.log"), "uno due tre");
 }
 
 TEST_P(FileSystemConformance, ClosedHandle_AnswersAFailure) {
   subject_->MakeFile(u"a.log", "");
   const FileHandle file = Open(u"a.log");
-  EXPECT_EQ(files_.Close(file), kSuccess);
-  EXPECT_NE(files_.Append(file, std::string("x")), kSuccess);
-  EXPECT_NE(files_.Close(file), kSuccess);
+  EXPECT_EQ(files_.Close(file), SystemStatus::kSuccess);
+  EXPECT_NE(files_.Append(file, std::string("x")), SystemStatus::kSuccess);
+  EXPECT_NE(files_.Close(file), SystemStatus::kSuccess);
   EXPECT_EQ(subject_->Content(u"a.log"), "");
 }
 
 TEST_P(FileSystemConformance, Describe_GivesEachNumberATextOfOneLine) {
-  const Text one = files_.Describe(2);
-  const Text other = files_.Describe(5);
+  const Text one = files_.Describe(SystemStatus{2});
+  const Text other = files_.Describe(SystemStatus{5});
   EXPECT_NE(one, other);
-  for (const Text& text : {one, other, files_.Describe(-4711)}) {
+  for (const Text& text : {one, other, files_.Describe(SystemStatus{-4711})}) {
     EXPECT_FALSE(text.empty());
     EXPECT_EQ(text.find_first_of(u"\r\n"), Text::npos) << ToUtf8(text);
   }

@@ -7,15 +7,17 @@
 #include <map>
 
 #include "tests/platform/conformance/registry_conformance.h"
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/failing_registry.h"
 #include "tests/testing/in_memory_registry.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::testing {
 namespace {
 
 using namespace platform;  // NOLINT(google-build-using-namespace): every native name below is the seam's
 
-constexpr char kPath[] = "Software\\NerioRandom";
+const AnsiText kPath = "Software\\NerioRandom"_ansi;
 constexpr std::uint32_t kSeed = 20010911;
 constexpr std::size_t kOperations = 10000;
 

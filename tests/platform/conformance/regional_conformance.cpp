@@ -7,20 +7,20 @@
 #include <thread>
 
 #include "nerio/types/utf8.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::testing {
 
+using platform::AutomationStatus;
 using platform::kInvalidArgument;
-using platform::kSuccess;
 using platform::kTypeMismatch;
 using platform::RegionalSettings;
-using platform::Status;
 
 std::optional<double> RegionalConformance::Read(TextView text) {
   constexpr Date kJunk{-12345.678};
   Date date = kJunk;
-  const Status status = settings_->DateFromText(text, date);
-  if (status == kSuccess) return date.days;
+  const AutomationStatus status = settings_->DateFromText(text, date);
+  if (status == AutomationStatus::kSuccess) return date.days;
   EXPECT_EQ(status, kTypeMismatch) << ToUtf8(text);
   EXPECT_EQ(date, kJunk) << ToUtf8(text);
   return std::nullopt;
@@ -28,7 +28,7 @@ std::optional<double> RegionalConformance::Read(TextView text) {
 
 Text RegionalConformance::Write(double days) {
   Text text = u"junk";
-  EXPECT_EQ(settings_->TextFromDate({days}, text), kSuccess) << days;
+  EXPECT_EQ(settings_->TextFromDate({days}, text), AutomationStatus::kSuccess) << days;
   return text;
 }
 
@@ -39,13 +39,13 @@ void RegionalConformance::ExpectNotWritten(double days) {
 }
 
 template <typename Value>
-std::string RegionalConformance::Number(Status (RegionalSettings::*convert)(Value, Text&), Value value) {
+std::string RegionalConformance::Number(AutomationStatus (RegionalSettings::*convert)(Value, Text&), Value value) {
   Text half;
-  EXPECT_EQ(settings_->TextFromDouble(0.5, half), kSuccess);
+  EXPECT_EQ(settings_->TextFromDouble(0.5, half), AutomationStatus::kSuccess);
   if (half.size() < 3) return "no decimal mark in " + ToUtf8(half);
   const Text mark = half.substr(1, half.size() - 2);
   Text text = u"junk";
-  EXPECT_EQ((settings_.get()->*convert)(value, text), kSuccess);
+  EXPECT_EQ((settings_.get()->*convert)(value, text), AutomationStatus::kSuccess);
   if (const std::size_t at = text.find(mark); at != Text::npos) text.replace(at, mark.size(), u".");
   return ToUtf8(text);
 }
@@ -161,8 +161,8 @@ TEST_P(RegionalConformance, ManyThreads_UseOneObjectAtOnce) {
       for (int round = 0; round < 200; ++round) {
         Date date;
         Text text;
-        if (settings_->DateFromText(u"1999-12-31 18:00", date) == kSuccess && date.days == 36525.75 &&
-            settings_->TextFromDouble(0.5, text) == kSuccess && text.size() >= 3) {
+        if (settings_->DateFromText(u"1999-12-31 18:00", date) == AutomationStatus::kSuccess && date.days == 36525.75 &&
+            settings_->TextFromDouble(0.5, text) == AutomationStatus::kSuccess && text.size() >= 3) {
           ++count;
         }
       }

@@ -24,7 +24,7 @@ class RegionalConformance : public ::testing::TestWithParam<RegionalSettingsFact
   void ExpectNotWritten(double days);
   /// Writes a number, which must succeed, with "." for the region's decimal mark.
   template <typename Value>
-  std::string Number(platform::Status (platform::RegionalSettings::*convert)(Value, Text&), Value value);
+  std::string Number(platform::AutomationStatus (platform::RegionalSettings::*convert)(Value, Text&), Value value);
 
   std::unique_ptr<platform::RegionalSettings> settings_ = GetParam()();
 };

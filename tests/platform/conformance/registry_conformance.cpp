@@ -9,7 +9,9 @@
 #include <utility>
 
 #include "nerio/hosts/portable/text/fold_case.h"
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/in_memory_registry.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/tables.h"
 
 namespace nerio::testing {
@@ -23,7 +25,7 @@ using ::testing::IsEmpty;
 
 const bool kModelRegistered = RegisterRegistry("InMemory", StandAloneRegistry<InMemoryRegistry>);
 
-constexpr char kWorkPath[] = "Software\\NerioConformance";
+const AnsiText kWorkPath = "Software\\NerioConformance"_ansi;
 constexpr KeyHandle kJunkHandle = 0xDEADBEEF;
 constexpr std::uint32_t kJunkNumber = 0xA5A5A5A5;
 constexpr char kJunkByte = '\xA5';
@@ -70,7 +72,8 @@ KeyHandle RegistryConformance::Open(KeyHandle root, const AnsiText& path, std::u
 KeyHandle RegistryConformance::Create(KeyHandle root, const AnsiText& path, std::uint32_t access) {
   KeyHandle created = 0;
   std::uint32_t disposition = 0;
-  EXPECT_EQ(registry_.CreateKey(root, path, 0, "", kRegOptionNonVolatile, access, {}, created, disposition), kSuccess)
+  EXPECT_EQ(registry_.CreateKey(root, path, 0, ""_ansi, kRegOptionNonVolatile, access, {}, created, disposition),
+            kSuccess)
       << path;
   opened_.push_back(created);
   return created;
@@ -85,14 +88,15 @@ std::string RegistryConformance::TryOpen(KeyHandle root, const AnsiText& path, s
   } else {
     EXPECT_EQ(opened, root == 0 ? kJunkHandle : 0u) << path;
   }
-  return std::to_string(status);
+  return std::to_string(NumberOf(status));
 }
 
 std::string RegistryConformance::TryCreate(KeyHandle root, const AnsiText& path, std::uint32_t access) {
   KeyHandle created = kJunkHandle;
   std::uint32_t disposition = kJunkNumber;
-  const Status status = registry_.CreateKey(root, path, 0, "", kRegOptionNonVolatile, access, {}, created, disposition);
-  if (status != kSuccess) return std::to_string(status);
+  const Status status =
+      registry_.CreateKey(root, path, 0, ""_ansi, kRegOptionNonVolatile, access, {}, created, disposition);
+  if (status != kSuccess) return std::to_string(NumberOf(status));
   EXPECT_EQ(registry_.CloseKey(created), kSuccess);
   if (disposition == kRegCreatedNewKey) return "0 created";
   return disposition == kRegOpenedExistingKey ? "0 there" : "0 and no disposition";
@@ -103,72 +107,94 @@ Status RegistryConformance::Set(KeyHandle key, const AnsiText& name, std::uint32
 }
 
 TEST_P(RegistryConformance, CreateKey_MakesEveryMissingLevelOnce) {
-  EXPECT_EQ(TryOpen(work_, "a\\b\\c"), "2");
-  EXPECT_EQ(TryCreate(work_, "a\\b\\c"), "0 created");
-  EXPECT_EQ(TryCreate(work_, "a\\b\\c"), "0 there");
-  EXPECT_EQ(TryCreate(work_, "a\\b\\d"), "0 created");
-  EXPECT_EQ(TryOpen(work_, "a\\b"), "0");
-  EXPECT_THAT(SubKeys(work_), ElementsAre("a"));
-  EXPECT_THAT(SubKeys(Open(work_, "a\\b")), ElementsAre("c", "d"));
+  EXPECT_EQ(TryOpen(work_, "a\\b\\c"_ansi), "2");
+  EXPECT_EQ(TryCreate(work_, "a\\b\\c"_ansi), "0 created");
+  EXPECT_EQ(TryCreate(work_, "a\\b\\c"_ansi), "0 there");
+  EXPECT_EQ(TryCreate(work_, "a\\b\\d"_ansi), "0 created");
+  EXPECT_EQ(TryOpen(work_, "a\\b"_ansi), "0");
+  EXPECT_THAT(SubKeys(work_), ElementsAre("a"_ansi));
+  EXPECT_THAT(SubKeys(Open(work_, "a\\b"_ansi)), ElementsAre("c"_ansi, "d"_ansi));
 }
 
 TEST_P(RegistryConformance, CreateKey_HandleWorksOnTheNewKey) {
-  const KeyHandle key = Create(work_, "a\\b");
-  EXPECT_EQ(Set(key, "v", kRegSz, "x"), kSuccess);
-  EXPECT_EQ(Get(Open(work_, "a\\b"), "v"), "1:78");
-  EXPECT_EQ(Get(Open(work_, "a"), "v"), "2");
+  const KeyHandle key = Create(work_, "a\\b"_ansi);
+  EXPECT_EQ(Set(key, "v"_ansi, kRegSz, "x"), kSuccess);
+  EXPECT_EQ(Get(Open(work_, "a\\b"_ansi), "v"_ansi), "1:78");
+  EXPECT_EQ(Get(Open(work_, "a"_ansi), "v"_ansi), "2");
 }
 
 TEST_P(RegistryConformance, Paths_DoubledAndTrailingSeparatorsDoNotCount) {
-  EXPECT_EQ(TryCreate(work_, "a\\\\b\\"), "0 created");
-  EXPECT_THAT(SubKeys(work_), ElementsAre("a"));
-  EXPECT_THAT(SubKeys(Open(work_, "a")), ElementsAre("b"));
-  for (const AnsiText path : {"a\\b", "a\\\\b", "a\\\\\\b\\\\", "A\\B\\"}) EXPECT_EQ(TryOpen(work_, path), "0") << path;
-  EXPECT_EQ(registry_.DeleteKey(work_, "a\\\\b\\"), kSuccess);
-  EXPECT_EQ(TryOpen(work_, "a\\b"), "2");
+  EXPECT_EQ(TryCreate(work_, "a\\\\b\\"_ansi), "0 created");
+  EXPECT_THAT(SubKeys(work_), ElementsAre("a"_ansi));
+  EXPECT_THAT(SubKeys(Open(work_, "a"_ansi)), ElementsAre("b"_ansi));
+  for (const AnsiText& path : {"a\\b"_ansi, "a\\\\b"_ansi, "a\\\\\\b\\\\"_ansi, "A\\B\\"_ansi})
+    EXPECT_EQ(TryOpen(work_, path), "0") << path;
+  EXPECT_EQ(registry_.DeleteKey(work_, "a\\\\b\\"_ansi), kSuccess);
+  EXPECT_EQ(TryOpen(work_, "a\\b"_ansi), "2");
 }
 
 TEST_P(RegistryConformance, Paths_LeadingSeparator_AnswersBadPathname) {
-  Create(work_, "a");
-  for (const AnsiText path : {"\\a", "\\", "\\\\", "\\\\a", "\\new"}) {
+  Create(work_, "a"_ansi);
+  for (const AnsiText& path : {"\\a"_ansi, "\\"_ansi, "\\\\"_ansi, "\\\\a"_ansi, "\\new"_ansi}) {
     EXPECT_EQ(TryOpen(work_, path), "161") << path;
     EXPECT_EQ(TryCreate(work_, path), "161") << path;
     EXPECT_EQ(registry_.DeleteKey(work_, path), kBadPathname) << path;
   }
-  EXPECT_THAT(SubKeys(work_), ElementsAre("a"));
+  EXPECT_THAT(SubKeys(work_), ElementsAre("a"_ansi));
 }
 
 TEST_P(RegistryConformance, Paths_EmptyOne_IsTheHandlesOwnKey) {
-  const KeyHandle key = Create(work_, "a");
-  EXPECT_EQ(Set(key, "v", kRegSz, "x"), kSuccess);
-  EXPECT_EQ(Get(Open(key, ""), "v"), "1:78");
-  EXPECT_EQ(Get(Create(key, ""), "v"), "1:78");
-  EXPECT_EQ(TryOpen(kHkeyLocalMachine, ""), "0");
-  EXPECT_EQ(TryOpen(kHkeyCurrentUser, ""), "0");
+  const KeyHandle key = Create(work_, "a"_ansi);
+  EXPECT_EQ(Set(key, "v"_ansi, kRegSz, "x"), kSuccess);
+  EXPECT_EQ(Get(Open(key, ""_ansi), "v"_ansi), "1:78");
+  EXPECT_EQ(Get(Create(key, ""_ansi), "v"_ansi), "1:78");
+  EXPECT_EQ(TryOpen(kHkeyLocalMachine, ""_ansi), "0");
+  EXPECT_EQ(TryOpen(kHkeyCurrentUser, ""_ansi), "0");
 }
 
 TEST_P(RegistryConformance, Paths_EndAtTheirFirstNul) {
-  EXPECT_EQ(TryCreate(work_, AnsiText("a\0b\\c", 5)), "0 created");
-  EXPECT_THAT(SubKeys(work_), ElementsAre("a"));
-  EXPECT_EQ(TryOpen(work_, AnsiText("A\0?", 3)), "0");
-  EXPECT_EQ(TryOpen(work_, AnsiText("\0b", 2)), "0");
-  EXPECT_EQ(registry_.DeleteKey(work_, AnsiText("a\0b", 3)), kSuccess);
+  EXPECT_EQ(TryCreate(work_, "a\0b\\c"_ansi), "0 created");
+  EXPECT_THAT(SubKeys(work_), ElementsAre("a"_ansi));
+  EXPECT_EQ(TryOpen(work_, "A\0?"_ansi), "0");
+  EXPECT_EQ(TryOpen(work_, "\0b"_ansi), "0");
+  EXPECT_EQ(registry_.DeleteKey(work_, "a\0b"_ansi), kSuccess);
   EXPECT_THAT(SubKeys(work_), IsEmpty());
 }
 
 TEST_P(RegistryConformance, KeyNames_AreAnyCharactersButTheSeparator) {
-  const std::set<AnsiText, AnsiNameOrder> names = {
-      ".",   "..", "/", "a/b", " ", " a ", "a\001b",   "a\tb",         "\n", "a*?<>|\":b", "CON", "aux.txt",
-      "%41", "~",  "_", "-",   "+", "=",   "citt\xE0", "\x81\x8D\xFF", "a.", "a ",         "%",   "values"};
+  const std::set<AnsiText, AnsiNameOrder> names = {"."_ansi,
+                                                   ".."_ansi,
+                                                   "/"_ansi,
+                                                   "a/b"_ansi,
+                                                   " "_ansi,
+                                                   " a "_ansi,
+                                                   "a\001b"_ansi,
+                                                   "a\tb"_ansi,
+                                                   "\n"_ansi,
+                                                   "a*?<>|\":b"_ansi,
+                                                   "CON"_ansi,
+                                                   "aux.txt"_ansi,
+                                                   "%41"_ansi,
+                                                   "~"_ansi,
+                                                   "_"_ansi,
+                                                   "-"_ansi,
+                                                   "+"_ansi,
+                                                   "="_ansi,
+                                                   AnsiText("citt\xE0"),
+                                                   AnsiText("\x81\x8D\xFF"),
+                                                   "a."_ansi,
+                                                   "a "_ansi,
+                                                   "%"_ansi,
+                                                   "values"_ansi};
   for (const AnsiText& name : names) EXPECT_EQ(TryCreate(work_, name), "0 created") << ToHex(name);
   EXPECT_EQ(SubKeys(work_), std::vector<AnsiText>(names.begin(), names.end()));
   for (const AnsiText& name : names) {
-    EXPECT_EQ(TryCreate(work_, name + "\\" + name), "0 created") << ToHex(name);
+    EXPECT_EQ(TryCreate(work_, name + "\\"_ansi + name), "0 created") << ToHex(name);
     EXPECT_THAT(SubKeys(Open(work_, name)), ElementsAre(name));
   }
   for (const AnsiText& name : names) {
     EXPECT_EQ(registry_.DeleteKey(work_, name), kAccessDenied) << ToHex(name);
-    EXPECT_EQ(registry_.DeleteKey(work_, name + "\\" + name), kSuccess) << ToHex(name);
+    EXPECT_EQ(registry_.DeleteKey(work_, name + "\\"_ansi + name), kSuccess) << ToHex(name);
     EXPECT_EQ(registry_.DeleteKey(work_, name), kSuccess) << ToHex(name);
   }
   EXPECT_THAT(SubKeys(work_), IsEmpty());
@@ -179,64 +205,64 @@ TEST_P(RegistryConformance, Names_DifferInCaseOnly_AreOneName) {
   std::set<AnsiText, AnsiNameOrder> expected;
   std::vector<std::string> values;
   for (int byte = 1; byte < 256; ++byte) {
-    const AnsiText name(1, static_cast<char>(byte));
-    if (name == "\\") continue;
+    const AnsiText name(std::string(1, static_cast<char>(byte)));
+    if (name == "\\"_ansi) continue;
     const bool isNew = expected.insert(name).second;
     EXPECT_EQ(TryCreate(work_, name), isNew ? "0 created" : "0 there") << byte;
-    EXPECT_EQ(Set(work_, name, kRegSz, FoldAnsi(name)), kSuccess) << byte;
+    EXPECT_EQ(Set(work_, name, kRegSz, FoldAnsi(name.bytes())), kSuccess) << byte;
   }
   EXPECT_EQ(SubKeys(work_), std::vector<AnsiText>(expected.begin(), expected.end()));
-  for (const AnsiText& name : expected) values.push_back(name + "=1:" + ToHex(FoldAnsi(name)));
+  for (const AnsiText& name : expected) values.push_back(name.bytes() + "=1:" + ToHex(FoldAnsi(name.bytes())));
   EXPECT_EQ(Values(work_), values);
 }
 
 TEST_P(RegistryConformance, Names_KeepTheSpellingOfTheirFirstCreation) {
-  Create(work_, "Citt\xC0\\Due");
-  EXPECT_EQ(TryCreate(work_, "CITT\xE0\\DUE\\tre"), "0 created");
-  EXPECT_THAT(SubKeys(work_), ElementsAre("Citt\xC0"));
-  EXPECT_THAT(SubKeys(Open(work_, "citt\xE0")), ElementsAre("Due"));
-  EXPECT_EQ(Set(work_, "Nome", kRegSz, "a"), kSuccess);
-  EXPECT_EQ(Set(work_, "nOME", kRegExpandSz, "b"), kSuccess);
+  Create(work_, AnsiText("Citt\xC0\\Due"));
+  EXPECT_EQ(TryCreate(work_, AnsiText("CITT\xE0\\DUE\\tre")), "0 created");
+  EXPECT_THAT(SubKeys(work_), ElementsAre(AnsiText("Citt\xC0")));
+  EXPECT_THAT(SubKeys(Open(work_, AnsiText("citt\xE0"))), ElementsAre("Due"_ansi));
+  EXPECT_EQ(Set(work_, "Nome"_ansi, kRegSz, "a"), kSuccess);
+  EXPECT_EQ(Set(work_, "nOME"_ansi, kRegExpandSz, "b"), kSuccess);
   EXPECT_THAT(Values(work_), ElementsAre("Nome=2:62"));
-  EXPECT_EQ(registry_.DeleteValue(work_, "NOME"), kSuccess);
-  EXPECT_EQ(Set(work_, "NOME", kRegSz, "c"), kSuccess);
+  EXPECT_EQ(registry_.DeleteValue(work_, "NOME"_ansi), kSuccess);
+  EXPECT_EQ(Set(work_, "NOME"_ansi, kRegSz, "c"), kSuccess);
   EXPECT_THAT(Values(work_), ElementsAre("NOME=1:63"));
-  EXPECT_EQ(registry_.DeleteKey(work_, "citt\xC0\\due\\TRE"), kSuccess);
-  EXPECT_EQ(registry_.DeleteKey(work_, "citt\xC0\\due"), kSuccess);
-  Create(work_, "citt\xE0\\DUE");
-  EXPECT_THAT(SubKeys(Open(work_, "citt\xE0")), ElementsAre("DUE"));
+  EXPECT_EQ(registry_.DeleteKey(work_, AnsiText("citt\xC0\\due\\TRE")), kSuccess);
+  EXPECT_EQ(registry_.DeleteKey(work_, AnsiText("citt\xC0\\due")), kSuccess);
+  Create(work_, AnsiText("citt\xE0\\DUE"));
+  EXPECT_THAT(SubKeys(Open(work_, AnsiText("citt\xE0"))), ElementsAre("DUE"_ansi));
 }
 
 TEST_P(RegistryConformance, KeyNames_Of256CharactersWorkAndOf257AnswerInvalidParameter) {
-  const AnsiText longest(256, 'k');
+  const AnsiText longest(std::string(256, 'k'));
   EXPECT_EQ(TryCreate(work_, longest), "0 created");
-  EXPECT_EQ(TryOpen(work_, AnsiText(256, 'K')), "0");
+  EXPECT_EQ(TryOpen(work_, AnsiText(std::string(256, 'K'))), "0");
   EXPECT_THAT(SubKeys(work_), ElementsAre(longest));
-  EXPECT_EQ(TryCreate(work_, longest + "k"), "87");
-  EXPECT_EQ(TryOpen(work_, longest + "k"), "87");
+  EXPECT_EQ(TryCreate(work_, longest + "k"_ansi), "87");
+  EXPECT_EQ(TryOpen(work_, longest + "k"_ansi), "87");
   EXPECT_EQ(registry_.DeleteKey(work_, longest), kSuccess);
   // Letters that a store may have to encode fill up its own limits faster.
-  const AnsiText accented(256, '\xE8');
-  EXPECT_EQ(TryCreate(work_, accented), "0 created");
-  EXPECT_EQ(TryCreate(work_, accented.substr(1) + "\xEC"), "0 created");
-  EXPECT_EQ(TryCreate(work_, accented.substr(1) + "\xC8"), "0 there");
-  EXPECT_THAT(SubKeys(work_), ElementsAre(accented, accented.substr(1) + "\xEC"));
+  const std::string accented(256, '\xE8');
+  EXPECT_EQ(TryCreate(work_, AnsiText(accented)), "0 created");
+  EXPECT_EQ(TryCreate(work_, AnsiText(accented.substr(1) + "\xEC")), "0 created");
+  EXPECT_EQ(TryCreate(work_, AnsiText(accented.substr(1) + "\xC8")), "0 there");
+  EXPECT_THAT(SubKeys(work_), ElementsAre(AnsiText(accented), AnsiText(accented.substr(1) + "\xEC")));
 }
 
 TEST_P(RegistryConformance, ValueNames_Of16383CharactersWorkAndLongerOnesFail) {
-  const AnsiText longest(16383, 'v');
+  const AnsiText longest(std::string(16383, 'v'));
   EXPECT_EQ(Set(work_, longest, kRegSz, "x"), kSuccess);
-  EXPECT_EQ(Get(work_, AnsiText(16383, 'V')), "1:78");
-  EXPECT_THAT(Values(work_), ElementsAre(longest + "=1:78"));
+  EXPECT_EQ(Get(work_, AnsiText(std::string(16383, 'V'))), "1:78");
+  EXPECT_THAT(Values(work_), ElementsAre(longest.bytes() + "=1:78"));
   EXPECT_EQ(registry_.DeleteValue(work_, longest), kSuccess);
   for (const std::size_t length : {16384u, 32766u}) {
-    const AnsiText tooLong(length, 'v');
+    const AnsiText tooLong(std::string(length, 'v'));
     EXPECT_EQ(Set(work_, tooLong, kRegSz, "x"), kInvalidParameter) << length;
     EXPECT_EQ(Get(work_, tooLong), "2") << length;
     EXPECT_EQ(registry_.DeleteValue(work_, tooLong), kFileNotFound) << length;
   }
   for (const std::size_t length : {32767u, 40000u}) {
-    const AnsiText tooLong(length, 'v');
+    const AnsiText tooLong(std::string(length, 'v'));
     EXPECT_EQ(Set(work_, tooLong, kRegSz, "x"), kInvalidParameter) << length;
     EXPECT_EQ(Get(work_, tooLong), "87") << length;
     EXPECT_EQ(registry_.DeleteValue(work_, tooLong), kInvalidParameter) << length;
@@ -245,20 +271,21 @@ TEST_P(RegistryConformance, ValueNames_Of16383CharactersWorkAndLongerOnesFail) {
 }
 
 TEST_P(RegistryConformance, ValueNames_AreAnyCharactersAndEndAtTheirFirstNul) {
-  const std::set<AnsiText, AnsiNameOrder> names = {"",        "\\", "a\\b", "\\\\x", " a ",
-                                                   "a\tb\nc", "@",  "/",    "\x81",  "\xE0"};
-  for (const AnsiText& name : names) EXPECT_EQ(Set(work_, name, kRegSz, name), kSuccess) << ToHex(name);
+  const std::set<AnsiText, AnsiNameOrder> names = {""_ansi,          "\\"_ansi,       "a\\b"_ansi, "\\\\x"_ansi,
+                                                   " a "_ansi,       "a\tb\nc"_ansi,  "@"_ansi,    "/"_ansi,
+                                                   AnsiText("\x81"), AnsiText("\xE0")};
+  for (const AnsiText& name : names) EXPECT_EQ(Set(work_, name, kRegSz, name.bytes()), kSuccess) << ToHex(name);
   std::vector<std::string> values;
-  for (const AnsiText& name : names) values.push_back(name + "=1:" + ToHex(name));
+  for (const AnsiText& name : names) values.push_back(name.bytes() + "=1:" + ToHex(name));
   EXPECT_EQ(Values(work_), values);
   for (const AnsiText& name : names) EXPECT_EQ(Get(work_, name), "1:" + ToHex(name)) << ToHex(name);
-  EXPECT_EQ(Set(work_, AnsiText("cut\0off", 7), kRegSz, "x"), kSuccess);
-  EXPECT_EQ(Get(work_, "cut"), "1:78");
-  EXPECT_EQ(Get(work_, AnsiText("CUT\0", 4)), "1:78");
-  EXPECT_EQ(registry_.DeleteValue(work_, AnsiText("cut\0ting", 8)), kSuccess);
-  EXPECT_EQ(Get(work_, "cut"), "2");
-  EXPECT_EQ(registry_.DeleteValue(work_, AnsiText("\0x", 2)), kSuccess);
-  EXPECT_EQ(Get(work_, ""), "2");
+  EXPECT_EQ(Set(work_, "cut\0off"_ansi, kRegSz, "x"), kSuccess);
+  EXPECT_EQ(Get(work_, "cut"_ansi), "1:78");
+  EXPECT_EQ(Get(work_, "CUT\0"_ansi), "1:78");
+  EXPECT_EQ(registry_.DeleteValue(work_, "cut\0ting"_ansi), kSuccess);
+  EXPECT_EQ(Get(work_, "cut"_ansi), "2");
+  EXPECT_EQ(registry_.DeleteValue(work_, "\0x"_ansi), kSuccess);
+  EXPECT_EQ(Get(work_, ""_ansi), "2");
 }
 
 TEST_P(RegistryConformance, SetValue_StoresExactlyItsBytesUnderAnyType) {
@@ -275,8 +302,8 @@ TEST_P(RegistryConformance, SetValue_StoresExactlyItsBytesUnderAnyType) {
   for (const std::uint32_t type : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 11u, 99u, 0xFFFFu, 0xFFFFFFFFu}) {
     for (const std::string& data : datas) {
       const std::string expected = std::to_string(type) + ":" + ToHex(data);
-      EXPECT_EQ(Set(work_, "v", type, data), kSuccess) << expected;
-      EXPECT_EQ(Get(work_, "v"), expected);
+      EXPECT_EQ(Set(work_, "v"_ansi, type, data), kSuccess) << expected;
+      EXPECT_EQ(Get(work_, "v"_ansi), expected);
       EXPECT_THAT(Values(work_), ElementsAre("v=" + expected));
     }
   }
@@ -286,18 +313,19 @@ TEST_P(RegistryConformance, SetValue_SizesOfAllOrders_ComeBackWhole) {
   for (const std::size_t size : {1023u, 1024u, 1025u, 4095u, 4096u, 4097u, 70000u, 1100000u}) {
     std::string data(size, 'd');
     for (std::size_t i = 0; i < size; i += 61) data[i] = static_cast<char>(i / 61);
-    EXPECT_EQ(Set(work_, "v", kRegBinary, data), kSuccess) << size;
-    EXPECT_EQ(Get(work_, "v"), "3:" + ToHex(data)) << size;
+    EXPECT_EQ(Set(work_, "v"_ansi, kRegBinary, data), kSuccess) << size;
+    EXPECT_EQ(Get(work_, "v"_ansi), "3:" + ToHex(data)) << size;
   }
 }
 
 TEST_P(RegistryConformance, QueryValue_BufferTooSmall_AnswersTheNeededSizeAndLeavesTheBuffer) {
-  EXPECT_EQ(Set(work_, "v", kRegExpandSz, "abcd"), kSuccess);
+  EXPECT_EQ(Set(work_, "v"_ansi, kRegExpandSz, "abcd"), kSuccess);
   for (const std::uint32_t offered : {0u, 1u, 3u}) {
     std::string buffer(8, kJunkByte);
     std::uint32_t type = kJunkNumber;
     std::uint32_t size = offered;
-    EXPECT_EQ(registry_.QueryValue(work_, "v", type, std::span(buffer.data(), offered), size), kMoreData) << offered;
+    EXPECT_EQ(registry_.QueryValue(work_, "v"_ansi, type, std::span(buffer.data(), offered), size), kMoreData)
+        << offered;
     EXPECT_EQ(type, kRegExpandSz);
     EXPECT_EQ(size, 4u);
     EXPECT_EQ(buffer, std::string(8, kJunkByte));
@@ -306,7 +334,8 @@ TEST_P(RegistryConformance, QueryValue_BufferTooSmall_AnswersTheNeededSizeAndLea
     std::string buffer(1024, kJunkByte);
     std::uint32_t type = kJunkNumber;
     std::uint32_t size = offered;
-    EXPECT_EQ(registry_.QueryValue(work_, "v", type, std::span(buffer.data(), offered), size), kSuccess) << offered;
+    EXPECT_EQ(registry_.QueryValue(work_, "v"_ansi, type, std::span(buffer.data(), offered), size), kSuccess)
+        << offered;
     EXPECT_EQ(type, kRegExpandSz);
     EXPECT_EQ(size, 4u);
     EXPECT_EQ(buffer.substr(0, 4), "abcd");
@@ -318,7 +347,7 @@ TEST_P(RegistryConformance, QueryValue_MissingValue_LeavesSizeAndBuffer) {
   std::string buffer(16, kJunkByte);
   std::uint32_t type = kJunkNumber;
   std::uint32_t size = 16;
-  EXPECT_EQ(registry_.QueryValue(work_, "missing", type, buffer, size), kFileNotFound);
+  EXPECT_EQ(registry_.QueryValue(work_, "missing"_ansi, type, buffer, size), kFileNotFound);
   EXPECT_EQ(type, kRegNone);
   EXPECT_EQ(size, 16u);
   EXPECT_EQ(buffer, std::string(16, kJunkByte));
@@ -326,123 +355,123 @@ TEST_P(RegistryConformance, QueryValue_MissingValue_LeavesSizeAndBuffer) {
 
 TEST_P(RegistryConformance, SetValue_AgainAndAgain_KeepsTheLastOne) {
   for (int round = 0; round < 200; ++round) {
-    EXPECT_EQ(Set(work_, "v", kRegSz, std::to_string(round)), kSuccess);
-    EXPECT_EQ(Set(work_, round % 2 == 0 ? "even" : "odd", kRegSz, std::string(100, 'x')), kSuccess);
+    EXPECT_EQ(Set(work_, "v"_ansi, kRegSz, std::to_string(round)), kSuccess);
+    EXPECT_EQ(Set(work_, round % 2 == 0 ? "even"_ansi : "odd"_ansi, kRegSz, std::string(100, 'x')), kSuccess);
   }
-  EXPECT_EQ(Get(work_, "v"), "1:313939");
+  EXPECT_EQ(Get(work_, "v"_ansi), "1:313939");
   EXPECT_EQ(Values(work_).size(), 3u);
 }
 
 TEST_P(RegistryConformance, DeleteValue_TakesOneValueAndAnswersNotFoundTheSecondTime) {
-  EXPECT_EQ(Set(work_, "a", kRegSz, "1"), kSuccess);
-  EXPECT_EQ(Set(work_, "b", kRegSz, "2"), kSuccess);
-  EXPECT_EQ(registry_.DeleteValue(work_, "A"), kSuccess);
-  EXPECT_EQ(registry_.DeleteValue(work_, "A"), kFileNotFound);
+  EXPECT_EQ(Set(work_, "a"_ansi, kRegSz, "1"), kSuccess);
+  EXPECT_EQ(Set(work_, "b"_ansi, kRegSz, "2"), kSuccess);
+  EXPECT_EQ(registry_.DeleteValue(work_, "A"_ansi), kSuccess);
+  EXPECT_EQ(registry_.DeleteValue(work_, "A"_ansi), kFileNotFound);
   EXPECT_THAT(Values(work_), ElementsAre("b=1:32"));
-  EXPECT_EQ(Set(work_, "a", kRegSz, "3"), kSuccess);
+  EXPECT_EQ(Set(work_, "a"_ansi, kRegSz, "3"), kSuccess);
   EXPECT_THAT(Values(work_), ElementsAre("a=1:33", "b=1:32"));
 }
 
 TEST_P(RegistryConformance, DeleteKey_WithValues_TakesThemWithIt) {
-  EXPECT_EQ(Set(Create(work_, "k"), "v", kRegSz, "x"), kSuccess);
-  Create(work_, "sibling");
-  EXPECT_EQ(registry_.DeleteKey(work_, "K"), kSuccess);
-  EXPECT_EQ(TryOpen(work_, "k"), "2");
-  EXPECT_THAT(SubKeys(work_), ElementsAre("sibling"));
-  EXPECT_THAT(Values(Create(work_, "k")), IsEmpty());
+  EXPECT_EQ(Set(Create(work_, "k"_ansi), "v"_ansi, kRegSz, "x"), kSuccess);
+  Create(work_, "sibling"_ansi);
+  EXPECT_EQ(registry_.DeleteKey(work_, "K"_ansi), kSuccess);
+  EXPECT_EQ(TryOpen(work_, "k"_ansi), "2");
+  EXPECT_THAT(SubKeys(work_), ElementsAre("sibling"_ansi));
+  EXPECT_THAT(Values(Create(work_, "k"_ansi)), IsEmpty());
 }
 
 TEST_P(RegistryConformance, DeleteKey_WithSubkeysOrMissing_DeletesNothing) {
-  Create(work_, "k\\s");
-  EXPECT_EQ(registry_.DeleteKey(work_, "k"), kAccessDenied);
-  EXPECT_EQ(TryOpen(work_, "k\\s"), "0");
-  EXPECT_EQ(registry_.DeleteKey(work_, "missing"), kFileNotFound);
-  EXPECT_EQ(registry_.DeleteKey(work_, "missing\\deeper"), kFileNotFound);
-  EXPECT_EQ(registry_.DeleteKey(work_, "k\\s"), kSuccess);
-  EXPECT_EQ(registry_.DeleteKey(work_, "k"), kSuccess);
+  Create(work_, "k\\s"_ansi);
+  EXPECT_EQ(registry_.DeleteKey(work_, "k"_ansi), kAccessDenied);
+  EXPECT_EQ(TryOpen(work_, "k\\s"_ansi), "0");
+  EXPECT_EQ(registry_.DeleteKey(work_, "missing"_ansi), kFileNotFound);
+  EXPECT_EQ(registry_.DeleteKey(work_, "missing\\deeper"_ansi), kFileNotFound);
+  EXPECT_EQ(registry_.DeleteKey(work_, "k\\s"_ansi), kSuccess);
+  EXPECT_EQ(registry_.DeleteKey(work_, "k"_ansi), kSuccess);
 }
 
 TEST_P(RegistryConformance, DeleteKey_EmptyPath_DeletesTheHandlesOwnKey) {
-  const KeyHandle key = Create(work_, "k\\s");
-  const KeyHandle parent = Open(work_, "k");
-  EXPECT_EQ(registry_.DeleteKey(parent, ""), kAccessDenied);
-  EXPECT_EQ(registry_.DeleteKey(key, ""), kSuccess);
-  EXPECT_EQ(registry_.DeleteKey(parent, ""), kSuccess);
-  EXPECT_EQ(TryOpen(work_, "k"), "2");
+  const KeyHandle key = Create(work_, "k\\s"_ansi);
+  const KeyHandle parent = Open(work_, "k"_ansi);
+  EXPECT_EQ(registry_.DeleteKey(parent, ""_ansi), kAccessDenied);
+  EXPECT_EQ(registry_.DeleteKey(key, ""_ansi), kSuccess);
+  EXPECT_EQ(registry_.DeleteKey(parent, ""_ansi), kSuccess);
+  EXPECT_EQ(TryOpen(work_, "k"_ansi), "2");
 }
 
 TEST_P(RegistryConformance, DeleteKey_Root_AnswersAccessDenied) {
-  EXPECT_EQ(registry_.DeleteKey(kHkeyLocalMachine, ""), kAccessDenied);
-  EXPECT_EQ(registry_.DeleteKey(kHkeyCurrentUser, ""), kAccessDenied);
-  EXPECT_EQ(registry_.DeleteKey(Open(kHkeyLocalMachine, ""), ""), kAccessDenied);
+  EXPECT_EQ(registry_.DeleteKey(kHkeyLocalMachine, ""_ansi), kAccessDenied);
+  EXPECT_EQ(registry_.DeleteKey(kHkeyCurrentUser, ""_ansi), kAccessDenied);
+  EXPECT_EQ(registry_.DeleteKey(Open(kHkeyLocalMachine, ""_ansi), ""_ansi), kAccessDenied);
 }
 
 TEST_P(RegistryConformance, DeletedKey_ItsHandlesAnswerKeyDeletedAlsoAfterReCreation) {
-  const KeyHandle key = Create(work_, "k");
-  EXPECT_EQ(Set(key, "v", kRegSz, "old"), kSuccess);
-  EXPECT_EQ(registry_.DeleteKey(work_, "k"), kSuccess);
+  const KeyHandle key = Create(work_, "k"_ansi);
+  EXPECT_EQ(Set(key, "v"_ansi, kRegSz, "old"), kSuccess);
+  EXPECT_EQ(registry_.DeleteKey(work_, "k"_ansi), kSuccess);
   for (const bool reCreated : {false, true}) {
     if (reCreated) {
-      EXPECT_EQ(Set(Create(work_, "k"), "v", kRegSz, "new"), kSuccess);
+      EXPECT_EQ(Set(Create(work_, "k"_ansi), "v"_ansi, kRegSz, "new"), kSuccess);
     }
-    AnsiText name = "untouched";
+    AnsiText name = "untouched"_ansi;
     std::uint32_t type = kJunkNumber;
     std::string data = "untouched";
-    EXPECT_EQ(Get(key, "v"), "1018");
-    EXPECT_EQ(Set(key, "v", kRegSz, "x"), kKeyDeleted);
-    EXPECT_EQ(registry_.DeleteValue(key, "v"), kKeyDeleted);
-    EXPECT_EQ(TryCreate(key, "sub"), "1018");
-    EXPECT_EQ(TryCreate(key, ""), "1018");
-    EXPECT_EQ(TryOpen(key, ""), "1018");
-    EXPECT_EQ(TryOpen(key, "sub"), "1018");
-    EXPECT_EQ(registry_.DeleteKey(key, ""), kKeyDeleted);
-    EXPECT_EQ(registry_.DeleteKey(key, "sub"), kKeyDeleted);
+    EXPECT_EQ(Get(key, "v"_ansi), "1018");
+    EXPECT_EQ(Set(key, "v"_ansi, kRegSz, "x"), kKeyDeleted);
+    EXPECT_EQ(registry_.DeleteValue(key, "v"_ansi), kKeyDeleted);
+    EXPECT_EQ(TryCreate(key, "sub"_ansi), "1018");
+    EXPECT_EQ(TryCreate(key, ""_ansi), "1018");
+    EXPECT_EQ(TryOpen(key, ""_ansi), "1018");
+    EXPECT_EQ(TryOpen(key, "sub"_ansi), "1018");
+    EXPECT_EQ(registry_.DeleteKey(key, ""_ansi), kKeyDeleted);
+    EXPECT_EQ(registry_.DeleteKey(key, "sub"_ansi), kKeyDeleted);
     EXPECT_EQ(registry_.EnumKey(key, 0, name), kKeyDeleted);
     EXPECT_EQ(registry_.EnumValue(key, 0, name, type, data), kKeyDeleted);
   }
-  EXPECT_EQ(Get(Open(work_, "k"), "v"), "1:6E6577");
+  EXPECT_EQ(Get(Open(work_, "k"_ansi), "v"_ansi), "1:6E6577");
   EXPECT_EQ(registry_.CloseKey(key), kSuccess);
   EXPECT_EQ(registry_.CloseKey(key), kInvalidHandle);
 }
 
 TEST_P(RegistryConformance, DeletedKey_WithItsParent_ItsHandlesAnswerKeyDeleted) {
-  const KeyHandle child = Create(work_, "p\\c");
-  const KeyHandle parent = Open(work_, "p");
-  EXPECT_EQ(registry_.DeleteKey(parent, "c"), kSuccess);
-  EXPECT_EQ(registry_.DeleteKey(work_, "p"), kSuccess);
-  Create(work_, "p\\c");
-  EXPECT_EQ(Get(child, "v"), "1018");
-  EXPECT_EQ(Get(parent, "v"), "1018");
+  const KeyHandle child = Create(work_, "p\\c"_ansi);
+  const KeyHandle parent = Open(work_, "p"_ansi);
+  EXPECT_EQ(registry_.DeleteKey(parent, "c"_ansi), kSuccess);
+  EXPECT_EQ(registry_.DeleteKey(work_, "p"_ansi), kSuccess);
+  Create(work_, "p\\c"_ansi);
+  EXPECT_EQ(Get(child, "v"_ansi), "1018");
+  EXPECT_EQ(Get(parent, "v"_ansi), "1018");
 }
 
 TEST_P(RegistryConformance, Handles_AreIndependentOfEachOther) {
   KeyHandle first = 0;
-  ASSERT_EQ(registry_.OpenKey(work_, "", kRegOptionNonVolatile, kLayerAccess, first), kSuccess);
-  const KeyHandle second = Open(work_, "");
+  ASSERT_EQ(registry_.OpenKey(work_, ""_ansi, kRegOptionNonVolatile, kLayerAccess, first), kSuccess);
+  const KeyHandle second = Open(work_, ""_ansi);
   EXPECT_NE(first, second);
   EXPECT_EQ(registry_.CloseKey(first), kSuccess);
   EXPECT_EQ(registry_.CloseKey(first), kInvalidHandle);
-  EXPECT_EQ(Set(second, "v", kRegSz, "x"), kSuccess);
-  EXPECT_EQ(Get(work_, "v"), "1:78");
+  EXPECT_EQ(Set(second, "v"_ansi, kRegSz, "x"), kSuccess);
+  EXPECT_EQ(Get(work_, "v"_ansi), "1:78");
 }
 
 TEST_P(RegistryConformance, Handles_NullClosedAndInvented_AnswerInvalidHandle) {
   KeyHandle closed = 0;
-  ASSERT_EQ(registry_.OpenKey(work_, "", kRegOptionNonVolatile, kLayerAccess, closed), kSuccess);
+  ASSERT_EQ(registry_.OpenKey(work_, ""_ansi, kRegOptionNonVolatile, kLayerAccess, closed), kSuccess);
   ASSERT_EQ(registry_.CloseKey(closed), kSuccess);
   for (const KeyHandle handle : {KeyHandle{0}, closed, KeyHandle{0x12345678}, KeyHandle{0x80000007},
                                  KeyHandle{0x8000000A}, KeyHandle{0x80000010}, KeyHandle{0xFFFFFFFF}}) {
-    AnsiText name = "untouched";
+    AnsiText name = "untouched"_ansi;
     std::uint32_t type = kJunkNumber;
     std::string data = "untouched";
-    EXPECT_EQ(TryOpen(handle, "x"), "6") << handle;
-    EXPECT_EQ(TryOpen(handle, ""), "6") << handle;
-    EXPECT_EQ(TryCreate(handle, "x"), "6") << handle;
-    EXPECT_EQ(Get(handle, "v"), "6") << handle;
-    EXPECT_EQ(Set(handle, "v", kRegSz, "x"), kInvalidHandle) << handle;
-    EXPECT_EQ(registry_.DeleteKey(handle, "x"), kInvalidHandle) << handle;
-    EXPECT_EQ(registry_.DeleteKey(handle, ""), kInvalidHandle) << handle;
-    EXPECT_EQ(registry_.DeleteValue(handle, "v"), kInvalidHandle) << handle;
+    EXPECT_EQ(TryOpen(handle, "x"_ansi), "6") << handle;
+    EXPECT_EQ(TryOpen(handle, ""_ansi), "6") << handle;
+    EXPECT_EQ(TryCreate(handle, "x"_ansi), "6") << handle;
+    EXPECT_EQ(Get(handle, "v"_ansi), "6") << handle;
+    EXPECT_EQ(Set(handle, "v"_ansi, kRegSz, "x"), kInvalidHandle) << handle;
+    EXPECT_EQ(registry_.DeleteKey(handle, "x"_ansi), kInvalidHandle) << handle;
+    EXPECT_EQ(registry_.DeleteKey(handle, ""_ansi), kInvalidHandle) << handle;
+    EXPECT_EQ(registry_.DeleteValue(handle, "v"_ansi), kInvalidHandle) << handle;
     EXPECT_EQ(registry_.EnumKey(handle, 0, name), kInvalidHandle) << handle;
     EXPECT_EQ(registry_.EnumValue(handle, 0, name, type, data), kInvalidHandle) << handle;
     // Any handle in the range of the predefined ones closes without effect.
@@ -453,54 +482,55 @@ TEST_P(RegistryConformance, Handles_NullClosedAndInvented_AnswerInvalidHandle) {
 TEST_P(RegistryConformance, Roots_AreKeysThatCanBeClosedAndStayUsable) {
   for (const KeyHandle root : {kHkeyLocalMachine, kHkeyCurrentUser}) {
     EXPECT_EQ(registry_.CloseKey(root), kSuccess);
-    EXPECT_EQ(TryOpen(root, ""), "0");
-    EXPECT_EQ(Set(root, "NerioConformance", kRegSz, "x"), kSuccess);
-    EXPECT_EQ(Get(root, "NerioConformance"), "1:78");
-    EXPECT_EQ(Get(Open(root, ""), "NerioConformance"), "1:78");
-    EXPECT_EQ(registry_.DeleteValue(root, "NerioConformance"), kSuccess);
-    EXPECT_EQ(Get(root, "NerioConformance"), "2");
+    EXPECT_EQ(TryOpen(root, ""_ansi), "0");
+    EXPECT_EQ(Set(root, "NerioConformance"_ansi, kRegSz, "x"), kSuccess);
+    EXPECT_EQ(Get(root, "NerioConformance"_ansi), "1:78");
+    EXPECT_EQ(Get(Open(root, ""_ansi), "NerioConformance"_ansi), "1:78");
+    EXPECT_EQ(registry_.DeleteValue(root, "NerioConformance"_ansi), kSuccess);
+    EXPECT_EQ(Get(root, "NerioConformance"_ansi), "2");
   }
-  for (const KeyHandle root : {kHkeyClassesRoot, kHkeyUsers, kHkeyCurrentConfig}) EXPECT_EQ(TryOpen(root, ""), "0");
+  for (const KeyHandle root : {kHkeyClassesRoot, kHkeyUsers, kHkeyCurrentConfig})
+    EXPECT_EQ(TryOpen(root, ""_ansi), "0");
 }
 
 TEST_P(RegistryConformance, Roots_AreSeparateTrees) {
-  Create(work_, "OnlyThere");
-  EXPECT_EQ(TryOpen(kHkeyCurrentUser, AnsiText(kWorkPath) + "\\OnlyThere"), "2");
+  Create(work_, "OnlyThere"_ansi);
+  EXPECT_EQ(TryOpen(kHkeyCurrentUser, kWorkPath + "\\OnlyThere"_ansi), "2");
 }
 
 TEST_P(RegistryConformance, Access_HandleGrantsWhatItWasOpenedFor) {
-  const KeyHandle writeOnly = Create(work_, "k", kKeySetValue);
-  EXPECT_EQ(Set(writeOnly, "", kRegSz, "x"), kSuccess);
-  EXPECT_EQ(Get(writeOnly, ""), "5");
-  EXPECT_EQ(Get(writeOnly, "missing"), "5");
-  EXPECT_EQ(TryCreate(writeOnly, "sub"), "0 created");
-  EXPECT_EQ(TryOpen(writeOnly, ""), "0");
-  EXPECT_EQ(registry_.DeleteValue(writeOnly, ""), kSuccess);
-  const KeyHandle readOnly = Open(work_, "k", kKeyRead);
-  EXPECT_EQ(Set(readOnly, "v", kRegSz, "x"), kAccessDenied);
-  EXPECT_EQ(registry_.DeleteValue(readOnly, "v"), kAccessDenied);
-  EXPECT_EQ(Get(readOnly, "v"), "2");
-  EXPECT_EQ(TryCreate(readOnly, "sub"), "0 there");
-  EXPECT_EQ(registry_.DeleteKey(readOnly, "sub"), kSuccess);
-  const KeyHandle nothing = Open(work_, "k", 0);
-  EXPECT_EQ(Get(nothing, "v"), "5");
-  EXPECT_EQ(Set(nothing, "v", kRegSz, "x"), kAccessDenied);
-  EXPECT_EQ(TryOpen(work_, "k", 0xF003F), "0");
-  EXPECT_EQ(TryOpen(work_, "k", 0x2000000), "0");
+  const KeyHandle writeOnly = Create(work_, "k"_ansi, kKeySetValue);
+  EXPECT_EQ(Set(writeOnly, ""_ansi, kRegSz, "x"), kSuccess);
+  EXPECT_EQ(Get(writeOnly, ""_ansi), "5");
+  EXPECT_EQ(Get(writeOnly, "missing"_ansi), "5");
+  EXPECT_EQ(TryCreate(writeOnly, "sub"_ansi), "0 created");
+  EXPECT_EQ(TryOpen(writeOnly, ""_ansi), "0");
+  EXPECT_EQ(registry_.DeleteValue(writeOnly, ""_ansi), kSuccess);
+  const KeyHandle readOnly = Open(work_, "k"_ansi, kKeyRead);
+  EXPECT_EQ(Set(readOnly, "v"_ansi, kRegSz, "x"), kAccessDenied);
+  EXPECT_EQ(registry_.DeleteValue(readOnly, "v"_ansi), kAccessDenied);
+  EXPECT_EQ(Get(readOnly, "v"_ansi), "2");
+  EXPECT_EQ(TryCreate(readOnly, "sub"_ansi), "0 there");
+  EXPECT_EQ(registry_.DeleteKey(readOnly, "sub"_ansi), kSuccess);
+  const KeyHandle nothing = Open(work_, "k"_ansi, 0);
+  EXPECT_EQ(Get(nothing, "v"_ansi), "5");
+  EXPECT_EQ(Set(nothing, "v"_ansi, kRegSz, "x"), kAccessDenied);
+  EXPECT_EQ(TryOpen(work_, "k"_ansi, 0xF003F), "0");
+  EXPECT_EQ(TryOpen(work_, "k"_ansi, 0x2000000), "0");
 }
 
 TEST_P(RegistryConformance, EnumKeyAndEnumValue_BehindTheLast_AnswerNoMoreItems) {
-  AnsiText name = "untouched";
+  AnsiText name = "untouched"_ansi;
   std::uint32_t type = kJunkNumber;
   std::string data = "untouched";
   EXPECT_EQ(registry_.EnumKey(work_, 0, name), kNoMoreItems);
   EXPECT_EQ(registry_.EnumValue(work_, 0, name, type, data), kNoMoreItems);
-  Create(work_, "k");
-  EXPECT_EQ(Set(work_, "v", kRegDword, std::string(4, '\1')), kSuccess);
+  Create(work_, "k"_ansi);
+  EXPECT_EQ(Set(work_, "v"_ansi, kRegDword, std::string(4, '\1')), kSuccess);
   EXPECT_EQ(registry_.EnumKey(work_, 0, name), kSuccess);
-  EXPECT_EQ(name, "k");
+  EXPECT_EQ(name, "k"_ansi);
   EXPECT_EQ(registry_.EnumValue(work_, 0, name, type, data), kSuccess);
-  EXPECT_EQ(name, "v");
+  EXPECT_EQ(name, "v"_ansi);
   EXPECT_EQ(type, kRegDword);
   EXPECT_EQ(data, std::string(4, '\1'));
   for (const std::uint32_t index : {1u, 2u, 1000u, 0xFFFFFFFFu}) {
@@ -512,7 +542,7 @@ TEST_P(RegistryConformance, EnumKeyAndEnumValue_BehindTheLast_AnswerNoMoreItems)
 TEST_P(RegistryConformance, ManyKeysAndValues_AreAllThereInOrder) {
   std::set<AnsiText, AnsiNameOrder> names;
   for (int i = 0; i < 300; ++i) {
-    const AnsiText name = (i % 2 == 0 ? "Nome " : "nome ") + std::to_string(i * 7919 % 300);
+    const AnsiText name((i % 2 == 0 ? "Nome " : "nome ") + std::to_string(i * 7919 % 300));
     names.insert(name);
     EXPECT_EQ(TryCreate(work_, name), "0 created");
     EXPECT_EQ(Set(work_, name, kRegSz, std::to_string(i)), kSuccess);
@@ -522,13 +552,13 @@ TEST_P(RegistryConformance, ManyKeysAndValues_AreAllThereInOrder) {
 }
 
 TEST_P(RegistryConformance, DeepChain_IsCreatedFoundAndTakenDown) {
-  AnsiText path = "1";
+  std::string path = "1";
   for (int level = 2; level <= 100; ++level) path.append("\\").append(std::to_string(level % 10));
-  EXPECT_EQ(TryCreate(work_, path), "0 created");
-  EXPECT_EQ(Set(Open(work_, path), "v", kRegSz, "deep"), kSuccess);
-  EXPECT_EQ(Get(Open(work_, path), "v"), "1:64656570");
+  EXPECT_EQ(TryCreate(work_, AnsiText(path)), "0 created");
+  EXPECT_EQ(Set(Open(work_, AnsiText(path)), "v"_ansi, kRegSz, "deep"), kSuccess);
+  EXPECT_EQ(Get(Open(work_, AnsiText(path)), "v"_ansi), "1:64656570");
   for (; !path.empty(); path.resize(path.size() < 2 ? 0 : path.size() - 2)) {
-    EXPECT_EQ(registry_.DeleteKey(work_, path), kSuccess) << path;
+    EXPECT_EQ(registry_.DeleteKey(work_, AnsiText(path)), kSuccess) << path;
   }
   EXPECT_THAT(SubKeys(work_), IsEmpty());
 }

@@ -9,6 +9,7 @@
 
 #include "nerio/hosts/portable/text/fold_case.h"
 #include "nerio/types/utf8.h"
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/registry_access.h"
 #include "tests/testing/tables.h"
 
@@ -27,7 +28,7 @@ constexpr std::size_t kRecordedPathLimit = 260;
 constexpr std::size_t kRecordedDumpLimit = 20;
 
 // The path of the recording's work key below HKEY_LOCAL_MACHINE.
-constexpr char kWorkPath[] = "Software\\OracleWork";
+const AnsiText kWorkPath = "Software\\OracleWork"_ansi;
 
 constexpr std::string_view kWideCall = "wide-character call";
 constexpr std::string_view kWideData = "reads what a wide-character call wrote";
@@ -106,7 +107,7 @@ class Replay {
 
   RegistryReplay Run() {
     // What every system of the recorded kind has: a key below two of the machine's roots.
-    MakeKey(registry_, kHkeyCurrentConfig, "Software");
+    MakeKey(registry_, kHkeyCurrentConfig, "Software"_ansi);
     for (at_ = 0; at_ < calls_.size(); ++at_) {
       if (at_ == 0 || Row().scene != calls_[at_ - 1].scene) Begin();
       One();
@@ -256,7 +257,7 @@ class Replay {
 
   std::pair<bool, std::string> Plain(Status status) {
     status_ = status;
-    return {status == Recorded(), std::to_string(status)};
+    return {status == Recorded(), std::to_string(NumberOf(status))};
   }
 
   std::pair<bool, std::string> OpenOrCreate(bool create) {
@@ -264,10 +265,10 @@ class Replay {
     const std::uint32_t access = Number(row.typeOrAccess, 16);
     KeyHandle key = kJunkHandle;
     std::uint32_t disposition = kJunkNumber;
-    status_ = create ? registry_.CreateKey(Handle(row.handle), AnsiField(row.path), 0, "", kRegOptionNonVolatile,
+    status_ = create ? registry_.CreateKey(Handle(row.handle), AnsiField(row.path), 0, ""_ansi, kRegOptionNonVolatile,
                                            access, {}, key, disposition)
                      : registry_.OpenKey(Handle(row.handle), AnsiField(row.path), kRegOptionNonVolatile, access, key);
-    std::string answer = std::to_string(status_);
+    std::string answer = std::to_string(NumberOf(status_));
     bool same = status_ == Recorded();
     if (status_ == kSuccess) {
       Take(key);
@@ -315,7 +316,7 @@ class Replay {
     } else {
       same = same && data == row.dataOut;
     }
-    return {same, std::to_string(status_) + " type " + typeOut + " count " + std::to_string(size) + " " +
+    return {same, std::to_string(NumberOf(status_)) + " type " + typeOut + " count " + std::to_string(size) + " " +
                       (untouched ? "buffer untouched" : data.substr(0, 40))};
   }
 
@@ -373,9 +374,9 @@ class Replay {
     KeyHandle key = 0;
     const bool byName = !named_.contains(row.handle);
     if (byName) {
-      const AnsiText path = AnsiText(kWorkPath) + "\\" + AnsiField(row.handle);
+      const AnsiText path = kWorkPath + "\\"_ansi + AnsiField(row.handle);
       const Status status = registry_.OpenKey(kHkeyLocalMachine, path, kRegOptionNonVolatile, kKeyRead, key);
-      if (status != kSuccess) return Check(false, "no key of that name: " + std::to_string(status));
+      if (status != kSuccess) return Check(false, "no key of that name: " + std::to_string(NumberOf(status)));
     } else {
       key = Handle(row.handle);
     }
@@ -388,10 +389,10 @@ class Replay {
     if (row.call == "(subkey)") {
       const Status status = registry_.EnumKey(key, index, name);
       same = status == kSuccess && name == AnsiField(row.name);
-      answer = std::to_string(status) + " [" + name + "]";
+      answer = std::to_string(NumberOf(status)) + " [" + name.bytes() + "]";
       if (same && LastOfDump() && registry_.EnumKey(key, index + 1, name) != kNoMoreItems) {
         same = false;
-        answer = "one more subkey [" + name + "]";
+        answer = "one more subkey [" + name.bytes() + "]";
       }
     } else {
       const Status status = registry_.EnumValue(key, index, name, type, data);
@@ -400,10 +401,11 @@ class Replay {
       const std::string size = std::to_string(data.size() * (text ? 2 : 1));
       same = status == kSuccess && name == AnsiField(row.name) && std::to_string(type) == row.typeOrAccess &&
              size == row.countOut;
-      answer = std::to_string(status) + " [" + name + "] type " + std::to_string(type) + " size " + size;
+      answer =
+          std::to_string(NumberOf(status)) + " [" + name.bytes() + "] type " + std::to_string(type) + " size " + size;
       if (same && LastOfDump() && registry_.EnumValue(key, index + 1, name, type, data) != kNoMoreItems) {
         same = false;
-        answer = "one more value [" + name + "]";
+        answer = "one more value [" + name.bytes() + "]";
       }
     }
     if (byName) registry_.CloseKey(key);

@@ -15,56 +15,59 @@
 namespace nerio::platform {
 namespace {
 
-constexpr Status kNotThere = 120;  // the system has no such call
+// The system has no such call.
+constexpr Status kNoSuchCall{120};
+constexpr SystemStatus kNotSupported{120};
+constexpr AutomationStatus kNotImplemented{-2147467263};
 
 class NoRegistry final : public RegistryApi {
  public:
-  Status OpenKey(KeyHandle, const AnsiText&, std::uint32_t, std::uint32_t, KeyHandle&) override { return kNotThere; }
+  Status OpenKey(KeyHandle, const AnsiText&, std::uint32_t, std::uint32_t, KeyHandle&) override { return kNoSuchCall; }
   Status CreateKey(KeyHandle, const AnsiText&, std::uint32_t, const AnsiText&, std::uint32_t, std::uint32_t,
                    const SecurityAttributes&, KeyHandle&, std::uint32_t&) override {
-    return kNotThere;
+    return kNoSuchCall;
   }
   Status QueryValue(KeyHandle, const AnsiText&, std::uint32_t&, std::span<char>, std::uint32_t&) override {
-    return kNotThere;
+    return kNoSuchCall;
   }
   Status SetValue(KeyHandle, const AnsiText&, std::uint32_t, std::uint32_t, std::span<const char>) override {
-    return kNotThere;
+    return kNoSuchCall;
   }
-  Status DeleteKey(KeyHandle, const AnsiText&) override { return kNotThere; }
-  Status DeleteValue(KeyHandle, const AnsiText&) override { return kNotThere; }
-  Status CloseKey(KeyHandle) override { return kNotThere; }
-  Status EnumKey(KeyHandle, std::uint32_t, AnsiText&) override { return kNotThere; }
-  Status EnumValue(KeyHandle, std::uint32_t, AnsiText&, std::uint32_t&, std::string&) override { return kNotThere; }
+  Status DeleteKey(KeyHandle, const AnsiText&) override { return kNoSuchCall; }
+  Status DeleteValue(KeyHandle, const AnsiText&) override { return kNoSuchCall; }
+  Status CloseKey(KeyHandle) override { return kNoSuchCall; }
+  Status EnumKey(KeyHandle, std::uint32_t, AnsiText&) override { return kNoSuchCall; }
+  Status EnumValue(KeyHandle, std::uint32_t, AnsiText&, std::uint32_t&, std::string&) override { return kNoSuchCall; }
 };
 
 // The one service that cannot fail: it replaces whatever it cannot hold, which here is everything.
 class NoCodePage final : public CodePage {
  public:
   std::uint32_t Identifier() override { return 0; }
-  AnsiText ToAnsi(TextView text) override { return AnsiText(text.size(), '?'); }
+  AnsiText ToAnsi(TextView text) override { return AnsiText(std::string(text.size(), '?')); }
   Text ToText(std::string_view bytes) override { return Text(bytes.size(), u'?'); }
 };
 
 class NoFiles final : public FileSystem {
  public:
-  Status FindOrdinaryFile(const Text&, bool& found) override {
+  SystemStatus FindOrdinaryFile(const Text&, bool& found) override {
     found = false;
-    return kNotThere;
+    return kNotSupported;
   }
-  Status OpenForAppend(const Text&, FileHandle&) override { return kNotThere; }
-  Status Append(FileHandle, std::span<const char>) override { return kNotThere; }
-  Status Close(FileHandle) override { return kNotThere; }
-  Text Describe(Status) override { return u"not there"; }
+  SystemStatus OpenForAppend(const Text&, FileHandle&) override { return kNotSupported; }
+  SystemStatus Append(FileHandle, std::span<const char>) override { return kNotSupported; }
+  SystemStatus Close(FileHandle) override { return kNotSupported; }
+  Text Describe(SystemStatus) override { return u"not there"; }
 };
 
 class NoModule final : public ModuleLocation {
  public:
-  Status Folder(Text&) override { return kNotThere; }
+  SystemStatus Folder(Text&) override { return kNotSupported; }
 };
 
 class NoGuids final : public GuidSource {
  public:
-  Status Create(GuidBytes&) override { return kNotThere; }
+  SystemStatus Create(GuidBytes&) override { return kNotSupported; }
 };
 
 class NoXmlDom final : public XmlDom {
@@ -96,12 +99,12 @@ class NoXmlDom final : public XmlDom {
 class NoRegion final : public RegionalSettings {
  public:
   Text RegionName() override { return {}; }
-  Status DateFromText(TextView, Date&) override { return kNotThere; }
-  Status TextFromDate(Date, Text&) override { return kNotThere; }
-  Status TextFromDouble(double, Text&) override { return kNotThere; }
-  Status TextFromSingle(float, Text&) override { return kNotThere; }
-  Status TextFromCurrency(Currency, Text&) override { return kNotThere; }
-  Status TextFromDecimal(Decimal, Text&) override { return kNotThere; }
+  AutomationStatus DateFromText(TextView, Date&) override { return kNotImplemented; }
+  AutomationStatus TextFromDate(Date, Text&) override { return kNotImplemented; }
+  AutomationStatus TextFromDouble(double, Text&) override { return kNotImplemented; }
+  AutomationStatus TextFromSingle(float, Text&) override { return kNotImplemented; }
+  AutomationStatus TextFromCurrency(Currency, Text&) override { return kNotImplemented; }
+  AutomationStatus TextFromDecimal(Decimal, Text&) override { return kNotImplemented; }
 };
 
 struct AllServices {

@@ -6,6 +6,7 @@
 
 #include "nerio/hosts/portable/text/code_page_1252.h"
 #include "nerio/types/utf8.h"
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/tables.h"
 
 namespace nerio::tool {
@@ -26,8 +27,8 @@ std::string ReadValue(const std::string& lines) {
   const std::vector<RegSection> sections = Read(kHead + (kKey + lines));
   if (sections.size() != 1 || sections[0].values.size() != 1) return "not one value";
   const RegValue& value = sections[0].values[0];
-  if (value.removed) return value.name + "|removed";
-  return value.name + "|" + std::to_string(value.type) + "|" + ToHex(value.data);
+  if (value.removed) return value.name.bytes() + "|removed";
+  return value.name.bytes() + "|" + std::to_string(value.type) + "|" + ToHex(value.data);
 }
 
 struct ValueCase {
@@ -76,9 +77,9 @@ TEST(ReadRegFile, AnsiForm_HasTheBytesOfTextDataThemselves) {
       "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\\xC8]\r\n\"perch\xE9\"=\"\x80\"\r\n\"N\"=hex(1):78\r\n\"M\"=hex(7):61,00,"
       "00\r\n");
   ASSERT_EQ(sections.size(), 1u);
-  EXPECT_EQ(sections[0].key, (RegistryKey{platform::kHkeyLocalMachine, "\xC8"}));
+  EXPECT_EQ(sections[0].key, (RegistryKey{platform::kHkeyLocalMachine, AnsiText("\xC8")}));
   ASSERT_EQ(sections[0].values.size(), 3u);
-  EXPECT_EQ(sections[0].values[0].name, "perch\xE9");
+  EXPECT_EQ(sections[0].values[0].name, AnsiText("perch\xE9"));
   EXPECT_EQ(sections[0].values[0].data, std::string("\x80\0", 2));
   EXPECT_EQ(sections[0].values[1].data, "x");
   EXPECT_EQ(sections[0].values[2].data, std::string("a\0\0", 3));
@@ -94,9 +95,9 @@ TEST(ReadRegFile, EveryEncoding_ReadsTheSame) {
   for (const std::string& file : files) {
     const auto sections = Read(file);
     ASSERT_EQ(sections.size(), 1u);
-    EXPECT_EQ(sections[0].key.path, "\xC8");
+    EXPECT_EQ(sections[0].key.path, AnsiText("\xC8"));
     ASSERT_EQ(sections[0].values.size(), 1u);
-    EXPECT_EQ(sections[0].values[0].name, "\x80");
+    EXPECT_EQ(sections[0].values[0].name, AnsiText("\x80"));
     EXPECT_EQ(sections[0].values[0].data, std::string("\xE9\0", 2));
   }
 }
@@ -114,14 +115,14 @@ TEST(ReadRegFile, Sections_KeepOrderDeletionsAndLines) {
       "@=\"last line without an end\"");
   ASSERT_EQ(sections.size(), 4u);
   EXPECT_TRUE(sections[0].removed);
-  EXPECT_EQ(sections[0].key, (RegistryKey{platform::kHkeyLocalMachine, "Old"}));
+  EXPECT_EQ(sections[0].key, (RegistryKey{platform::kHkeyLocalMachine, "Old"_ansi}));
   EXPECT_EQ(sections[0].line, 4u);
-  EXPECT_EQ(sections[1].key, (RegistryKey{platform::kHkeyCurrentUser, "a]b"}));
+  EXPECT_EQ(sections[1].key, (RegistryKey{platform::kHkeyCurrentUser, "a]b"_ansi}));
   EXPECT_EQ(sections[1].line, 5u);
   ASSERT_EQ(sections[1].values.size(), 1u);
   EXPECT_EQ(sections[1].values[0].line, 6u);
-  EXPECT_EQ(sections[2].key, (RegistryKey{platform::kHkeyLocalMachine, "a\nb] ;"}));
-  EXPECT_EQ(sections[3].key, (RegistryKey{platform::kHkeyLocalMachine, ""}));
+  EXPECT_EQ(sections[2].key, (RegistryKey{platform::kHkeyLocalMachine, "a\nb] ;"_ansi}));
+  EXPECT_EQ(sections[3].key, (RegistryKey{platform::kHkeyLocalMachine, ""_ansi}));
   ASSERT_EQ(sections[3].values.size(), 1u);
 }
 
@@ -216,26 +217,26 @@ TEST(WriteRegText, WritesTheFormOfVersion5) {
   std::string bytes;
   for (char i = 0; i < 30; ++i) bytes += i;
   RegValue removed;
-  removed.name = "via";
+  removed.name = "via"_ansi;
   removed.removed = true;
   RegSection gone;
-  gone.key = {platform::kHkeyCurrentUser, "Software\\X"};
+  gone.key = {platform::kHkeyCurrentUser, "Software\\X"_ansi};
   gone.removed = true;
-  EXPECT_EQ(Written({Section("Software\\Nerio\\App",
+  EXPECT_EQ(Written({Section("Software\\Nerio\\App"_ansi,
                              {
-                                 {"", false, 1, std::string("predefinito\0", 12), 0},
-                                 {"Nome", false, 1, "perch\xE9", 0},
-                                 {"a\\b\"c\r\n", false, 1, std::string("C:\\\"x\"\0", 7), 0},
-                                 {"righe", false, 1, std::string("a\nb\0", 4), 0},
-                                 {"doppio", false, 1, std::string("a\0\0", 3), 0},
-                                 {"numero", false, 4, std::string("*\0\0\0", 4), 0},
-                                 {"corto", false, 4, "*", 0},
-                                 {"molti", false, 7, std::string("a\0\0", 3), 0},
-                                 {"byte", false, 3, bytes, 0},
-                                 {"vuoto", false, 0, "", 0},
+                                 {""_ansi, false, 1, std::string("predefinito\0", 12), 0},
+                                 {"Nome"_ansi, false, 1, "perch\xE9", 0},
+                                 {"a\\b\"c\r\n"_ansi, false, 1, std::string("C:\\\"x\"\0", 7), 0},
+                                 {"righe"_ansi, false, 1, std::string("a\nb\0", 4), 0},
+                                 {"doppio"_ansi, false, 1, std::string("a\0\0", 3), 0},
+                                 {"numero"_ansi, false, 4, std::string("*\0\0\0", 4), 0},
+                                 {"corto"_ansi, false, 4, "*", 0},
+                                 {"molti"_ansi, false, 7, std::string("a\0\0", 3), 0},
+                                 {"byte"_ansi, false, 3, bytes, 0},
+                                 {"vuoto"_ansi, false, 0, "", 0},
                                  removed,
                              }),
-                     gone, Section("a\nb", {})}),
+                     gone, Section("a\nb"_ansi, {})}),
             "Windows Registry Editor Version 5.00\r\n"
             "\r\n"
             "[HKEY_LOCAL_MACHINE\\Software\\Nerio\\App]\r\n"
@@ -281,14 +282,14 @@ TEST(WriteRegText, RandomContent_ReadsBackByteForByte) {
     for (std::size_t count = 1 + below(3); sections.size() < count;) {
       std::string path = name("\\");
       if (!path.empty() && below(2) == 0) path += "\\x" + name("\\");
-      RegSection section = Section(path, {});
+      RegSection section = Section(AnsiText(path), {});
       for (std::size_t values = below(5); section.values.size() < values;) {
         const std::uint32_t types[] = {0, 1, 1, 1, 2, 3, 4, 5, 7, 11, 99, 0xFFFFFFFF};
         std::string data;
         for (std::size_t length = below(60); data.size() < length;) {
           data += below(4) == 0 ? '\0' : static_cast<char>(below(256));
         }
-        section.values.push_back({name(""), false, types[below(std::size(types))], data, 0});
+        section.values.push_back({AnsiText(name("")), false, types[below(std::size(types))], data, 0});
       }
       sections.push_back(section);
     }
@@ -312,8 +313,8 @@ TEST(WriteRegText, RandomContent_ReadsBackByteForByte) {
 // Every cut of a file reads as what stands before the cut or is refused; nothing in between is made up.
 TEST(ReadRegFile, CutFile_IsRefusedOrAPrefix) {
   const std::string whole =
-      Written({Section("Software\\Nerio", {{"Nome", false, 3, "abcdefghijklmnopqrstuvwxyz0123456789", 0},
-                                           {"Altro", false, 1, std::string("x\0", 2), 0}})});
+      Written({Section("Software\\Nerio"_ansi, {{"Nome"_ansi, false, 3, "abcdefghijklmnopqrstuvwxyz0123456789", 0},
+                                                {"Altro"_ansi, false, 1, std::string("x\0", 2), 0}})});
   const auto all = Read(whole);
   std::size_t refused = 0;
   for (std::size_t length = 0; length < whole.size(); ++length) {

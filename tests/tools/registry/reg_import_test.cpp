@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "nerio/types/utf8.h"
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/forwarding_registry.h"
+#include "tests/testing/status_output.h"
 #include "tests/tools/tool_run.h"
 #include "tools/nerio/output.h"
 
@@ -69,12 +71,12 @@ class FailingRegistry : public platform::RegistryApi {
 
 // What stands below HKEY_LOCAL_MACHINE before each import.
 void Furnish(ToolHost& tool) {
-  tool.Store("Software\\Nerio", "", 1, "predefinito");
-  tool.Store("Software\\Nerio\\App", "Nome", 1, "vecchio");
-  tool.Store("Software\\Nerio\\App", "Stesso", 1, std::string("x\0", 2));
-  tool.Store("Software\\Nerio\\App", "Via", 4, std::string("*\0\0\0", 4));
-  tool.Store("Software\\Vecchio\\A\\B", "v", 3, "\x01\x02");
-  tool.Store("Software\\Vecchio\\C", "w", 7, std::string("a\0\0", 3));
+  tool.Store("Software\\Nerio"_ansi, ""_ansi, 1, "predefinito");
+  tool.Store("Software\\Nerio\\App"_ansi, "Nome"_ansi, 1, "vecchio");
+  tool.Store("Software\\Nerio\\App"_ansi, "Stesso"_ansi, 1, std::string("x\0", 2));
+  tool.Store("Software\\Nerio\\App"_ansi, "Via"_ansi, 4, std::string("*\0\0\0", 4));
+  tool.Store("Software\\Vecchio\\A\\B"_ansi, "v"_ansi, 3, "\x01\x02");
+  tool.Store("Software\\Vecchio\\C"_ansi, "w"_ansi, 7, std::string("a\0\0", 3));
 }
 
 constexpr const char* kFile =
@@ -104,7 +106,7 @@ std::vector<RegSection> Sections(const std::string& file) {
 std::string Everything(ToolHost& tool) {
   std::vector<StoredKey> branch;
   RegistryKey failed;
-  EXPECT_EQ(ReadBranch(tool.registry, {platform::kHkeyLocalMachine, ""}, branch, failed), 0);
+  EXPECT_EQ(ReadBranch(tool.registry, {platform::kHkeyLocalMachine, ""_ansi}, branch, failed), platform::kSuccess);
   std::vector<RegSection> sections;
   for (const StoredKey& stored : branch) {
     RegSection section;
@@ -129,17 +131,17 @@ TEST(Import, AppliesTheFileInItsOrder) {
   ToolHost tool;
   Furnish(tool);
   ExpectCounts(Import(Sections(kFile), tool.registry, tool.codePage));
-  EXPECT_EQ(tool.Stored("Software\\Nerio\\App", "Nome"), "1:6e756f766f00");
-  EXPECT_EQ(tool.Stored("Software\\Nerio\\App", "Nuovo"), "4:01000000");
-  EXPECT_EQ(tool.Stored("Software\\Nerio\\App", "Via"), "");
-  EXPECT_EQ(tool.Stored("Software\\Nerio", ""),
+  EXPECT_EQ(tool.Stored("Software\\Nerio\\App"_ansi, "Nome"_ansi), "1:6e756f766f00");
+  EXPECT_EQ(tool.Stored("Software\\Nerio\\App"_ansi, "Nuovo"_ansi), "4:01000000");
+  EXPECT_EQ(tool.Stored("Software\\Nerio\\App"_ansi, "Via"_ansi), "");
+  EXPECT_EQ(tool.Stored("Software\\Nerio"_ansi, ""_ansi),
             "1:70726564656669"
             "6e69746f");
-  EXPECT_EQ(tool.Stored("Software\\Vecchio\\A", "v"), "3:03");
-  EXPECT_FALSE(tool.Has("Software\\Vecchio\\A\\B"));
-  EXPECT_FALSE(tool.Has("Software\\Vecchio\\C"));
-  EXPECT_TRUE(tool.Has("Software\\Altro\\Ramo"));
-  EXPECT_FALSE(tool.Has("Software\\Altro\\Ramo\\\xC8"));
+  EXPECT_EQ(tool.Stored("Software\\Vecchio\\A"_ansi, "v"_ansi), "3:03");
+  EXPECT_FALSE(tool.Has("Software\\Vecchio\\A\\B"_ansi));
+  EXPECT_FALSE(tool.Has("Software\\Vecchio\\C"_ansi));
+  EXPECT_TRUE(tool.Has("Software\\Altro\\Ramo"_ansi));
+  EXPECT_FALSE(tool.Has(AnsiText("Software\\Altro\\Ramo\\\xC8")));
   EXPECT_EQ(tool.registry.OpenHandles(), 0u);
 }
 
@@ -155,11 +157,15 @@ TEST(PlanImport, TellsWhatAnImportWouldDo_AndChangesNothing) {
   EXPECT_EQ(refusing.calls(), 0u);
   EXPECT_EQ(Everything(tool), before);
   const std::vector<std::pair<Change::Kind, AnsiText>> expected{
-      {Change::kChangeValue, "Software\\NERIO\\app"},      {Change::kSetValue, "Software\\NERIO\\app"},
-      {Change::kDeleteValue, "Software\\NERIO\\app"},      {Change::kDeleteKey, "Software\\VECCHIO"},
-      {Change::kCreateKey, "Software\\Vecchio\\A"},        {Change::kSetValue, "Software\\Vecchio\\A"},
-      {Change::kCreateKey, "Software\\Altro\\Ramo\\\xC8"}, {Change::kSetValue, "Software\\Altro\\Ramo\\\xC8"},
-      {Change::kDeleteKey, "Software\\altro\\ramo\\\xE8"},
+      {Change::kChangeValue, "Software\\NERIO\\app"_ansi},
+      {Change::kSetValue, "Software\\NERIO\\app"_ansi},
+      {Change::kDeleteValue, "Software\\NERIO\\app"_ansi},
+      {Change::kDeleteKey, "Software\\VECCHIO"_ansi},
+      {Change::kCreateKey, "Software\\Vecchio\\A"_ansi},
+      {Change::kSetValue, "Software\\Vecchio\\A"_ansi},
+      {Change::kCreateKey, AnsiText("Software\\Altro\\Ramo\\\xC8")},
+      {Change::kSetValue, AnsiText("Software\\Altro\\Ramo\\\xC8")},
+      {Change::kDeleteKey, AnsiText("Software\\altro\\ramo\\\xE8")},
   };
   EXPECT_EQ(changes, expected);
   EXPECT_EQ(tool.registry.OpenHandles(), 0u);
@@ -206,8 +212,8 @@ TEST(Import, FileThatTakesItsOwnChangesBack_IsUndoneToTheLast) {
   EXPECT_EQ(counts.valuesSet, 5u);
   EXPECT_EQ(counts.valuesChanged, 2u);
   EXPECT_EQ(counts.valuesDeleted, 1u);
-  EXPECT_FALSE(tool.Has("Software\\Nerio"));
-  EXPECT_EQ(tool.Stored("", "radice"), "1:7200");
+  EXPECT_FALSE(tool.Has("Software\\Nerio"_ansi));
+  EXPECT_EQ(tool.Stored(""_ansi, "radice"_ansi), "1:7200");
   EXPECT_GT(SweepImport(file), 15u);
 }
 
@@ -231,7 +237,7 @@ TEST(Import, WhatCannotBeUndone_IsNamed) {
 TEST(Import, RefusedKey_IsAccessDeniedWithItsLine) {
   ToolHost tool;
   Furnish(tool);
-  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App", platform::kKeyRead);
+  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App"_ansi, platform::kKeyRead);
   const std::string before = Everything(tool);
   try {
     Import(Sections("REGEDIT4\n[HKLM\\Software\\Altro]\n[HKLM\\Software\\Nerio\\App]\n\"Nome\"=\"x\"\n"), tool.registry,
@@ -262,7 +268,7 @@ class ClosedKeyRegistry final : public testing::ForwardingRegistry {
   }
 
  private:
-  static constexpr const char* kClosed = "Software\\Chiusa";
+  const AnsiText kClosed = "Software\\Chiusa"_ansi;
   Status status_;
 };
 

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/forwarding_registry.h"
+#include "tests/testing/status_output.h"
 #include "tests/tools/tool_run.h"
 
 namespace nerio::tool {
@@ -21,8 +23,8 @@ class ElusiveRegistry final : public testing::ForwardingRegistry {
 
   Status EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) override {
     const Status status = ForwardingRegistry::EnumKey(key, index, name);
-    if (status == platform::kSuccess && name == "Elusiva" && !vanishes_) name = "??";
-    if (status == platform::kNoMoreItems && vanishes_) DeleteKey(platform::kHkeyLocalMachine, "Software\\Elusiva");
+    if (status == platform::kSuccess && name == "Elusiva"_ansi && !vanishes_) name = "??"_ansi;
+    if (status == platform::kNoMoreItems && vanishes_) DeleteKey(platform::kHkeyLocalMachine, "Software\\Elusiva"_ansi);
     return status;
   }
 
@@ -31,14 +33,14 @@ class ElusiveRegistry final : public testing::ForwardingRegistry {
 };
 
 struct Walk {
-  Status status = 0;
+  Status status{};
   std::vector<AnsiText> keys;
   AnsiText failed;
 
   explicit Walk(platform::RegistryApi& registry) {
     std::vector<StoredKey> branch;
     RegistryKey at;
-    status = ReadBranch(registry, {platform::kHkeyLocalMachine, "Software"}, branch, at);
+    status = ReadBranch(registry, {platform::kHkeyLocalMachine, "Software"_ansi}, branch, at);
     for (const StoredKey& stored : branch) keys.push_back(stored.key.path);
     failed = at.path;
   }
@@ -46,23 +48,23 @@ struct Walk {
 
 TEST(ReadBranch, KeyWhoseListedNameDoesNotOpenIt_IsNotLeftOut) {
   ToolHost tool;
-  tool.Create("Software\\Altra");
-  tool.Create("Software\\Elusiva");
+  tool.Create("Software\\Altra"_ansi);
+  tool.Create("Software\\Elusiva"_ansi);
   ElusiveRegistry registry(tool.registry, false);
   const Walk walk(registry);
   EXPECT_EQ(walk.status, kNameOutsideCodePage);
-  EXPECT_EQ(walk.failed, "Software\\??");
+  EXPECT_EQ(walk.failed, "Software\\??"_ansi);
   EXPECT_EQ(tool.registry.OpenHandles(), 0u);
 }
 
 TEST(ReadBranch, KeyThatVanishesMeanwhile_IsLeftOut) {
   ToolHost tool;
-  tool.Create("Software\\Altra");
-  tool.Create("Software\\Elusiva");
+  tool.Create("Software\\Altra"_ansi);
+  tool.Create("Software\\Elusiva"_ansi);
   ElusiveRegistry registry(tool.registry, true);
   const Walk walk(registry);
   EXPECT_EQ(walk.status, platform::kSuccess);
-  EXPECT_THAT(walk.keys, ElementsAre("Software", "Software\\Altra"));
+  EXPECT_THAT(walk.keys, ElementsAre("Software"_ansi, "Software\\Altra"_ansi));
 }
 
 }  // namespace

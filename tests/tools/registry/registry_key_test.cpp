@@ -4,6 +4,7 @@
 
 #include "nerio/hosts/portable/text/code_page_1252.h"
 #include "nerio/types/utf8.h"
+#include "tests/testing/ansi_literal.h"
 
 namespace nerio::tool {
 namespace {
@@ -33,13 +34,13 @@ const Read kRead[] = {
 TEST(ParseKey, ReadsShortAndLongRootsAndFoldsSeparators) {
   platform::CodePage1252 codePage;
   for (const Read& row : kRead) {
-    EXPECT_EQ(ParseKey(row.text, codePage), (RegistryKey{row.root, row.path})) << ToUtf8(row.text);
+    EXPECT_EQ(ParseKey(row.text, codePage), (RegistryKey{row.root, AnsiText(row.path)})) << ToUtf8(row.text);
   }
 }
 
 TEST(ParseKey, LongestLevel_IsTakenAndOneMoreIsNot) {
   platform::CodePage1252 codePage;
-  EXPECT_EQ(ParseKey(u"HKLM\\" + Text(256, u'x'), codePage).path, std::string(256, 'x'));
+  EXPECT_EQ(ParseKey(u"HKLM\\" + Text(256, u'x'), codePage).path, AnsiText(std::string(256, 'x')));
   EXPECT_THROW(ParseKey(u"HKLM\\a\\" + Text(257, u'x'), codePage), BadText);
 }
 
@@ -77,14 +78,15 @@ TEST(ParseKey, WhatIsNotAKey_IsRefusedWithTheReason) {
 
 TEST(KeyText, WritesTheLongRoot) {
   platform::CodePage1252 codePage;
-  EXPECT_EQ(KeyText({platform::kHkeyLocalMachine, "Software\\\xC8"}, codePage), u"HKEY_LOCAL_MACHINE\\Software\\È");
-  EXPECT_EQ(KeyText({platform::kHkeyCurrentConfig, ""}, codePage), u"HKEY_CURRENT_CONFIG");
+  EXPECT_EQ(KeyText({platform::kHkeyLocalMachine, AnsiText("Software\\\xC8")}, codePage),
+            u"HKEY_LOCAL_MACHINE\\Software\\È");
+  EXPECT_EQ(KeyText({platform::kHkeyCurrentConfig, ""_ansi}, codePage), u"HKEY_CURRENT_CONFIG");
 }
 
 TEST(ParseValueName, TakesUpTo16383Characters) {
   platform::CodePage1252 codePage;
-  EXPECT_EQ(ParseValueName(u"", codePage), "");
-  EXPECT_EQ(ParseValueName(u"a\\b\r\n", codePage), "a\\b\r\n");
+  EXPECT_EQ(ParseValueName(u"", codePage), AnsiText());
+  EXPECT_EQ(ParseValueName(u"a\\b\r\n", codePage), "a\\b\r\n"_ansi);
   EXPECT_EQ(ParseValueName(Text(16383, u'x'), codePage).size(), 16383u);
   EXPECT_THROW(ParseValueName(Text(16384, u'x'), codePage), BadText);
   EXPECT_THROW(ParseValueName(Text(1, u'\0'), codePage), BadText);

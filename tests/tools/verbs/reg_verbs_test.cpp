@@ -4,6 +4,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/temporary_folder.h"
 #include "tests/tools/tool_run.h"
 #include "tools/nerio/registry/reg_file.h"
@@ -12,7 +13,7 @@ namespace nerio::tool {
 namespace {
 
 constexpr const char* kApp = "HKLM\\Software\\Nerio\\App";
-constexpr const char* kAppPath = "Software\\Nerio\\App";
+const AnsiText kAppPath = "Software\\Nerio\\App"_ansi;
 
 TEST(RegSet, StoresTheTextWithoutTerminatorAndMakesTheKeys) {
   ToolHost tool;
@@ -20,14 +21,14 @@ TEST(RegSet, StoresTheTextWithoutTerminatorAndMakesTheKeys) {
   EXPECT_EQ(result.exit, 0);
   EXPECT_EQ(result.out, "stored \"Nome\" in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App\n");
   EXPECT_EQ(result.err, "");
-  EXPECT_EQ(tool.Stored(kAppPath, "Nome"), "1:616263");
+  EXPECT_EQ(tool.Stored(kAppPath, "Nome"_ansi), "1:616263");
   EXPECT_EQ(tool.registry.OpenHandles(), 0u);
 }
 
 TEST(RegSet, AccentedText_IsStoredInTheCodePage) {
   ToolHost tool;
   EXPECT_EQ(tool.Run({"reg", "set", kApp, "perch\xC3\xA9", "\xE2\x82\xAC 5"}).exit, 0);
-  EXPECT_EQ(tool.Stored(kAppPath, "perch\xE9"), "1:802035");
+  EXPECT_EQ(tool.Stored(kAppPath, AnsiText("perch\xE9")), "1:802035");
 }
 
 TEST(RegSet, CharacterOutsideTheCodePage_IsRefusedAndNothingIsWritten) {
@@ -38,7 +39,7 @@ TEST(RegSet, CharacterOutsideTheCodePage_IsRefusedAndNothingIsWritten) {
     EXPECT_NE(value.err.find("code page 1252"), std::string::npos) << value.err;
     EXPECT_EQ(tool.Run({"reg", "set", kApp, text, "x"}).exit, 5) << text;
     EXPECT_EQ(tool.Run({"reg", "set", std::string(kApp) + text, "Nome", "x"}).exit, 5) << text;
-    EXPECT_FALSE(tool.Has("Software"));
+    EXPECT_FALSE(tool.Has("Software"_ansi));
   }
 }
 
@@ -51,7 +52,7 @@ TEST(RegSet, StandardInput_LosesOneLineEnd) {
     ToolHost tool;
     tool.in = in;
     EXPECT_EQ(tool.Run({"reg", "set", kApp, "Nome", "--stdin"}).exit, 0);
-    EXPECT_EQ(tool.Stored(kAppPath, "Nome"), stored) << in;
+    EXPECT_EQ(tool.Stored(kAppPath, "Nome"_ansi), stored) << in;
   }
 }
 
@@ -60,7 +61,7 @@ TEST(RegSet, StandardInputThatIsNoText_IsBadInput) {
     ToolHost tool;
     tool.in = in;
     EXPECT_EQ(tool.Run({"reg", "set", kApp, "Nome", "--stdin"}).exit, 5);
-    EXPECT_FALSE(tool.Has("Software"));
+    EXPECT_FALSE(tool.Has("Software"_ansi));
   }
 }
 
@@ -68,7 +69,7 @@ TEST(RegSet, NeitherOrBothOfValueAndStdin_IsUsage) {
   ToolHost tool;
   EXPECT_EQ(tool.Run({"reg", "set", kApp, "Nome"}).exit, 2);
   EXPECT_EQ(tool.Run({"reg", "set", kApp, "Nome", "x", "--stdin"}).exit, 2);
-  EXPECT_FALSE(tool.Has("Software"));
+  EXPECT_FALSE(tool.Has("Software"_ansi));
 }
 
 TEST(RegSet, TextThatTheClassCannotRead_IsStoredWithAWarning) {
@@ -85,7 +86,7 @@ TEST(RegSet, RefusedKey_IsAccessDenied) {
   tool.Create(kAppPath);
   tool.registry.SetRights(platform::kHkeyLocalMachine, kAppPath, platform::kKeyRead);
   EXPECT_EQ(tool.Run({"reg", "set", kApp, "Nome", "x"}).exit, 4);
-  EXPECT_EQ(tool.Stored(kAppPath, "Nome"), "");
+  EXPECT_EQ(tool.Stored(kAppPath, "Nome"_ansi), "");
 }
 
 TEST(RegGet, MissingAndRefused_AreToldApart) {
@@ -102,7 +103,7 @@ TEST(RegGet, MissingAndRefused_AreToldApart) {
 
 TEST(RegGet, JsonShowsTypeDataAndBytes) {
   ToolHost tool;
-  tool.Store(kAppPath, "m", 7, std::string("a\0\xE9\0\0", 5));
+  tool.Store(kAppPath, "m"_ansi, 7, std::string("a\0\xE9\0\0", 5));
   EXPECT_EQ(tool.Run({"reg", "get", kApp, "m", "--json"}).out,
             "{\"key\":\"HKEY_LOCAL_MACHINE\\\\Software\\\\Nerio\\\\App\",\"name\":\"m\",\"type\":\"REG_MULTI_SZ\","
             "\"data\":[\"a\",\"\xC3\xA9\"],\"bytes\":\"6100e90000\"}\n");
@@ -113,7 +114,7 @@ TEST(RegGet, JsonShowsTypeDataAndBytes) {
 
 TEST(RegTest, AnswersYesOrNo) {
   ToolHost tool;
-  tool.Store(kAppPath, "Nome", 1, "x");
+  tool.Store(kAppPath, "Nome"_ansi, 1, "x");
   EXPECT_EQ(tool.Run({"reg", "test", kApp}).out, "yes\n");
   EXPECT_EQ(tool.Run({"reg", "test", kApp, "nome"}).out, "yes\n");
   const RunResult value = tool.Run({"reg", "test", kApp, "Altro"});
@@ -133,10 +134,10 @@ TEST(RegCreate, SaysWhetherTheKeyIsNew) {
 
 TEST(RegList, ShowsValuesThenKeys) {
   ToolHost tool;
-  tool.Store(kAppPath, "", 1, "p");
-  tool.Store(kAppPath, "b", 4, std::string("*\0\0\0", 4));
-  tool.Store(kAppPath, "a\tb", 7, std::string("x\0y\0\0", 5));
-  tool.Create("Software\\Nerio\\App\\Sotto");
+  tool.Store(kAppPath, ""_ansi, 1, "p");
+  tool.Store(kAppPath, "b"_ansi, 4, std::string("*\0\0\0", 4));
+  tool.Store(kAppPath, "a\tb"_ansi, 7, std::string("x\0y\0\0", 5));
+  tool.Create("Software\\Nerio\\App\\Sotto"_ansi);
   EXPECT_EQ(tool.Run({"reg", "list", kApp}).out,
             "@\tREG_SZ\tp\n"
             "a\\tb\tREG_MULTI_SZ\tx\\ny\n"
@@ -151,10 +152,10 @@ TEST(RegList, ShowsValuesThenKeys) {
 
 TEST(RegTree, ShowsAllLevelsAndGoesOnPastARefusedKey) {
   ToolHost tool;
-  tool.Store(kAppPath, "Nome", 1, "x");
-  tool.Create("Software\\Nerio\\App\\A\\B");
-  tool.Create("Software\\Nerio\\Chiusa\\Dentro");
-  tool.Create("Software\\Nerio\\Zeta");
+  tool.Store(kAppPath, "Nome"_ansi, 1, "x");
+  tool.Create("Software\\Nerio\\App\\A\\B"_ansi);
+  tool.Create("Software\\Nerio\\Chiusa\\Dentro"_ansi);
+  tool.Create("Software\\Nerio\\Zeta"_ansi);
   EXPECT_EQ(tool.Run({"reg", "tree", "HKLM\\Software\\Nerio"}).out,
             "HKEY_LOCAL_MACHINE\\Software\\Nerio\n"
             "  App\\\n"
@@ -163,7 +164,7 @@ TEST(RegTree, ShowsAllLevelsAndGoesOnPastARefusedKey) {
             "  Chiusa\\\n"
             "    Dentro\\\n"
             "  Zeta\\\n");
-  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\Chiusa", platform::kKeySetValue);
+  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\Chiusa"_ansi, platform::kKeySetValue);
   const RunResult refused = tool.Run({"reg", "tree", "HKLM\\Software\\Nerio", "--values"});
   EXPECT_EQ(refused.exit, 4);
   EXPECT_EQ(refused.out,
@@ -182,19 +183,19 @@ TEST(RegTree, ShowsAllLevelsAndGoesOnPastARefusedKey) {
 
 TEST(RegTree, VeryDeepTree_NeedsNoStack) {
   ToolHost tool;
-  AnsiText path = "a";
-  for (int depth = 1; depth < 2000; ++depth) path += "\\a";
+  AnsiText path = "a"_ansi;
+  for (int depth = 1; depth < 2000; ++depth) path += "\\a"_ansi;
   tool.Create(path);
   const RunResult result = tool.Run({"reg", "tree", "HKLM\\a"});
   EXPECT_EQ(result.exit, 0);
   EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 2000);
   EXPECT_EQ(tool.Run({"reg", "delete", "HKLM\\a", "--recursive", "--yes"}).exit, 0);
-  EXPECT_FALSE(tool.Has("a"));
+  EXPECT_FALSE(tool.Has("a"_ansi));
 }
 
 TEST(RegDelete, WithoutATerminalAndWithoutYes_IsRefused) {
   ToolHost tool;
-  tool.Store(kAppPath, "Nome", 1, "x");
+  tool.Store(kAppPath, "Nome"_ansi, 1, "x");
   tool.in = "y\n";
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"reg", "delete", kApp}, {"reg", "delete", kApp, "Nome"}}) {
@@ -203,39 +204,39 @@ TEST(RegDelete, WithoutATerminalAndWithoutYes_IsRefused) {
     EXPECT_EQ(result.out, "");
     EXPECT_NE(result.err.find("--yes"), std::string::npos) << result.err;
   }
-  EXPECT_EQ(tool.Stored(kAppPath, "Nome"), "1:78");
+  EXPECT_EQ(tool.Stored(kAppPath, "Nome"_ansi), "1:78");
 }
 
 TEST(RegDelete, OnATerminal_AsksAndTakesOnlyYes) {
   for (const char* answer : {"", "\n", "n\n", "no\n", "x\n", "\r\n", "n\r\n"}) {
     ToolHost tool;
     tool.interactive = true;
-    tool.Store(kAppPath, "Nome", 1, "x");
+    tool.Store(kAppPath, "Nome"_ansi, 1, "x");
     tool.in = answer;
     const RunResult result = tool.Run({"reg", "delete", kApp, "Nome"});
     EXPECT_EQ(result.exit, 2);
     EXPECT_TRUE(result.err.starts_with("nerio: delete \"Nome\" in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App? [y/N] "))
         << result.err;
-    EXPECT_EQ(tool.Stored(kAppPath, "Nome"), "1:78");
+    EXPECT_EQ(tool.Stored(kAppPath, "Nome"_ansi), "1:78");
   }
   for (const char* answer : {"y\n", "Y\n", "yes", "y\r\n"}) {
     ToolHost tool;
     tool.interactive = true;
-    tool.Store(kAppPath, "Nome", 1, "x");
+    tool.Store(kAppPath, "Nome"_ansi, 1, "x");
     tool.in = answer;
     EXPECT_EQ(tool.Run({"reg", "delete", kApp, "Nome"}).exit, 0);
-    EXPECT_EQ(tool.Stored(kAppPath, "Nome"), "");
+    EXPECT_EQ(tool.Stored(kAppPath, "Nome"_ansi), "");
   }
 }
 
 TEST(RegDelete, Yes_DeletesAValueAKeyOrABranch) {
   ToolHost tool;
-  tool.Store(kAppPath, "Nome", 1, "x");
-  tool.Store(kAppPath, "", 1, "p");
-  tool.Create("Software\\Nerio\\App\\A\\B");
+  tool.Store(kAppPath, "Nome"_ansi, 1, "x");
+  tool.Store(kAppPath, ""_ansi, 1, "p");
+  tool.Create("Software\\Nerio\\App\\A\\B"_ansi);
   EXPECT_EQ(tool.Run({"reg", "delete", kApp, "", "--yes"}).out,
             "deleted the unnamed value in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App\n");
-  EXPECT_EQ(tool.Stored(kAppPath, ""), "");
+  EXPECT_EQ(tool.Stored(kAppPath, ""_ansi), "");
   EXPECT_EQ(tool.Run({"reg", "delete", kApp, "Altro", "--yes"}).exit, 3);
   EXPECT_EQ(tool.Run({"reg", "delete", "HKLM\\Software\\Nerio\\App\\A\\B", "--yes"}).out,
             "deleted HKEY_LOCAL_MACHINE\\Software\\Nerio\\App\\A\\B\n");
@@ -245,17 +246,17 @@ TEST(RegDelete, Yes_DeletesAValueAKeyOrABranch) {
   EXPECT_TRUE(tool.Has(kAppPath));
   EXPECT_EQ(tool.Run({"reg", "delete", kApp, "--recursive", "--yes"}).exit, 0);
   EXPECT_FALSE(tool.Has(kAppPath));
-  EXPECT_TRUE(tool.Has("Software\\Nerio"));
+  EXPECT_TRUE(tool.Has("Software\\Nerio"_ansi));
   EXPECT_EQ(tool.Run({"reg", "delete", kApp, "--yes"}).exit, 3);
   EXPECT_EQ(tool.Run({"reg", "delete", "HKLM", "--recursive", "--yes"}).exit, 2);
-  EXPECT_TRUE(tool.Has("Software\\Nerio"));
+  EXPECT_TRUE(tool.Has("Software\\Nerio"_ansi));
 }
 
 TEST(RegDelete, RefusedKeyInTheBranch_SaysHowFarItWent) {
   ToolHost tool;
-  tool.Create("Software\\Nerio\\App\\A");
-  tool.Create("Software\\Nerio\\App\\B");
-  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App\\A", platform::kKeyRead);
+  tool.Create("Software\\Nerio\\App\\A"_ansi);
+  tool.Create("Software\\Nerio\\App\\B"_ansi);
+  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App\\A"_ansi, platform::kKeyRead);
   const RunResult result = tool.Run({"reg", "delete", kApp, "-r", "-y"});
   EXPECT_EQ(result.exit, 4);
   EXPECT_NE(result.err.find("cannot delete HKEY_LOCAL_MACHINE\\Software\\Nerio\\App\\A, 1 key below "
@@ -288,22 +289,22 @@ TEST(RegExport, ThenDeleteAndImport_StoresTheSameBytes) {
                                std::string("\0\0\0", 3),
                                "C:\\\"x\"\r\n\t",
                                std::string(3000, '\xFF')};
-  std::vector<std::pair<std::string, std::string>> stored;
+  std::vector<std::pair<AnsiText, std::string>> stored;
   for (const std::uint32_t type : types) {
     for (std::size_t i = 0; i < std::size(datas); ++i) {
-      const std::string name = std::to_string(type) + "\\\"\xE8\r\n" + std::to_string(i);
+      const AnsiText name(std::to_string(type) + "\\\"\xE8\r\n" + std::to_string(i));
       tool.Store(kAppPath, name, type, datas[i]);
       stored.emplace_back(name, tool.Stored(kAppPath, name));
     }
   }
-  tool.Store("Software\\Nerio\\App\\..\\a/b\\\x01 \n]\\\xC8", "", 1, "x");
+  tool.Store(AnsiText("Software\\Nerio\\App\\..\\a/b\\\x01 \n]\\\xC8"), ""_ansi, 1, "x");
   EXPECT_EQ(tool.Run({"reg", "export", kApp, "-o", file}).out, "exported 5 keys and 136 values to " + file + "\n");
   EXPECT_EQ(tool.Run({"reg", "import", file}).out, "imported: 136 values already as in the file\n");
   EXPECT_EQ(tool.Run({"reg", "delete", "HKLM\\Software", "-r", "-y"}).exit, 0);
   const RunResult imported = tool.Run({"reg", "import", file});
   EXPECT_EQ(imported.exit, 0) << imported.err;
   for (const auto& [name, bytes] : stored) EXPECT_EQ(tool.Stored(kAppPath, name), bytes) << name;
-  EXPECT_EQ(tool.Stored("Software\\Nerio\\App\\..\\a/b\\\x01 \n]\\\xC8", ""), "1:78");
+  EXPECT_EQ(tool.Stored(AnsiText("Software\\Nerio\\App\\..\\a/b\\\x01 \n]\\\xC8"), ""_ansi), "1:78");
   const std::string before = Content(file);
   EXPECT_TRUE(before.starts_with("\xFF\xFEW"));
   tool.Run({"reg", "export", kApp, "-o", file});
@@ -312,7 +313,7 @@ TEST(RegExport, ThenDeleteAndImport_StoresTheSameBytes) {
 
 TEST(RegExport, StandardOutput_HasTheFileItself) {
   ToolHost tool;
-  tool.Store(kAppPath, "Nome", 1, "x");
+  tool.Store(kAppPath, "Nome"_ansi, 1, "x");
   const RunResult result = tool.Run({"reg", "export", kApp});
   EXPECT_EQ(ReadRegFile(result.out, tool.codePage).size(), 1u);
   EXPECT_TRUE(result.out.starts_with("\xFF\xFEW"));
@@ -327,15 +328,15 @@ TEST(RegExport, StandardOutput_HasTheFileItself) {
 TEST(RegExport, MissingRefusedOrUnwritable_LeavesNoFile) {
   const testing::TemporaryFolder folder;
   ToolHost tool;
-  tool.Create("Software\\Nerio\\App\\A");
+  tool.Create("Software\\Nerio\\App\\A"_ansi);
   const std::string file = (folder.path() / "x.reg").string();
   EXPECT_EQ(tool.Run({"reg", "export", std::string(kApp) + "\\Nulla", "-o", file}).exit, 3);
-  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App\\A", platform::kKeySetValue);
+  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App\\A"_ansi, platform::kKeySetValue);
   const RunResult refused = tool.Run({"reg", "export", kApp, "-o", file});
   EXPECT_EQ(refused.exit, 4);
   EXPECT_NE(refused.err.find("App\\A"), std::string::npos) << refused.err;
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
-  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App\\A",
+  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App\\A"_ansi,
                           testing::InMemoryRegistry::kAllRights);
   EXPECT_EQ(tool.Run({"reg", "export", kApp, "-o", (folder.path() / "no" / "x.reg").string()}).exit, 3);
   // A folder is no file: a failure on one host, a refusal on the other.
@@ -352,7 +353,7 @@ TEST(RegImport, BadFile_SaysWhereAndImportsNothing) {
   EXPECT_EQ(result.exit, 5);
   EXPECT_EQ(result.out, "");
   EXPECT_TRUE(result.err.starts_with("nerio: " + file + ":4: no data after the =")) << result.err;
-  EXPECT_FALSE(tool.Has("Software"));
+  EXPECT_FALSE(tool.Has("Software"_ansi));
   const auto json = nlohmann::json::parse(tool.Run({"reg", "import", file, "--json"}).out);
   EXPECT_EQ(json["error"]["line"], 4);
   EXPECT_EQ(tool.Run({"reg", "import", (folder.path() / "none.reg").string()}).exit, 3);
@@ -360,9 +361,9 @@ TEST(RegImport, BadFile_SaysWhereAndImportsNothing) {
 
 TEST(RegImport, DryRun_ShowsEveryChange) {
   ToolHost tool;
-  tool.Store(kAppPath, "Nome", 1, "x");
-  tool.Store(kAppPath, "Via", 1, "x");
-  tool.Create("Software\\Vecchio\\A");
+  tool.Store(kAppPath, "Nome"_ansi, 1, "x");
+  tool.Store(kAppPath, "Via"_ansi, 1, "x");
+  tool.Create("Software\\Vecchio\\A"_ansi);
   tool.in =
       "Windows Registry Editor Version 5.00\n[HKLM\\Software\\Nerio\\App]\n\"Nome\"=dword:5\n\"Via\"=-\n@=\"d\"\n"
       "[-HKLM\\Software\\Vecchio]\n[HKCU\\Nuovo]\n";
@@ -373,7 +374,7 @@ TEST(RegImport, DryRun_ShowsEveryChange) {
             "delete key HKEY_LOCAL_MACHINE\\Software\\Vecchio and 1 key below it\n"
             "create key HKEY_CURRENT_USER\\Nuovo\n"
             "would import: 1 key created, 2 keys deleted, 1 value set, 1 value changed, 1 value deleted\n");
-  EXPECT_EQ(tool.Stored(kAppPath, "Nome"), "1:78");
+  EXPECT_EQ(tool.Stored(kAppPath, "Nome"_ansi), "1:78");
   const auto json = nlohmann::json::parse(tool.Run({"reg", "import", "-", "-n", "--json"}).out);
   EXPECT_EQ(json["changes"].size(), 5u);
   EXPECT_EQ(json["changes"][0]["before"]["data"], "x");

@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "nerio/types/utf8.h"
+#include "tests/testing/status_output.h"
 #include "tests/tools/tool_run.h"
 
 namespace nerio::tool {
@@ -26,7 +27,7 @@ TEST(Guid, MakesAsManyAsAskedFor) {
 TEST(DateVerb, GivesADateBackAndTheZeroDateOtherwise) {
   ToolHost tool;
   Text zero;
-  ASSERT_EQ(tool.real->Services().regional.TextFromDate(Date{}, zero), 0);
+  ASSERT_EQ(tool.real->Services().regional.TextFromDate(Date{}, zero), platform::AutomationStatus::kSuccess);
   const RunResult result = tool.Run({"date", "31/12/1999", "non una data", ""});
   EXPECT_EQ(result.exit, 0);
   EXPECT_EQ(result.out, "31/12/1999\n" + ToUtf8(zero) + "\n" + ToUtf8(zero) + "\n");

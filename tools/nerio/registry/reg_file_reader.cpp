@@ -212,7 +212,7 @@ class Reader {
     } else if (!line_.empty() && line_.front() == u'"') {
       const Text text = TakeQuoted();
       value.type = platform::kRegSz;
-      value.data = Checked([&] { return ToAnsiExactly(text, codePage_); }) + '\0';
+      value.data = Checked([&] { return ToAnsiExactly(text, codePage_).bytes(); }) + '\0';
     } else if (TakeWord(u"dword:")) {
       value.type = platform::kRegDword;
       const std::uint32_t number = TakeHexNumber("dword:");
@@ -285,7 +285,7 @@ class Reader {
 
   std::string TextBytes(const std::string& utf16) const {
     if (utf16.size() % 2 != 0) Fail("an odd number of bytes; a text has two bytes for each character here");
-    return Checked([&] { return ToAnsiExactly(DecodeUtf16(utf16), codePage_); });
+    return Checked([&] { return ToAnsiExactly(DecodeUtf16(utf16), codePage_).bytes(); });
   }
 
   TextView rest_;

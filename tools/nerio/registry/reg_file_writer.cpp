@@ -56,7 +56,7 @@ void WriteBytes(Text& out, std::size_t column, const std::string& bytes) {
 }
 
 void WriteValue(Text& out, const RegValue& value, platform::CodePage& codePage) {
-  const Text name = value.name.empty() ? u"@" : Escaped(codePage.ToText(value.name));
+  const Text name = value.name.empty() ? u"@" : Escaped(codePage.ToText(value.name.bytes()));
   if (value.removed) {
     out += name + u"=-\r\n";
     return;

@@ -37,7 +37,7 @@ class Importer {
   std::vector<std::string> Undo() {
     std::vector<std::string> left;
     const auto check = [&left](Status status, const std::string& what) {
-      if (status != kSuccess) left.push_back(what + " (" + std::to_string(status) + ")");
+      if (status != kSuccess) left.push_back(what + " (" + std::to_string(NumberOf(status)) + ")");
     };
     for (; !done_.empty(); done_.pop_back()) {
       const Change& change = *done_.back();

@@ -195,7 +195,7 @@ void PlanKey(const RegSection& section, Picture& picture, ImportPlan& plan) {
 Failure RefusedCall::ToFailure(const std::string& outcome) const {
   const std::string at = (line > 0 ? "line " + std::to_string(line) + ": " : "") + doing;
   const Failure failure = creating ? CreationFailure(status, at) : RegistryFailure(status, at);
-  return Failure(failure.exit(), failure.what() + outcome, failure.advice()).WithStatus(status).AtLine(line);
+  return Failure(failure.exit(), failure.what() + outcome, failure.advice()).WithStatus(NumberOf(status)).AtLine(line);
 }
 
 ImportPlan PlanImport(const std::vector<RegSection>& sections, RegistryApi& registry, platform::CodePage& codePage) {

@@ -14,7 +14,7 @@ constexpr std::uint32_t kReserved = 0;
 
 // Tells whether a key is among those that are listed below its upper key.
 bool IsListed(platform::RegistryApi& registry, const RegistryKey& key) {
-  const AnsiText name = key.path.substr(key.path.rfind('\\') + 1);
+  const AnsiText name(key.path.bytes().substr(key.path.bytes().rfind('\\') + 1));
   KeyGuard opened;
   std::vector<AnsiText> names;
   return OpenKey(registry, UpperKey(key), platform::kKeyEnumerateSubKeys, opened) == kSuccess &&

@@ -36,7 +36,7 @@ class KeyGuard {
 
 /// What stops a walk at a key that is listed and that no path opens (ERROR_NO_UNICODE_TRANSLATION): its name has
 /// characters that the code page does not hold, and is listed with others in their place.
-constexpr platform::Status kNameOutsideCodePage = 1113;
+constexpr platform::Status kNameOutsideCodePage{1113};
 
 /// One stored value.
 struct StoredValue {
@@ -80,7 +80,7 @@ struct Visit {
   RegistryKey key;
   std::size_t depth = 0;           ///< 0 for the key that the walk began with
   platform::KeyHandle handle = 0;  ///< open for the call only; 0 when it could not be opened
-  platform::Status status = 0;     ///< why not
+  platform::Status status{};       ///< why not
 };
 
 /// Visits a key and everything below it, upper keys first, in the registry's order. It needs no stack of its own for

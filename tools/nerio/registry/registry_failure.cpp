@@ -37,17 +37,20 @@ constexpr Meaning kMeanings[] = {
 Failure RegistryFailure(platform::Status status, const std::string& doing) {
   for (const Meaning& meaning : kMeanings) {
     if (meaning.status != status) continue;
-    return Failure(meaning.exit, doing + ": " + meaning.what + " (" + std::to_string(status) + ")", meaning.advice)
-        .WithStatus(status);
+    return Failure(meaning.exit, doing + ": " + meaning.what + " (" + std::to_string(NumberOf(status)) + ")",
+                   meaning.advice)
+        .WithStatus(NumberOf(status));
   }
-  return Failure(Exit::kFailed, doing + ": the registry answers " + std::to_string(status)).WithStatus(status);
+  return Failure(Exit::kFailed, doing + ": the registry answers " + std::to_string(NumberOf(status)))
+      .WithStatus(NumberOf(status));
 }
 
 Failure CreationFailure(platform::Status status, const std::string& doing) {
   if (status != platform::kFileNotFound) return RegistryFailure(status, doing);
-  return Failure(Exit::kNotFound, doing + ": its root key does not exist yet (" + std::to_string(status) + ")",
+  return Failure(Exit::kNotFound,
+                 doing + ": its root key does not exist yet (" + std::to_string(NumberOf(status)) + ")",
                  "it is made by the first change of a user who may do so; nerio reg doctor says where")
-      .WithStatus(status);
+      .WithStatus(NumberOf(status));
 }
 
 }  // namespace nerio::tool

@@ -41,9 +41,9 @@ std::string CodePoint(TextView text, std::size_t at) {
 }  // namespace
 
 AnsiText ToAnsiExactly(TextView text, platform::CodePage& codePage) {
-  AnsiText bytes = codePage.ToAnsi(text);
-  const Text back = codePage.ToText(bytes);
-  if (back == text) return bytes;
+  AnsiText ansi = codePage.ToAnsi(text);
+  const Text back = codePage.ToText(ansi.bytes());
+  if (back == text) return ansi;
   const auto differs = std::mismatch(text.begin(), text.end(), back.begin(), back.end());
   const auto at = static_cast<std::size_t>(differs.first - text.begin());
   const std::size_t length = at + 1 < text.size() && text[at] >= 0xD800 && text[at] < 0xDC00 ? 2 : 1;
@@ -85,7 +85,7 @@ Text KeyText(const RegistryKey& key, platform::CodePage& codePage) {
   const auto* root = std::find_if(std::begin(kRoots), std::end(kRoots),
                                   [&](const Root& candidate) { return candidate.handle == key.root; });
   Text text = root != std::end(kRoots) ? root->longName : u"";
-  if (!key.path.empty()) text += u'\\' + codePage.ToText(key.path);
+  if (!key.path.empty()) text += u'\\' + codePage.ToText(key.path.bytes());
   return text;
 }
 
@@ -94,7 +94,7 @@ std::string ShownKey(const RegistryKey& key, platform::CodePage& codePage) { ret
 std::string ShownName(const AnsiText& name, platform::CodePage& codePage) {
   if (name.empty()) return "the unnamed value";
   std::string shown = "\"";
-  shown += ToUtf8(codePage.ToText(name));
+  shown += ToUtf8(codePage.ToText(name.bytes()));
   return shown += '"';
 }
 
@@ -103,7 +103,7 @@ std::string ShownValue(const RegistryKey& key, const AnsiText& name, platform::C
 }
 
 Text FoldedName(const AnsiText& name, platform::CodePage& codePage) {
-  Text folded = codePage.ToText(name);
+  Text folded = codePage.ToText(name.bytes());
   for (char16_t& unit : folded) unit = platform::FoldCase(unit);
   return folded;
 }
@@ -118,12 +118,12 @@ AnsiText ParseValueName(TextView text, platform::CodePage& codePage) {
 }
 
 RegistryKey UpperKey(const RegistryKey& key) {
-  const std::size_t last = key.path.rfind('\\');
-  return {key.root, last == AnsiText::npos ? AnsiText() : key.path.substr(0, last)};
+  const std::size_t last = key.path.bytes().rfind('\\');
+  return {key.root, last == std::string::npos ? AnsiText() : AnsiText(key.path.bytes().substr(0, last))};
 }
 
 AnsiText JoinPath(const AnsiText& upper, const AnsiText& lower) {
-  return upper.empty() || lower.empty() ? upper + lower : upper + '\\' + lower;
+  return upper.empty() || lower.empty() ? upper + lower : upper + AnsiText("\\") + lower;
 }
 
 }  // namespace nerio::tool

@@ -131,9 +131,9 @@ class Report {
   Exit exit_ = Exit::kDone;
 };
 
-std::string Converted(platform::Status status, const Text& text) {
-  if (status != platform::kSuccess)
-    throw Failure(Exit::kFailed, "the regional settings answer " + std::to_string(status));
+std::string Converted(platform::AutomationStatus status, const Text& text) {
+  if (status != platform::AutomationStatus::kSuccess)
+    throw Failure(Exit::kFailed, "the regional settings answer " + std::to_string(NumberOf(status)));
   return ToUtf8(text);
 }
 

@@ -43,7 +43,7 @@ Exit Set(Session& session, const SetOptions& options) {
   const Text text = TextOf(given, options.standardInput ? "standard input" : "the value");
   if (text.find(u'\0') != Text::npos) throw Failure(Exit::kBadInput, "a text with a NUL cannot be stored");
   try {
-    value.data = ToAnsiExactly(text, session.host.codePage);
+    value.data = ToAnsiExactly(text, session.host.codePage).bytes();
   } catch (const BadText& bad) {
     throw Failure(Exit::kBadInput, bad.what(), "nothing was stored; write the text without this character");
   }

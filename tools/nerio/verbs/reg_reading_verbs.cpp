@@ -112,9 +112,10 @@ Exit Tree(Session& session, const TreeOptions& options) {
     std::vector<StoredValue> values;
     Status status = here.status;
     if (status == kSuccess && options.values) status = ListValues(session.host.registry, here.handle, values);
-    const std::string name = here.depth == 0
-                                 ? Shown(session, here.key)
-                                 : Utf8Name(session, here.key.path.substr(here.key.path.rfind('\\') + 1)) + '\\';
+    const std::string name =
+        here.depth == 0
+            ? Shown(session, here.key)
+            : Utf8Name(session, AnsiText(here.key.path.bytes().substr(here.key.path.bytes().rfind('\\') + 1))) + '\\';
     const std::string indent(2 * here.depth, ' ');
     Json object{{"key", Shown(session, here.key)}};
     if (status != kSuccess) {

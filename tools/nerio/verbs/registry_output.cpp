@@ -16,7 +16,9 @@ std::string Shown(Session& session, const RegistryKey& key) { return ShownKey(ke
 
 std::string ShownName(Session& session, const AnsiText& name) { return ShownName(name, session.host.codePage); }
 
-std::string Utf8Name(Session& session, const AnsiText& name) { return ToUtf8(session.host.codePage.ToText(name)); }
+std::string Utf8Name(Session& session, const AnsiText& name) {
+  return ToUtf8(session.host.codePage.ToText(name.bytes()));
+}
 
 std::string Count(std::size_t count, const char* what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");

@@ -9,24 +9,23 @@
 
 namespace nerio::tool {
 
-using platform::kSuccess;
-using platform::Status;
+using platform::SystemStatus;
 
 TraceFile FindTraceFile(Session& session) {
   TraceFile trace;
   Text folder;
-  Status status = session.host.module.Folder(folder);
-  if (status != kSuccess) throw FileFailure(session, status, "cannot find the folder of the library");
+  SystemStatus status = session.host.module.Folder(folder);
+  if (status != SystemStatus::kSuccess) throw FileFailure(session, status, "cannot find the folder of the library");
   const Text path = BuildPath(folder, kTraceFileName);
   trace.path = SystemPath(path);
   const std::u8string shown = trace.path.u8string();
   trace.shown.assign(shown.begin(), shown.end());
   status = session.host.files.FindOrdinaryFile(path, trace.present);
-  if (status != kSuccess) throw FileFailure(session, status, "cannot look for " + trace.shown);
+  if (status != SystemStatus::kSuccess) throw FileFailure(session, status, "cannot look for " + trace.shown);
   if (trace.present) {
     std::error_code failure;
     trace.size = std::filesystem::file_size(trace.path, failure);
-    if (failure) throw FileFailure(session, failure.value(), "cannot get the size of " + trace.shown);
+    if (failure) throw FileFailure(session, SystemStatus{failure.value()}, "cannot get the size of " + trace.shown);
   }
   return trace;
 }

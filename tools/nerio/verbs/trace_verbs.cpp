@@ -13,8 +13,7 @@
 namespace nerio::tool {
 namespace {
 
-using platform::kSuccess;
-using platform::Status;
+using platform::SystemStatus;
 using Json = nlohmann::ordered_json;
 
 constexpr std::chrono::milliseconds kPollInterval(200);
@@ -24,8 +23,8 @@ std::string Bytes(std::uint64_t count) { return std::to_string(count) + (count =
 Exit On(Session& session) {
   const TraceFile trace = FindTraceFile(session);
   if (!trace.present) {
-    const Status status = CreateWholeFile(trace.path, {});
-    if (status != kSuccess) {
+    const SystemStatus status = CreateWholeFile(trace.path, {});
+    if (status != SystemStatus::kSuccess) {
       const Failure failure = FileFailure(session, status, "cannot create " + trace.shown);
       throw Failure(
           failure.exit(), failure.what(),
@@ -51,7 +50,7 @@ Exit Off(Session& session, const OffOptions& options) {
       Confirm(session, options.yes, "delete " + trace.shown + " and the " + Bytes(trace.size) + " in it");
     std::error_code failure;
     std::filesystem::remove(trace.path, failure);
-    if (failure) throw FileFailure(session, failure.value(), "cannot delete " + trace.shown);
+    if (failure) throw FileFailure(session, SystemStatus{failure.value()}, "cannot delete " + trace.shown);
   }
   session.output.Line(trace.shown + (trace.present ? " deleted" : " was not there"));
   session.output.Result({{"tracing", false}, {"file", trace.shown}, {"deleted", trace.present}}, "off");

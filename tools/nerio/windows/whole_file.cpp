@@ -9,13 +9,12 @@
 namespace nerio::tool {
 namespace {
 
-using platform::kSuccess;
-using platform::Status;
+using platform::SystemStatus;
 
 // Bytes per call: the system's counts have 32 bits.
 constexpr std::size_t kBlock = 1 << 16;
 
-Status LastError() { return static_cast<Status>(::GetLastError()); }
+SystemStatus LastError() { return static_cast<SystemStatus>(::GetLastError()); }
 
 class OpenedFile {
  public:
@@ -43,7 +42,7 @@ class NewFile {
     if (!name_.empty()) ::DeleteFileW(name_.c_str());
   }
 
-  Status Write(std::string_view bytes) {
+  SystemStatus Write(std::string_view bytes) {
     const std::wstring name = path_.native() + L".nerio-" + std::to_wstring(::GetCurrentProcessId());
     OpenedFile file(
         ::CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -53,35 +52,36 @@ class NewFile {
       DWORD written = 0;
       const auto count = static_cast<DWORD>(std::min(bytes.size(), kBlock));
       if (::WriteFile(file.get(), bytes.data(), count, &written, nullptr) == 0) return LastError();
-      if (written == 0) return ERROR_DISK_FULL;
+      if (written == 0) return SystemStatus{ERROR_DISK_FULL};
       bytes.remove_prefix(written);
     }
-    return ::FlushFileBuffers(file.get()) != 0 ? kSuccess : LastError();
+    return ::FlushFileBuffers(file.get()) != 0 ? SystemStatus::kSuccess : LastError();
   }
 
   // Puts the file in its place, where nothing may be yet.
-  Status MoveIntoPlace() {
+  SystemStatus MoveIntoPlace() {
     if (::MoveFileExW(name_.c_str(), path_.c_str(), MOVEFILE_WRITE_THROUGH) == 0) return LastError();
     name_.clear();
-    return kSuccess;
+    return SystemStatus::kSuccess;
   }
 
   // Puts the file in its place, instead of what is there, whose attributes and rights it takes over. Not every system
   // knows the folder of a relative name, or of one separated by "/", in this call.
-  Status ReplaceOld() {
+  SystemStatus ReplaceOld() {
     std::error_code failure;
     const std::filesystem::path old = std::filesystem::absolute(path_, failure);
-    if (failure) return failure.value();
+    if (failure) return SystemStatus{failure.value()};
     if (::ReplaceFileW(old.c_str(), name_.c_str(), nullptr, 0, nullptr, nullptr) != 0) {
       name_.clear();
-      return kSuccess;
+      return SystemStatus::kSuccess;
     }
-    const Status status = LastError();
+    const SystemStatus status = LastError();
     // A call that something comes between, such as a virus scanner that opens each new file, may have taken the old
     // file away before it fails. Then the new one is all there is: it is moved, and if need be kept where it is.
     if (::GetFileAttributesW(path_.c_str()) != INVALID_FILE_ATTRIBUTES) return status;
     const std::wstring kept = std::exchange(name_, {});
-    return ::MoveFileExW(kept.c_str(), path_.c_str(), MOVEFILE_WRITE_THROUGH) != 0 ? kSuccess : LastError();
+    return ::MoveFileExW(kept.c_str(), path_.c_str(), MOVEFILE_WRITE_THROUGH) != 0 ? SystemStatus::kSuccess
+                                                                                   : LastError();
   }
 
  private:
@@ -93,7 +93,7 @@ class NewFile {
 
 std::filesystem::path SystemPath(TextView path) { return path; }
 
-Status ReadWholeFile(const std::filesystem::path& path, std::string& bytes) {
+SystemStatus ReadWholeFile(const std::filesystem::path& path, std::string& bytes) {
   const OpenedFile file(::CreateFileW(path.c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                       FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -104,30 +104,31 @@ Status ReadWholeFile(const std::filesystem::path& path, std::string& bytes) {
     DWORD got = 0;
     if (::ReadFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &got, nullptr) == 0) {
       // The other end of a pipe closed it: that is where it ends.
-      if (LastError() == ERROR_BROKEN_PIPE) break;
+      if (::GetLastError() == ERROR_BROKEN_PIPE) break;
       return LastError();
     }
     if (got == 0) break;
     read.append(block, 0, got);
   }
   bytes = std::move(read);
-  return kSuccess;
+  return SystemStatus::kSuccess;
 }
 
-Status CreateWholeFile(const std::filesystem::path& path, std::string_view bytes) {
+SystemStatus CreateWholeFile(const std::filesystem::path& path, std::string_view bytes) {
   NewFile file(path);
-  const Status status = file.Write(bytes);
-  return status != kSuccess ? status : file.MoveIntoPlace();
+  const SystemStatus status = file.Write(bytes);
+  return status != SystemStatus::kSuccess ? status : file.MoveIntoPlace();
 }
 
-Status ReplaceWholeFile(const std::filesystem::path& path, std::string_view bytes) {
+SystemStatus ReplaceWholeFile(const std::filesystem::path& path, std::string_view bytes) {
   const DWORD attributes = ::GetFileAttributesW(path.c_str());
   const bool there = attributes != INVALID_FILE_ATTRIBUTES;
-  if (!there && LastError() != ERROR_FILE_NOT_FOUND) return LastError();
-  if (there && (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0) return ERROR_ACCESS_DENIED;
+  if (!there && ::GetLastError() != ERROR_FILE_NOT_FOUND) return LastError();
+  if (there && (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0)
+    return SystemStatus{ERROR_ACCESS_DENIED};
   NewFile file(path);
-  const Status status = file.Write(bytes);
-  if (status != kSuccess) return status;
+  const SystemStatus status = file.Write(bytes);
+  if (status != SystemStatus::kSuccess) return status;
   return there ? file.ReplaceOld() : file.MoveIntoPlace();
 }
 

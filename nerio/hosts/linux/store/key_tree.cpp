@@ -206,7 +206,7 @@ Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& 
   return RemoveSubkey(parent, key, folder.Name());
 }
 
-Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, std::string& name) {
+Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, AnsiText& name) {
   std::vector<ListedKey> subkeys;
   const Status status = ListSubkeys(base.folder, subkeys);
   // Whose subkeys these are is checked after the listing: the key may be deleted, and created again, at any moment.
@@ -216,7 +216,7 @@ Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, std::string& 
   }
   if (status != kSuccess) return status;
   if (index >= subkeys.size()) return kNoMoreItems;
-  name = Spelling(base.folder, subkeys[index]);
+  name = AnsiText(Spelling(base.folder, subkeys[index]));
   return kSuccess;
 }
 

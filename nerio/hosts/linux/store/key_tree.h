@@ -1,13 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 #include <vector>
 
 #include "nerio/hosts/linux/store/handle_table.h"
 #include "nerio/hosts/linux/store/key_cache.h"
 #include "nerio/platform/status.h"
+#include "nerio/types/ansi_text.h"
 
 namespace nerio::platform {
 
@@ -36,6 +36,6 @@ Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& 
 
 /// Gives the name of one subkey of `base`, as its creator spelt it. Subkeys are in the order of their folded names.
 /// @return 259 when there are no more than `index`.
-Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, std::string& name);
+Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, AnsiText& name);
 
 }  // namespace nerio::platform

@@ -72,7 +72,7 @@ Status LinuxRegistry::OnPath(KeyHandle root, const AnsiText& path, Call call) {
   return OnKey(root, 0, [&](const HandleTarget& base) {
     std::vector<std::string_view> names;
     Status status = CheckExists(base);
-    if (status == kSuccess) status = SplitKeyPath(root, path, names);
+    if (status == kSuccess) status = SplitKeyPath(root, path.bytes(), names);
     return status == kSuccess ? call(base, names) : status;
   });
 }
@@ -109,7 +109,7 @@ Status LinuxRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uint3
                                  std::uint32_t& size) {
   if (key == 0) return kInvalidHandle;
   type = kRegNone;
-  const std::string_view wanted = CutAtNul(name);
+  const std::string_view wanted = CutAtNul(name.bytes());
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   return OnKey(key, kKeyQueryValue, [&](const HandleTarget& opened) {
     ValueRecord value;
@@ -139,7 +139,7 @@ Status LinuxRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uint3
 Status LinuxRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_t /*reserved*/, std::uint32_t type,
                                std::span<const char> data) {
   if (key == 0) return kInvalidHandle;
-  const std::string_view wanted = CutAtNul(name);
+  const std::string_view wanted = CutAtNul(name.bytes());
   if (wanted.size() > kMaxValueNameLength) return kInvalidParameter;
   return OnKey(key, kKeySetValue, [&](const HandleTarget& opened) {
     return StoreValue(opened, wanted, type, {data.data(), data.size()});
@@ -150,7 +150,7 @@ Status LinuxRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) { return 
 
 Status LinuxRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
   if (key == 0) return kInvalidHandle;
-  const std::string_view wanted = CutAtNul(name);
+  const std::string_view wanted = CutAtNul(name.bytes());
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   return OnKey(key, kKeySetValue, [&](const HandleTarget& opened) { return RemoveValue(opened, wanted); });
 }
@@ -174,7 +174,7 @@ Status LinuxRegistry::EnumValue(KeyHandle key, std::uint32_t index, AnsiText& na
     if (status != kSuccess) return status;
     const std::vector<ValueRecord> values = file.Values();
     if (index >= values.size()) return kNoMoreItems;
-    name = values[index].name;
+    name = AnsiText(std::string(values[index].name));
     type = values[index].type;
     data = values[index].data;
     return kSuccess;

@@ -60,7 +60,7 @@ class Check {
   // Says that a call failed on something that is there.
   void AddFailure(const std::string& path, Status status) {
     if (status == kAccessDenied) return Add(Kind::Refused, path, 0, "this user may not read it");
-    Add(Kind::Damage, path, 0, "can not be read (" + std::to_string(status) + ")");
+    Add(Kind::Damage, path, 0, "can not be read (" + std::to_string(NumberOf(status)) + ")");
   }
 
   void Key(const KeyFolder& key) {

@@ -8,7 +8,7 @@ namespace nerio::platform {
 
 /// Makes a conversion and answers its status; a lack of memory is a status like every other failure.
 template <typename Conversion>
-Status AnswerConversion(Conversion convert) {
+AutomationStatus AnswerConversion(Conversion convert) {
   try {
     return convert();
   } catch (const std::bad_alloc&) {

@@ -19,39 +19,40 @@ PortableRegionalSettings::PortableRegionalSettings(RegionalData region, YearCloc
 
 Text PortableRegionalSettings::RegionName() { return region_.name; }
 
-Status PortableRegionalSettings::DateFromText(TextView text, Date& date) {
-  return reader_.Read(text, date) ? kSuccess : kTypeMismatch;
+AutomationStatus PortableRegionalSettings::DateFromText(TextView text, Date& date) {
+  return reader_.Read(text, date) ? AutomationStatus::kSuccess : kTypeMismatch;
 }
 
-Status PortableRegionalSettings::TextFromDate(Date date, Text& text) {
-  return AnswerConversion([&] { return WriteDate(region_, date, text) ? kSuccess : kInvalidArgument; });
+AutomationStatus PortableRegionalSettings::TextFromDate(Date date, Text& text) {
+  return AnswerConversion(
+      [&] { return WriteDate(region_, date, text) ? AutomationStatus::kSuccess : kInvalidArgument; });
 }
 
-Status PortableRegionalSettings::TextFromDouble(double value, Text& text) {
+AutomationStatus PortableRegionalSettings::TextFromDouble(double value, Text& text) {
   return AnswerConversion([&] {
     text = WriteDouble(value, kDoubleDigits, region_.decimalMark);
-    return kSuccess;
+    return AutomationStatus::kSuccess;
   });
 }
 
-Status PortableRegionalSettings::TextFromSingle(float value, Text& text) {
+AutomationStatus PortableRegionalSettings::TextFromSingle(float value, Text& text) {
   return AnswerConversion([&] {
     text = WriteDouble(value, kSingleDigits, region_.decimalMark);
-    return kSuccess;
+    return AutomationStatus::kSuccess;
   });
 }
 
-Status PortableRegionalSettings::TextFromCurrency(Currency value, Text& text) {
+AutomationStatus PortableRegionalSettings::TextFromCurrency(Currency value, Text& text) {
   return AnswerConversion([&] {
     text = WriteCurrency(value, region_.decimalMark);
-    return kSuccess;
+    return AutomationStatus::kSuccess;
   });
 }
 
-Status PortableRegionalSettings::TextFromDecimal(Decimal value, Text& text) {
+AutomationStatus PortableRegionalSettings::TextFromDecimal(Decimal value, Text& text) {
   return AnswerConversion([&] {
     text = WriteDecimal(value, region_.decimalMark);
-    return kSuccess;
+    return AutomationStatus::kSuccess;
   });
 }
 

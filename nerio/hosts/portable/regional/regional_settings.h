@@ -21,12 +21,12 @@ class PortableRegionalSettings final : public RegionalSettings {
   explicit PortableRegionalSettings(RegionalData region, YearClock currentYear = CurrentYear);
 
   Text RegionName() override;
-  Status DateFromText(TextView text, Date& date) override;
-  Status TextFromDate(Date date, Text& text) override;
-  Status TextFromDouble(double value, Text& text) override;
-  Status TextFromSingle(float value, Text& text) override;
-  Status TextFromCurrency(Currency value, Text& text) override;
-  Status TextFromDecimal(Decimal value, Text& text) override;
+  AutomationStatus DateFromText(TextView text, Date& date) override;
+  AutomationStatus TextFromDate(Date date, Text& text) override;
+  AutomationStatus TextFromDouble(double value, Text& text) override;
+  AutomationStatus TextFromSingle(float value, Text& text) override;
+  AutomationStatus TextFromCurrency(Currency value, Text& text) override;
+  AutomationStatus TextFromDecimal(Decimal value, Text& text) override;
 
  private:
   RegionalData region_;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <string>
+#include <utility>
 
 namespace nerio::platform {
 namespace {
@@ -121,10 +123,10 @@ char16_t UnitOf1252(char byte) {
 }
 
 AnsiText CodePage1252::ToAnsi(TextView text) {
-  AnsiText bytes(text.size(), '\0');
+  std::string bytes(text.size(), '\0');
   const unsigned bits = CopyAsAscii(text.data(), bytes.data(), text.size());
   if (bits >= kFirstBeyondAscii) std::transform(text.begin(), text.end(), bytes.begin(), ByteOf);
-  return bytes;
+  return AnsiText(std::move(bytes));
 }
 
 Text CodePage1252::ToText(std::string_view bytes) {

@@ -78,8 +78,8 @@ char16_t FoldCase(char16_t unit) { return Folded(unit); }
 
 char FoldAnsi(char byte) { return Folded(byte); }
 
-AnsiText FoldAnsi(std::string_view name) {
-  AnsiText folded(name);
+std::string FoldAnsi(std::string_view name) {
+  std::string folded(name);
   for (char& byte : folded) byte = Folded(byte);
   return folded;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
+#include "nerio/types/ansi_text.h"
 #include "nerio/types/text.h"
 
 namespace nerio::platform {
@@ -14,7 +16,7 @@ char16_t FoldCase(char16_t unit);
 char FoldAnsi(char byte);
 
 /// Folds the case of a name in code page 1252. Two registry names are the same exactly when their folded forms are.
-AnsiText FoldAnsi(std::string_view name);
+std::string FoldAnsi(std::string_view name);
 
 /// Tells whether two names are the same registry name: whether they differ in case only.
 bool SameAnsiName(std::string_view left, std::string_view right);
@@ -24,6 +26,9 @@ bool SameAnsiName(std::string_view left, std::string_view right);
 struct AnsiNameOrder {
   using is_transparent = void;
   bool operator()(std::string_view left, std::string_view right) const;
+  bool operator()(const AnsiText& left, const AnsiText& right) const {
+    return (*this)(std::string_view(left.bytes()), std::string_view(right.bytes()));
+  }
 };
 
 }  // namespace nerio::platform

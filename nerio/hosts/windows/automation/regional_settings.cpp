@@ -12,13 +12,13 @@ constexpr ULONG kNoFlags = 0;
 
 // Makes one conversion that answers a new string, and hands the string over when it succeeds.
 template <typename Value>
-Status Write(HRESULT(WINAPI* convert)(Value, LCID, ULONG, BSTR*), Value value, Text& text) noexcept try {
+AutomationStatus Write(HRESULT(WINAPI* convert)(Value, LCID, ULONG, BSTR*), Value value, Text& text) noexcept try {
   Bstr written;
   const HRESULT result = convert(value, LOCALE_USER_DEFAULT, kNoFlags, written.put());
   if (result == S_OK) text = written.view();
-  return result;
+  return AutomationStatus{result};
 } catch (const std::bad_alloc&) {
-  return E_OUTOFMEMORY;
+  return AutomationStatus{E_OUTOFMEMORY};
 }
 
 }  // namespace
@@ -29,34 +29,34 @@ Text WindowsRegionalSettings::RegionName() {
   return length > 0 ? Text(ViewOf(name.data(), static_cast<std::size_t>(length - 1))) : Text();
 }
 
-Status WindowsRegionalSettings::DateFromText(TextView text, Date& date) try {
+AutomationStatus WindowsRegionalSettings::DateFromText(TextView text, Date& date) try {
   Text padded(text.substr(0, text.find(u'\0')));
   padded.append(3, u'\0');
   DATE read = 0;
   const HRESULT result = ::VarDateFromStr(WritableWide(padded), LOCALE_USER_DEFAULT, kNoFlags, &read);
   if (result == S_OK) date.days = read;
-  return result;
+  return AutomationStatus{result};
 } catch (const std::bad_alloc&) {
-  return E_OUTOFMEMORY;
+  return AutomationStatus{E_OUTOFMEMORY};
 }
 
-Status WindowsRegionalSettings::TextFromDate(Date date, Text& text) {
+AutomationStatus WindowsRegionalSettings::TextFromDate(Date date, Text& text) {
   return Write<DATE>(::VarBstrFromDate, date.days, text);
 }
 
-Status WindowsRegionalSettings::TextFromDouble(double value, Text& text) {
+AutomationStatus WindowsRegionalSettings::TextFromDouble(double value, Text& text) {
   return Write<double>(::VarBstrFromR8, value, text);
 }
 
-Status WindowsRegionalSettings::TextFromSingle(float value, Text& text) {
+AutomationStatus WindowsRegionalSettings::TextFromSingle(float value, Text& text) {
   return Write<float>(::VarBstrFromR4, value, text);
 }
 
-Status WindowsRegionalSettings::TextFromCurrency(Currency value, Text& text) {
+AutomationStatus WindowsRegionalSettings::TextFromCurrency(Currency value, Text& text) {
   return Write<CY>(::VarBstrFromCy, ToNative(value), text);
 }
 
-Status WindowsRegionalSettings::TextFromDecimal(Decimal value, Text& text) {
+AutomationStatus WindowsRegionalSettings::TextFromDecimal(Decimal value, Text& text) {
   // Some versions of the system write past their buffer for a scale that no decimal can have.
   if (value.scale > 28) return kInvalidArgument;
   DECIMAL native = ToNative(value);

@@ -10,12 +10,12 @@ class WindowsRegionalSettings final : public RegionalSettings {
  public:
   Text RegionName() override;
   /// The text is passed on as a copy that ends with several NULs: the system's reader may look two units past the end.
-  Status DateFromText(TextView text, Date& date) override;
-  Status TextFromDate(Date date, Text& text) override;
-  Status TextFromDouble(double value, Text& text) override;
-  Status TextFromSingle(float value, Text& text) override;
-  Status TextFromCurrency(Currency value, Text& text) override;
-  Status TextFromDecimal(Decimal value, Text& text) override;
+  AutomationStatus DateFromText(TextView text, Date& date) override;
+  AutomationStatus TextFromDate(Date date, Text& text) override;
+  AutomationStatus TextFromDouble(double value, Text& text) override;
+  AutomationStatus TextFromSingle(float value, Text& text) override;
+  AutomationStatus TextFromCurrency(Currency value, Text& text) override;
+  AutomationStatus TextFromDecimal(Decimal value, Text& text) override;
 };
 
 }  // namespace nerio::platform

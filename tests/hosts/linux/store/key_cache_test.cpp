@@ -18,6 +18,8 @@
 #include "nerio/hosts/linux/store/key_lock.h"
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -34,16 +36,17 @@ void WaitUntilCacheable() { std::this_thread::sleep_for(std::chrono::millisecond
 
 std::string Answers(RegistryApi& registry) {
   const Calls calls(registry);
-  return InOrder({calls.Open("k"), calls.Get("k", "v"), calls.Get("k", "w"), calls.Get("k\\sub", "v")});
+  return InOrder({calls.Open("k"_ansi), calls.Get("k"_ansi, "v"_ansi), calls.Get("k"_ansi, "w"_ansi),
+                  calls.Get("k\\sub"_ansi, "v"_ansi)});
 }
 
 class KeyCacheTest : public ::testing::Test {
  protected:
   KeyCacheTest() {
     const Calls calls = stored_.calls();
-    EXPECT_EQ(calls.Create("k\\sub"), kSuccess);
-    EXPECT_EQ(calls.Set("k", "v", "old"), kSuccess);
-    EXPECT_EQ(calls.Set("k\\sub", "v", "below"), kSuccess);
+    EXPECT_EQ(calls.Create("k\\sub"_ansi), kSuccess);
+    EXPECT_EQ(calls.Set("k"_ansi, "v"_ansi, "old"), kSuccess);
+    EXPECT_EQ(calls.Set("k\\sub"_ansi, "v"_ansi, "below"), kSuccess);
   }
 
   KeyFolder Folder(const std::string& folders) const {
@@ -80,7 +83,7 @@ TEST_F(KeyCacheTest, KeyThatIsReadAgain_IsCachedWithItsValues) {
 
 TEST_F(KeyCacheTest, KeyThatWasJustChanged_IsNotCachedYet) {
   KeyCache cache;
-  ASSERT_EQ(stored_.calls().Set("k", "v", "new"), kSuccess);
+  ASSERT_EQ(stored_.calls().Set("k"_ansi, "v"_ansi, "new"), kSuccess);
   RecordReads(cache, Folder("k"));
   EXPECT_EQ(cache.Find(Folder("k")), nullptr);
   WaitUntilCacheable();
@@ -144,11 +147,11 @@ TEST_F(KeyCacheTest, ManyKeys_TakeNoDescriptorsAndBoundedMemory) {
 TEST_F(KeyCacheTest, LargeKeys_MakeRoomForEachOtherAndTooLargeOnesAreNotCached) {
   const std::string large(60'000, 'x');
   for (int i = 0; i < 80; ++i) {
-    const std::string key = "k" + std::to_string(i);
+    const AnsiText key("k" + std::to_string(i));
     ASSERT_EQ(stored_.calls().Create(key), kSuccess);
-    ASSERT_EQ(stored_.calls().Set(key, "v", large), kSuccess);
+    ASSERT_EQ(stored_.calls().Set(key, "v"_ansi, large), kSuccess);
   }
-  ASSERT_EQ(stored_.calls().Set("k", "v", large + large), kSuccess);
+  ASSERT_EQ(stored_.calls().Set("k"_ansi, "v"_ansi, large + large), kSuccess);
   WaitUntilCacheable();
   KeyCache cache;
   RecordReads(cache, Folder("k"));
@@ -161,12 +164,12 @@ TEST_F(KeyCacheTest, LargeKeys_MakeRoomForEachOtherAndTooLargeOnesAreNotCached) 
 TEST_F(KeyCacheTest, LinkToTheFolderOfACachedKey_StillGivesItsValues) {
   // Deliberately: where the link leads is the very file that was read. It is refused once that changes.
   WaitUntilCacheable();
-  for (int i = 0; i < 2; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
+  for (int i = 0; i < 2; ++i) ASSERT_EQ(stored_.calls().Get("k"_ansi, "v"_ansi), "old");
   fs::rename(stored_.Key("k"), stored_.folder() / "elsewhere");
   fs::create_symlink("../elsewhere", stored_.Key("k"));
-  EXPECT_EQ(stored_.calls().Get("k", "v"), "old");
+  EXPECT_EQ(stored_.calls().Get("k"_ansi, "v"_ansi), "old");
   testing::WriteFile(stored_.ValuesFile("k"), testing::FileContent(stored_.ValuesFile("k")));
-  EXPECT_EQ(stored_.calls().Get("k", "v"), "[1015]");
+  EXPECT_EQ(stored_.calls().Get("k"_ansi, "v"_ansi), "[1015]");
 }
 
 // What can happen to a key without the registry that cached it.
@@ -232,16 +235,18 @@ std::vector<Change> Changes() {
          fs::remove(stored.ValuesFile("k"));
          fs::create_directory(stored.ValuesFile("k"));
        }},
-      byAnother("value written", [](const Calls& calls) { return calls.Set("k", "v", "new"); }),
-      byAnother("value written as it was", [](const Calls& calls) { return calls.Set("k", "v", "old"); }),
-      byAnother("value added", [](const Calls& calls) { return calls.Set("k", "w", "new"); }),
-      byAnother("value deleted", [](const Calls& calls) { return calls.DeleteValue("k", "v"); }),
-      byAnother("file replaced", [](const Calls& calls) { return calls.Set("k", "w", std::string(5000, 'x')); }),
-      byAnother("subkey deleted", [](const Calls& calls) { return calls.Delete("k\\sub"); }),
+      byAnother("value written", [](const Calls& calls) { return calls.Set("k"_ansi, "v"_ansi, "new"); }),
+      byAnother("value written as it was", [](const Calls& calls) { return calls.Set("k"_ansi, "v"_ansi, "old"); }),
+      byAnother("value added", [](const Calls& calls) { return calls.Set("k"_ansi, "w"_ansi, "new"); }),
+      byAnother("value deleted", [](const Calls& calls) { return calls.DeleteValue("k"_ansi, "v"_ansi); }),
+      byAnother("file replaced",
+                [](const Calls& calls) { return calls.Set("k"_ansi, "w"_ansi, std::string(5000, 'x')); }),
+      byAnother("subkey deleted", [](const Calls& calls) { return calls.Delete("k\\sub"_ansi); }),
       byAnother("key deleted and made again",
                 [](const Calls& calls) {
-                  return calls.Delete("k\\sub") == kSuccess && calls.Delete("k") == kSuccess ? calls.Create("k")
-                                                                                             : kAccessDenied;
+                  return calls.Delete("k\\sub"_ansi) == kSuccess && calls.Delete("k"_ansi) == kSuccess
+                             ? calls.Create("k"_ansi)
+                             : kAccessDenied;
                 }),
   };
 }
@@ -258,23 +263,23 @@ TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryWithoutCache) 
         }
       }
       const Calls calls = stored.calls();
-      if (calls.Create("k\\sub") != kSuccess || calls.Set("k", "v", "old") != kSuccess ||
-          calls.Set("k\\sub", "v", "below") != kSuccess) {
+      if (calls.Create("k\\sub"_ansi) != kSuccess || calls.Set("k"_ansi, "v"_ansi, "old") != kSuccess ||
+          calls.Set("k\\sub"_ansi, "v"_ansi, "below") != kSuccess) {
         return "no set-up";
       }
       WaitUntilCacheable();
       const std::string before = Answers(stored.registry());
       if (Answers(stored.registry()) != before) return "another answer without a change";
       KeyHandle handle = 0;
-      stored.registry().OpenKey(kHkeyLocalMachine, "k", 0, kKeyRead, handle);
+      stored.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, kKeyRead, handle);
       LinuxRegistry another(stored.folder());
       KeyHandle otherHandle = 0;
-      another.OpenKey(kHkeyLocalMachine, "k", 0, kKeyRead, otherHandle);
+      another.OpenKey(kHkeyLocalMachine, "k"_ansi, 0, kKeyRead, otherHandle);
       change.make(stored);
       std::uint32_t type = 0;
       std::uint32_t size = 0;
-      const auto ofHandles = InOrder({stored.registry().QueryValue(handle, "v", type, {}, size), "/",
-                                      another.QueryValue(otherHandle, "v", type, {}, size)});
+      const auto ofHandles = InOrder({stored.registry().QueryValue(handle, "v"_ansi, type, {}, size), "/",
+                                      another.QueryValue(otherHandle, "v"_ansi, type, {}, size)});
       const std::string after = Answers(stored.registry());
       LinuxRegistry fresh(stored.folder());
       const std::string expected = Answers(fresh);
@@ -292,28 +297,28 @@ TEST_F(KeyCacheTest, AfterEachChange_TheNextCallAnswersAsARegistryWithoutCache) 
 }
 
 TEST_F(KeyCacheTest, HandleOfADeletedKey_IsNotTakenForTheNewOneThatIsCached) {
-  ASSERT_EQ(stored_.calls().Delete("k\\sub"), kSuccess);
+  ASSERT_EQ(stored_.calls().Delete("k\\sub"_ansi), kSuccess);
   KeyHandle handle = 0;
-  ASSERT_EQ(stored_.registry().OpenKey(kHkeyLocalMachine, "k", 0, kKeyRead, handle), kSuccess);
-  ASSERT_EQ(stored_.calls().Delete("k"), kSuccess);
-  ASSERT_EQ(stored_.calls().Create("k"), kSuccess);
-  ASSERT_EQ(stored_.calls().Set("k", "v", "new"), kSuccess);
+  ASSERT_EQ(stored_.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, kKeyRead, handle), kSuccess);
+  ASSERT_EQ(stored_.calls().Delete("k"_ansi), kSuccess);
+  ASSERT_EQ(stored_.calls().Create("k"_ansi), kSuccess);
+  ASSERT_EQ(stored_.calls().Set("k"_ansi, "v"_ansi, "new"), kSuccess);
   WaitUntilCacheable();
-  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "new");
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k"_ansi, "v"_ansi), "new");
   std::uint32_t type = 0;
   std::uint32_t size = 0;
-  EXPECT_EQ(stored_.registry().QueryValue(handle, "v", type, {}, size), kKeyDeleted);
+  EXPECT_EQ(stored_.registry().QueryValue(handle, "v"_ansi, type, {}, size), kKeyDeleted);
 }
 
 TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentCached) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   WaitUntilCacheable();
-  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k"_ansi, "v"_ansi), "old");
   const auto asNobody = [&] {
     return testing::AnswerOfChild([&]() -> std::string {
       if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
         return "can not change user";
-      return InOrder({stored_.calls().Get("k", "v"), stored_.calls().Open("k")});
+      return InOrder({stored_.calls().Get("k"_ansi, "v"_ansi), stored_.calls().Open("k"_ansi)});
     });
   };
   EXPECT_EQ(asNobody(), "[5] 5");
@@ -323,7 +328,7 @@ TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentCached) {
   EXPECT_EQ(asNobody(), "[5] 5") << "the file itself is still private";
   fs::permissions(stored_.ValuesFile("k"), static_cast<fs::perms>(0644));
   WaitUntilCacheable();
-  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k"_ansi, "v"_ansi), "old");
   EXPECT_EQ(asNobody(), "old 0");
   ASSERT_EQ(::chown(stored_.ValuesFile("k").c_str(), 1, 1), 0);
   fs::permissions(stored_.ValuesFile("k"), static_cast<fs::perms>(0600));
@@ -331,21 +336,21 @@ TEST_F(KeyCacheTest, ForkedChildOfAnotherUser_IsRefusedWhatItsParentCached) {
   ASSERT_EQ(::chown(stored_.ValuesFile("k").c_str(), kNobody, kNobody), 0);
   fs::permissions(stored_.ValuesFile("k"), fs::perms::none);
   WaitUntilCacheable();
-  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k", "v"), "old");
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(stored_.calls().Get("k"_ansi, "v"_ansi), "old");
   EXPECT_EQ(asNobody(), "[5] 5") << "and its own one that it may not read";
 }
 
 TEST_F(KeyCacheTest, WhatAnotherProcessWrote_IsReadAtOnce) {
   for (int round = 0; round < 10; ++round) {
     WaitUntilCacheable();
-    for (int i = 0; i < 3; ++i) stored_.calls().Get("k", "v");
+    for (int i = 0; i < 3; ++i) stored_.calls().Get("k"_ansi, "v"_ansi);
     const std::string value = std::to_string(round);
     ASSERT_EQ(testing::AnswerOfChild([&] {
                 LinuxRegistry registry(stored_.folder());
-                return std::to_string(Calls(registry).Set("k", "v", value));
+                return std::to_string(NumberOf(Calls(registry).Set("k"_ansi, "v"_ansi, value)));
               }),
               "0");
-    EXPECT_EQ(stored_.calls().Get("k", "v"), value);
+    EXPECT_EQ(stored_.calls().Get("k"_ansi, "v"_ansi), value);
   }
 }
 

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "nerio/hosts/portable/text/fold_case.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::platform {
 namespace {

@@ -14,6 +14,8 @@
 
 #include "nerio/hosts/linux/store/values_format.h"
 #include "tests/hosts/linux/store/stored_registry.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::platform {
 namespace {
@@ -31,20 +33,20 @@ using testing::WriteFile;
 class RegistryDamage : public ::testing::Test {
  protected:
   RegistryDamage() {
-    EXPECT_EQ(calls_.Create("k"), kSuccess);
-    EXPECT_EQ(calls_.Set("k", "a", "old"), kSuccess);
-    EXPECT_EQ(calls_.Set("k", "b", "two"), kSuccess);
-    EXPECT_EQ(calls_.Set("k", "a", "new"), kSuccess);
+    EXPECT_EQ(calls_.Create("k"_ansi), kSuccess);
+    EXPECT_EQ(calls_.Set("k"_ansi, "a"_ansi, "old"), kSuccess);
+    EXPECT_EQ(calls_.Set("k"_ansi, "b"_ansi, "two"), kSuccess);
+    EXPECT_EQ(calls_.Set("k"_ansi, "a"_ansi, "new"), kSuccess);
     content_ = FileContent(file_);
   }
 
   // Every call that reads or changes the key's values fails, and none changes the file.
   void ExpectRefusedEverywhere(const std::string& spoilt) {
-    EXPECT_EQ(calls_.Get("k", "a"), "[1015]");
-    EXPECT_EQ(calls_.Get("k", "missing"), "[1015]");
-    EXPECT_EQ(calls_.Set("k", "c", "x"), kRegistryCorrupt);
-    EXPECT_EQ(calls_.DeleteValue("k", "a"), kRegistryCorrupt);
-    EXPECT_EQ(calls_.Delete("k"), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Get("k"_ansi, "a"_ansi), "[1015]");
+    EXPECT_EQ(calls_.Get("k"_ansi, "missing"_ansi), "[1015]");
+    EXPECT_EQ(calls_.Set("k"_ansi, "c"_ansi, "x"), kRegistryCorrupt);
+    EXPECT_EQ(calls_.DeleteValue("k"_ansi, "a"_ansi), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Delete("k"_ansi), kRegistryCorrupt);
     EXPECT_EQ(FileContent(file_), spoilt);
   }
 
@@ -56,8 +58,8 @@ class RegistryDamage : public ::testing::Test {
 
 TEST_F(RegistryDamage, Sound_NothingIsFound) {
   EXPECT_THAT(stored_.Findings(), IsEmpty());
-  EXPECT_EQ(calls_.Get("k", "a"), "new");
-  EXPECT_EQ(calls_.Get("k", "b"), "two");
+  EXPECT_EQ(calls_.Get("k"_ansi, "a"_ansi), "new");
+  EXPECT_EQ(calls_.Get("k"_ansi, "b"_ansi), "two");
 }
 
 TEST_F(RegistryDamage, Truncated_AtEveryByte_AnswersDamageAndStays) {
@@ -68,8 +70,8 @@ TEST_F(RegistryDamage, Truncated_AtEveryByte_AnswersDamageAndStays) {
     if (size % 128 == 0 || size < 8) {
       ExpectRefusedEverywhere(spoilt);
     } else {
-      ASSERT_EQ(calls_.Get("k", "a"), "[1015]") << size;
-      ASSERT_EQ(calls_.Set("k", "c", "x"), kRegistryCorrupt) << size;
+      ASSERT_EQ(calls_.Get("k"_ansi, "a"_ansi), "[1015]") << size;
+      ASSERT_EQ(calls_.Set("k"_ansi, "c"_ansi, "x"), kRegistryCorrupt) << size;
       ASSERT_EQ(fs::file_size(file_), size);
     }
   }
@@ -94,8 +96,8 @@ TEST_F(RegistryDamage, AnyBitFlipped_GivesNoWrongValueAndIsFound) {
       std::string spoilt = content_;
       spoilt[byte] = static_cast<char>(spoilt[byte] ^ (1 << bit));
       WriteFile(file_, spoilt);
-      const std::string a = calls_.Get("k", "a");
-      const std::string b = calls_.Get("k", "b");
+      const std::string a = calls_.Get("k"_ansi, "a"_ansi);
+      const std::string b = calls_.Get("k"_ansi, "b"_ansi);
       ASSERT_EQ(stored_.Findings().size(), 1u) << byte << "." << bit;
       if (byte < end) {
         // Every byte that says anything is covered by a checksum.
@@ -116,21 +118,22 @@ TEST_F(RegistryDamage, NextWriter_DropsWhatWasCutOff) {
   torn[2000] = 'x';
   WriteFile(file_, torn);
   EXPECT_THAT(stored_.Findings(), ElementsAre(HasSubstr("leftover:HKEY_LOCAL_MACHINE/k/%values:")));
-  EXPECT_EQ(calls_.Get("k", "a"), "new");
-  EXPECT_EQ(calls_.Set("k", "c", "three"), kSuccess);
-  EXPECT_EQ(calls_.Get("k", "a") + calls_.Get("k", "b") + calls_.Get("k", "c"), "newtwothree");
+  EXPECT_EQ(calls_.Get("k"_ansi, "a"_ansi), "new");
+  EXPECT_EQ(calls_.Set("k"_ansi, "c"_ansi, "three"), kSuccess);
+  EXPECT_EQ(calls_.Get("k"_ansi, "a"_ansi) + calls_.Get("k"_ansi, "b"_ansi) + calls_.Get("k"_ansi, "c"_ansi),
+            "newtwothree");
   EXPECT_THAT(stored_.Findings(), IsEmpty());
 }
 
 TEST_F(RegistryDamage, DamagedKey_LeavesItsSubkeysAndNeighboursAlone) {
-  ASSERT_EQ(calls_.Create("k\\sub"), kSuccess);
-  ASSERT_EQ(calls_.Set("k\\sub", "v", "x"), kSuccess);
-  ASSERT_EQ(calls_.Create("other"), kSuccess);
+  ASSERT_EQ(calls_.Create("k\\sub"_ansi), kSuccess);
+  ASSERT_EQ(calls_.Set("k\\sub"_ansi, "v"_ansi, "x"), kSuccess);
+  ASSERT_EQ(calls_.Create("other"_ansi), kSuccess);
   WriteFile(file_, "spoilt");
-  EXPECT_EQ(calls_.Open("k"), kRegistryCorrupt);
-  EXPECT_EQ(calls_.Get("k\\sub", "v"), "x");
-  EXPECT_EQ(calls_.Set("k\\sub", "v", "y"), kSuccess);
-  EXPECT_THAT(calls_.SubKeys(""), ElementsAre("k", "other"));
+  EXPECT_EQ(calls_.Open("k"_ansi), kRegistryCorrupt);
+  EXPECT_EQ(calls_.Get("k\\sub"_ansi, "v"_ansi), "x");
+  EXPECT_EQ(calls_.Set("k\\sub"_ansi, "v"_ansi, "y"), kSuccess);
+  EXPECT_THAT(calls_.SubKeys(""_ansi), ElementsAre("k"_ansi, "other"_ansi));
 }
 
 // One thing that somebody can put where a key's file belongs.
@@ -183,31 +186,31 @@ TEST_F(RegistryDamage, OddFileInPlaceOfTheValues_IsRefusedAndStays) {
     fs::rename(file_, stored_.Key("k") / "copy");
     odd.put(file_);
     const auto before = fs::symlink_status(file_).type();
-    EXPECT_EQ(calls_.Open("k"), kRegistryCorrupt);
-    EXPECT_EQ(calls_.Open("k", kKeyRead), kRegistryCorrupt);
-    EXPECT_EQ(calls_.Delete("k"), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Open("k"_ansi), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Open("k"_ansi, kKeyRead), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Delete("k"_ansi), kRegistryCorrupt);
     EXPECT_THAT(stored_.Findings(), ElementsAre(HasSubstr("damage:HKEY_LOCAL_MACHINE/k/%values:0: "),
                                                 "damage:HKEY_LOCAL_MACHINE/k/copy:0: not a folder, as every key is"));
     EXPECT_EQ(fs::symlink_status(file_).type(), before);
     fs::remove(file_);
     fs::rename(stored_.Key("k") / "copy", file_);
-    EXPECT_EQ(calls_.Get("k", "a"), "new");
+    EXPECT_EQ(calls_.Get("k"_ansi, "a"_ansi), "new");
   }
   EXPECT_EQ(FileContent(file_), content_);
 }
 
 TEST_F(RegistryDamage, OddFileInPlaceOfTheValues_IsRefusedToAnOpenHandle) {
   KeyHandle key = 0;
-  ASSERT_EQ(stored_.registry().OpenKey(kHkeyLocalMachine, "k", 0, testing::kFullAccess, key), kSuccess);
+  ASSERT_EQ(stored_.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key), kSuccess);
   for (const OddFile& odd : OddFilesAndDevices()) {
     SCOPED_TRACE(odd.name);
     fs::rename(file_, stored_.Key("k") / "copy");
     odd.put(file_);
     std::uint32_t type = 0;
     std::uint32_t size = 0;
-    EXPECT_EQ(stored_.registry().QueryValue(key, "a", type, {}, size), kRegistryCorrupt);
-    EXPECT_EQ(stored_.registry().SetValue(key, "a", 0, kRegSz, std::string("x")), kRegistryCorrupt);
-    EXPECT_EQ(stored_.registry().DeleteValue(key, "a"), kRegistryCorrupt);
+    EXPECT_EQ(stored_.registry().QueryValue(key, "a"_ansi, type, {}, size), kRegistryCorrupt);
+    EXPECT_EQ(stored_.registry().SetValue(key, "a"_ansi, 0, kRegSz, std::string("x")), kRegistryCorrupt);
+    EXPECT_EQ(stored_.registry().DeleteValue(key, "a"_ansi), kRegistryCorrupt);
     AnsiText name;
     EXPECT_EQ(stored_.registry().EnumKey(key, 0, name), kRegistryCorrupt);
     fs::remove(file_);
@@ -222,16 +225,16 @@ TEST_F(RegistryDamage, OddFileInPlaceOfTheLock_StopsWritersOnly) {
     SCOPED_TRACE(odd.name);
     fs::remove(lock);
     odd.put(lock);
-    EXPECT_EQ(calls_.Get("k", "a"), "new");
-    EXPECT_EQ(calls_.Set("k", "a", "x"), kRegistryCorrupt);
-    EXPECT_EQ(calls_.DeleteValue("k", "a"), kRegistryCorrupt);
-    EXPECT_EQ(calls_.Create("k\\sub"), kRegistryCorrupt);
-    EXPECT_EQ(calls_.Delete("k"), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Get("k"_ansi, "a"_ansi), "new");
+    EXPECT_EQ(calls_.Set("k"_ansi, "a"_ansi, "x"), kRegistryCorrupt);
+    EXPECT_EQ(calls_.DeleteValue("k"_ansi, "a"_ansi), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Create("k\\sub"_ansi), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Delete("k"_ansi), kRegistryCorrupt);
     EXPECT_THAT(stored_.Findings(), ElementsAre(HasSubstr("damage:HKEY_LOCAL_MACHINE/k/%lock:0: ")));
   }
   fs::remove(lock);
   WriteFile(lock, "");
-  EXPECT_EQ(calls_.Set("k", "a", "again"), kSuccess);
+  EXPECT_EQ(calls_.Set("k"_ansi, "a"_ansi, "again"), kSuccess);
 }
 
 TEST_F(RegistryDamage, OddFileInPlaceOfTheFolder_IsRefusedAndStays) {
@@ -241,33 +244,33 @@ TEST_F(RegistryDamage, OddFileInPlaceOfTheFolder_IsRefusedAndStays) {
     SCOPED_TRACE(odd.name);
     fs::rename(stored_.Key("k"), aside);
     odd.put(stored_.Key("k"));
-    EXPECT_EQ(calls_.Open("k"), kRegistryCorrupt);
-    EXPECT_EQ(calls_.Create("k"), kRegistryCorrupt);
-    EXPECT_EQ(calls_.Create("k\\sub"), kRegistryCorrupt);
-    EXPECT_EQ(calls_.Delete("k"), kRegistryCorrupt);
-    EXPECT_THAT(calls_.SubKeys(""), IsEmpty());
+    EXPECT_EQ(calls_.Open("k"_ansi), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Create("k"_ansi), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Create("k\\sub"_ansi), kRegistryCorrupt);
+    EXPECT_EQ(calls_.Delete("k"_ansi), kRegistryCorrupt);
+    EXPECT_THAT(calls_.SubKeys(""_ansi), IsEmpty());
     EXPECT_THAT(stored_.Findings(), ElementsAre("damage:HKEY_LOCAL_MACHINE/k:0: not a folder, as every key is"));
     EXPECT_NE(fs::symlink_status(stored_.Key("k")).type(), fs::file_type::not_found);
     fs::remove(stored_.Key("k"));
     fs::rename(aside, stored_.Key("k"));
   }
-  EXPECT_EQ(calls_.Get("k", "a"), "new");
+  EXPECT_EQ(calls_.Get("k"_ansi, "a"_ansi), "new");
 }
 
 TEST_F(RegistryDamage, LinkAmongTheFoldersAbove_IsNotFollowed) {
-  ASSERT_EQ(calls_.Create("k\\sub"), kSuccess);
+  ASSERT_EQ(calls_.Create("k\\sub"_ansi), kSuccess);
   fs::rename(stored_.Key("k"), stored_.folder() / "elsewhere");
   fs::create_symlink("../elsewhere", stored_.Key("k"));
-  EXPECT_EQ(calls_.Open("k\\sub"), kRegistryCorrupt);
-  EXPECT_EQ(calls_.Create("k\\sub\\new"), kRegistryCorrupt);
+  EXPECT_EQ(calls_.Open("k\\sub"_ansi), kRegistryCorrupt);
+  EXPECT_EQ(calls_.Create("k\\sub\\new"_ansi), kRegistryCorrupt);
   EXPECT_FALSE(fs::exists(stored_.folder() / "elsewhere/sub/new"));
 }
 
 TEST_F(RegistryDamage, StrayFolder_IsNoKeyAndNotDeleted) {
   fs::create_directory(stored_.Key("k/notes"));
   fs::create_directory(stored_.Key("k/Upper"));
-  EXPECT_EQ(calls_.Open("k\\notes"), kRegistryCorrupt);
-  EXPECT_EQ(calls_.Delete("k"), kAccessDenied);
+  EXPECT_EQ(calls_.Open("k\\notes"_ansi), kRegistryCorrupt);
+  EXPECT_EQ(calls_.Delete("k"_ansi), kAccessDenied);
   EXPECT_TRUE(fs::exists(stored_.Key("k/notes")));
   EXPECT_THAT(stored_.Findings(), ElementsAre("damage:HKEY_LOCAL_MACHINE/k/Upper:0: no key has a folder of this name",
                                               "damage:HKEY_LOCAL_MACHINE/k/notes/%lock:0: is missing",
@@ -284,16 +287,16 @@ TEST_F(RegistryDamage, Leftovers_AreInvisibleAndSweptByTheNextWriter) {
     WriteFile(stored_.Key("k/%new"), "half");
   };
   leave();
-  EXPECT_THAT(calls_.SubKeys("k"), IsEmpty());
+  EXPECT_THAT(calls_.SubKeys("k"_ansi), IsEmpty());
   EXPECT_EQ(stored_.Findings().size(), 3u);
   EXPECT_THAT(stored_.Findings().front(), HasSubstr("leftover:HKEY_LOCAL_MACHINE/k/%gone:0: "));
-  ASSERT_EQ(calls_.Set("k", "a", "x"), kSuccess);
+  ASSERT_EQ(calls_.Set("k"_ansi, "a"_ansi, "x"), kSuccess);
   EXPECT_THAT(stored_.Findings(), IsEmpty());
   std::set<std::string> names;
   for (const auto& entry : fs::directory_iterator(stored_.Key("k"))) names.insert(entry.path().filename());
   EXPECT_THAT(names, ElementsAre("%lock", "%values"));
   leave();
-  ASSERT_EQ(calls_.Create("k\\sub"), kSuccess);
+  ASSERT_EQ(calls_.Create("k\\sub"_ansi), kSuccess);
   EXPECT_THAT(stored_.Findings(), IsEmpty());
 }
 
@@ -302,7 +305,7 @@ TEST_F(RegistryDamage, NumbersOfRecords_GoOnWhenTheFileIsReplaced) {
   Damage damage;
   ASSERT_TRUE(ParseHeader(content_, header, damage));
   EXPECT_EQ(header.firstSequence, 1u);
-  ASSERT_EQ(calls_.Set("k", "c", std::string(5000, 'x')), kSuccess);
+  ASSERT_EQ(calls_.Set("k"_ansi, "c"_ansi, std::string(5000, 'x')), kSuccess);
   // Three records were in the old file.
   ASSERT_TRUE(ParseHeader(FileContent(file_), header, damage));
   EXPECT_EQ(header.firstSequence, 4u);
@@ -313,8 +316,8 @@ TEST_F(RegistryDamage, Leftovers_DoNotStopADeletion) {
   WriteFile(stored_.Key("k/%make/%values"), "half");
   fs::create_directory(stored_.Key("%gone"));
   WriteFile(stored_.Key("%gone/%lock"), "");
-  EXPECT_EQ(calls_.Delete("k"), kSuccess);
-  EXPECT_EQ(calls_.Open("k"), kFileNotFound);
+  EXPECT_EQ(calls_.Delete("k"_ansi), kSuccess);
+  EXPECT_EQ(calls_.Open("k"_ansi), kFileNotFound);
   EXPECT_FALSE(fs::exists(stored_.Key("%gone")));
 }
 

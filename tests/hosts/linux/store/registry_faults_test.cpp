@@ -13,6 +13,8 @@
 #include "nerio/hosts/linux/store/key_cache.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/hosts/linux/store/system_call_seam.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::platform {
 namespace {
@@ -38,18 +40,18 @@ std::string OldOrNew(bool isOld, bool isNew, const std::string& otherwise) {
 
 std::vector<Change> Changes() {
   const auto setTo = [](const std::string& data) {
-    return [data](const Calls& calls) { return calls.Set("k", "v", data); };
+    return [data](const Calls& calls) { return calls.Set("k"_ansi, "v"_ansi, data); };
   };
   const auto isSetTo = [](const std::string& data) {
     return [data](const Calls& calls) {
-      const std::string value = calls.Get("k", "v");
+      const std::string value = calls.Get("k"_ansi, "v"_ansi);
       return OldOrNew(value == "before", value == data, value.substr(0, 20));
     };
   };
   const auto keyAppears = [](const AnsiText& path) {
     return [path](const Calls& calls) {
       const Status status = calls.Open(path);
-      return OldOrNew(status == kFileNotFound, status == kSuccess, std::to_string(status));
+      return OldOrNew(status == kFileNotFound, status == kSuccess, std::to_string(NumberOf(status)));
     };
   };
   const std::string rewritten(6000, 'r');
@@ -60,26 +62,26 @@ std::vector<Change> Changes() {
       {"overwrite over several sectors", setTo(sectors), isSetTo(sectors)},
       {"overwrite that rewrites the file", setTo(rewritten), isSetTo(rewritten)},
       {"overwrite with zeros", setTo(zeros), isSetTo(zeros)},
-      {"delete value", [](const Calls& calls) { return calls.DeleteValue("k", "v"); },
+      {"delete value", [](const Calls& calls) { return calls.DeleteValue("k"_ansi, "v"_ansi); },
        [](const Calls& calls) {
-         const std::string value = calls.Get("k", "v");
+         const std::string value = calls.Get("k"_ansi, "v"_ansi);
          return OldOrNew(value == "before", value == "[2]", value);
        }},
-      {"create", [](const Calls& calls) { return calls.Create("k\\new"); }, keyAppears("k\\new")},
-      {"create two levels", [](const Calls& calls) { return calls.Create("k\\new\\below"); },
-       keyAppears("k\\new\\below")},
-      {"delete", [](const Calls& calls) { return calls.Delete("k\\doomed"); },
+      {"create", [](const Calls& calls) { return calls.Create("k\\new"_ansi); }, keyAppears("k\\new"_ansi)},
+      {"create two levels", [](const Calls& calls) { return calls.Create("k\\new\\below"_ansi); },
+       keyAppears("k\\new\\below"_ansi)},
+      {"delete", [](const Calls& calls) { return calls.Delete("k\\doomed"_ansi); },
        [](const Calls& calls) {
-         const Status status = calls.Open("k\\doomed");
-         return OldOrNew(status == kSuccess, status == kFileNotFound, std::to_string(status));
+         const Status status = calls.Open("k\\doomed"_ansi);
+         return OldOrNew(status == kSuccess, status == kFileNotFound, std::to_string(NumberOf(status)));
        }},
   };
 }
 
 void Prepare(const Calls& calls) {
-  ASSERT_EQ(calls.Create("k\\doomed"), kSuccess);
-  ASSERT_EQ(calls.Set("k", "other", "kept"), kSuccess);
-  ASSERT_EQ(calls.Set("k", "v", "before"), kSuccess);
+  ASSERT_EQ(calls.Create("k\\doomed"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "other"_ansi, "kept"), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "before"), kSuccess);
 }
 
 std::ptrdiff_t OpenDescriptors() {
@@ -110,15 +112,15 @@ TEST_P(RegistryFaults, EachSystemCallInTurn_LeavesTheOldStateOrTheNewOne) {
       // What was written into the zeros is taken back, also when only its sync failed.
       const bool inPlace = change.name == std::string("overwrite") || change.name == std::string("delete value");
       ASSERT_TRUE(!inPlace || status == kSuccess || GetParam() == Fault::FromNowOn || state == "old") << points;
-      ASSERT_EQ(calls.Get("k", "other"), "kept") << points;
+      ASSERT_EQ(calls.Get("k"_ansi, "other"_ansi), "kept") << points;
       ASSERT_EQ(OpenDescriptors(), descriptors) << points;
       for (const std::string& finding : stored.Findings()) ASSERT_TRUE(finding.starts_with("leftover:")) << finding;
       // Whatever the fault left, it is in nobody's way.
       const Status again = change.make(calls);
       ASSERT_TRUE(again == kSuccess || (state == "new" && again == kFileNotFound)) << points << ": " << again;
       ASSERT_EQ(change.state(calls), "new") << points;
-      ASSERT_EQ(calls.Set("k", "other", "kept"), kSuccess);
-      ASSERT_EQ(calls.Set("", "any", "x"), kSuccess);
+      ASSERT_EQ(calls.Set("k"_ansi, "other"_ansi, "kept"), kSuccess);
+      ASSERT_EQ(calls.Set(""_ansi, "any"_ansi, "x"), kSuccess);
       ASSERT_THAT(stored.Findings(), IsEmpty()) << points;
       ASSERT_LT(points, 500u);
     }
@@ -165,17 +167,17 @@ TEST(RegistryFaultsOfTheKernel, WithoutOpenat2_WalksStepByStep) {
   testing::RefuseOpenat2(true);
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  EXPECT_EQ(calls.Create("a\\b\\c"), kSuccess);
-  EXPECT_EQ(calls.Set("a\\b\\c", "v", "x"), kSuccess);
-  EXPECT_EQ(calls.Get("a\\b\\c", "v"), "x");
-  EXPECT_EQ(calls.Open("a\\missing\\c"), kFileNotFound);
+  EXPECT_EQ(calls.Create("a\\b\\c"_ansi), kSuccess);
+  EXPECT_EQ(calls.Set("a\\b\\c"_ansi, "v"_ansi, "x"), kSuccess);
+  EXPECT_EQ(calls.Get("a\\b\\c"_ansi, "v"_ansi), "x");
+  EXPECT_EQ(calls.Open("a\\missing\\c"_ansi), kFileNotFound);
   AnsiText deep;
-  for (int level = 0; level < 40; ++level) deep += AnsiText(200, 'd') + "\\";
+  for (int level = 0; level < 40; ++level) deep += AnsiText(std::string(200, 'd')) + "\\"_ansi;
   EXPECT_EQ(calls.Create(deep), kSuccess);
   EXPECT_EQ(calls.Open(deep), kSuccess);
   fs::rename(stored.Key("a"), stored.folder() / "elsewhere");
   fs::create_directory_symlink("../elsewhere", stored.Key("a"));
-  EXPECT_EQ(calls.Open("a\\b\\c"), kRegistryCorrupt) << "a link is followed no more than otherwise";
+  EXPECT_EQ(calls.Open("a\\b\\c"_ansi), kRegistryCorrupt) << "a link is followed no more than otherwise";
   testing::RefuseOpenat2(false);
 }
 
@@ -187,9 +189,9 @@ TEST(RegistryFaultsOfTheKernel, FileCutToItsLengthWhileItIsRead_IsReadAsItIsThen
   const auto length = fs::file_size(file);
   fs::resize_file(file, length + 1);
   testing::BeforeNextSeek([&] { fs::resize_file(file, length); });
-  EXPECT_EQ(calls.Set("k", "v", "after"), kSuccess);
-  EXPECT_EQ(calls.Get("k", "v"), "after");
-  EXPECT_EQ(calls.Get("k", "other"), "kept");
+  EXPECT_EQ(calls.Set("k"_ansi, "v"_ansi, "after"), kSuccess);
+  EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), "after");
+  EXPECT_EQ(calls.Get("k"_ansi, "other"_ansi), "kept");
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
 
@@ -199,12 +201,12 @@ TEST(RegistryFaultsOfTheKernel, ReadThatFindsNothing_NeverLetsACallWaitForItsOwn
   const auto createBelow = [](RegistryApi& registry, KeyHandle key) {
     KeyHandle created = 0;
     std::uint32_t disposition = 0;
-    return registry.CreateKey(key, "new", 0, "", 0, testing::kFullAccess, {}, created, disposition);
+    return registry.CreateKey(key, "new"_ansi, 0, ""_ansi, 0, testing::kFullAccess, {}, created, disposition);
   };
-  const auto deleteBelow = [](RegistryApi& registry, KeyHandle key) { return registry.DeleteKey(key, "doomed"); };
-  const auto deleteItself = [](RegistryApi& registry, KeyHandle key) { return registry.DeleteKey(key, ""); };
+  const auto deleteBelow = [](RegistryApi& registry, KeyHandle key) { return registry.DeleteKey(key, "doomed"_ansi); };
+  const auto deleteItself = [](RegistryApi& registry, KeyHandle key) { return registry.DeleteKey(key, ""_ansi); };
   for (const auto& [path, call] :
-       {std::pair<AnsiText, Call>("k", createBelow), {"k", deleteBelow}, {"k\\doomed", deleteItself}}) {
+       {std::pair<AnsiText, Call>("k"_ansi, createBelow), {"k"_ansi, deleteBelow}, {"k\\doomed"_ansi, deleteItself}}) {
     SCOPED_TRACE(path);
     std::size_t refused = 0;
     bool reached = true;
@@ -231,8 +233,8 @@ TEST(RegistryFaultsOfTheKernel, KeyThatIsTooLargeToBeKept_IsNotReadForIt) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
   Prepare(calls);
-  ASSERT_EQ(calls.Create("large"), kSuccess);
-  ASSERT_EQ(calls.Set("large", "v", std::string(2'000'000, 'x')), kSuccess);
+  ASSERT_EQ(calls.Create("large"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("large"_ansi, "v"_ansi, std::string(2'000'000, 'x')), kSuccess);
   std::this_thread::sleep_for(std::chrono::milliseconds(40));
   for (const auto& [folder, isRead] : {std::pair<const char*, bool>("k", true), {"large", false}}) {
     KeyFolder path(stored.Root());

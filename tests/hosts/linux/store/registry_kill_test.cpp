@@ -17,6 +17,8 @@
 #include <thread>
 
 #include "tests/hosts/linux/store/stored_registry.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -45,15 +47,19 @@ class RegistryStore final : public Store {
   explicit RegistryStore(const fs::path& folder) : registry_(folder) {}
 
   bool Set(const std::string& name, const std::string& data) override {
-    return Calls(registry_).Set("k", name, data) == kSuccess;
+    return Calls(registry_).Set("k"_ansi, AnsiText(name), data) == kSuccess;
   }
   std::string Get(const std::string& name) override {
-    std::string data = Calls(registry_).Get("k", name);
+    std::string data = Calls(registry_).Get("k"_ansi, AnsiText(name));
     return data == "[2]" ? "" : data;
   }
-  bool MakeMark(const std::string& name) override { return Calls(registry_).Create("k\\" + name) == kSuccess; }
-  bool RemoveMark(const std::string& name) override { return Calls(registry_).Delete("k\\" + name) == kSuccess; }
-  bool HasMark(const std::string& name) override { return Calls(registry_).Open("k\\" + name) == kSuccess; }
+  bool MakeMark(const std::string& name) override {
+    return Calls(registry_).Create(AnsiText("k\\" + name)) == kSuccess;
+  }
+  bool RemoveMark(const std::string& name) override {
+    return Calls(registry_).Delete(AnsiText("k\\" + name)) == kSuccess;
+  }
+  bool HasMark(const std::string& name) override { return Calls(registry_).Open(AnsiText("k\\" + name)) == kSuccess; }
 
  private:
   LinuxRegistry registry_;
@@ -234,7 +240,7 @@ TEST(Kill, RegistryKeepsEveryAcknowledgedWriteWhole) {
   RegistryStore store(folder.path());
   {
     LinuxRegistry registry(folder.path());
-    ASSERT_EQ(Calls(registry).Create("k"), kSuccess);
+    ASSERT_EQ(Calls(registry).Create("k"_ansi), kSuccess);
   }
   const Outcome outcome = KillAgainAndAgain(store);
   EXPECT_GE(outcome.kills, 300u);

@@ -18,6 +18,8 @@
 
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -40,8 +42,8 @@ void SetLimit(int resource, rlim_t limit) {
 TEST(RegistryLimits, FileSizeLimit_LeavesTheOldValueAndEndsWithIt) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k"), kSuccess);
-  ASSERT_EQ(calls.Set("k", "v", "old"), kSuccess);
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "old"), kSuccess);
   const std::string answer = AnswerOfChild([&] {
     // The default for a file that grows too large is to kill.
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
@@ -49,13 +51,14 @@ TEST(RegistryLimits, FileSizeLimit_LeavesTheOldValueAndEndsWithIt) {
     // None of a new file; the first page; a file that ends within a sector.
     for (const rlim_t limit : {0u, 4096u, 9000u}) {
       SetLimit(RLIMIT_FSIZE, limit);
-      answers += InOrder({calls.Set("k", "v", std::string(20000, 'x')), calls.Get("k", "v"), calls.Create("new"), ""});
+      answers += InOrder({calls.Set("k"_ansi, "v"_ansi, std::string(20000, 'x')), calls.Get("k"_ansi, "v"_ansi),
+                          calls.Create("new"_ansi), ""});
     }
     SetLimit(RLIMIT_FSIZE, RLIM_INFINITY);
-    return answers + std::to_string(calls.Set("k", "v", std::string(20000, 'x')));
+    return answers + std::to_string(NumberOf(calls.Set("k"_ansi, "v"_ansi, std::string(20000, 'x'))));
   });
   EXPECT_EQ(answer, "112 old 112 112 old 0 112 old 0 0");
-  EXPECT_EQ(calls.Get("k", "v"), std::string(20000, 'x'));
+  EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), std::string(20000, 'x'));
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
 
@@ -67,12 +70,12 @@ TEST(RegistryLimits, FullDisk_LeavesTheOldValuesAndEndsWithSpace) {
   {
     StoredRegistry stored(folder.path());
     const Calls calls = stored.calls();
-    ASSERT_EQ(calls.Create("k"), kSuccess);
+    ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
     // Value after value, until the disk is full.
     int values = 0;
     Status status = kSuccess;
     while (status == kSuccess && values < 1000) {
-      status = calls.Set("k", std::to_string(values), std::string(1000, 'x'));
+      status = calls.Set("k"_ansi, AnsiText(std::to_string(values)), std::string(1000, 'x'));
       if (status == kSuccess) ++values;
     }
     EXPECT_EQ(status, kDiskFull);
@@ -82,14 +85,15 @@ TEST(RegistryLimits, FullDisk_LeavesTheOldValuesAndEndsWithSpace) {
     while (::write(filler, page.data(), page.size()) > 0) {
     }
     ::close(filler);
-    EXPECT_EQ(calls.Create("new"), kDiskFull);
-    EXPECT_EQ(calls.Create("k\\new"), kDiskFull);
-    EXPECT_EQ(calls.Set("k", "0", std::string(200000, 'y')), kDiskFull);
-    for (int i = 0; i < values; ++i) ASSERT_EQ(calls.Get("k", std::to_string(i)), std::string(1000, 'x')) << i;
+    EXPECT_EQ(calls.Create("new"_ansi), kDiskFull);
+    EXPECT_EQ(calls.Create("k\\new"_ansi), kDiskFull);
+    EXPECT_EQ(calls.Set("k"_ansi, "0"_ansi, std::string(200000, 'y')), kDiskFull);
+    for (int i = 0; i < values; ++i)
+      ASSERT_EQ(calls.Get("k"_ansi, AnsiText(std::to_string(i))), std::string(1000, 'x')) << i;
     EXPECT_THAT(stored.Findings(), IsEmpty());
     fs::remove(folder.path() / "filler");
-    EXPECT_EQ(calls.Create("k\\new"), kSuccess);
-    EXPECT_EQ(calls.DeleteValue("k", "0"), kSuccess);
+    EXPECT_EQ(calls.Create("k\\new"_ansi), kSuccess);
+    EXPECT_EQ(calls.DeleteValue("k"_ansi, "0"_ansi), kSuccess);
     EXPECT_THAT(stored.Findings(), IsEmpty());
   }
   EXPECT_EQ(::umount(folder.path().c_str()), 0);
@@ -99,13 +103,14 @@ TEST(RegistryLimits, FullDisk_LeavesTheOldValuesAndEndsWithSpace) {
 TEST(RegistryLimits, NoMoreDescriptors_FailsWithoutATrace) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k"), kSuccess);
-  ASSERT_EQ(calls.Set("k", "v", "old"), kSuccess);
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "old"), kSuccess);
   const std::string answer = AnswerOfChild([&]() -> std::string {
     const int lowest = ::dup(0);
     ::close(lowest);
     KeyHandle key = 0;
-    if (stored.registry().OpenKey(kHkeyLocalMachine, "k", 0, testing::kFullAccess, key) != kSuccess) return "no key";
+    if (stored.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key) != kSuccess)
+      return "no key";
     bool allDone = false;
     for (unsigned spare = 0; !allDone; ++spare) {
       if (spare == 20) return "never enough";
@@ -116,29 +121,29 @@ TEST(RegistryLimits, NoMoreDescriptors_FailsWithoutATrace) {
         return status;
       };
       allDone = true;
-      const std::string name = "v" + std::to_string(spare);
+      const AnsiText name("v" + std::to_string(spare));
       const auto check = [&](const char* what, Status status, bool done) -> std::string {
         allDone = allDone && status == kSuccess;
         if (status == kSuccess ? done : status == kNotEnoughMemory && !done) return "";
-        return std::string(what) + " with " + std::to_string(spare) + ": " + std::to_string(status);
+        return std::string(what) + " with " + std::to_string(spare) + ": " + std::to_string(NumberOf(status));
       };
       std::string wrong;
-      const Status opening = limited([&] { return calls.Open("k"); });
+      const Status opening = limited([&] { return calls.Open("k"_ansi); });
       wrong += check("open", opening, opening == kSuccess);
       const Status setting =
           limited([&] { return stored.registry().SetValue(key, name, 0, kRegSz, std::string("x")); });
-      wrong += check("set", setting, calls.Get("k", name) == "x");
+      wrong += check("set", setting, calls.Get("k"_ansi, name) == "x");
       const std::string large(10000 + spare, 'y');
-      const Status rewriting = limited([&] { return stored.registry().SetValue(key, "large", 0, kRegSz, large); });
-      wrong += check("rewrite", rewriting, calls.Get("k", "large") == large);
-      const Status removal = limited([&] { return stored.registry().DeleteValue(key, "v"); });
-      wrong += check("delete value", removal, calls.Get("k", "v") == "[2]");
-      const AnsiText subkey = "sub" + std::to_string(spare);
-      const Status creation = limited([&] { return calls.Create("k\\" + subkey); });
-      wrong += check("create", creation, calls.Open("k\\" + subkey) == kSuccess);
-      if (calls.Create("k\\" + subkey) != kSuccess) return "create again";
-      const Status deletion = limited([&] { return calls.Delete("k\\" + subkey); });
-      wrong += check("delete", deletion, calls.Open("k\\" + subkey) == kFileNotFound);
+      const Status rewriting = limited([&] { return stored.registry().SetValue(key, "large"_ansi, 0, kRegSz, large); });
+      wrong += check("rewrite", rewriting, calls.Get("k"_ansi, "large"_ansi) == large);
+      const Status removal = limited([&] { return stored.registry().DeleteValue(key, "v"_ansi); });
+      wrong += check("delete value", removal, calls.Get("k"_ansi, "v"_ansi) == "[2]");
+      const AnsiText subkey("k\\sub" + std::to_string(spare));
+      const Status creation = limited([&] { return calls.Create(subkey); });
+      wrong += check("create", creation, calls.Open(subkey) == kSuccess);
+      if (calls.Create(subkey) != kSuccess) return "create again";
+      const Status deletion = limited([&] { return calls.Delete(subkey); });
+      wrong += check("delete", deletion, calls.Open(subkey) == kFileNotFound);
       const Status listing = limited([&] {
         AnsiText subkeyName;
         const Status status = stored.registry().EnumKey(key, 0, subkeyName);
@@ -146,8 +151,8 @@ TEST(RegistryLimits, NoMoreDescriptors_FailsWithoutATrace) {
       });
       wrong += check("list", listing, listing == kSuccess);
       if (!wrong.empty()) return wrong;
-      if (calls.Open("k\\" + subkey) == kSuccess && calls.Delete("k\\" + subkey) != kSuccess) return "delete again";
-      if (calls.Set("k", "v", "old") != kSuccess) return "set again";
+      if (calls.Open(subkey) == kSuccess && calls.Delete(subkey) != kSuccess) return "delete again";
+      if (calls.Set("k"_ansi, "v"_ansi, "old") != kSuccess) return "set again";
       if (const auto findings = stored.Findings(); !findings.empty()) return findings.front();
     }
     return "done";
@@ -187,9 +192,9 @@ TEST(RegistryLimits, Signals_InterruptNothing) {
   {
     const Interruptions interruptions;
     for (int i = 0; i < 20; ++i) {
-      ASSERT_EQ(calls.Create("k\\sub"), kSuccess);
-      for (int j = 0; j < 10; ++j) ASSERT_EQ(calls.Set("k", "v", std::string(600, 'x')), kSuccess);
-      ASSERT_EQ(calls.Delete("k\\sub"), kSuccess);
+      ASSERT_EQ(calls.Create("k\\sub"_ansi), kSuccess);
+      for (int j = 0; j < 10; ++j) ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, std::string(600, 'x')), kSuccess);
+      ASSERT_EQ(calls.Delete("k\\sub"_ansi), kSuccess);
     }
   }
   EXPECT_GT(signals.load(), 100);
@@ -199,7 +204,7 @@ TEST(RegistryLimits, Signals_InterruptNothing) {
 TEST(RegistryLimits, Signals_DoNotEndTheWaitForALock) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k"), kSuccess);
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
   const int lock = ::open((stored.Key("k") / "%lock").c_str(), O_RDWR | O_CLOEXEC);
   struct flock hold {};
   hold.l_type = F_WRLCK;
@@ -214,28 +219,28 @@ TEST(RegistryLimits, Signals_DoNotEndTheWaitForALock) {
   bool waited = false;
   {
     const Interruptions interruptions;
-    EXPECT_EQ(calls.Set("k", "v", "x"), kSuccess);
+    EXPECT_EQ(calls.Set("k"_ansi, "v"_ansi, "x"), kSuccess);
     waited = released;
   }
   holder.join();
   EXPECT_TRUE(waited);
   EXPECT_GT(signals.load(), 10);
-  EXPECT_EQ(calls.Get("k", "v"), "x");
+  EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), "x");
 }
 
 // A reader whose key is being written waits for the writer only when what it sees is not in order.
 TEST(RegistryLimits, Readers_DoNotWaitForALock) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k\\sub"), kSuccess);
-  ASSERT_EQ(calls.Set("k", "v", "x"), kSuccess);
+  ASSERT_EQ(calls.Create("k\\sub"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "x"), kSuccess);
   const int lock = ::open((stored.Key("k") / "%lock").c_str(), O_RDWR | O_CLOEXEC);
   struct flock hold {};
   hold.l_type = F_WRLCK;
   ASSERT_EQ(::fcntl(lock, F_OFD_SETLKW, &hold), 0);
-  EXPECT_EQ(calls.Get("k", "v"), "x");
-  EXPECT_EQ(calls.Open("k"), kSuccess);
-  EXPECT_EQ(calls.SubKeys("k").size(), 1u);
+  EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), "x");
+  EXPECT_EQ(calls.Open("k"_ansi), kSuccess);
+  EXPECT_EQ(calls.SubKeys("k"_ansi).size(), 1u);
   ::close(lock);
 }
 
@@ -243,10 +248,10 @@ TEST(RegistryLimits, ChildForkedDuringACall_KeepsNoLock) {
   // The child of a fork holds copies of all descriptors, also of a lock that another thread holds at that moment.
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k"), kSuccess);
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
   std::atomic<bool> stop{false};
   std::thread writer([&] {
-    while (!stop) EXPECT_EQ(calls.Set("k", "v", "x"), kSuccess);
+    while (!stop) EXPECT_EQ(calls.Set("k"_ansi, "v"_ansi, "x"), kSuccess);
   });
   std::array<int, 2> ends{};
   ASSERT_EQ(::pipe(ends.data()), 0);
@@ -261,11 +266,11 @@ TEST(RegistryLimits, ChildForkedDuringACall_KeepsNoLock) {
       ::_exit(0);
     }
     children.push_back(child);
-    EXPECT_EQ(calls.Set("k", "w", "y"), kSuccess);
+    EXPECT_EQ(calls.Set("k"_ansi, "w"_ansi, "y"), kSuccess);
   }
   stop = true;
   writer.join();
-  EXPECT_EQ(calls.Set("k", "w", "z"), kSuccess);
+  EXPECT_EQ(calls.Set("k"_ansi, "w"_ansi, "z"), kSuccess);
   ::close(ends[1]);
   ::close(ends[0]);
   for (const pid_t child : children) EXPECT_EQ(::waitpid(child, nullptr, 0), child);

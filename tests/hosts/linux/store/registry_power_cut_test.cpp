@@ -12,6 +12,8 @@
 
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/hosts/linux/store/system_call_seam.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::platform {
 namespace {
@@ -166,9 +168,9 @@ std::string Told(bool isOld, bool isNew, const std::string& otherwise) {
 std::vector<Change> Changes() {
   std::vector<Change> changes;
   const auto set = [&](const char* name, const std::string& data) {
-    changes.push_back({name, [data](const Calls& calls) { return calls.Set("k", "v", data); },
+    changes.push_back({name, [data](const Calls& calls) { return calls.Set("k"_ansi, "v"_ansi, data); },
                        [data](const Calls& calls) {
-                         const std::string value = calls.Get("k", "v");
+                         const std::string value = calls.Get("k"_ansi, "v"_ansi);
                          return Told(value == "before", value == data, value.substr(0, 20));
                        }});
   };
@@ -177,20 +179,20 @@ std::vector<Change> Changes() {
   set("overwrite across many sectors", std::string(2000, 'c'));
   set("overwrite that rewrites the file", std::string(9000, 'd'));
   set("overwrite with zeros", std::string(1500, '\0'));
-  changes.push_back({"delete value", [](const Calls& calls) { return calls.DeleteValue("k", "v"); },
+  changes.push_back({"delete value", [](const Calls& calls) { return calls.DeleteValue("k"_ansi, "v"_ansi); },
                      [](const Calls& calls) {
-                       const std::string value = calls.Get("k", "v");
+                       const std::string value = calls.Get("k"_ansi, "v"_ansi);
                        return Told(value == "before", value == "[2]", value);
                      }});
-  changes.push_back({"create", [](const Calls& calls) { return calls.Create("k\\new"); },
+  changes.push_back({"create", [](const Calls& calls) { return calls.Create("k\\new"_ansi); },
                      [](const Calls& calls) {
-                       const Status status = calls.Open("k\\new");
-                       return Told(status == kFileNotFound, status == kSuccess, std::to_string(status));
+                       const Status status = calls.Open("k\\new"_ansi);
+                       return Told(status == kFileNotFound, status == kSuccess, std::to_string(NumberOf(status)));
                      }});
-  changes.push_back({"delete", [](const Calls& calls) { return calls.Delete("k\\doomed"); },
+  changes.push_back({"delete", [](const Calls& calls) { return calls.Delete("k\\doomed"_ansi); },
                      [](const Calls& calls) {
-                       const Status status = calls.Open("k\\doomed");
-                       return Told(status == kSuccess, status == kFileNotFound, std::to_string(status));
+                       const Status status = calls.Open("k\\doomed"_ansi);
+                       return Told(status == kSuccess, status == kFileNotFound, std::to_string(NumberOf(status)));
                      }});
   return changes;
 }
@@ -202,9 +204,9 @@ TEST(RegistryPowerCut, AtAnyMoment_LeavesTheOldStateOrTheNewOneAndNeverLosesAnAc
     SCOPED_TRACE(change.name);
     StoredRegistry stored;
     const Calls calls = stored.calls();
-    ASSERT_EQ(calls.Create("k\\doomed"), kSuccess);
-    ASSERT_EQ(calls.Set("k", "other", "kept"), kSuccess);
-    ASSERT_EQ(calls.Set("k", "v", "before"), kSuccess);
+    ASSERT_EQ(calls.Create("k\\doomed"_ansi), kSuccess);
+    ASSERT_EQ(calls.Set("k"_ansi, "other"_ansi, "kept"), kSuccess);
+    ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "before"), kSuccess);
     const Disk disk(stored.folder());
     testing::RecordDisk();
     ASSERT_EQ(change.make(calls), kSuccess);
@@ -239,7 +241,7 @@ TEST(RegistryPowerCut, AtAnyMoment_LeavesTheOldStateOrTheNewOneAndNeverLosesAnAc
           ASSERT_TRUE(state == "new" || (!acknowledged && state == "old"))
               << "after " << count << " of " << events.size() << " events, " << kept << " changes of folders, choice "
               << choice << ": " << state;
-          ASSERT_EQ(after.Get("k", "other"), "kept");
+          ASSERT_EQ(after.Get("k"_ansi, "other"_ansi), "kept");
           if (choice % 6 != 0) continue;
           for (const RegistryFinding& finding : CheckRegistry({target})) {
             ASSERT_EQ(finding.kind, RegistryFinding::Kind::Leftover) << finding.place << ": " << finding.what;
@@ -247,7 +249,7 @@ TEST(RegistryPowerCut, AtAnyMoment_LeavesTheOldStateOrTheNewOneAndNeverLosesAnAc
           // The next writer is not in its way, and sweeps.
           const Status again = change.make(after);
           ASSERT_TRUE(again == kSuccess || (state == "new" && again == kFileNotFound)) << again;
-          ASSERT_EQ(after.Set("k", "other", "kept"), kSuccess);
+          ASSERT_EQ(after.Set("k"_ansi, "other"_ansi, "kept"), kSuccess);
           ASSERT_EQ(change.state(after), "new");
           ASSERT_TRUE(CheckRegistry({target}).empty());
         }
@@ -262,9 +264,9 @@ TEST(RegistryPowerCut, AtAnyMoment_LeavesTheOldStateOrTheNewOneAndNeverLosesAnAc
 TEST(RegistryPowerCut, FileThatReplacesAnother_HasItsOwnerBeforeItIsSynced) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k"), kSuccess);
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
   testing::RecordDisk();
-  ASSERT_EQ(calls.Set("k", "v", std::string(9000, 'd')), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, std::string(9000, 'd')), kSuccess);
   std::vector<Kind> kinds;
   for (const DiskEvent& event : testing::EndRecording()) kinds.push_back(event.kind);
   EXPECT_THAT(kinds, ::testing::ElementsAre(Kind::MakeFile, Kind::Write, Kind::Own, Kind::SyncFile, Kind::Rename,

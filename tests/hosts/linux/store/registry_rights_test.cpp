@@ -13,6 +13,8 @@
 #include "nerio/registry/native_layer.h"
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -65,7 +67,8 @@ class RegistryRights : public ::testing::Test {
     return AsUser(folder_.path(), [&] {
       LinuxRegistry registry(folder_.path());
       const Calls calls(registry);
-      if (calls.Create("k\\sub") != kSuccess || calls.Set("k", "v", "old") != kSuccess) return std::string("no set-up");
+      if (calls.Create("k\\sub"_ansi) != kSuccess || calls.Set("k"_ansi, "v"_ansi, "old") != kSuccess)
+        return std::string("no set-up");
       return body(registry);
     });
   }
@@ -81,7 +84,7 @@ TEST_F(RegistryRights, KeyLackingReadWriteOrSearch_CannotBeOpenedByCodes1457_Not
     std::string results = OperateAll(registry, u"k", {1, 4, 5, 7, 5}) + " ";
     for (const unsigned lacking : {0400u, 0200u, 0100u, 0700u}) {
       SetMode(Key("k"), 0700 & ~lacking);
-      results += InOrder({OperateAll(registry, u"k", {1, 4, 5, 7}), Calls(registry).Open("k"), ""});
+      results += InOrder({OperateAll(registry, u"k", {1, 4, 5, 7}), Calls(registry).Open("k"_ansi), ""});
     }
     SetMode(Key("k"), 0700);
     return results + OperateAll(registry, u"k", {1, 4, 5, 7});
@@ -114,7 +117,7 @@ TEST_F(RegistryRights, ReadOnlyAccess_NeedsReadAndSearchOnly) {
     for (const unsigned mode : {0500u, 0600u, 0300u, 0700u}) {
       SetMode(Key("k"), mode);
       for (const std::uint32_t access : {kKeyRead, kKeyQueryValue, kKeySetValue, 0u}) {
-        statuses += std::to_string(calls.Open("k", access)) + " ";
+        statuses += std::to_string(NumberOf(calls.Open("k"_ansi, access))) + " ";
       }
       statuses += "/ ";
     }
@@ -128,8 +131,8 @@ TEST_F(RegistryRights, KeyThatCannotBeWritten_CanStillBeReadAndItsSubkeysChanged
   const std::string answer = AsOwner([&](LinuxRegistry& registry) {
     const Calls calls(registry);
     SetMode(Key("k"), 0500);
-    return InOrder({calls.Get("k", "v"), calls.Set("k", "v", "x"), calls.Create("k\\new"), calls.Delete("k\\sub"),
-                    calls.Set("k\\sub", "v", "x")});
+    return InOrder({calls.Get("k"_ansi, "v"_ansi), calls.Set("k"_ansi, "v"_ansi, "x"), calls.Create("k\\new"_ansi),
+                    calls.Delete("k\\sub"_ansi), calls.Set("k\\sub"_ansi, "v"_ansi, "x")});
   });
   EXPECT_EQ(answer, "old 5 5 5 0");
 }
@@ -140,14 +143,14 @@ TEST_F(RegistryRights, RightsChangedByHand_AreSeenByTheNextCallAlsoOfAnOpenHandl
     std::uint32_t type = 0;
     std::uint32_t size = 0;
     AnsiText name;
-    if (registry.OpenKey(kHkeyLocalMachine, "k", 0, testing::kFullAccess, key) != kSuccess)
+    if (registry.OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key) != kSuccess)
       return std::string("no key");
     std::string statuses;
     for (const unsigned mode : {0700u, 0000u, 0700u}) {
       SetMode(Key("k"), mode);
       statuses +=
-          InOrder({registry.QueryValue(key, "v", type, {}, size),
-                   registry.SetValue(key, "v", 0, kRegSz, std::string("x")), registry.EnumKey(key, 0, name), ""});
+          InOrder({registry.QueryValue(key, "v"_ansi, type, {}, size),
+                   registry.SetValue(key, "v"_ansi, 0, kRegSz, std::string("x")), registry.EnumKey(key, 0, name), ""});
     }
     return statuses;
   });
@@ -160,12 +163,12 @@ TEST_F(RegistryRights, FileThatMayNotBeReadOrWritten_AnswersAccessDeniedAndStays
     std::string results;
     for (const unsigned mode : {0400u, 0000u}) {
       SetMode(Key("k/%values"), mode);
-      results += InOrder({calls.Get("k", "v"), calls.Set("k", "v", "x"), ""});
+      results += InOrder({calls.Get("k"_ansi, "v"_ansi), calls.Set("k"_ansi, "v"_ansi, "x"), ""});
     }
     SetMode(Key("k/%values"), 0600);
     SetMode(Key("k/%lock"), 0000);
-    return results +
-           InOrder({calls.Get("k", "v"), calls.Set("k", "v", "x"), calls.Create("k\\new"), calls.Delete("k")});
+    return results + InOrder({calls.Get("k"_ansi, "v"_ansi), calls.Set("k"_ansi, "v"_ansi, "x"),
+                              calls.Create("k\\new"_ansi), calls.Delete("k"_ansi)});
   });
   EXPECT_EQ(answer, "old 5 [5] 5 old 5 5 5");
 }
@@ -175,8 +178,8 @@ TEST_F(RegistryRights, MaskThatTakesTheOwnersRights_LeavesNewKeysAsTheyShouldBe)
     const Calls calls(registry);
     ::umask(0777);
     LinuxRegistry another(folder_.path() / "another");
-    return InOrder({calls.Create("k\\new"), calls.Set("k\\new", "v", std::string(9000, 'x')), calls.Open("k\\new"),
-                    Calls(another).Create("k")});
+    return InOrder({calls.Create("k\\new"_ansi), calls.Set("k\\new"_ansi, "v"_ansi, std::string(9000, 'x')),
+                    calls.Open("k\\new"_ansi), Calls(another).Create("k"_ansi)});
   });
   EXPECT_EQ(answer, "0 0 0 0");
   for (const fs::path& key : {Key("k/new"), folder_.path() / "another/HKEY_LOCAL_MACHINE/k"}) {
@@ -195,8 +198,9 @@ TEST_F(RegistryRights, SomebodyElsesFiles_AreRefusedNamedAndStay) {
   const std::string answer = AsUser(folder_.path(), [&] {
     LinuxRegistry registry(folder_.path());
     const Calls calls(registry);
-    std::string results =
-        InOrder({calls.Get("k", "v"), calls.Set("k", "v", "x"), calls.Create("k"), calls.Delete("k")}) + ":";
+    std::string results = InOrder({calls.Get("k"_ansi, "v"_ansi), calls.Set("k"_ansi, "v"_ansi, "x"),
+                                   calls.Create("k"_ansi), calls.Delete("k"_ansi)}) +
+                          ":";
     for (const RegistryFinding& finding : CheckRegistry({folder_.path()})) {
       results += finding.kind == RegistryFinding::Kind::Refused ? " refused " : " other ";
       results += fs::path(finding.place).filename();
@@ -208,7 +212,7 @@ TEST_F(RegistryRights, SomebodyElsesFiles_AreRefusedNamedAndStay) {
   // Root may, and what root rewrites stays the user's.
   for (const char* file : {"k/%values", "k/%lock"}) ASSERT_EQ(::chown(Key(file).c_str(), kNobody, kNobody), 0);
   LinuxRegistry registry(folder_.path());
-  for (int i = 0; i < 100; ++i) ASSERT_EQ(Calls(registry).Set("k", "v", std::string(100, 'x')), kSuccess);
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(Calls(registry).Set("k"_ansi, "v"_ansi, std::string(100, 'x')), kSuccess);
   struct stat entry {};
   ASSERT_EQ(::stat(Key("k/%values").c_str(), &entry), 0);
   EXPECT_EQ(entry.st_uid, kNobody);
@@ -226,7 +230,8 @@ TEST_F(RegistryRights, SomebodyElsesLeftover_DoesNotStopAWriter) {
   const std::string answer = AsUser(folder_.path(), [&] {
     LinuxRegistry registry(folder_.path());
     const Calls calls(registry);
-    return InOrder({calls.Create("k\\new"), calls.Delete("k\\new"), std::to_string(calls.SubKeys("k").size())});
+    return InOrder(
+        {calls.Create("k\\new"_ansi), calls.Delete("k\\new"_ansi), std::to_string(calls.SubKeys("k"_ansi).size())});
   });
   EXPECT_EQ(answer, "0 0 1");
 }
@@ -238,7 +243,7 @@ TEST_F(RegistryRights, MissingRootThatMayNotBeMade_AnswersFileNotFound) {
     if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) return "can not change user";
     LinuxRegistry registry(folder_.path());
     LinuxRegistry below(folder_.path() / "a/b");
-    return InOrder({Calls(registry).Open(""), Calls(registry).Create("k"), Calls(below).Open("")});
+    return InOrder({Calls(registry).Open(""_ansi), Calls(registry).Create("k"_ansi), Calls(below).Open(""_ansi)});
   });
   EXPECT_EQ(answer, "2 2 2");
   EXPECT_TRUE(fs::is_empty(folder_.path()));
@@ -247,15 +252,16 @@ TEST_F(RegistryRights, MissingRootThatMayNotBeMade_AnswersFileNotFound) {
 TEST_F(RegistryRights, MachineRootOfAnotherUser_CanBeReadAndNotChanged) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs a registry of another user";
   LinuxRegistry owner(folder_.path());
-  ASSERT_EQ(Calls(owner).Create("k"), kSuccess);
-  ASSERT_EQ(Calls(owner).Set("k", "v", "x"), kSuccess);
+  ASSERT_EQ(Calls(owner).Create("k"_ansi), kSuccess);
+  ASSERT_EQ(Calls(owner).Set("k"_ansi, "v"_ansi, "x"), kSuccess);
   for (const fs::path& path : {folder_.path(), Root(), Key("k")}) SetMode(path, 0755);
   for (const char* file : {"k/%values", "k/%lock", "%values", "%lock"}) SetMode(Key(file), 0644);
   const std::string answer = testing::AnswerOfChild([&]() -> std::string {
     if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) return "can not change user";
     LinuxRegistry registry(folder_.path());
     const Calls calls(registry);
-    return InOrder({calls.Get("k", "v"), calls.Open("k"), calls.Create("new"), calls.Delete("k")});
+    return InOrder(
+        {calls.Get("k"_ansi, "v"_ansi), calls.Open("k"_ansi), calls.Create("new"_ansi), calls.Delete("k"_ansi)});
   });
   EXPECT_EQ(answer, "x 5 5 5");
 }
@@ -275,10 +281,10 @@ TEST_F(RegistryRights, RootOfAnotherUserThatWasMadeByHand_CanBeReadBeforeItHasFi
       std::uint32_t size = 0;
       AnsiText name;
       std::string data;
-      return InOrder({registry.OpenKey(kHkeyLocalMachine, "", 0, kKeyRead, key),
-                      registry.QueryValue(key, "v", type, {}, size), registry.EnumKey(key, 0, name),
-                      registry.EnumValue(key, 0, name, type, data), registry.SetValue(kHkeyLocalMachine, "v", 0, 1, {}),
-                      Calls(registry).Open("")});
+      return InOrder({registry.OpenKey(kHkeyLocalMachine, ""_ansi, 0, kKeyRead, key),
+                      registry.QueryValue(key, "v"_ansi, type, {}, size), registry.EnumKey(key, 0, name),
+                      registry.EnumValue(key, 0, name, type, data),
+                      registry.SetValue(kHkeyLocalMachine, "v"_ansi, 0, 1, {}), Calls(registry).Open(""_ansi)});
     });
   };
   EXPECT_EQ(answer(), "0 2 259 259 5 5");

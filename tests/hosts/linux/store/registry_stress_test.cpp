@@ -15,6 +15,8 @@
 #include <vector>
 
 #include "tests/hosts/linux/store/stored_registry.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -52,7 +54,8 @@ class Worker {
   // Returns what was wrong; empty when nothing was.
   std::string Run() {
     std::mt19937 random(static_cast<unsigned>(number_) * 7919 + 1);
-    if (const Status status = calls_.Create(OwnKey()); status != kSuccess) return "own key: " + std::to_string(status);
+    if (const Status status = calls_.Create(OwnKey()); status != kSuccess)
+      return "own key: " + std::to_string(NumberOf(status));
     for (int i = 0; i < kOperations; ++i) {
       Step(random);
       if (!wrong_.empty()) return std::to_string(i) + ": " + wrong_;
@@ -62,19 +65,19 @@ class Worker {
   }
 
  private:
-  AnsiText OwnKey() const { return "shared\\own" + std::to_string(number_); }
+  AnsiText OwnKey() const { return AnsiText("shared\\own" + std::to_string(number_)); }
 
   void Expect(const char* what, Status status, std::initializer_list<Status> explained) {
     for (const Status one : explained) {
       if (status == one) return;
     }
-    wrong_ = what + (": " + std::to_string(status));
+    wrong_ = what + (": " + std::to_string(NumberOf(status)));
   }
 
   void Step(std::mt19937& random) {
-    const AnsiText key = "shared\\k" + std::to_string(random() % kKeys);
-    const AnsiText subkey = key + "\\sub" + std::to_string(random() % 2);
-    const AnsiText name = 'n' + std::to_string(random() % kNames);
+    const AnsiText key("shared\\k" + std::to_string(random() % kKeys));
+    const AnsiText subkey(key.bytes() + "\\sub" + std::to_string(random() % 2));
+    const AnsiText name('n' + std::to_string(random() % kNames));
     switch (random() % 14) {
       case 0:
         return Expect("create", calls_.Create(key), {kSuccess});
@@ -115,7 +118,8 @@ class Worker {
     if (opening == kSuccess) handles_.push_back(handle);
     if (handles_.empty()) return;
     const std::size_t which = random() % handles_.size();
-    Expect("set by handle", registry_.SetValue(handles_[which], "h", 0, kRegSz, Whole(5)), {kSuccess, kKeyDeleted});
+    Expect("set by handle", registry_.SetValue(handles_[which], "h"_ansi, 0, kRegSz, Whole(5)),
+           {kSuccess, kKeyDeleted});
     if (handles_.size() < 8) return;
     Expect("close", registry_.CloseKey(handles_[which]), {kSuccess});
     handles_.erase(handles_.begin() + static_cast<std::ptrdiff_t>(which));
@@ -223,8 +227,8 @@ TEST(Stress, FourThreadsReadingAKeyThatRestsBetweenWrites_NeverSeeLessThanWasAck
   const testing::TemporaryFolder folder(testing::MemoryFolder());
   LinuxRegistry writer(folder.path());
   LinuxRegistry registry(folder.path());
-  ASSERT_EQ(Calls(writer).Create("k"), kSuccess);
-  ASSERT_EQ(Calls(writer).Set("k", "v", "1000"), kSuccess);
+  ASSERT_EQ(Calls(writer).Create("k"_ansi), kSuccess);
+  ASSERT_EQ(Calls(writer).Set("k"_ansi, "v"_ansi, "1000"), kSuccess);
   std::atomic<int> acknowledged = 1000;
   std::atomic<bool> done = false;
   std::array<std::string, 4> wrong;
@@ -236,14 +240,14 @@ TEST(Stress, FourThreadsReadingAKeyThatRestsBetweenWrites_NeverSeeLessThanWasAck
         while (!done && found.empty()) {
           const std::string least = std::to_string(acknowledged);
           // All numbers have four digits, so they are ordered as texts are.
-          const std::string value = Calls(registry).Get("k", "v");
+          const std::string value = Calls(registry).Get("k"_ansi, "v"_ansi);
           if (value < least || value.size() != least.size()) found = testing::InOrder({value, "after", least});
         }
       });
     }
     for (int number = 1001; number <= 1030; ++number) {
       std::this_thread::sleep_for(std::chrono::milliseconds(30));
-      EXPECT_EQ(Calls(writer).Set("k", "v", std::to_string(number)), kSuccess);
+      EXPECT_EQ(Calls(writer).Set("k"_ansi, "v"_ansi, std::to_string(number)), kSuccess);
       acknowledged = number;
     }
     done = true;

@@ -14,6 +14,8 @@
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/platform/conformance/registry_conformance.h"
+#include "tests/testing/ansi_literal.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
 namespace nerio::platform {
@@ -49,7 +51,7 @@ std::string OpenRoots(RegistryApi& registry) {
   std::string answers;
   for (const KeyHandle root : {kHkeyLocalMachine, kHkeyCurrentUser}) {
     KeyHandle key = 0;
-    answers += std::to_string(registry.OpenKey(root, "", 0, kFullAccess, key)) + " ";
+    answers += std::to_string(NumberOf(registry.OpenKey(root, ""_ansi, 0, kFullAccess, key))) + " ";
   }
   return answers;
 }
@@ -66,10 +68,10 @@ TEST(LinuxRegistry, GivenFolder_GetsEachRootOnItsFirstUse) {
   const fs::path place = folder.path() / "a/b";
   LinuxRegistry registry(place);
   KeyHandle key = 0;
-  EXPECT_EQ(registry.OpenKey(kHkeyLocalMachine, "", 0, kFullAccess, key), kSuccess);
+  EXPECT_EQ(registry.OpenKey(kHkeyLocalMachine, ""_ansi, 0, kFullAccess, key), kSuccess);
   EXPECT_TRUE(fs::exists(place / "HKEY_LOCAL_MACHINE"));
   EXPECT_FALSE(fs::exists(place / "HKEY_CURRENT_USER"));
-  EXPECT_EQ(registry.OpenKey(kHkeyCurrentUser, "missing", 0, kFullAccess, key), kFileNotFound);
+  EXPECT_EQ(registry.OpenKey(kHkeyCurrentUser, "missing"_ansi, 0, kFullAccess, key), kFileNotFound);
   for (const char* made : {"", "HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER"}) EXPECT_EQ(ModeOf(place / made), 0700u);
   EXPECT_EQ(ModeOf(place / "HKEY_LOCAL_MACHINE/%values"), 0600u);
   EXPECT_EQ(ModeOf(place / "HKEY_LOCAL_MACHINE/%lock"), 0600u);
@@ -102,7 +104,7 @@ TEST(LinuxRegistry, RelativeFolder_IsTakenFromTheCurrentFolderOfTheFirstUse) {
     LinuxRegistry registry("here");
     std::string answers = OpenRoots(registry);
     fs::current_path("/");
-    return answers + std::to_string(Calls(registry).Create("k"));
+    return answers + std::to_string(NumberOf(Calls(registry).Create("k"_ansi)));
   });
   EXPECT_EQ(answer, "0 0 0");
   EXPECT_TRUE(fs::exists(folder.path() / "here/HKEY_LOCAL_MACHINE/k/%values"));
@@ -119,7 +121,7 @@ TEST(LinuxRegistry, CurrentUsersRoot_LiesInTheUsersDataFolder) {
       if (home != nullptr) ::setenv("HOME", home, 1);
       LinuxRegistry registry;
       KeyHandle key = 0;
-      return std::to_string(registry.OpenKey(kHkeyCurrentUser, "", 0, kFullAccess, key));
+      return std::to_string(NumberOf(registry.OpenKey(kHkeyCurrentUser, ""_ansi, 0, kFullAccess, key)));
     });
   };
   const fs::path home = folder.path() / "home";
@@ -142,7 +144,7 @@ TEST(LinuxRegistry, Places_AreToldWithoutMakingThem) {
   EXPECT_FALSE(fs::exists(folder.path() / "none"));
 
   StoredRegistry stored;
-  ASSERT_EQ(stored.calls().Create("k"), kSuccess);
+  ASSERT_EQ(stored.calls().Create("k"_ansi), kSuccess);
   for (const RegistryPlace& place : RegistryPlaces({stored.folder()})) {
     EXPECT_EQ(place.present, place.root == kHkeyLocalMachine) << place.place;
     EXPECT_EQ(place.place == stored.Root(), place.root == kHkeyLocalMachine) << place.place;
@@ -162,25 +164,25 @@ TEST(LinuxRegistry, Places_AreToldWithoutMakingThem) {
 TEST(LinuxRegistry, RootThatIsGone_IsMadeAgain) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k"), kSuccess);
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
   fs::remove_all(stored.folder() / "HKEY_LOCAL_MACHINE");
-  EXPECT_EQ(calls.Open("k"), kFileNotFound);
-  EXPECT_EQ(calls.Open(""), kSuccess);
+  EXPECT_EQ(calls.Open("k"_ansi), kFileNotFound);
+  EXPECT_EQ(calls.Open(""_ansi), kSuccess);
   fs::remove_all(stored.folder());
-  EXPECT_EQ(calls.Create("k"), kSuccess);
-  EXPECT_EQ(calls.Get("k", "v"), "[2]");
+  EXPECT_EQ(calls.Create("k"_ansi), kSuccess);
+  EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), "[2]");
 }
 
 TEST(LinuxRegistry, RootMadeByHand_GetsItsFilesWithItsFirstValue) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
   fs::create_directories(stored.Root());
-  EXPECT_EQ(calls.Open(""), kSuccess);
-  EXPECT_EQ(calls.Get("", "v"), "[2]");
-  EXPECT_THAT(calls.SubKeys(""), IsEmpty());
-  EXPECT_EQ(calls.Set("", "v", "x"), kSuccess);
-  EXPECT_EQ(calls.Get("", "v"), "x");
-  EXPECT_EQ(calls.Create("k"), kSuccess);
+  EXPECT_EQ(calls.Open(""_ansi), kSuccess);
+  EXPECT_EQ(calls.Get(""_ansi, "v"_ansi), "[2]");
+  EXPECT_THAT(calls.SubKeys(""_ansi), IsEmpty());
+  EXPECT_EQ(calls.Set(""_ansi, "v"_ansi, "x"), kSuccess);
+  EXPECT_EQ(calls.Get(""_ansi, "v"_ansi), "x");
+  EXPECT_EQ(calls.Create("k"_ansi), kSuccess);
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
 
@@ -188,11 +190,11 @@ TEST(LinuxRegistry, RootMadeByHand_StaysAsItIsWhileItIsOnlyReadAndChecked) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
   fs::create_directories(stored.Root());
-  EXPECT_EQ(calls.Open(""), kSuccess);
-  EXPECT_EQ(calls.Get("", "v"), "[2]");
+  EXPECT_EQ(calls.Open(""_ansi), kSuccess);
+  EXPECT_EQ(calls.Get(""_ansi, "v"_ansi), "[2]");
   EXPECT_TRUE(fs::is_empty(stored.Root()));
   testing::WriteFile(stored.Root() / "%values", "damaged");
-  EXPECT_EQ(calls.Get("", "v"), "[1015]");
+  EXPECT_EQ(calls.Get(""_ansi, "v"_ansi), "[1015]");
   EXPECT_THAT(stored.Findings(), ElementsAre(::testing::HasSubstr("damage:HKEY_LOCAL_MACHINE/%values:7: ")));
   EXPECT_FALSE(fs::exists(stored.Root() / "%lock"));
 }
@@ -201,7 +203,7 @@ TEST(LinuxRegistry, LinkToTheRoot_IsFollowed) {
   StoredRegistry stored;
   const TemporaryFolder elsewhere;
   fs::create_directory_symlink(elsewhere.path(), stored.Root());
-  EXPECT_EQ(stored.calls().Create("k"), kSuccess);
+  EXPECT_EQ(stored.calls().Create("k"_ansi), kSuccess);
   EXPECT_TRUE(fs::exists(elsewhere.path() / "k/%values"));
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
@@ -212,15 +214,15 @@ TEST(LinuxRegistry, LinkToTheRootThatLeadsElsewhereLater_IsFollowedOnceSomething
   const TemporaryFolder before;
   const TemporaryFolder after;
   LinuxRegistry other(after.path());
-  ASSERT_EQ(Calls(other).Create("new"), kSuccess);
+  ASSERT_EQ(Calls(other).Create("new"_ansi), kSuccess);
   fs::create_directory_symlink(before.path(), stored.Root());
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k"), kSuccess);
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
   fs::remove(stored.Root());
   fs::create_directory_symlink(after.path() / "HKEY_LOCAL_MACHINE", stored.Root());
-  EXPECT_EQ(calls.Open("k"), kSuccess);
-  EXPECT_EQ(calls.Open("new"), kSuccess);
-  EXPECT_EQ(calls.Open("k"), kFileNotFound);
+  EXPECT_EQ(calls.Open("k"_ansi), kSuccess);
+  EXPECT_EQ(calls.Open("new"_ansi), kSuccess);
+  EXPECT_EQ(calls.Open("k"_ansi), kFileNotFound);
 }
 
 TEST(LinuxRegistry, AnotherRegistryObject_SeesEverythingAtOnce) {
@@ -228,55 +230,55 @@ TEST(LinuxRegistry, AnotherRegistryObject_SeesEverythingAtOnce) {
   LinuxRegistry other(stored.folder());
   const Calls here = stored.calls();
   const Calls there(other);
-  EXPECT_EQ(here.Create("a\\b"), kSuccess);
-  EXPECT_EQ(there.Set("a\\b", "v", "1"), kSuccess);
-  EXPECT_EQ(here.Get("a\\b", "v"), "1");
-  EXPECT_EQ(here.Set("a\\b", "v", "2"), kSuccess);
-  EXPECT_EQ(there.Get("a\\b", "v"), "2");
-  EXPECT_EQ(there.Delete("a\\b"), kSuccess);
-  EXPECT_EQ(here.Get("a\\b", "v"), "[2]");
+  EXPECT_EQ(here.Create("a\\b"_ansi), kSuccess);
+  EXPECT_EQ(there.Set("a\\b"_ansi, "v"_ansi, "1"), kSuccess);
+  EXPECT_EQ(here.Get("a\\b"_ansi, "v"_ansi), "1");
+  EXPECT_EQ(here.Set("a\\b"_ansi, "v"_ansi, "2"), kSuccess);
+  EXPECT_EQ(there.Get("a\\b"_ansi, "v"_ansi), "2");
+  EXPECT_EQ(there.Delete("a\\b"_ansi), kSuccess);
+  EXPECT_EQ(here.Get("a\\b"_ansi, "v"_ansi), "[2]");
 }
 
 TEST(LinuxRegistry, FoldersMovedByHand_AreSeenByTheNextCall) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("old\\sub"), kSuccess);
-  ASSERT_EQ(calls.Set("old\\sub", "v", "x"), kSuccess);
+  ASSERT_EQ(calls.Create("old\\sub"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("old\\sub"_ansi, "v"_ansi, "x"), kSuccess);
   KeyHandle key = 0;
-  ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "old", 0, kFullAccess, key), kSuccess);
+  ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "old"_ansi, 0, kFullAccess, key), kSuccess);
   fs::rename(stored.Key("old"), stored.Key("new"));
-  EXPECT_EQ(calls.Open("old"), kFileNotFound);
-  EXPECT_EQ(calls.Get("new\\sub", "v"), "x");
-  EXPECT_THAT(calls.SubKeys(""), ElementsAre("new")) << "the folder's name counts, not the spelling inside";
+  EXPECT_EQ(calls.Open("old"_ansi), kFileNotFound);
+  EXPECT_EQ(calls.Get("new\\sub"_ansi, "v"_ansi), "x");
+  EXPECT_THAT(calls.SubKeys(""_ansi), ElementsAre("new"_ansi)) << "the folder's name counts, not the spelling inside";
   KeyHandle below = 0;
-  EXPECT_EQ(stored.registry().OpenKey(key, "sub", 0, kFullAccess, below), kKeyDeleted);
+  EXPECT_EQ(stored.registry().OpenKey(key, "sub"_ansi, 0, kFullAccess, below), kKeyDeleted);
   fs::copy(stored.Key("new"), stored.Key("copy"), fs::copy_options::recursive);
-  EXPECT_EQ(calls.Get("copy\\sub", "v"), "x");
-  EXPECT_EQ(calls.Set("copy\\sub", "v", "y"), kSuccess);
-  EXPECT_EQ(calls.Get("new\\sub", "v"), "x");
+  EXPECT_EQ(calls.Get("copy\\sub"_ansi, "v"_ansi), "x");
+  EXPECT_EQ(calls.Set("copy\\sub"_ansi, "v"_ansi, "y"), kSuccess);
+  EXPECT_EQ(calls.Get("new\\sub"_ansi, "v"_ansi), "x");
 }
 
 TEST(LinuxRegistry, LongNames_LieInCutFoldersAndAreKnownByTheNameInside) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  const AnsiText name(256, '\xC8');
-  ASSERT_EQ(calls.Create(name + "\\sub"), kSuccess);
-  EXPECT_THAT(calls.SubKeys(""), ElementsAre(name));
-  EXPECT_EQ(calls.Open(AnsiText(256, '\xE8') + "\\SUB"), kSuccess);
+  const AnsiText name(std::string(256, '\xC8'));
+  ASSERT_EQ(calls.Create(name + "\\sub"_ansi), kSuccess);
+  EXPECT_THAT(calls.SubKeys(""_ansi), ElementsAre(name));
+  EXPECT_EQ(calls.Open(AnsiText(std::string(256, '\xE8')) + "\\SUB"_ansi), kSuccess);
   // A folder whose cut name is the same, but that another key lies in: as a collision of the hashes would be.
   fs::path cut;
   for (const auto& entry : fs::directory_iterator(stored.Root())) {
     if (entry.is_directory()) cut = entry.path();
   }
   ASSERT_EQ(cut.filename().string().size(), 255u);
-  ASSERT_EQ(calls.Create("other\\sub"), kSuccess);
+  ASSERT_EQ(calls.Create("other\\sub"_ansi), kSuccess);
   fs::rename(cut, stored.folder() / "aside");
   fs::rename(stored.Key("other"), cut);
   EXPECT_EQ(calls.Open(name), kFileNotFound);
-  EXPECT_EQ(calls.Open(name + "\\sub"), kFileNotFound);
+  EXPECT_EQ(calls.Open(name + "\\sub"_ansi), kFileNotFound);
   EXPECT_EQ(calls.Create(name), kRegistryIoFailed);
-  EXPECT_EQ(calls.Create(name + "\\new"), kRegistryIoFailed);
-  EXPECT_EQ(calls.Delete(name + "\\sub"), kFileNotFound);
+  EXPECT_EQ(calls.Create(name + "\\new"_ansi), kRegistryIoFailed);
+  EXPECT_EQ(calls.Delete(name + "\\sub"_ansi), kFileNotFound);
   EXPECT_EQ(stored.Findings().size(), 1u);
 }
 
@@ -284,14 +286,15 @@ TEST(LinuxRegistry, WholePath_HasNoLimit) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
   AnsiText path;
-  for (int level = 0; level < 60; ++level) path += AnsiText(200, static_cast<char>('a' + level % 26)) + "\\";
+  for (int level = 0; level < 60; ++level)
+    path += AnsiText(std::string(200, static_cast<char>('a' + level % 26))) + "\\"_ansi;
   ASSERT_EQ(calls.Create(path), kSuccess);
-  EXPECT_EQ(calls.Set(path, "v", "deep"), kSuccess);
-  EXPECT_EQ(calls.Get(path, "V"), "deep");
-  EXPECT_EQ(calls.Create(path + "more"), kSuccess);
-  EXPECT_THAT(calls.SubKeys(path), ElementsAre("more"));
-  EXPECT_EQ(calls.Delete(path + "more"), kSuccess);
-  EXPECT_EQ(calls.DeleteValue(path, "v"), kSuccess);
+  EXPECT_EQ(calls.Set(path, "v"_ansi, "deep"), kSuccess);
+  EXPECT_EQ(calls.Get(path, "V"_ansi), "deep");
+  EXPECT_EQ(calls.Create(path + "more"_ansi), kSuccess);
+  EXPECT_THAT(calls.SubKeys(path), ElementsAre("more"_ansi));
+  EXPECT_EQ(calls.Delete(path + "more"_ansi), kSuccess);
+  EXPECT_EQ(calls.DeleteValue(path, "v"_ansi), kSuccess);
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
 
@@ -300,7 +303,7 @@ TEST(LinuxRegistry, HandlesOfRoots_AreMultiplesOfFourBelowTheRoots) {
   KeyHandle before = 0;
   for (int i = 0; i < 100; ++i) {
     KeyHandle key = 0;
-    ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "", 0, kKeyRead, key), kSuccess);
+    ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, ""_ansi, 0, kKeyRead, key), kSuccess);
     EXPECT_EQ(key % 4, 0u);
     EXPECT_LT(key, 0x80000000u);
     EXPECT_NE(key, before);
@@ -312,15 +315,15 @@ TEST(LinuxRegistry, HandlesOfRoots_AreMultiplesOfFourBelowTheRoots) {
 // An open handle is an entry in a table: the key of code 2 stays open on purpose and must not cost a descriptor.
 TEST(LinuxRegistry, OpenHandles_HoldNoDescriptors) {
   StoredRegistry stored;
-  ASSERT_EQ(stored.calls().Create("k"), kSuccess);
+  ASSERT_EQ(stored.calls().Create("k"_ansi), kSuccess);
   const auto descriptors = [] {
     return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
   };
   const auto before = descriptors();
   for (int i = 0; i < 1000; ++i) {
     KeyHandle key = 0;
-    ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "k", 0, kFullAccess, key), kSuccess);
-    ASSERT_EQ(stored.registry().SetValue(key, "v", 0, kRegSz, std::string(10, 'x')), kSuccess);
+    ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, kFullAccess, key), kSuccess);
+    ASSERT_EQ(stored.registry().SetValue(key, "v"_ansi, 0, kRegSz, std::string(10, 'x')), kSuccess);
   }
   EXPECT_EQ(descriptors(), before);
 }
@@ -328,16 +331,17 @@ TEST(LinuxRegistry, OpenHandles_HoldNoDescriptors) {
 TEST(LinuxRegistry, ManyOverwrites_DoNotMakeTheFileGrow) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k"), kSuccess);
-  ASSERT_EQ(calls.Set("k", "kept", std::string(5000, 'x')), kSuccess);
-  for (int i = 0; i < 2000; ++i) ASSERT_EQ(calls.Set("k", "v", std::to_string(i)), kSuccess);
-  EXPECT_EQ(calls.Get("k", "v"), "1999");
-  EXPECT_EQ(calls.Get("k", "kept"), std::string(5000, 'x'));
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "kept"_ansi, std::string(5000, 'x')), kSuccess);
+  for (int i = 0; i < 2000; ++i) ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, std::to_string(i)), kSuccess);
+  EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), "1999");
+  EXPECT_EQ(calls.Get("k"_ansi, "kept"_ansi), std::string(5000, 'x'));
   EXPECT_LE(fs::file_size(stored.ValuesFile("k")), 16384u);
-  for (int i = 0; i < 300; ++i) ASSERT_EQ(calls.Set("k", 'n' + std::to_string(i), std::string(50, 'y')), kSuccess);
-  for (int i = 0; i < 300; ++i) ASSERT_EQ(calls.DeleteValue("k", 'N' + std::to_string(i)), kSuccess);
-  ASSERT_EQ(calls.DeleteValue("k", "kept"), kSuccess);
-  for (int i = 0; i < 600; ++i) ASSERT_EQ(calls.Set("k", "v", std::to_string(i)), kSuccess);
+  for (int i = 0; i < 300; ++i)
+    ASSERT_EQ(calls.Set("k"_ansi, AnsiText('n' + std::to_string(i)), std::string(50, 'y')), kSuccess);
+  for (int i = 0; i < 300; ++i) ASSERT_EQ(calls.DeleteValue("k"_ansi, AnsiText('N' + std::to_string(i))), kSuccess);
+  ASSERT_EQ(calls.DeleteValue("k"_ansi, "kept"_ansi), kSuccess);
+  for (int i = 0; i < 600; ++i) ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, std::to_string(i)), kSuccess);
   EXPECT_EQ(fs::file_size(stored.ValuesFile("k")), 4096u);
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
@@ -345,13 +349,13 @@ TEST(LinuxRegistry, ManyOverwrites_DoNotMakeTheFileGrow) {
 TEST(LinuxRegistry, ZeroFilledData_IsStoredLikeAnyOther) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
-  ASSERT_EQ(calls.Create("k"), kSuccess);
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
   for (const std::size_t size : {1u, 511u, 512u, 1000u, 1022u, 1023u, 1024u, 5000u, 100000u, 3000000u}) {
     const std::string zeros(size, '\0');
-    ASSERT_EQ(calls.Set("k", "v", zeros, kRegBinary), kSuccess);
-    EXPECT_EQ(calls.Get("k", "v"), zeros);
-    ASSERT_EQ(calls.Set("k", "w", "small"), kSuccess);
-    EXPECT_EQ(calls.Get("k", "v") + calls.Get("k", "w"), zeros + "small");
+    ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, zeros, kRegBinary), kSuccess);
+    EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), zeros);
+    ASSERT_EQ(calls.Set("k"_ansi, "w"_ansi, "small"), kSuccess);
+    EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi) + calls.Get("k"_ansi, "w"_ansi), zeros + "small");
   }
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
@@ -360,15 +364,15 @@ TEST(LinuxRegistry, NewKeys_TakeThePermissionsOfTheKeyTheyAreMadeIn) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
   const mode_t mask = ::umask(077);
-  ASSERT_EQ(calls.Create("shared"), kSuccess);
+  ASSERT_EQ(calls.Create("shared"_ansi), kSuccess);
   fs::permissions(stored.Key("shared"), static_cast<fs::perms>(02775));
-  ASSERT_EQ(calls.Create("shared\\sub\\deep"), kSuccess);
+  ASSERT_EQ(calls.Create("shared\\sub\\deep"_ansi), kSuccess);
   ::umask(mask);
   EXPECT_EQ(ModeOf(stored.Key("shared/sub/deep")), 02775u);
   EXPECT_EQ(ModeOf(stored.Key("shared/sub/deep/%values")), 0664u);
   EXPECT_EQ(ModeOf(stored.Key("shared/sub/deep/%lock")), 0664u);
   fs::permissions(stored.ValuesFile("shared/sub"), static_cast<fs::perms>(0640));
-  for (int i = 0; i < 100; ++i) ASSERT_EQ(calls.Set("shared\\sub", "v", std::string(100, 'x')), kSuccess);
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(calls.Set("shared\\sub"_ansi, "v"_ansi, std::string(100, 'x')), kSuccess);
   EXPECT_EQ(ModeOf(stored.ValuesFile("shared/sub")), 0640u) << "a rewritten file keeps the permissions that it had";
 }
 
@@ -376,24 +380,24 @@ TEST(LinuxRegistry, CreationWithAReservedNumberOtherThan0_IsRefused) {
   StoredRegistry stored;
   KeyHandle key = 0;
   std::uint32_t disposition = 0;
-  EXPECT_EQ(stored.registry().CreateKey(kHkeyLocalMachine, "k", 1, "", 0, kFullAccess, {}, key, disposition),
+  EXPECT_EQ(stored.registry().CreateKey(kHkeyLocalMachine, "k"_ansi, 1, ""_ansi, 0, kFullAccess, {}, key, disposition),
             kInvalidParameter);
-  EXPECT_EQ(stored.calls().Open("k"), kFileNotFound);
+  EXPECT_EQ(stored.calls().Open("k"_ansi), kFileNotFound);
 }
 
 TEST(LinuxRegistry, MaximumAllowed_GrantsWhatThereIs) {
   StoredRegistry stored;
-  ASSERT_EQ(stored.calls().Create("k"), kSuccess);
+  ASSERT_EQ(stored.calls().Create("k"_ansi), kSuccess);
   constexpr std::uint32_t kMaximumAllowed = 0x02000000;
   constexpr std::uint32_t kGenericRead = 0x80000000;
   KeyHandle key = 0;
-  ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "k", 0, kMaximumAllowed, key), kSuccess);
-  EXPECT_EQ(stored.registry().SetValue(key, "v", 0, kRegSz, std::string("x")), kSuccess);
-  ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "k", 0, kGenericRead, key), kSuccess);
-  EXPECT_EQ(stored.registry().SetValue(key, "v", 0, kRegSz, std::string("x")), kAccessDenied);
+  ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, kMaximumAllowed, key), kSuccess);
+  EXPECT_EQ(stored.registry().SetValue(key, "v"_ansi, 0, kRegSz, std::string("x")), kSuccess);
+  ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, kGenericRead, key), kSuccess);
+  EXPECT_EQ(stored.registry().SetValue(key, "v"_ansi, 0, kRegSz, std::string("x")), kAccessDenied);
   std::uint32_t type = 0;
   std::uint32_t size = 0;
-  EXPECT_EQ(stored.registry().QueryValue(key, "v", type, {}, size), kSuccess);
+  EXPECT_EQ(stored.registry().QueryValue(key, "v"_ansi, type, {}, size), kSuccess);
   EXPECT_EQ(size, 1u);
 }
 

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "tests/testing/ansi_literal.h"
+
 namespace nerio::testing {
 
 using namespace platform;  // NOLINT(google-build-using-namespace): every name below is the seam's
@@ -32,8 +34,8 @@ std::string InOrder(std::initializer_list<Answer> answers) {
 Status Calls::Create(const AnsiText& path) const {
   KeyHandle key = 0;
   std::uint32_t disposition = 0;
-  const Status status =
-      registry_.CreateKey(kHkeyLocalMachine, path, 0, "", kRegOptionNonVolatile, kFullAccess, {}, key, disposition);
+  const Status status = registry_.CreateKey(kHkeyLocalMachine, path, 0, ""_ansi, kRegOptionNonVolatile, kFullAccess, {},
+                                            key, disposition);
   if (status == kSuccess) registry_.CloseKey(key);
   return status;
 }
@@ -67,7 +69,7 @@ std::string Calls::Get(const AnsiText& path, const AnsiText& name) const {
     data.resize(answer == kSuccess ? size : 0);
     return answer;
   });
-  return status == kSuccess ? data : '[' + std::to_string(status) + ']';
+  return status == kSuccess ? data : '[' + std::to_string(NumberOf(status)) + ']';
 }
 
 std::vector<AnsiText> Calls::SubKeys(const AnsiText& path) const {
@@ -80,7 +82,8 @@ std::vector<AnsiText> Calls::SubKeys(const AnsiText& path) const {
     }
     return answer;
   });
-  if (status != kNoMoreItems) throw std::runtime_error("the subkeys of " + path + ": " + std::to_string(status));
+  if (status != kNoMoreItems)
+    throw std::runtime_error("the subkeys of " + path.bytes() + ": " + std::to_string(NumberOf(status)));
   return names;
 }
 

@@ -19,9 +19,9 @@ constexpr std::uint32_t kFullAccess = 0x2003F;
 
 /// What a call answered, as text.
 struct Answer {
-  Answer(platform::Status status) : text(std::to_string(status)) {}  // NOLINT(google-explicit-constructor)
-  Answer(std::string answer) : text(std::move(answer)) {}            // NOLINT(google-explicit-constructor)
-  Answer(const char* answer) : text(answer) {}                       // NOLINT(google-explicit-constructor)
+  Answer(platform::Status status) : text(std::to_string(NumberOf(status))) {}  // NOLINT(google-explicit-constructor)
+  Answer(std::string answer) : text(std::move(answer)) {}                      // NOLINT(google-explicit-constructor)
+  Answer(const char* answer) : text(answer) {}                                 // NOLINT(google-explicit-constructor)
   std::string text;
 };
 

@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "tests/platform/conformance/regional_conformance.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::testing {
 namespace {
@@ -35,11 +36,12 @@ TEST(PortableRegionalSettings, RegionName_IsTheRegionsOwn) {
 TEST(PortableRegionalSettings, Clock_CanBeGivenAndIsTheSystemsOtherwise) {
   const platform::RegionalData italian = platform::BuiltInRegion(u"it-IT").value();
   Date date;
-  ASSERT_EQ(PortableRegionalSettings(italian, [] { return 1950; }).DateFromText(u"1/1", date), platform::kSuccess);
+  ASSERT_EQ(PortableRegionalSettings(italian, [] { return 1950; }).DateFromText(u"1/1", date),
+            platform::AutomationStatus::kSuccess);
   EXPECT_EQ(date.days, 18264);
 
   const std::int32_t before = platform::CurrentYear();
-  ASSERT_EQ(PortableRegionalSettings(italian).DateFromText(u"31/12", date), platform::kSuccess);
+  ASSERT_EQ(PortableRegionalSettings(italian).DateFromText(u"31/12", date), platform::AutomationStatus::kSuccess);
   const std::int32_t after = platform::CurrentYear();
   const std::chrono::sys_days day =
       std::chrono::sys_days{std::chrono::year{1899} / 12 / 30} + std::chrono::days{static_cast<int>(date.days)};

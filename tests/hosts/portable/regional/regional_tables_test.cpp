@@ -8,6 +8,7 @@
 #include "nerio/hosts/portable/regional/regional_settings.h"
 #include "nerio/types/utf8.h"
 #include "tests/testing/recorded_regions.h"
+#include "tests/testing/status_output.h"
 #include "tests/testing/tables.h"
 
 namespace nerio::platform {
@@ -29,7 +30,9 @@ std::map<std::string, PortableRegionalSettings> SettingsIn(std::int32_t year) {
 
 std::uint64_t Bits(const std::string& hexadecimal) { return std::stoull(hexadecimal, nullptr, 16); }
 
-Status Recorded(const std::string& hresult) { return static_cast<Status>(std::stoul(hresult, nullptr, 16)); }
+AutomationStatus Recorded(const std::string& hresult) {
+  return static_cast<AutomationStatus>(std::stoul(hresult, nullptr, 16));
+}
 
 void ExpectDateOfEveryRow(const std::string& file, std::int32_t year) {
   const Table table(file);
@@ -40,11 +43,12 @@ void ExpectDateOfEveryRow(const std::string& file, std::int32_t year) {
     if (table.Field(row, "tail") == "1") ++pastTheEnd;
     constexpr double kJunk = -12345.678;
     Date date{kJunk};
-    const Status status = settings.at(table.Field(row, "lcid")).DateFromText(Unescape(table.Field(row, "text")), date);
-    const Status expected = Recorded(table.Field(row, "hresult"));
+    const AutomationStatus status =
+        settings.at(table.Field(row, "lcid")).DateFromText(Unescape(table.Field(row, "text")), date);
+    const AutomationStatus expected = Recorded(table.Field(row, "hresult"));
     EXPECT_EQ(status, expected) << file << ':' << row.line << ": " << row.fields[0] << ' ' << row.fields[1];
     const std::uint64_t expectedBits =
-        expected == kSuccess ? Bits(table.Field(row, "bits")) : std::bit_cast<std::uint64_t>(kJunk);
+        expected == AutomationStatus::kSuccess ? Bits(table.Field(row, "bits")) : std::bit_cast<std::uint64_t>(kJunk);
     EXPECT_EQ(std::bit_cast<std::uint64_t>(date.days), expectedBits)
         << file << ':' << row.line << ": " << row.fields[0] << ' ' << row.fields[1] << ": " << date.days;
   }
@@ -68,10 +72,10 @@ TEST(Table, date_text_tsv) {
     }
     const Text junk = u"junk";
     Text text = junk;
-    const Status status = settings.at(table.Field(row, "lcid")).TextFromDate({days}, text);
-    const Status expected = Recorded(table.Field(row, "hresult"));
+    const AutomationStatus status = settings.at(table.Field(row, "lcid")).TextFromDate({days}, text);
+    const AutomationStatus expected = Recorded(table.Field(row, "hresult"));
     EXPECT_EQ(status, expected) << "date_text.tsv:" << row.line << ": " << row.fields[0];
-    EXPECT_EQ(ToUtf8(text), ToUtf8(expected == kSuccess ? Unescape(table.Field(row, "text")) : junk))
+    EXPECT_EQ(ToUtf8(text), ToUtf8(expected == AutomationStatus::kSuccess ? Unescape(table.Field(row, "text")) : junk))
         << "date_text.tsv:" << row.line << ": " << row.fields[0];
   }
   std::cout << "date_text.tsv: " << table.rows().size() << " rows, " << noNumbers << " left out for NaN\n";

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/tables.h"
 
 namespace nerio::platform {
@@ -48,30 +49,30 @@ TEST(Table, ansi_1252_back_tsv) {
 
 TEST(CodePage1252, EveryByteComesBackFromItsText) {
   CodePage1252 codePage;
-  AnsiText bytes;
+  std::string bytes;
   for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(byte);
   const Text text = codePage.ToText(bytes);
   EXPECT_EQ(text.size(), 256u);
-  EXPECT_EQ(codePage.ToAnsi(text), bytes);
+  EXPECT_EQ(codePage.ToAnsi(text), AnsiText(bytes));
 }
 
 TEST(CodePage1252, NulsAreContentAndNoTerminatorIsAdded) {
   CodePage1252 codePage;
-  EXPECT_EQ(codePage.ToAnsi(Text(u"a\0b", 3)), std::string("a\0b", 3));
+  EXPECT_EQ(codePage.ToAnsi(Text(u"a\0b", 3)), "a\0b"_ansi);
   EXPECT_EQ(codePage.ToText(std::string_view("a\0b\0", 4)), Text(u"a\0b\0", 4));
-  EXPECT_EQ(codePage.ToAnsi({}), "");
+  EXPECT_EQ(codePage.ToAnsi({}), AnsiText());
   EXPECT_EQ(codePage.ToText({}), u"");
 }
 
 TEST(CodePage1252, SurrogatesAreReplacedOneByOne) {
   CodePage1252 codePage;
-  EXPECT_EQ(codePage.ToAnsi(u"x\U0001F600y"), "x??y");
-  EXPECT_EQ(codePage.ToAnsi(Text{u'\xD83D'}), "?");
+  EXPECT_EQ(codePage.ToAnsi(u"x\U0001F600y"), "x??y"_ansi);
+  EXPECT_EQ(codePage.ToAnsi(Text{u'\xD83D'}), "?"_ansi);
 }
 
 TEST(CodePage1252, BestFitCanMakeASeparatorOfAPath) {
   CodePage1252 codePage;
-  EXPECT_EQ(codePage.ToAnsi(u"A\u2216B\uFF3CC"), "A\\B\\C");
+  EXPECT_EQ(codePage.ToAnsi(u"A\u2216B\uFF3CC"), "A\\B\\C"_ansi);
 }
 
 TEST(CodePage1252, KnowsItsNumber) { EXPECT_EQ(CodePage1252().Identifier(), 1252u); }

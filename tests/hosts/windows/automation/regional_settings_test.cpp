@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/platform/conformance/regional_conformance.h"
+#include "tests/testing/status_output.h"
 
 namespace nerio::platform {
 namespace {
@@ -19,7 +20,7 @@ TEST(OleAutomation, DateFromText_HalfOfTheDayAtTheEndOfAView_IsReadAsIfNothingFo
   WindowsRegionalSettings settings;
   const Text text = u"5 p!#31/12/1999";
   Date date{-1};
-  EXPECT_EQ(settings.DateFromText(TextView(text).substr(0, 3), date), kSuccess);
+  EXPECT_EQ(settings.DateFromText(TextView(text).substr(0, 3), date), AutomationStatus::kSuccess);
   EXPECT_EQ(date.days, 17.0 / 24);
 }
 
