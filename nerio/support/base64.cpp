@@ -7,7 +7,6 @@
 #include <utility>
 #include <variant>
 
-#include "nerio/platform/large_memory.h"
 #include "nerio/platform/xml_dom.h"
 #include "nerio/types/error.h"
 #include "nerio/types/variant.h"
@@ -39,10 +38,7 @@ std::span<const std::uint8_t> ByteView(TextView text, Text& copy) {
 Text FromByteView(const Bytes& bytes) {
   // An odd last byte forms no unit.
   const TextView units(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t));
-  Text text;
-  text.reserve(units.size());
-  platform::ExpectFilling(text.data(), units.size() * sizeof(char16_t));
-  text = units;
+  Text text(units);
   if constexpr (!kLowFirst) Swap(text);
   return text;
 }

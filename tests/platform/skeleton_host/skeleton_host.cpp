@@ -9,7 +9,6 @@
 #include <string_view>
 
 #include "nerio/platform/host.h"
-#include "nerio/platform/large_memory.h"
 #include "nerio/types/error.h"
 
 namespace nerio::platform {
@@ -143,7 +142,5 @@ const Host& ThisHost() noexcept {
   static const ProcessHost host;
   return host.view;
 }
-
-void AskForLargePages(void*, std::size_t) noexcept {}
 
 }  // namespace nerio::platform

@@ -4,7 +4,6 @@
 #include <array>
 
 #include "nerio/hosts/portable/base64/base64_codec_x86.h"
-#include "nerio/platform/large_memory.h"
 
 namespace nerio::platform {
 namespace {
@@ -164,7 +163,6 @@ Text Base64Of(std::span<const std::uint8_t> bytes) {
   }
   Text text;
   text.reserve(Base64Length(bytes.size()));
-  ExpectFilling(text.data(), Base64Length(bytes.size()) * sizeof(char16_t));
   while (!bytes.empty()) {
     const auto next = bytes.first(std::min(bytes.size(), kPieceBytes));
     WriteBase64(next, piece, method);
@@ -177,7 +175,6 @@ Text Base64Of(std::span<const std::uint8_t> bytes) {
 bool ReadBase64(TextView text, Bytes& bytes, Base64Method method) {
   bytes.clear();
   bytes.reserve(text.size() / 4 * 3);
-  ExpectFilling(bytes.data(), bytes.capacity());
   Reader reader(method);
   // Up to three characters may be left from the piece before.
   std::array<std::uint8_t, kPieceBytes + 3> piece;

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "nerio/platform/large_memory.h"
-
 namespace nerio::platform::xml {
 
 void Arena::Clear() noexcept {
@@ -17,7 +15,6 @@ void Arena::Clear() noexcept {
 std::byte* Arena::AddChunk(std::size_t bytes) {
   if (bytes > SIZE_MAX - sizeof(Chunk)) throw std::bad_alloc();
   void* const memory = ::operator new(sizeof(Chunk) + bytes);
-  ExpectFilling(memory, sizeof(Chunk) + bytes);
   chunks_ = ::new (memory) Chunk{chunks_};
   return reinterpret_cast<std::byte*>(chunks_ + 1);
 }

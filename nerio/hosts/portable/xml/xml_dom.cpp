@@ -12,7 +12,6 @@
 #include "nerio/hosts/portable/xml/xml_tree.h"
 #include "nerio/hosts/portable/xml/xml_types.h"
 #include "nerio/hosts/portable/xml/xml_writer.h"
-#include "nerio/platform/large_memory.h"
 #include "nerio/types/error.h"
 
 namespace nerio::platform {
@@ -225,8 +224,6 @@ Variant PortableXmlDom::GetNodeTypedValue(XmlObject* node) {
     case TypedAs::kBase64: {
       Bytes bytes;
       if (const BytesText* const kept = BytesTextOf(target)) {
-        bytes.reserve(kept->count);
-        ExpectFilling(bytes.data(), kept->count);
         bytes.assign(kept->View().begin(), kept->View().end());
         return bytes;
       }

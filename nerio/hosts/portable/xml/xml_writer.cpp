@@ -10,7 +10,6 @@
 #include "nerio/hosts/portable/base64/base64_codec.h"
 #include "nerio/hosts/portable/xml/xml_names.h"
 #include "nerio/hosts/portable/xml/xml_types.h"
-#include "nerio/platform/large_memory.h"
 
 namespace nerio::platform::xml {
 namespace {
@@ -275,7 +274,6 @@ Text Write(Node& node) {
   Writer<Counter>(counter).WriteTree(node);
   Text text;
   text.reserve(counter.Length());
-  ExpectFilling(text.data(), counter.Length() * sizeof(char16_t));
   Output output(text);
   Writer<Output>(output).WriteTree(node);
   output.Flush();
