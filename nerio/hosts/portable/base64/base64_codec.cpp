@@ -65,14 +65,12 @@ std::size_t ReadGroups(const char16_t* text, std::size_t count, std::uint8_t* ou
 // From the quickest on; what a processor knows, it knows to the end of the list.
 #if defined(NERIO_BASE64_X86)
 constexpr Base64Blocks kBlocks[] = {{"AVX-512 VBMI", WriteBase64ByVbmi, ReadBase64ByVbmi},
-                                    {"AVX2", WriteBase64ByAvx2, ReadBase64ByAvx2},
                                     {"SSSE3", WriteBase64BySsse3, ReadBase64BySsse3},
                                     {"portable", WriteGroups, ReadGroups}};
 
 std::size_t FirstKnown() {
   if (__builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw")) return 0;
-  if (__builtin_cpu_supports("avx2")) return 1;
-  return __builtin_cpu_supports("ssse3") ? 2 : 3;
+  return __builtin_cpu_supports("ssse3") ? 1 : 2;
 }
 #else
 constexpr Base64Blocks kBlocks[] = {{"portable", WriteGroups, ReadGroups}};

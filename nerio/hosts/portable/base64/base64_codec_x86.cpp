@@ -16,7 +16,7 @@
 namespace nerio::platform {
 namespace {
 
-// Below, a block is 16 characters and the 12 bytes that they stand for; an AVX2 register holds two of them.
+// SSSE3 works on 16 characters at a time, and the 12 bytes that they stand for.
 
 // Writing. Each group of three bytes a, b, c is laid out as b a c b in a 32-bit lane, so that its four values of 6 bits
 // lie in two 16-bit halves each; a multiplication by a power of two then shifts each half by what it needs.
@@ -39,12 +39,6 @@ constexpr int kMergeFours = 0x00011000;  // of 12-bit values: first * 4096 + sec
 
 NERIO_VECTOR_PART("ssse3") __m128i SpreadOrder() {
   return _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
-}
-// The same for two blocks whose bytes lie in the register as `WriteBase64ByAvx2` puts them: characters 0 to 7 and 16 to
-// 23 come from the lower half, the others from the upper one, so that widening each half in turn leaves them in order.
-NERIO_VECTOR_PART("avx2") __m256i SpreadOrderOfTwo() {
-  return _mm256_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 9, 8, 10, 9, 12, 11, 13, 12,  //
-                          3, 2, 4, 3, 6, 5, 7, 6, 11, 10, 12, 11, 14, 13, 15, 14);
 }
 NERIO_VECTOR_PART("ssse3") __m128i CharacterDistances() {
   constexpr char kDigit = '0' - 52;
@@ -78,18 +72,6 @@ NERIO_VECTOR_PART("ssse3") __m128i CharactersOf(__m128i bytes) {
   return _mm_add_epi8(values, _mm_shuffle_epi8(CharacterDistances(), range));
 }
 
-NERIO_VECTOR_PART("avx2") __m256i CharactersOf(__m256i bytes) {
-  const __m256i spread = _mm256_shuffle_epi8(bytes, SpreadOrderOfTwo());
-  const __m256i odd =
-      _mm256_mulhi_epu16(_mm256_and_si256(spread, _mm256_set1_epi32(kFirstAndThird)), _mm256_set1_epi32(kShiftsRight));
-  const __m256i even =
-      _mm256_mullo_epi16(_mm256_and_si256(spread, _mm256_set1_epi32(kSecondAndFourth)), _mm256_set1_epi32(kShiftsLeft));
-  const __m256i values = _mm256_or_si256(odd, even);
-  const __m256i beyondCapitals = _mm256_cmpgt_epi8(values, _mm256_set1_epi8(kLastOfCapitals));
-  const __m256i range = _mm256_sub_epi8(_mm256_subs_epu8(values, _mm256_set1_epi8(kLastOfLetters)), beyondCapitals);
-  return _mm256_add_epi8(values, _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(CharacterDistances()), range));
-}
-
 // Turns characters into values. Returns whether all are of the alphabet.
 NERIO_VECTOR_PART("ssse3") bool ValuesOf(__m128i& characters) {
   // Only the four low bits of each byte count as an index, as long as bit 7 is clear.
@@ -103,32 +85,10 @@ NERIO_VECTOR_PART("ssse3") bool ValuesOf(__m128i& characters) {
   return true;
 }
 
-NERIO_VECTOR_PART("avx2") bool ValuesOf(__m256i& characters) {
-  const __m256i mask = _mm256_set1_epi8(0x0F);
-  const __m256i row = _mm256_and_si256(_mm256_srli_epi32(characters, 4), mask);
-  const __m256i rowBits = _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(RowBits()), row);
-  const __m256i without =
-      _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(RowsWithout()), _mm256_and_si256(characters, mask));
-  if (_mm256_testz_si256(rowBits, without) == 0) return false;
-  const __m256i slash = _mm256_cmpeq_epi8(characters, _mm256_set1_epi8('/'));
-  const __m256i distances =
-      _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(ValueDistances()), _mm256_add_epi8(row, slash));
-  characters = _mm256_add_epi8(characters, distances);
-  return true;
-}
-
 // The 12 bytes of 16 values, at the front.
 NERIO_VECTOR_PART("ssse3") __m128i BytesOf(__m128i values) {
   const __m128i pairs = _mm_maddubs_epi16(values, _mm_set1_epi32(kMergePairs));
   return _mm_shuffle_epi8(_mm_madd_epi16(pairs, _mm_set1_epi32(kMergeFours)), GatherOrder());
-}
-
-// The 24 bytes of 32 values, at the front.
-NERIO_VECTOR_PART("avx2") __m256i BytesOf(__m256i values) {
-  const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi32(kMergePairs));
-  const __m256i fours = _mm256_madd_epi16(pairs, _mm256_set1_epi32(kMergeFours));
-  const __m256i gathered = _mm256_shuffle_epi8(fours, _mm256_broadcastsi128_si256(GatherOrder()));
-  return _mm256_permutevar8x32_epi32(gathered, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
 }
 
 template <typename Vector, typename Place>
@@ -150,20 +110,6 @@ std::size_t WriteBase64BySsse3(const std::uint8_t* bytes, std::size_t count, cha
   return i;
 }
 
-NERIO_VECTOR_CODE("avx2")
-std::size_t WriteBase64ByAvx2(const std::uint8_t* bytes, std::size_t count, char16_t* out) noexcept {
-  std::size_t i = 0;
-  // A load takes eight bytes more than it needs.
-  for (; count - i >= 32; i += 24, out += 32) {
-    const __m256i bytesHere = _mm256_loadu_si256(As<const __m256i>(bytes + i));
-    const __m256i ordered = _mm256_permutevar8x32_epi32(bytesHere, _mm256_setr_epi32(0, 1, 3, 4, 1, 2, 4, 5));
-    const __m256i characters = CharactersOf(ordered);
-    _mm256_storeu_si256(As<__m256i>(out), _mm256_unpacklo_epi8(characters, _mm256_setzero_si256()));
-    _mm256_storeu_si256(As<__m256i>(out + 16), _mm256_unpackhi_epi8(characters, _mm256_setzero_si256()));
-  }
-  return i;
-}
-
 // Units are narrowed with saturation: what is no byte becomes 0 or 255, which are not of the alphabet either.
 
 NERIO_VECTOR_CODE("ssse3")
@@ -175,22 +121,6 @@ std::size_t ReadBase64BySsse3(const char16_t* text, std::size_t count, std::uint
                                           _mm_loadu_si128(As<const __m128i>(text + i + 8)));
     if (!ValuesOf(characters)) break;
     _mm_storeu_si128(As<__m128i>(out), BytesOf(characters));
-  }
-  return i;
-}
-
-NERIO_VECTOR_CODE("avx2")
-std::size_t ReadBase64ByAvx2(const char16_t* text, std::size_t count, std::uint8_t* out) noexcept {
-  std::size_t i = 0;
-  // A store writes 32 bytes, for which 44 characters have room.
-  for (; count - i >= 44; i += 32, out += 24) {
-    const __m256i low = _mm256_loadu_si256(As<const __m256i>(text + i));
-    const __m256i high = _mm256_loadu_si256(As<const __m256i>(text + i + 16));
-    // Narrowing works on each half of the registers by itself.
-    constexpr int kQuarters0213 = 0b11'01'10'00;
-    __m256i characters = _mm256_permute4x64_epi64(_mm256_packus_epi16(low, high), kQuarters0213);
-    if (!ValuesOf(characters)) break;
-    _mm256_storeu_si256(As<__m256i>(out), BytesOf(characters));
   }
   return i;
 }
