@@ -260,7 +260,7 @@ XmlObject* PortableXmlDom::SelectSingleNode(XmlObject* node, TextView query) {
   // What is asked for most is the document element by its name; a name without prefix needs no reading as a path.
   Node* const child = xml::AsParent(&start) != nullptr ? static_cast<Parent&>(start).children.first : nullptr;
   if (Element* const first = child != nullptr ? xml::AsElement(child) : nullptr) {
-    if (xml::SameUnits(first->name->View(), query) && query.find(u':') == TextView::npos) return Give(first);
+    if (first->name->View() == query && query.find(u':') == TextView::npos) return Give(first);
   }
   query = UpToNul(query);
   if (!xml::IsPath(query)) Raise(kErrDomFailure, u"the query is no path of names");

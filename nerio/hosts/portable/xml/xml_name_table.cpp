@@ -43,7 +43,7 @@ const Name* NameTable::Add(TextView spelling, std::uint32_t hash) {
   void* const place = arena_->Allocate(sizeof(Name) + spelling.size() * sizeof(char16_t), alignof(Name));
   Name*& bucket = buckets_[hash & (bucketCount_ - 1)];
   auto* const name = ::new (place) Name{bucket, hash, static_cast<std::uint32_t>(spelling.size())};
-  CopyUnits(reinterpret_cast<char16_t*>(name + 1), spelling);
+  spelling.copy(reinterpret_cast<char16_t*>(name + 1), spelling.size());
   bucket = name;
   ++nameCount_;
   return name;
@@ -51,7 +51,6 @@ const Name* NameTable::Add(TextView spelling, std::uint32_t hash) {
 
 void NameTable::Clear() noexcept {
   std::fill(std::begin(firstBuckets_), std::end(firstBuckets_), nullptr);
-  std::fill(std::begin(recent_), std::end(recent_), nullptr);
   buckets_ = firstBuckets_;
   bucketCount_ = kFirstBuckets;
   nameCount_ = 0;

@@ -4,7 +4,6 @@
 #include <cstdint>
 
 #include "nerio/hosts/portable/xml/xml_arena.h"
-#include "nerio/hosts/portable/xml/xml_units.h"
 #include "nerio/types/text.h"
 
 namespace nerio::platform::xml {
@@ -17,9 +16,7 @@ struct Name {
 
   TextView View() const { return {reinterpret_cast<const char16_t*>(this + 1), length}; }
   /// Tells whether the name has this spelling, whose hash is `spellingHash`.
-  bool Is(TextView spelling, std::uint32_t spellingHash) const {
-    return hash == spellingHash && SameUnits(View(), spelling);
-  }
+  bool Is(TextView spelling, std::uint32_t spellingHash) const { return hash == spellingHash && View() == spelling; }
 };
 
 /// Keeps each spelling once, in an arena: two names of one table are equal when their addresses are.
@@ -40,15 +37,9 @@ class NameTable {
   /// otherwise. Raises nothing but std::bad_alloc.
   template <typename MayAdd>
   const Name* Intern(TextView spelling, MayAdd mayAdd) {
-    const Name*& recent = recent_[RecentSlot(spelling)];
-    if (recent != nullptr && SameUnits(recent->View(), spelling)) return recent;
     const std::uint32_t hash = Hash(spelling);
-    const Name* found = FindHashed(spelling, hash);
-    if (found == nullptr) {
-      if (!mayAdd(spelling)) return nullptr;
-      found = Add(spelling, hash);
-    }
-    return recent = found;
+    if (const Name* const found = FindHashed(spelling, hash)) return found;
+    return mayAdd(spelling) ? Add(spelling, hash) : nullptr;
   }
 
   /// Returns the table's name of this spelling, adding it where missing. Raises nothing but std::bad_alloc.
@@ -58,11 +49,7 @@ class NameTable {
 
  private:
   static constexpr std::size_t kFirstBuckets = 8;
-  static constexpr std::size_t kRecent = 4;
 
-  static std::size_t RecentSlot(TextView spelling) noexcept {
-    return spelling.empty() ? 0 : (spelling.size() + spelling.back()) % kRecent;
-  }
   const Name* FindHashed(TextView spelling, std::uint32_t hash) const noexcept;
   const Name* Add(TextView spelling, std::uint32_t hash);
   void Grow();
@@ -72,7 +59,6 @@ class NameTable {
   std::size_t nameCount_ = 0;
   Name* firstBuckets_[kFirstBuckets] = {};
   Name** buckets_ = firstBuckets_;
-  const Name* recent_[kRecent] = {};  // found last, without a look at the whole spelling
 };
 
 }  // namespace nerio::platform::xml

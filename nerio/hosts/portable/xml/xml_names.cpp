@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <span>
 
 namespace nerio::platform::xml {
@@ -110,33 +109,9 @@ bool IsNameWithoutColon(TextView text) noexcept {
 }
 
 bool IsPlain(TextView text) noexcept {
-  // Four units in the lanes of one word; the answer stands in the highest bit of each lane.
-  constexpr std::uint64_t kEach = 0x0001000100010001;
-  constexpr std::uint64_t kHighest = 0x8000 * kEach;
-  const auto areSpecial = [](std::uint64_t lanes) {
-    // The highest bit, set before, is borrowed by whatever is less, and by nothing in the lane beside it.
-    const auto areAtLeast = [](std::uint64_t each, std::uint64_t least) { return (each | kHighest) - least * kEach; };
-    // Bit 2 parts & from the quote, bit 1 < from >.
-    const std::uint64_t plain = areAtLeast(lanes, 0x20) & areAtLeast((lanes & ~(4 * kEach)) ^ (u'"' * kEach), 1) &
-                                areAtLeast((lanes & ~(2 * kEach)) ^ (u'<' * kEach), 1);
-    const std::uint64_t fromSurrogates = lanes & ((lanes & ~kHighest) + (0x10000 - 0xD800) * kEach);
-    return (~plain & ~lanes) | fromSurrogates;
-  };
-  constexpr std::size_t kLanes = sizeof(std::uint64_t) / sizeof(char16_t);
-  if (text.size() < kLanes) {
-    return std::all_of(text.begin(), text.end(),
-                       [&](char16_t unit) { return (areSpecial(unit * kEach) & kHighest) == 0; });
-  }
-  const auto isPlainAt = [&](std::size_t at) {
-    std::uint64_t lanes;
-    std::memcpy(&lanes, text.data() + at, sizeof lanes);
-    return (areSpecial(lanes) & kHighest) == 0;
-  };
-  for (std::size_t at = 0; at < text.size() - kLanes; at += kLanes) {
-    if (!isPlainAt(at)) return false;
-  }
-  // The last four may overlap those before.
-  return isPlainAt(text.size() - kLanes);
+  return std::all_of(text.begin(), text.end(), [](char16_t unit) {
+    return unit >= 0x20 && unit < 0xD800 && unit != u'&' && unit != u'<' && unit != u'>' && unit != u'"';
+  });
 }
 
 bool EqualInAnyCase(TextView left, TextView right) noexcept {

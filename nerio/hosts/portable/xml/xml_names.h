@@ -26,6 +26,9 @@ bool IsNameWithoutColon(TextView text) noexcept;
 /// written as they are, such as those with pairs of surrogates, count as not plain.
 bool IsPlain(TextView text) noexcept;
 
+/// Views a text up to its first NUL.
+inline TextView UpToNul(TextView text) noexcept { return text.substr(0, text.find(u'\0')); }
+
 /// Tells whether two texts are equal but for the case of ASCII letters.
 bool EqualInAnyCase(TextView left, TextView right) noexcept;
 

@@ -235,7 +235,7 @@ bool ParseEmptyElement(TextView text, Tree& tree) {
   const TextView rest = text.substr(end);
   if (name.empty() || rest.size() != name.size() + 4 || !rest.starts_with(u"></") || !rest.ends_with(u'>'))
     return false;
-  if (!SameUnits(rest.substr(3, name.size()), name)) return false;
+  if (rest.substr(3, name.size()) != name) return false;
   Tree::Append(tree.Root(), *tree.MakeElement(tree.Names().Intern(name)));
   return true;
 }

@@ -36,7 +36,7 @@ Element* SelectPath(Node& start, TextView query) {
   TextView step = StepAt(query, begin);
   for (Node* node = parent->children.first; node != nullptr;) {
     Element* const element = AsElement(node);
-    if (element != nullptr && SameUnits(element->name->View(), step)) {
+    if (element != nullptr && element->name->View() == step) {
       const std::size_t end = begin + step.size();
       if (end == query.size()) return element;
       if (element->children.first != nullptr) {

@@ -118,7 +118,7 @@ void Tree::SetValue(Value& value, TextView text, bool plain) {
   }
   value.count = static_cast<std::uint32_t>(text.size());
   value.plain = plain;
-  CopyUnits(value.units, text);
+  text.copy(value.units, text.size());
 }
 
 Value& Tree::MakeOnlyText(Element& element) {

@@ -167,7 +167,7 @@ class Tree {
     if (element.index != nullptr) return FindInIndex(element, name);
     for (Node* node = element.attributes.first; node != nullptr; node = node->next) {
       auto* const attribute = static_cast<NamedValue*>(node);
-      if (SameUnits(attribute->name->View(), name)) return attribute;
+      if (attribute->name->View() == name) return attribute;
     }
     return nullptr;
   }

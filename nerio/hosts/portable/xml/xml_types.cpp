@@ -38,9 +38,8 @@ void SetAttribute(Element& element, TextView name, TextView text) {
 }  // namespace
 
 bool SetDataType(Element& element, TextView name) noexcept {
-  const auto* const known = std::find_if(std::begin(kTypeNames), std::end(kTypeNames), [name](TextView each) {
-    return SameUnits(each, name) || EqualInAnyCase(each, name);
-  });
+  const auto* const known = std::find_if(std::begin(kTypeNames), std::end(kTypeNames),
+                                         [name](TextView each) { return EqualInAnyCase(each, name); });
   if (known == std::end(kTypeNames)) return false;
   element.notedType = static_cast<std::uint8_t>(known - std::begin(kTypeNames) + 1);
   return true;
@@ -65,8 +64,8 @@ TypedAs TypeOf(Node& node) noexcept {
   } else {
     return TypedAs::kText;
   }
-  if (SameUnits(type, kBase64)) return TypedAs::kBase64;
-  return SameUnits(type, kString) ? TypedAs::kText : TypedAs::kOther;
+  if (type == kBase64) return TypedAs::kBase64;
+  return type == kString ? TypedAs::kText : TypedAs::kOther;
 }
 
 }  // namespace nerio::platform::xml

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <span>
 
 #include "nerio/hosts/portable/base64/base64_codec.h"
@@ -14,19 +13,12 @@
 namespace nerio::platform::xml {
 namespace {
 
-// Views a piece that is written; the length of a literal is known without counting.
-TextView View(TextView piece) { return piece; }
-template <std::size_t kSize>
-TextView View(const char16_t (&literal)[kSize]) {
-  return {literal, kSize - 1};
-}
-
 // Counts what would be written.
 class Counter {
  public:
   template <typename... Pieces>
   void Put(const Pieces&... pieces) {
-    length_ += (View(pieces).size() + ...);
+    length_ += (TextView(pieces).size() + ...);
   }
   void PutBase64(std::span<const std::uint8_t> bytes) { length_ += Base64Length(bytes.size()); }
   std::size_t Length() const { return length_; }
@@ -35,50 +27,20 @@ class Counter {
   std::size_t length_ = 0;
 };
 
-// Writes to a text that has room for all, through a buffer: a text cannot be given a length without being filled first.
+// Writes to a text that has room for all.
 class Output {
  public:
   explicit Output(Text& text) : text_(text) {}
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
 
-  // Writes the pieces one behind the other.
+  // Writes the pieces one after the other.
   template <typename... Pieces>
   void Put(const Pieces&... pieces) {
-    const std::size_t length = (View(pieces).size() + ...);
-    if (length > kBufferUnits - count_) {
-      Flush();
-      if (length > kBufferUnits) {
-        (text_.append(View(pieces)), ...);
-        return;
-      }
-    }
-    (Append(pieces), ...);
+    (text_.append(TextView(pieces)), ...);
   }
-  void PutBase64(std::span<const std::uint8_t> bytes) { Put(Base64Of(bytes)); }
-
-  // Nothing is written before.
-  void Flush() {
-    text_.append(buffer_, count_);
-    count_ = 0;
-  }
+  void PutBase64(std::span<const std::uint8_t> bytes) { text_ += Base64Of(bytes); }
 
  private:
-  static constexpr std::size_t kBufferUnits = 2048;
-
-  void Append(TextView piece) {
-    CopyUnits(buffer_ + count_, piece);
-    count_ += piece.size();
-  }
-  template <std::size_t kSize>
-  void Append(const char16_t (&literal)[kSize]) {
-    std::memcpy(buffer_ + count_, literal, sizeof literal - sizeof(char16_t));
-    count_ += kSize - 1;
-  }
-
   Text& text_;
-  std::size_t count_ = 0;
-  char16_t buffer_[kBufferUnits];
 };
 
 enum class Place : std::uint8_t { kText, kAttribute, kVerbatim };
@@ -104,9 +66,8 @@ bool Changes(char16_t unit, Place place) {
   return unit < 0x80 ? kChanges[static_cast<std::size_t>(place)][unit] : unit >= 0xD800 && !IsCharacterUnit(unit);
 }
 
-// What is written for a unit that is not written as it is. Not in line, as what else is rare here: GCC 12 takes the
-// branches of a copy that its length rules out for reads behind the literal.
-[[gnu::noinline]] TextView Replacement(char16_t unit, Place place) {
+// What is written for a unit that is not written as it is.
+TextView Replacement(char16_t unit, Place place) {
   switch (unit) {
     case u'&':
       return u"&amp;";
@@ -256,7 +217,7 @@ class Writer {
     PutEscaped(sink_, text, Place::kText);
   }
 
-  [[gnu::noinline]] void Put(TextView before, const Value& content, TextView behind) {
+  void Put(TextView before, const Value& content, TextView behind) {
     EndStartTag();
     sink_.Put(before);
     PutEscaped(sink_, content, Place::kVerbatim);
@@ -276,7 +237,6 @@ Text Write(Node& node) {
   text.reserve(counter.Length());
   Output output(text);
   Writer<Output>(output).WriteTree(node);
-  output.Flush();
   return text;
 }
 
