@@ -170,15 +170,17 @@ TEST(ComponentServer, LivingObjectsFactoriesAndLocks_KeepTheLibraryLoaded) {
   EXPECT_EQ(component.canUnloadNow(), S_OK);
 }
 
-TEST(ComponentServer, Library_IsUnloadedAndLoadedAgain) {
+// Its run-time library does not give back what it takes of the process when it is loaded.
+TEST(ComponentServer, Library_StaysInTheProcess) {
   for (int i = 0; i < 3; ++i) {
     {
       const LoadedComponent component;
       Bstr guid;
       EXPECT_EQ(component.Create()->GetGuid(guid.put()), S_OK);
-      EXPECT_NE(::GetModuleHandleW(L"Nerio.dll"), nullptr);
+      EXPECT_EQ(component.canUnloadNow(), S_OK);
     }
-    EXPECT_EQ(::GetModuleHandleW(L"Nerio.dll"), nullptr);
+    ::CoFreeUnusedLibrariesEx(0, 0);
+    EXPECT_NE(::GetModuleHandleW(L"Nerio.dll"), nullptr);
   }
 }
 

@@ -16,6 +16,7 @@
 #include "nerio/hosts/windows/automation/wide.h"
 #include "nerio/types/utf8.h"
 #include "tests/component/windows/loaded_component.h"
+#include "tests/component/windows/run_program.h"
 #include "tests/hosts/windows/scratch_key.h"
 #include "tests/testing/temporary_folder.h"
 
@@ -108,22 +109,9 @@ TEST(Registration, AddsWhatIsNeededAndTakesAllOfItOut) {
   EXPECT_EQ(component.unregisterServer(), S_OK) << "a second time";
 }
 
-// Runs the system's own program for it, and waits for its end.
-DWORD RunRegsvr32(const std::wstring& options) {
-  std::wstring command = L"regsvr32.exe " + options + L" /s \"" + fs::path(ComponentPath()).wstring() + L'"';
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process{};
-  if (::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process) ==
-      0) {
-    throw std::runtime_error("regsvr32 does not start: " + std::to_string(::GetLastError()));
-  }
-  DWORD code = STILL_ACTIVE;
-  ::WaitForSingleObject(process.hProcess, INFINITE);
-  ::GetExitCodeProcess(process.hProcess, &code);
-  ::CloseHandle(process.hThread);
-  ::CloseHandle(process.hProcess);
-  return code;
+// Runs the system's own program for it.
+DWORD RunRegsvr32(const std::wstring& options, const fs::path& library = ComponentPath()) {
+  return testing::RunProgram(L"regsvr32.exe " + options + L" /s \"" + library.wstring() + L'"');
 }
 
 TEST(Registration, Regsvr32_AddsAndTakesOutTheSame) {
@@ -147,7 +135,8 @@ TEST(Registration, LibraryThatWasMoved_IsTakenOutFromItsNewPlace) {
   ASSERT_EQ(component.unregisterServer(), S_OK);
   const auto before = Classes();
   fs::copy_file(fs::path(ComponentPath()), old);
-  ASSERT_EQ(LoadedComponent(old.u16string()).registerServer(), S_OK);
+  // By another process: the file cannot go as long as the process that loaded it.
+  ASSERT_EQ(RunRegsvr32(L"", old), 0u);
   ASSERT_NE(Classes(), before);
   fs::remove(old);
   EXPECT_EQ(component.unregisterServer(), S_OK);
