@@ -135,24 +135,28 @@ HRESULT AutomationObject::AddXMLElement(IDispatch* document, IDispatch* parent, 
 
 HRESULT AutomationObject::EncodeBase64(BSTR text, VARIANT* encoded, LONG* number) {
   if (encoded == nullptr || number == nullptr) return E_POINTER;
-  *number = 0;
-  return AtBoundary([&] {
+  try {
     Text written;
     *number = nerio::EncodeBase64(In(text), written);
     if (*number == 0) WriteText(encoded, written);
-  });
+  } catch (const Error& error) {
+    *number = error.number();
+  } catch (const std::bad_alloc&) {
+    *number = kErrOutOfMemory;
+  }
+  return S_OK;
 }
 
 HRESULT AutomationObject::DecodeBase64(BSTR encoded, BSTR* text) {
-  return AnswerText(text, [&] { return nerio::DecodeBase64(Text(In(encoded))); });
+  return AnswerTextAlways(text, [&] { return nerio::DecodeBase64(Text(In(encoded))); });
 }
 
 HRESULT AutomationObject::GetGuid(BSTR* guid) {
-  return AnswerText(guid, [] { return nerio::GetGuid(); });
+  return AnswerTextAlways(guid, [] { return nerio::GetGuid(); });
 }
 
 HRESULT AutomationObject::GetDate(BSTR text, BSTR* date) {
-  return AnswerText(date, [&] { return nerio::GetDate(In(text)); });
+  return AnswerTextAlways(date, [&] { return nerio::GetDate(In(text)); });
 }
 
 HRESULT AutomationObject::GetFieldValue(IDispatch* field, BSTR defaultText, VARIANT* value) {

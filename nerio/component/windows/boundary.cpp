@@ -1,7 +1,5 @@
 #include "nerio/component/windows/boundary.h"
 
-#include <new>
-
 #include "nerio/hosts/windows/automation/com_error.h"
 #include "nerio/hosts/windows/automation/com_pointer.h"
 #include "nerio/types/error.h"

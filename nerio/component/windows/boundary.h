@@ -1,5 +1,7 @@
 #pragma once
 
+#include <new>
+
 #include "nerio/hosts/windows/automation/bstr.h"
 
 namespace nerio::component {
@@ -31,6 +33,20 @@ HRESULT AnswerText(BSTR* answer, Body&& body) noexcept {
   if (answer == nullptr) return E_POINTER;
   *answer = nullptr;
   return AtBoundary([&] { *answer = platform::Bstr(body()).release(); });
+}
+
+/// Runs the body of a COM method that answers a text and never fails: where the body or the answer finds no memory, the
+/// answer is null, which is the empty text.
+template <typename Body>
+HRESULT AnswerTextAlways(BSTR* answer, Body&& body) noexcept {
+  if (answer == nullptr) return E_POINTER;
+  *answer = nullptr;
+  try {
+    *answer = platform::Bstr(body()).release();
+  } catch (const std::bad_alloc&) {
+    // The empty text stays.
+  }
+  return S_OK;
 }
 
 /// Runs the body of a COM method that answers a truth value.
