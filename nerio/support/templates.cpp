@@ -128,10 +128,15 @@ Text FillPassByPass(TextView messageTemplate, std::int32_t first, const ValueTex
 
 }  // namespace
 
+void CheckIndices(std::int64_t lowerBound, std::int64_t count) {
+  const bool firstFits = lowerBound >= IndexLimits::min() && lowerBound <= IndexLimits::max();
+  if (!firstFits || count - 1 > IndexLimits::max() - lowerBound) throw OverflowError();
+}
+
 Text FormatTemplate(TextView messageTemplate, const ArgumentList& arguments, const platform::Host& host) {
-  if (arguments.values.empty()) return Text(messageTemplate);
-  const std::int64_t last = std::int64_t{arguments.lowerBound} + static_cast<std::int64_t>(arguments.values.size()) - 1;
-  if (arguments.lowerBound < IndexLimits::min() || last > IndexLimits::max()) throw OverflowError();
+  const auto count = static_cast<std::int64_t>(arguments.values.size());
+  CheckIndices(arguments.lowerBound, count);
+  if (count == 0) return Text(messageTemplate);
 
   const ValueTexts values(arguments.values, host.regional);
   Text text;
@@ -140,8 +145,8 @@ Text FormatTemplate(TextView messageTemplate, const ArgumentList& arguments, con
   if (!FillInOneScan(messageTemplate, arguments.lowerBound, values, text)) {
     text = FillPassByPass(messageTemplate, arguments.lowerBound, values);
   }
-  // The index cannot go on behind the last one that 16 bits hold.
-  if (last == IndexLimits::max()) throw OverflowError();
+  // The index cannot go on after the last one that 16 bits hold.
+  if (arguments.lowerBound + count - 1 == IndexLimits::max()) throw OverflowError();
   return text;
 }
 

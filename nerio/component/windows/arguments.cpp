@@ -5,6 +5,7 @@
 #include "nerio/hosts/windows/automation/automation.h"
 #include "nerio/hosts/windows/automation/bstr.h"
 #include "nerio/hosts/windows/automation/com_error.h"
+#include "nerio/support/templates.h"
 
 namespace nerio::component {
 namespace {
@@ -13,20 +14,19 @@ using platform::Bstr;
 using platform::FromNative;
 using platform::NativeVariant;
 
-// Reads the values of an array of one dimension, whose bounds the caller knows to be its own.
+// Reads the values of an array of one dimension.
 ArgumentList FromArray(SAFEARRAY* array) {
   ArgumentList list;
   if (array == nullptr) return list;  // an array that was never given any elements
   VARTYPE type = VT_EMPTY;
-  LONG low = 0;
-  LONG high = -1;
-  if (::SafeArrayGetDim(array) != 1 || FAILED(::SafeArrayGetVartype(array, &type)) ||
-      FAILED(::SafeArrayGetLBound(array, 1, &low)) || FAILED(::SafeArrayGetUBound(array, 1, &high))) {
-    platform::RaiseTypeMismatch();
-  }
-  list.lowerBound = low;
-  for (std::int64_t at = low; at <= high; ++at) {
-    auto index = static_cast<LONG>(at);
+  if (::SafeArrayGetDim(array) != 1 || FAILED(::SafeArrayGetVartype(array, &type))) platform::RaiseTypeMismatch();
+  // Read here and not through the system's calls: there is no upper bound to ask for where it leaves 32 bits.
+  const SAFEARRAYBOUND bound = array->rgsabound[0];
+  CheckIndices(bound.lLbound, bound.cElements);
+  list.lowerBound = bound.lLbound;
+  list.values.reserve(bound.cElements);
+  for (ULONG i = 0; i < bound.cElements; ++i) {
+    LONG index = bound.lLbound + static_cast<LONG>(i);
     void* element = nullptr;
     // The element's own place: no copy is needed, and a lock would have to be undone on each way out.
     if (FAILED(::SafeArrayPtrOfIndex(array, &index, &element))) platform::RaiseTypeMismatch();
@@ -43,14 +43,22 @@ ArgumentList FromArray(SAFEARRAY* array) {
   return list;
 }
 
+// Reads a script's own array. Texts, functions and other objects have a length too; only arrays can be joined.
 ArgumentList FromObject(IDispatch* object) {
+  if (!platform::HasMember(object, L"join") || !platform::HasMember(object, L"length")) platform::RaiseTypeMismatch();
   NativeVariant length;
   platform::Invoke(object, L"length", DISPATCH_PROPERTYGET, {}, length);
-  if (FAILED(length.ChangeType(VT_I4))) platform::RaiseTypeMismatch();
+  if (FAILED(length.ChangeType(VT_I8))) platform::RaiseTypeMismatch();
+  const LONGLONG count = V_I8(&length.get());
   ArgumentList list;
-  for (LONG i = 0; i < V_I4(&length.get()); ++i) {
+  CheckIndices(list.lowerBound, count);
+  for (LONGLONG i = 0; i < count; ++i) {
+    const std::wstring index = std::to_wstring(i);
     NativeVariant element;
-    platform::Invoke(object, std::to_wstring(i).c_str(), DISPATCH_PROPERTYGET, {}, element);
+    // A place that was never given a value is not a member of the array.
+    if (platform::HasMember(object, index.c_str())) {
+      platform::Invoke(object, index.c_str(), DISPATCH_PROPERTYGET, {}, element);
+    }
     list.values.push_back(FromNative(element.get()));
   }
   return list;

@@ -7,9 +7,10 @@
 namespace nerio::component {
 
 /// Reads the values of a template from an automation array: of variants or of any single type that a value can have.
-/// The array's own index of a value counts, whatever its lower bound. An array object of a script, which has a length
-/// and members called 0, 1 and so on, serves too.
-/// @throws Error 13 for anything else, for an array of several dimensions, and for a value of another type.
+/// The array's own index of a value counts, whatever its lower bound. An array object of a script, which has a length,
+/// can be joined and has members called 0, 1 and so on, serves too; a member that it lacks is an empty value.
+/// @throws Error 13 for anything else, for an array of several dimensions, and for a value of another type; 6, before
+///   any value is looked at, for bounds that `CheckIndices` refuses; 91 for no object.
 ArgumentList ToArgumentList(const VARIANT& arguments);
 
 /// Writes a text to a caller's variable that was passed by reference, whatever it held before.

@@ -54,6 +54,9 @@ check("GetErrorMessage", o.GetErrorMessage(-2147221503), "Il parametro [{0}] non
 check("FormatTemplate", o.FormatTemplate("a{0}b{0}{1}", ["x", 1.5]), "axbx1,5");
 check("FormatTemplate, chained", o.FormatTemplate("{0}{1}", ["{1}", "z"]), "zz");
 check("FormatTemplate, no values", o.FormatTemplate("{0}", []), "{0}");
+check("FormatTemplate, holes", o.FormatTemplate("{0}|{1}|{2}|{3}", ["a", , "c"]), "a||c|{3}");
+check("FormatTemplate, nothing but holes", o.FormatTemplate("{0}|{1}", new Array(1)), "|{1}");
+check("FormatTemplate, undefined", o.FormatTemplate("{0}", [undefined]), "");
 check("FormatTemplate, any characters", o.FormatTemplate("{0}", ["\u65e5\u20ac\u00e8"]), "\u65e5\u20ac\u00e8");
 o.ValidateParam(" ", "sTesto");
 
@@ -128,6 +131,21 @@ checkError("FormatTemplate, null", function () { o.FormatTemplate("{0}", [null])
            "Utilizzo non valido di Null");
 checkError("FormatTemplate, an object", function () { o.FormatTemplate("{0}", [{}]); }, 0x800A000D,
            "Tipo non corrispondente");
+function checkNoList(what, list) {
+  checkError("FormatTemplate, " + what, function () { o.FormatTemplate("{0}", list); }, 0x800A000D,
+             "Tipo non corrispondente");
+}
+checkNoList("a plain object", {});
+checkNoList("a plain object with a length", { length: 1, 0: "a" });
+checkNoList("a text object", new String("testo"));
+checkNoList("a number object", new Number(1));
+checkNoList("a date", new Date(0));
+checkNoList("a function", function (a) { return a; });
+checkNoList("a regular expression", /a/);
+checkError("FormatTemplate, a list too long", function () { o.FormatTemplate("{0}", new Array(50000000)); },
+           0x800A0006, "Overflow");
+checkError("FormatTemplate, the longest list", function () { o.FormatTemplate("{0}", new Array(2147483647)); },
+           0x800A0006, "Overflow");
 // Null is no object: automation itself refuses it before the component sees it.
 checkError("AddXMLElement, no document", function () { o.AddXMLElement(null, root, "a", ""); }, 0x80020005, null);
 checkError("AddXMLElement, no name", function () { o.AddXMLElement(document, root, "1 a", ""); }, 0x80004005, null);

@@ -16,6 +16,7 @@
 #include "tests/component/windows/run_program.h"
 #include "tests/hosts/windows/automation/fake_dispatch.h"
 #include "tests/testing/raised_error.h"
+#include "tests/testing/template_bounds.h"
 
 namespace nerio::component {
 namespace {
@@ -208,11 +209,24 @@ TEST_F(Members, FormatTemplate_TakesArraysOfAnyTypeWithTheirOwnBounds) {
   EXPECT_EQ(format(u"{0}", none), "{0}") << "an array without elements";
 }
 
-TEST_F(Members, FormatTemplate_ListThatLeavesTheIndices_RaisesOverflow) {
-  ArrayOf numbers(VT_I2, 32'767, 1);
+TEST_F(Members, FormatTemplate_ListThatLeavesTheIndices_RaisesOverflowBeforeItLooksAtAnyValue) {
+  for (const testing::TemplateBounds& row : testing::kTemplateBounds) {
+    ArrayOf values(VT_VARIANT, row.lowerBound, static_cast<ULONG>(row.count));
+    Bstr answer;
+    const HRESULT result = object_->FormatTemplate(Bstr(u"testo").get(), values.get(), answer.put());
+    EXPECT_EQ(result, row.overflows ? static_cast<HRESULT>(0x800A0006) : S_OK) << row.lowerBound << ' ' << row.count;
+    if (row.overflows) ExpectErrorInfo(u"Variant", u"Overflow");
+    EXPECT_EQ(answer.view(), row.overflows ? u"" : u"testo") << row.lowerBound << ' ' << row.count;
+    if (row.count == 0) continue;
+
+    // The same with a null, which cannot be filled in.
+    V_VT(&values.Elements<VARIANT>()[0]) = VT_NULL;
+    const HRESULT withNull = object_->FormatTemplate(nullptr, values.get(), answer.put());
+    EXPECT_EQ(withNull, static_cast<HRESULT>(row.passes == 0 ? 0x800A0006 : 0x800A005E)) << row.lowerBound;
+  }
+  ArrayOf many(VT_UI1, 0, 50'000'000);
   Bstr answer;
-  EXPECT_EQ(object_->FormatTemplate(nullptr, numbers.get(), answer.put()), static_cast<HRESULT>(0x800A0006));
-  ExpectErrorInfo(u"Variant", u"Overflow");
+  EXPECT_EQ(object_->FormatTemplate(nullptr, many.get(), answer.put()), static_cast<HRESULT>(0x800A0006));
 }
 
 TEST_F(Members, GetFieldValue_ReturnsEveryTypeUnchanged) {

@@ -22,14 +22,23 @@ namespace {
   throw Error(number, Text(source.view()), Text(description.view()));
 }
 
-}  // namespace
-
-void Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<VARIANT> arguments, NativeVariant& answer) {
+HRESULT FindMember(IDispatch* object, const wchar_t* name, DISPID& member) {
   if (object == nullptr) RaiseObjectNotSet();
   ClearErrorInfo();
-  DISPID member = DISPID_UNKNOWN;
   auto* writableName = const_cast<wchar_t*>(name);
-  HRESULT result = object->GetIDsOfNames(IID_NULL, &writableName, 1, LOCALE_USER_DEFAULT, &member);
+  return object->GetIDsOfNames(IID_NULL, &writableName, 1, LOCALE_USER_DEFAULT, &member);
+}
+
+}  // namespace
+
+bool HasMember(IDispatch* object, const wchar_t* name) {
+  DISPID member = DISPID_UNKNOWN;
+  return SUCCEEDED(FindMember(object, name, member));
+}
+
+void Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<VARIANT> arguments, NativeVariant& answer) {
+  DISPID member = DISPID_UNKNOWN;
+  HRESULT result = FindMember(object, name, member);
   if (FAILED(result)) RaiseComError(result);
   DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
   EXCEPINFO exception{};

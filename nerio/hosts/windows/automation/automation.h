@@ -6,6 +6,10 @@
 
 namespace nerio::platform {
 
+/// Tells whether an automation object has a member of this name.
+/// @param object borrowed; null raises 91.
+bool HasMember(IDispatch* object, const wchar_t* name);
+
 /// Calls a member of an automation object by its name.
 /// @param object borrowed; null raises 91.
 /// @param kind how it is called: DISPATCH_METHOD, or DISPATCH_PROPERTYGET alone to read a property; together with
