@@ -6,24 +6,24 @@
 namespace nerio::component {
 
 // The settings of the component's clients: text values of the branch Software\Nerio\sRamo below HKEY_LOCAL_MACHINE.
-// Each call makes a registry object of its own that raises its errors.
+// Each call makes a registry object of its own that raises its errors. An empty `sRamo` is the component's own error
+// `ErrNullOrEmptyParameter`, with the routine's name as its source and "sRamo" as its detail.
 
 /// Reads a setting.
 /// @return the text; `sDefault` when the setting, or its branch, is missing or cannot be read.
-/// @throws Error 0, source "RamoLavoro", when `sRamo` is empty.
+/// @throws Error `ErrNullOrEmptyParameter` when `sRamo` is empty.
 Text LeggiImpostazione(TextView sRamo, TextView sChiave, TextView sDefault,
                        const platform::Host& host = platform::ThisHost());
 
 /// Writes a setting; makes its branch where it is missing.
-/// @throws Error 0, source "RamoLavoro", when `sRamo` is empty; 1, source "ScriviRegistro", when a level of the branch
-///   cannot be made; 4, source "ScriviRegistro", when the value cannot be written.
+/// @throws Error `ErrNullOrEmptyParameter` when `sRamo` is empty; 1, source "ScriviRegistro", when a level of the
+///   branch cannot be made; 4, source "ScriviRegistro", when the value cannot be written.
 void ScriviImpostazione(TextView sRamo, TextView sChiave, TextView sValore,
                         const platform::Host& host = platform::ThisHost());
 
 /// Deletes a setting.
-/// @throws Error 0, source "RamoLavoro", when `sRamo` is empty; 5, source "CancellaChiave", when there is no such
-/// setting
-///   or it cannot be deleted.
+/// @throws Error `ErrNullOrEmptyParameter` when `sRamo` is empty; 5, source "CancellaChiave", when there is no such
+///   setting or when it cannot be deleted.
 void CancellaImpostazione(TextView sRamo, TextView sChiave, const platform::Host& host = platform::ThisHost());
 
 }  // namespace nerio::component

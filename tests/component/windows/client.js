@@ -124,7 +124,8 @@ check("CancellaImpostazione", o.CancellaImpostazione("Prova JScript", "Nome"), t
 // Errors.
 checkError("ValidateParam", function () { o.ValidateParam("", "sTesto"); }, -2147221503,
            "Il parametro [sTesto] non pu\u00f2 essere nullo o vuoto");
-checkError("number 0", function () { o.LeggiImpostazione("", "Nome"); }, 0x800A0000, "Ramo predefinito non valido");
+checkError("no branch", function () { o.LeggiImpostazione("", "Nome"); }, -2147221503,
+           "Il parametro [sRamo] non pu\u00f2 essere nullo o vuoto");
 checkError("number 5", function () { o.CancellaImpostazione("Prova JScript", "Manca"); }, 0x800A0005,
            "Errore durante la rimozione delle chiave 'Manca'");
 checkError("FormatTemplate, null", function () { o.FormatTemplate("{0}", [null]); }, 0x800A005E,

@@ -236,7 +236,8 @@ std::vector<std::string> EveryAnswer() {
       "CancellaImpostazione: True",
       "CancellaImpostazione: error -2146828283 [CancellaChiave] [Errore durante la rimozione delle chiave 'Nome']",
       "LeggiImpostazione: [predefinito]",
-      "LeggiImpostazione: error -2146828288 [RamoLavoro] [Ramo predefinito non valido]",
+      "LeggiImpostazione: error -2147221503 [LeggiImpostazione] [Il parametro [sRamo] non pu\xC3\xB2 essere nullo o "
+      "vuoto]",
   };
 }
 

@@ -89,14 +89,28 @@ TEST_F(Members, Error_BecomesItsCodeAndErrorInformation) {
   Bstr text(u"x");
   BSTR* const place = text.put();
   *place = reinterpret_cast<BSTR>(0x1);  // junk: a failed call must write it too
-  EXPECT_EQ(object_->LeggiImpostazione(nullptr, parameter.get(), nullptr, place), static_cast<HRESULT>(0x800A0000));
+  EXPECT_EQ(object_->LeggiImpostazione(nullptr, parameter.get(), nullptr, place), static_cast<HRESULT>(0x80040001));
   EXPECT_EQ(*place, nullptr);
-  ExpectErrorInfo(u"RamoLavoro", u"Ramo predefinito non valido");
+  ExpectErrorInfo(u"LeggiImpostazione", u"Il parametro [sRamo] non pu\u00F2 essere nullo o vuoto");
   VARIANT_BOOL done = VARIANT_TRUE;
   const Bstr branch(u"Manca del tutto");
   EXPECT_EQ(object_->CancellaImpostazione(branch.get(), parameter.get(), &done), static_cast<HRESULT>(0x800A0005));
   EXPECT_EQ(done, VARIANT_FALSE);
   ExpectErrorInfo(u"CancellaChiave", u"Errore durante la rimozione delle chiave 'sTesto'");
+}
+
+TEST_F(Members, Settings_EmptyBranch_IsTheComponentsOwnError) {
+  constexpr TextView kDescription = u"Il parametro [sRamo] non pu\u00F2 essere nullo o vuoto";
+  const Bstr name(u"Nome");
+  Bstr text;
+  VARIANT_BOOL done = VARIANT_TRUE;
+  EXPECT_EQ(object_->LeggiImpostazione(nullptr, name.get(), name.get(), text.put()), static_cast<HRESULT>(0x80040001));
+  ExpectErrorInfo(u"LeggiImpostazione", kDescription);
+  EXPECT_EQ(object_->ScriviImpostazione(nullptr, name.get(), name.get(), &done), static_cast<HRESULT>(0x80040001));
+  ExpectErrorInfo(u"ScriviImpostazione", kDescription);
+  EXPECT_EQ(done, VARIANT_FALSE);
+  EXPECT_EQ(object_->CancellaImpostazione(nullptr, name.get(), &done), static_cast<HRESULT>(0x80040001));
+  ExpectErrorInfo(u"CancellaImpostazione", kDescription);
 }
 
 TEST_F(Members, FailedMember_LeavesNoErrorOfAnEarlierOne) {
@@ -120,7 +134,8 @@ TEST_F(Members, CalledByName_ReportsTheSameErrorToTheCaller) {
   ExpectError(ErrorOf([&] {
                 platform::Invoke(object_.get(), L"LeggiImpostazione", DISPATCH_METHOD, {empty, empty}, answer);
               }),
-              static_cast<std::int32_t>(0x800A0000), u"RamoLavoro", u"Ramo predefinito non valido");
+              static_cast<std::int32_t>(0x80040001), u"LeggiImpostazione",
+              u"Il parametro [sRamo] non pu\u00F2 essere nullo o vuoto");
 }
 
 // A client in Visual Basic passes a string variable as a reference to a string, a script as a variant.
