@@ -241,7 +241,7 @@ Same perché.xml wanted xml set
 Run 2 '' '*is there already*' xml new perché.xml altro
 Run 3 '' '*has no element*' xml add perché.xml /altro voce
 Run 5 '' '*the name is not one of XML 1.0*' xml add perché.xml /impostazioni '1voce'
-Run 5 '' '*this would be no XML*' xml add perché.xml /impostazioni p:voce
+Run 5 '' '*this would not be XML*' xml add perché.xml /impostazioni p:voce
 Same perché.xml wanted xml add
 Run 0 'perch\303\251.xml: well-formed\n' '' xml check perché.xml
 input='<a><b></a>' Run 5 '' 'nerio: -:1:9: the end tag of "b" is needed here' xml check -

@@ -34,6 +34,7 @@ TEST(RegistrySystemOnLinux, PlacesAndFindings_AreThoseOfTheStore) {
   std::filesystem::create_directories(top + "USERS");
   std::ofstream(top + "USERS/file") << "x";
   std::filesystem::create_directories(top + "USERS/%gone");
+  std::ofstream(top + "USERS/%lock") << "";  // shows that no writer is at work
   EXPECT_EQ(Told(folder.path()), top + "CLASSES_ROOT\n" + top + "CURRENT_USER\n" + top + "LOCAL_MACHINE\n" + top +
                                      "USERS is there\n" + top + "CURRENT_CONFIG\n" + "2 " + top +
                                      "USERS/%gone at 0: left behind by a process that was killed\n" + "0 " + top +

@@ -151,7 +151,7 @@ TEST(Base64Verbs, BytesThatAreNoText_AreSaidToBe) {
   EXPECT_NE(odd.err.find("odd number of bytes"), std::string::npos) << odd.err;
   const RunResult surrogate = tool.Run({"base64", "decode", "ANg="});
   EXPECT_EQ(surrogate.exit, 0);
-  EXPECT_NE(surrogate.err.find("no text in UTF-16"), std::string::npos) << surrogate.err;
+  EXPECT_NE(surrogate.err.find("not text in UTF-16"), std::string::npos) << surrogate.err;
 }
 
 }  // namespace
