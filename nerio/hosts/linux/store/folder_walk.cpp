@@ -9,8 +9,6 @@
 #include <climits>
 #include <string_view>
 
-#include "nerio/hosts/linux/store/registry_status.h"
-
 namespace nerio::platform {
 namespace {
 
@@ -87,11 +85,11 @@ Status CheckRights(const std::string& path, int rights) {
     flags |= AT_EMPTY_PATH;
   }
   const int start = folder ? folder.get() : AT_FDCWD;
-  return Uninterrupted([&] { return ::faccessat(start, name, rights, flags); }) == 0 ? kSuccess : RegistryStatus(errno);
+  return StatusOf([&] { return ::faccessat(start, name, rights, flags); });
 }
 
 Status SyncFile(int file) {
-  return Uninterrupted([&] { return ::fdatasync(file); }) == 0 ? kSuccess : RegistryStatus(errno);
+  return StatusOf([&] { return ::fdatasync(file); });
 }
 
 Status SyncFolder(int folder) {

@@ -14,7 +14,6 @@
 #include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
-#include "nerio/hosts/linux/store/registry_status.h"
 #include "nerio/hosts/linux/store/values_file.h"
 
 namespace nerio::platform {
@@ -76,7 +75,7 @@ Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id
   Descriptor values;
   Status status = MakeKeyId(id);
   if (status == kSuccess) status = CreateValuesFile(folder, id, spelling, mode & 0666, values);
-  if (status == kSuccess && Uninterrupted([&] { return ::fchmod(folder, mode); }) != 0) status = RegistryStatus(errno);
+  if (status == kSuccess) status = StatusOf([&] { return ::fchmod(folder, mode); });
   if (status == kSuccess) status = lock.Take(folder, LockKind::Write, true);
   // Both files are there before the first sync: a journal takes the folder's entries along with the file's content, and
   // the second sync finds them written.
@@ -98,7 +97,7 @@ Status RenameToFreeName(int folder, const char* from, const char* to) {
 
 Status MakeKeyId(KeyId& id) {
   // Up to 256 bytes come whole or not at all.
-  return Uninterrupted([&] { return ::getrandom(id.data(), id.size(), 0); }) < 0 ? RegistryStatus(errno) : kSuccess;
+  return StatusOf([&] { return ::getrandom(id.data(), id.size(), 0); });
 }
 
 KeyFolder KeyFolder::Parent() const {
@@ -131,9 +130,10 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
                   KeyId& id) {
   const int where = parent.folder.get();
   FreeName(where, kNewKeyName);
-  if (Uninterrupted([&] { return ::mkdirat(where, kNewKeyName, 0700); }) != 0) return RegistryStatus(errno);
+  Status status = StatusOf([&] { return ::mkdirat(where, kNewKeyName, 0700); });
+  if (status != kSuccess) return status;
   Descriptor folder;
-  Status status = OpenInside(where, kNewKeyName, O_RDONLY | O_DIRECTORY, folder);
+  status = OpenInside(where, kNewKeyName, O_RDONLY | O_DIRECTORY, folder);
   // The umask may take away what the owner needs.
   if (status == kAccessDenied && ::fchmodat(where, kNewKeyName, 0700, AT_SYMLINK_NOFOLLOW) == 0) {
     status = OpenInside(where, kNewKeyName, O_RDONLY | O_DIRECTORY, folder);

@@ -7,16 +7,15 @@
 
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
-#include "nerio/hosts/linux/store/registry_status.h"
 
 namespace nerio::platform {
 namespace {
 
-bool SetLock(int file, int command, short kind) {
+Status SetLock(int file, int command, short kind) {
   struct flock lock {};
   lock.l_type = kind;
   lock.l_whence = SEEK_SET;
-  return Uninterrupted([&] { return ::fcntl(file, command, &lock); }) == 0;
+  return StatusOf([&] { return ::fcntl(file, command, &lock); });
 }
 
 }  // namespace
@@ -50,9 +49,9 @@ Status KeyLock::Lock(Descriptor file, int command, short kind) {
   struct stat entry {};
   if (::fstat(file.get(), &entry) != 0) return RegistryStatus(errno);
   if (!S_ISREG(entry.st_mode)) return kRegistryCorrupt;
-  if (!SetLock(file.get(), command, kind)) return RegistryStatus(errno);
-  file_ = std::move(file);
-  return kSuccess;
+  const Status status = SetLock(file.get(), command, kind);
+  if (status == kSuccess) file_ = std::move(file);
+  return status;
 }
 
 }  // namespace nerio::platform

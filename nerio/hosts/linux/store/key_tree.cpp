@@ -11,7 +11,6 @@
 #include "nerio/hosts/linux/store/access_rights.h"
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
-#include "nerio/hosts/linux/store/registry_status.h"
 #include "nerio/hosts/linux/store/stored_key.h"
 #include "nerio/hosts/portable/text/fold_case.h"
 

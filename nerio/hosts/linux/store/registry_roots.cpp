@@ -10,7 +10,6 @@
 #include <memory>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
-#include "nerio/hosts/linux/store/registry_status.h"
 #include "nerio/hosts/linux/store/system_call.h"
 
 namespace nerio::platform {

@@ -6,7 +6,6 @@
 
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
-#include "nerio/hosts/linux/store/registry_status.h"
 
 namespace nerio::platform {
 namespace {

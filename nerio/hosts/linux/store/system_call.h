@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "nerio/platform/registry_api.h"
+
 namespace nerio::platform {
 
 /// Repeats a system call that a signal interrupted before it did anything. Not for `close`: the descriptor is free even
@@ -15,6 +17,17 @@ auto Uninterrupted(Call call) {
   auto result = call();
   while (result < 0 && errno == EINTR) result = call();
   return result;
+}
+
+/// Returns the registry's return code for an error number of the system: 2 for what is missing, 5 for what is refused,
+/// 8 for lack of memory or descriptors, 112 for a full disk, 1015 for something else than a file or folder where one
+/// belongs, 1016 for everything else.
+Status RegistryStatus(int systemError);
+
+/// Makes a system call as `Uninterrupted` does. @return 0, or the return code for its failure.
+template <typename Call>
+Status StatusOf(Call call) {
+  return Uninterrupted(call) < 0 ? RegistryStatus(errno) : kSuccess;
 }
 
 /// Owns a file descriptor and closes it.

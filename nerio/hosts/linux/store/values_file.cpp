@@ -11,7 +11,6 @@
 
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
-#include "nerio/hosts/linux/store/registry_status.h"
 #include "nerio/hosts/portable/text/fold_case.h"
 
 namespace nerio::platform {
@@ -71,9 +70,8 @@ std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& reco
 // Writes a whole values file under a name that no file has.
 Status WriteNewFile(int folder, const char* name, std::string_view bytes, unsigned mode, Descriptor& file) {
   Status status = OpenInside(folder, name, O_RDWR | O_CREAT | O_EXCL, file);
-  if (status != kSuccess) return status;
-  if (Uninterrupted([&] { return ::fchmod(file.get(), mode); }) != 0) return RegistryStatus(errno);
-  return WriteAt(file.get(), bytes, 0);
+  if (status == kSuccess) status = StatusOf([&] { return ::fchmod(file.get(), mode); });
+  return status == kSuccess ? WriteAt(file.get(), bytes, 0) : status;
 }
 
 // Owner and group stay as they were, as far as whoever writes may give a file away.
@@ -96,7 +94,7 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
   if (status == kSuccess && oldFile >= 0) KeepOwner(file.get(), old);
   if (status == kSuccess) status = SyncFile(file.get());
   const auto rename = [&] { return ::renameat(folder, kNewValuesFileName, folder, kValuesFileName); };
-  if (status == kSuccess && Uninterrupted(rename) != 0) status = RegistryStatus(errno);
+  if (status == kSuccess) status = StatusOf(rename);
   if (status != kSuccess) {
     ::unlinkat(folder, kNewValuesFileName, 0);
     return status;

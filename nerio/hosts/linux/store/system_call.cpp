@@ -1,6 +1,4 @@
-#include "nerio/hosts/linux/store/registry_status.h"
-
-#include <cerrno>
+#include "nerio/hosts/linux/store/system_call.h"
 
 namespace nerio::platform {
 
