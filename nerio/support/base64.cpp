@@ -1,13 +1,11 @@
 #include "nerio/support/base64.h"
 
-#include <bit>
-#include <cstddef>
 #include <new>
-#include <span>
 #include <utility>
 #include <variant>
 
 #include "nerio/platform/xml_dom.h"
+#include "nerio/types/byte_view.h"
 #include "nerio/types/error.h"
 #include "nerio/types/variant.h"
 
@@ -18,30 +16,6 @@ using platform::XmlDocument;
 using platform::XmlNode;
 
 constexpr TextView kBase64Type = u"bin.base64";
-
-constexpr bool kLowFirst = std::endian::native == std::endian::little;
-
-[[maybe_unused]] void Swap(Text& text) {
-  for (char16_t& unit : text) unit = static_cast<char16_t>(unit << 8 | unit >> 8);
-}
-
-// The bytes of a text where its units lie low byte first; elsewhere those of a copy in that order.
-std::span<const std::uint8_t> ByteView(TextView text, Text& copy) {
-  if constexpr (!kLowFirst) {
-    copy = text;
-    Swap(copy);
-    text = copy;
-  }
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)};
-}
-
-Text FromByteView(const Bytes& bytes) {
-  // An odd last byte forms no unit.
-  const TextView units(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t));
-  Text text(units);
-  if constexpr (!kLowFirst) Swap(text);
-  return text;
-}
 
 }  // namespace
 
@@ -78,7 +52,7 @@ Text DecodeBase64(const Text& encoded, const platform::Host& host) {
     dom.PutDataType(select().get(), kBase64Type);
     dom.PutText(select().get(), encoded);
     const Variant value = dom.GetNodeTypedValue(select().get());
-    return FromByteView(std::get<Bytes>(value));
+    return TextOfBytes(std::get<Bytes>(value));
   } catch (...) {
     // Input that is not Base64, or no DOM to decode it: an empty text, as for no input.
     return {};

@@ -3,13 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "nerio/types/surrogates.h"
+
 namespace nerio {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
-
-bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 void AppendUtf8(std::string& out, char32_t point) {
   if (point < 0x80) {
@@ -26,15 +25,6 @@ void AppendUtf8(std::string& out, char32_t point) {
     out += static_cast<char>(0x80 | ((point >> 12) & 0x3F));
     out += static_cast<char>(0x80 | ((point >> 6) & 0x3F));
     out += static_cast<char>(0x80 | (point & 0x3F));
-  }
-}
-
-void AppendUtf16(Text& out, char32_t point) {
-  if (point < 0x10000) {
-    out += static_cast<char16_t>(point);
-  } else {
-    out += static_cast<char16_t>(0xD800 + ((point - 0x10000) >> 10));
-    out += static_cast<char16_t>(0xDC00 + ((point - 0x10000) & 0x3FF));
   }
 }
 
@@ -87,8 +77,8 @@ std::string ToUtf8(TextView text) {
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char16_t unit = text[i];
-    if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
-      AppendUtf8(out, 0x10000 + ((unit - 0xD800u) << 10) + (text[i + 1] - 0xDC00u));
+    if (IsPairAt(text, i)) {
+      AppendUtf8(out, PointOfPair(unit, text[i + 1]));
       ++i;
     } else if (IsHighSurrogate(unit) || IsLowSurrogate(unit)) {
       AppendUtf8(out, kReplacement);
@@ -104,7 +94,7 @@ Text FromUtf8(std::string_view utf8) {
   out.reserve(utf8.size());
   while (!utf8.empty()) {
     const Decoded decoded = DecodeFront(utf8);
-    AppendUtf16(out, decoded.point);
+    AppendPoint(out, decoded.point);
     utf8.remove_prefix(decoded.length);
   }
   return out;

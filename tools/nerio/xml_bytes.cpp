@@ -6,6 +6,7 @@
 
 #include "nerio/hosts/portable/xml/xml_names.h"
 #include "nerio/hosts/portable/xml/xml_parser.h"
+#include "nerio/types/surrogates.h"
 #include "nerio/types/utf8.h"
 
 namespace nerio::tool {
@@ -21,14 +22,14 @@ bool DecodeUtf16(std::string_view bytes, bool highFirst, Text& text) {
     const auto first = static_cast<std::uint8_t>(bytes[i]);
     const auto second = static_cast<std::uint8_t>(bytes[i + 1]);
     const auto unit = static_cast<char16_t>(highFirst ? first << 8 | second : second << 8 | first);
-    const bool afterHigh = !text.empty() && xml::IsHighSurrogate(text.back());
-    if (afterHigh != xml::IsLowSurrogate(unit)) {
+    const bool afterHigh = !text.empty() && IsHighSurrogate(text.back());
+    if (afterHigh != IsLowSurrogate(unit)) {
       if (afterHigh) text.pop_back();
       return false;
     }
     text += unit;
   }
-  if (!text.empty() && xml::IsHighSurrogate(text.back())) {
+  if (!text.empty() && IsHighSurrogate(text.back())) {
     text.pop_back();
     return false;
   }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "nerio/hosts/portable/regional/regional_settings.h"
+#include "nerio/types/surrogates.h"
 #include "nerio/types/utf8.h"
 
 namespace nerio::platform {
@@ -164,15 +165,6 @@ std::array<Text, count> Trimmed(std::array<Text, count> texts) {
   return texts;
 }
 
-void AppendCharacter(Text& text, char32_t character) {
-  if (character < 0x10000) {
-    text += static_cast<char16_t>(character);
-  } else {
-    text += static_cast<char16_t>(0xD800 + ((character - 0x10000) >> 10));
-    text += static_cast<char16_t>(0xDC00 + ((character - 0x10000) & 0x3FF));
-  }
-}
-
 // An installed locale, made the thread's own as long as this object lives, so that its bytes can be read.
 class ScopedLocale {
  public:
@@ -206,7 +198,7 @@ Text TextInLocale(std::string_view bytes) {
     wchar_t character = 0;
     const std::size_t length = std::mbrtowc(&character, bytes.data(), bytes.size(), &state);
     if (length == 0 || length > bytes.size()) break;
-    AppendCharacter(text, static_cast<char32_t>(character));
+    AppendPoint(text, static_cast<char32_t>(character));
     bytes.remove_prefix(length);
   }
   return text;

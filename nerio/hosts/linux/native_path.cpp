@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "nerio/types/surrogates.h"
 #include "nerio/types/utf8.h"
 
 namespace nerio::platform {
@@ -14,10 +15,6 @@ constexpr char16_t kEscape = 0xDC00;
 char16_t Escaped(char byte) { return static_cast<char16_t>(kEscape + static_cast<unsigned char>(byte)); }
 
 bool IsEscape(char16_t unit) { return unit == Escaped('\\') || (unit >= Escaped('\x80') && unit <= Escaped('\xFF')); }
-
-bool IsPair(char16_t first, char16_t second) {
-  return first >= 0xD800 && first <= 0xDBFF && second >= 0xDC00 && second <= 0xDFFF;
-}
 
 std::size_t Utf8LengthByLead(char lead) {
   const auto value = static_cast<unsigned char>(lead);
@@ -68,7 +65,7 @@ std::string NativePath(TextView path) {
   };
   std::size_t plainStart = 0;
   for (std::size_t i = 0; i < path.size(); ++i) {
-    if (i + 1 < path.size() && IsPair(path[i], path[i + 1])) {
+    if (IsPairAt(path, i)) {
       ++i;
     } else if (IsEscape(path[i])) {
       appendPlain(path.substr(plainStart, i - plainStart));

@@ -8,6 +8,7 @@
 
 #include "nerio/hosts/portable/xml/xml_cursor.h"
 #include "nerio/hosts/portable/xml/xml_names.h"
+#include "nerio/types/surrogates.h"
 
 namespace nerio::platform::xml {
 namespace {
@@ -44,8 +45,8 @@ void StoreCharacter(const char16_t* place, TextView digits, char16_t*& out) {
   if (point < 0x10000) {
     *out++ = static_cast<char16_t>(point);
   } else {
-    *out++ = static_cast<char16_t>(0xD800 + ((point - 0x10000) >> 10));
-    *out++ = static_cast<char16_t>(0xDC00 + ((point - 0x10000) & 0x3FF));
+    *out++ = HighSurrogateOf(point);
+    *out++ = LowSurrogateOf(point);
   }
 }
 

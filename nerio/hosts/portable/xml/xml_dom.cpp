@@ -12,6 +12,7 @@
 #include "nerio/hosts/portable/xml/xml_tree.h"
 #include "nerio/hosts/portable/xml/xml_types.h"
 #include "nerio/hosts/portable/xml/xml_writer.h"
+#include "nerio/types/byte_view.h"
 #include "nerio/types/error.h"
 
 namespace nerio::platform {
@@ -212,10 +213,7 @@ void PortableXmlDom::PutNodeTypedValue(XmlObject* node, std::span<const std::uin
     target.tree->MakeOnlyBytesText(static_cast<Element&>(target), {kept, bytes.size()});
     return;
   }
-  // The bytes are the text's byte view: low byte first; an odd last one forms no unit.
-  Text text;
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) text += static_cast<char16_t>(bytes[i] | bytes[i + 1] << 8);
-  PutText(node, text);
+  PutText(node, TextOfBytes({bytes.begin(), bytes.end()}));
 }
 
 Variant PortableXmlDom::GetNodeTypedValue(XmlObject* node) {

@@ -35,11 +35,6 @@ bool EqualInAnyCase(TextView left, TextView right) noexcept;
 /// The blanks of XML: space, tab, CR, LF.
 constexpr bool IsBlank(char16_t unit) { return unit == u' ' || unit == u'\t' || unit == u'\n' || unit == u'\r'; }
 
-/// Tells the half of a surrogate pair that comes first.
-constexpr bool IsHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
-/// Tells the half of a surrogate pair that comes second.
-constexpr bool IsLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
-
 /// A set of code units: one bit for each.
 class UnitSet {
  public:

@@ -9,6 +9,7 @@
 #include "nerio/hosts/portable/base64/base64_codec.h"
 #include "nerio/hosts/portable/xml/xml_names.h"
 #include "nerio/hosts/portable/xml/xml_types.h"
+#include "nerio/types/surrogates.h"
 
 namespace nerio::platform::xml {
 namespace {
@@ -98,7 +99,7 @@ void PutEscaped(Sink& sink, const Value& value, Place place) {
   std::size_t start = 0;  // of what is not written yet
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (!Changes(text[i], place)) continue;
-    if (IsHighSurrogate(text[i]) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+    if (IsPairAt(text, i)) {
       ++i;
       continue;
     }
