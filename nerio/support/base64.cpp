@@ -27,7 +27,7 @@ std::int32_t EncodeBase64(TextView text, Text& encoded, const platform::Host& ho
     const XmlDocument document(dom, dom.CreateDocument());
     element = XmlNode(dom, dom.CreateElement(document.get(), u"TEMP"));
     dom.PutDataType(element.get(), kBase64Type);
-    // The text itself may be `encoded`, which changes only behind the last look at it.
+    // The text itself may be `encoded`, which changes only after it was read for the last time.
     Text copy;
     dom.PutNodeTypedValue(element.get(), ByteView(text, copy));
     encoded = dom.GetText(element.get());

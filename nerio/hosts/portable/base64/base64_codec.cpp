@@ -62,7 +62,7 @@ std::size_t ReadGroups(const char16_t* text, std::size_t count, std::uint8_t* ou
   return i;
 }
 
-// From the quickest on; what a processor knows, it knows to the end of the list.
+// The fastest first. A processor that supports one supports all that follow.
 #if defined(NERIO_BASE64_X86)
 constexpr Base64Blocks kBlocks[] = {{"AVX-512 VBMI", WriteBase64ByVbmi, ReadBase64ByVbmi},
                                     {"SSSE3", WriteBase64BySsse3, ReadBase64BySsse3},

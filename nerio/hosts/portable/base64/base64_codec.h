@@ -18,16 +18,16 @@ struct Base64Blocks {
   std::size_t (*write)(const std::uint8_t* bytes, std::size_t count, char16_t* out) noexcept;
   /// Reads groups of four characters as three bytes each, from the front, as far as they are of the alphabet and fit
   /// its way of working.
-  /// @param out room for `count / 4 * 3` bytes; what lies behind the bytes read may be written to.
+  /// @param out room for `count / 4 * 3` bytes; what lies after the bytes read may be written to.
   /// @return how many characters it took, a multiple of 4.
   std::size_t (*read)(const char16_t* text, std::size_t count, std::uint8_t* out) noexcept;
 };
 
-/// Blocks that are used one behind the other, each on what the one before left. The last one leaves no whole group.
+/// Blocks that are used one after the other, each on what the one before left. The last one leaves no whole group.
 using Base64Method = std::span<const Base64Blocks>;
 
-/// Returns the quickest method that this processor knows. Each shorter one made by leaving out blocks at the front,
-/// down to the last ones alone, does the same.
+/// Returns the fastest method that this processor supports. Each shorter one made by leaving out blocks at the front,
+/// down to the last one alone, gives the same results.
 Base64Method ThisProcessorsBase64() noexcept;
 
 /// Returns the length of the Base64 form of `byteCount` bytes, in UTF-16 code units: four for every three bytes begun.
@@ -50,7 +50,7 @@ Text Base64Of(std::span<const std::uint8_t> bytes);
 bool ReadBase64(TextView text, Bytes& bytes, Base64Method method = ThisProcessorsBase64());
 
 /// Reads a text that is exactly what `WriteBase64` writes for some bytes: no blanks, the free bits zero.
-/// @param out room for `text.size() / 4 * 3` bytes; what lies behind the bytes read may be written to.
+/// @param out room for `text.size() / 4 * 3` bytes; what lies after the bytes read may be written to.
 /// @return the end of the bytes, null when the text is anything else. Raises nothing.
 std::uint8_t* ReadPlainBase64(TextView text, std::uint8_t* out, Base64Method method = ThisProcessorsBase64()) noexcept;
 

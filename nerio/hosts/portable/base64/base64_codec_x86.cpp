@@ -110,7 +110,7 @@ std::size_t WriteBase64BySsse3(const std::uint8_t* bytes, std::size_t count, cha
   return i;
 }
 
-// Units are narrowed with saturation: what is no byte becomes 0 or 255, which are not of the alphabet either.
+// Units are narrowed with saturation: what is not a byte becomes 0 or 255, which are not of the alphabet either.
 
 NERIO_VECTOR_CODE("ssse3")
 std::size_t ReadBase64BySsse3(const char16_t* text, std::size_t count, std::uint8_t* out) noexcept {
@@ -203,8 +203,8 @@ constexpr __mmask64 kEverySecond = 0x5555555555555555;
 
 NERIO_VECTOR_PART(NERIO_VBMI) __m512i Load(const Table& table) { return _mm512_load_si512(table.bytes); }
 
-// The bytes of `from` at the places of `order`. With a mask also where all are taken: the forms without one are warned
-// of by GCC 12, for nothing.
+// The bytes of `from` at the places of `order`. With a mask also where all are taken: for the forms without one
+// GCC 12 gives false warnings.
 NERIO_VECTOR_PART(NERIO_VBMI) __m512i Pick(__m512i from, __m512i order, __mmask64 taken = kAll) {
   return _mm512_maskz_permutexvar_epi8(taken, order, from);
 }
@@ -217,7 +217,7 @@ std::size_t WriteBase64ByVbmi(const std::uint8_t* bytes, std::size_t count, char
   // A load takes 16 bytes more than it needs.
   for (; count - i >= 64; i += 48, out += 64) {
     const __m512i spread = Pick(_mm512_loadu_si512(bytes + i), Load(kSpread));
-    // A value stands in the lower six bits of its byte, which are all that the look-up heeds.
+    // A value stands in the lower six bits of its byte, which are all that the look-up reads.
     const __m512i values = _mm512_maskz_multishift_epi64_epi8(kAll, Load(kShifts), spread);
     const __m512i characters = Pick(Load(kCharacters), values);
     _mm512_storeu_si512(out, Pick(characters, Load(kLowerHalf), kEverySecond));
@@ -232,7 +232,7 @@ std::size_t ReadBase64ByVbmi(const char16_t* text, std::size_t count, std::uint8
   // A store writes 64 bytes, for which 88 characters have room.
   for (; count - i >= 88; i += 64, out += 48) {
     const __m512i characters = _mm512_packus_epi16(_mm512_loadu_si512(text + i), _mm512_loadu_si512(text + i + 32));
-    // The look-up heeds seven bits; what has the eighth is no character of the alphabet either.
+    // The look-up reads seven bits; what has the eighth is no character of the alphabet either.
     const __m512i values = _mm512_permutex2var_epi8(Load(kLowValues), characters, Load(kHighValues));
     if (_mm512_movepi8_mask(_mm512_or_si512(values, characters)) != 0) break;
     const __m512i pairs = _mm512_maddubs_epi16(values, _mm512_set1_epi32(kMergePairs));

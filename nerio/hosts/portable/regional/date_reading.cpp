@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kMostNumbers = 6;
 constexpr int kMostDateMarks = 2;
-constexpr std::size_t kMarkedNumbers = 5;  // a mark behind the sixth number changes nothing
+constexpr std::size_t kMarkedNumbers = 5;  // a mark after the sixth number changes nothing
 
 // The zeros of the scripts whose decimal digits may continue a number: the ones that the C run-time library of Windows
 // knows, which are not all that Unicode has.
@@ -21,7 +21,7 @@ constexpr char16_t kZeros[] = {0x0660, 0x06F0, 0x0966, 0x09E6, 0x0A66, 0x0AE6, 0
 
 constexpr bool IsAsciiDigit(char16_t unit) { return u'0' <= unit && unit <= u'9'; }
 
-// Returns 0 to 9, or a larger number for a unit that is no digit.
+// Returns 0 to 9, or a larger number for a unit that is not a digit.
 std::uint32_t DigitValue(char16_t unit) {
   if (unit < kZeros[0]) return static_cast<std::uint32_t>(unit) - u'0';
   const char16_t* above = std::upper_bound(std::begin(kZeros), std::end(kZeros), unit);
@@ -46,7 +46,7 @@ std::uint32_t TakeNumber(TextView& text) {
   return static_cast<std::uint32_t>(number);
 }
 
-// Which of a text's numbers are the time and which the date. Bit i of `timeMarks` is the time mark behind number i.
+// Which of a text's numbers are the time and which the date. Bit i of `timeMarks` is the time mark after number i.
 struct Shape {
   std::uint8_t numbers;
   std::uint8_t timeMarks;
@@ -72,7 +72,7 @@ constexpr Shape kShapes[] = {
     {3, 0b00011, 0, 3, 0, 0},
     {5, 0b00011, 0, 3, 3, 2},
     {6, 0b00011, 0, 3, 3, 3},
-    // Time behind the date.
+    // Time after the date.
     {4, 0b00100, 2, 2, 0, 2},
     {5, 0b01000, 3, 2, 0, 3},
     {5, 0b01100, 2, 3, 0, 2},
@@ -146,7 +146,7 @@ struct DateReader::Scan {
   std::array<std::uint32_t, kMostNumbers> numbers{};
   std::size_t count = 0;
   unsigned months = 0;     ///< bit i: number i is a month's name
-  unsigned timeMarks = 0;  ///< bit i: a time mark stands behind number i
+  unsigned timeMarks = 0;  ///< bit i: a time mark stands after number i
   unsigned half = 0;       ///< bit i: AM or PM belongs to number i
   bool afternoon = false;
   int dateMarks = 0;

@@ -25,14 +25,14 @@ using YearClock = std::function<std::int32_t()>;
 ///   number; the name of a day of the week is passed over and never checked against the date. Long months come first,
 ///   then short months, long days, short days and the halves of the day: where one name starts with another that comes
 ///   earlier, it is never reached (it-IT reads "martedì" as March and three letters too many).
-/// - The region's AM or PM, or any other "a" or "p" together with the one unit behind it ("5 PM", "5 p.", "5 a1"),
+/// - The region's AM or PM, or any other "a" or "p" together with the one unit after it ("5 PM", "5 p.", "5 a1"),
 /// belongs
 ///   to the number before. There may be one.
 /// - ":" and "." make the number before them a part of the time, unless the unit is the region's date separator; "-",
-///   "/" and the date separator are at most two in all. Each needs a number somewhere before it and a unit behind it.
+///   "/" and the date separator are at most two in all. Each needs a number somewhere before it and a unit after it.
 /// - Blanks and commas part numbers; a comma is not the last unit.
 ///
-/// The numbers of the time stand together, before or behind those of the date: hour and minute, hour, minute and
+/// The numbers of the time stand together, before or after those of the date: hour and minute, hour, minute and
 /// second, or an hour with AM or PM. There is no fraction of a second. A date has three numbers or two: day and month
 /// of the current year, or month and year with day 1. The region's order of numbers is tried first, then others, and
 /// the first that names a real day wins: "12/31/1999" is 31 December also where the day comes first. A month's name
@@ -45,7 +45,7 @@ class DateReader {
 
   /// Reads a text.
   /// @param[out] date untouched unless the answer is true.
-  /// @return false when the text is no date. Raises nothing.
+  /// @return false when the text is not a date. Raises nothing.
   bool Read(TextView text, Date& date) const;
 
  private:

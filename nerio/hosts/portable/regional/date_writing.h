@@ -10,7 +10,7 @@ namespace nerio::platform {
 /// part unless it is midnight of another day, one blank between them. Times are rounded to the second, half a second
 /// up. Which parts are written is settled before that, so the last half second of day 0 is "00:00:00".
 /// @param[out] text untouched unless the answer is true.
-/// @return false for days that are no number or outside of 1 January 100 to 31 December 9999.
+/// @return false for days that are not a number or outside of 1 January 100 to 31 December 9999.
 bool WriteDate(const RegionalData& region, Date date, Text& text);
 
 }  // namespace nerio::platform

@@ -10,7 +10,7 @@
 namespace nerio::platform {
 namespace {
 
-// Digits d1 d2 d3 ... that mean 0.d1d2d3... times 10 to the power of `point`: the mark stands behind `point` digits.
+// Digits d1 d2 d3 ... that mean 0.d1d2d3... times 10 to the power of `point`: the mark stands after `point` digits.
 struct Digits {
   std::string digits;
   int point;
@@ -26,7 +26,7 @@ Digits ExactDigits(double value) {
       std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::scientific, kMostDigits - 1).ptr;
   std::string digits(text.data(), text.data() + 1);
   digits.append(text.data() + 2, kMostDigits - 1);
-  const char* exponentText = text.data() + 1 + kMostDigits + 1;  // behind the mark, the digits and the "e"
+  const char* exponentText = text.data() + 1 + kMostDigits + 1;  // after the mark, the digits and the "e"
   int exponent = 0;
   std::from_chars(exponentText + (*exponentText == '+' ? 1 : 0), end, exponent);
   return {std::move(digits), exponent + 1};
@@ -51,7 +51,7 @@ void Round(Digits& number, std::size_t count) {
 
 void AppendAscii(Text& text, std::string_view ascii) { text.append(ascii.begin(), ascii.end()); }
 
-// Appends digits with the mark behind `point` of them, zeros put in wherever digits are missing.
+// Appends digits with the mark after `point` of them, zeros put in wherever digits are missing.
 void AppendFixed(Text& text, std::string_view digits, int point, TextView decimalMark) {
   const auto before = static_cast<std::size_t>(point > 0 ? point : 0);
   const auto zerosBehind = static_cast<std::size_t>(point < 0 ? -point : 0);

@@ -11,7 +11,7 @@ constexpr int kSingleDigits = 7;
 
 /// Writes a number with at most so many significant digits, rounded from its exact value with halves away from zero,
 /// and without zeros at the end: "1234,5". Below 0.0001, and from a one with `digits` zeros on, with an exponent of at
-/// least two digits: "1,5E-05". Zero has no sign. What is no number is "INF", "-INF", "NAN", "-NAN(IND)".
+/// least two digits: "1,5E-05". Zero has no sign. What is not a number is "INF", "-INF", "NAN", "-NAN(IND)".
 /// @param decimalMark what parts the decimals, in both forms.
 Text WriteDouble(double value, int digits, TextView decimalMark);
 

@@ -13,7 +13,7 @@ std::int32_t CurrentYear();
 /// Immutable once made: any number of threads may use one object at once.
 ///
 /// Two things follow Windows proper: the decimal mark of the region stands in numbers with an exponent too, and a
-/// number that is none has a name ("INF", "NAN") and is no failure.
+/// value that is not a number has a name ("INF", "NAN") and is not a failure.
 class PortableRegionalSettings final : public RegionalSettings {
  public:
   /// @param region the customs.

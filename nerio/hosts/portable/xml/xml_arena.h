@@ -51,7 +51,7 @@ class Arena {
   /// Returns room for `count` bytes, with no content yet.
   std::uint8_t* MakeBytes(std::size_t count) { return static_cast<std::uint8_t*>(Allocate(count, 1)); }
 
-  /// Gives back what lies behind `end` of the room that the last call of `MakeUnits` or `MakeBytes` returned.
+  /// Gives back what lies after `end` of the room that the last call of `MakeUnits` or `MakeBytes` returned.
   void ShortenTo(void* end) noexcept {
     // A room of its own chunk keeps its size: the end of the current chunk is elsewhere.
     auto* const place = static_cast<std::byte*>(end);

@@ -50,7 +50,7 @@ void StoreCharacter(const char16_t* place, TextView digits, char16_t*& out) {
   }
 }
 
-// Writes what the reference at `place` stands for. Returns the place behind it.
+// Writes what the reference at `place` stands for. Returns the place after it.
 const char16_t* StoreReference(const char16_t* place, const char16_t* end, char16_t*& out) {
   const TextView rest(place + 1, static_cast<std::size_t>(end - place - 1));
   const std::size_t length = rest.find(u';');
@@ -64,7 +64,7 @@ const char16_t* StoreReference(const char16_t* place, const char16_t* end, char1
     const auto* const entity = std::find_if(std::begin(kEntities), std::end(kEntities),
                                             [&](const auto& known) { return known.first == name; });
     if (entity == std::end(kEntities)) {
-      if (!IsNameWithoutColon(name)) Fail(place, u"\"&\" begins something that is no reference");
+      if (!IsNameWithoutColon(name)) Fail(place, u"\"&\" begins something that is not a reference");
       Fail(place, u"the entity " + Quoted(name) + u" is not declared");
     }
     *out++ = entity->second;

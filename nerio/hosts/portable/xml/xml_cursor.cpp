@@ -43,14 +43,14 @@ TextView Cursor::TakeUpTo(TextView mark, TextView what) {
 }
 
 TextView Cursor::TakeQuoted() {
-  if (!At(u'"') && !At(u'\'')) FailHere(u"a quoted value is needed behind \"=\"");
+  if (!At(u'"') && !At(u'\'')) FailHere(u"a quoted value is needed after \"=\"");
   const TextView quote(place_++, 1);
   return TakeUpTo(quote, u"the quoted value");
 }
 
 void Cursor::TakeEquals() {
   SkipBlanks();
-  Require(u"=", u"behind a name");
+  Require(u"=", u"after a name");
   SkipBlanks();
 }
 

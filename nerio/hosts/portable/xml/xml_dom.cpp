@@ -54,13 +54,13 @@ Node* NodeBehind(XmlObject* handle) {
 
 Node& TakeNode(XmlObject* handle) {
   if (handle == nullptr) RaiseObjectNotSet();
-  if (IsMap(handle)) Raise(kErrDomArgument, u"an attribute map is no node");
+  if (IsMap(handle)) Raise(kErrDomArgument, u"an attribute map is not a node");
   return *NodeBehind(handle);
 }
 
 Element& TakeMap(XmlObject* handle) {
   if (handle == nullptr) RaiseObjectNotSet();
-  if (!IsMap(handle)) Raise(kErrDomArgument, u"a node is no attribute map");
+  if (!IsMap(handle)) Raise(kErrDomArgument, u"a node is not an attribute map");
   auto& element = static_cast<Element&>(*NodeBehind(handle));
   xml::ShowDataType(element);
   return element;
@@ -68,11 +68,11 @@ Element& TakeMap(XmlObject* handle) {
 
 Tree& TakeDocument(XmlObject* handle) {
   Node& node = TakeNode(handle);
-  if (node.kind != Kind::kDocument) Raise(kErrDomArgument, u"the node is no document");
+  if (node.kind != Kind::kDocument) Raise(kErrDomArgument, u"the node is not a document");
   return *node.tree;
 }
 
-// The text of an element that is kept as bytes, or null.
+// Returns the text of an element that is kept as bytes, or null.
 const BytesText* BytesTextOf(Node& node) {
   const Element* const element = xml::AsElement(&node);
   return element != nullptr ? xml::OnlyBytesText(*element) : nullptr;
@@ -136,7 +136,7 @@ XmlObject* PortableXmlDom::GetNamedItem(XmlObject* attributes, TextView name) {
 XmlObject* PortableXmlDom::SetNamedItem(XmlObject* attributes, XmlObject* attribute) {
   Element& element = TakeMap(attributes);
   Node& item = TakeNode(attribute);
-  if (item.kind != Kind::kAttribute) Raise(kErrDomFailure, u"the node is no attribute");
+  if (item.kind != Kind::kAttribute) Raise(kErrDomFailure, u"the node is not an attribute");
   if (item.tree != element.tree) Raise(kErrDomFailure, u"the attribute belongs to another document");
   if (item.parent != nullptr && item.parent != &element) {
     Raise(kErrDomFailure, u"the attribute belongs to another element");
@@ -199,7 +199,7 @@ void PortableXmlDom::PutDataType(XmlObject* node, TextView type) {
   Element* const element = xml::AsElement(&TakeNode(node));
   if (element == nullptr) Raise(kErrDomFailure, u"only an element has a data type");
   if (!xml::SetDataType(*element, UpToNul(type))) Raise(kErrDomFailure, u"the data type is not known");
-  // Where there are attributes, somebody may look at them already.
+  // Where there are attributes, a caller may hold their map already.
   if (element->count != 0) xml::ShowDataType(*element);
 }
 
@@ -261,7 +261,7 @@ XmlObject* PortableXmlDom::SelectSingleNode(XmlObject* node, TextView query) {
     if (first->name->View() == query && query.find(u':') == TextView::npos) return Give(first);
   }
   query = UpToNul(query);
-  if (!xml::IsPath(query)) Raise(kErrDomFailure, u"the query is no path of names");
+  if (!xml::IsPath(query)) Raise(kErrDomFailure, u"the query is not a path of names");
   return Give(xml::SelectPath(start, query));
 }
 

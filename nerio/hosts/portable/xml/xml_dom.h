@@ -20,8 +20,7 @@ namespace nerio::platform {
 ///   `AppendChild` anything but an element under an element or a document, a second document element, and an element
 ///   under itself or what is below it: `kErrDomFailure`. An element may come from another document.
 /// - `PutText` of a document raises `kErrDomFailure`. `GetText` leaves out blanks at both ends of an element's text,
-/// and
-///   all of an attribute's when there is nothing else; the stored text keeps them.
+///   and all of an attribute's when there is nothing else; the stored text keeps them.
 /// - `PutDataType` takes the names of the DOM's data types in any case, for elements, and notes them in the attributes
 ///   xmlns:dt and dt:dt; any other name raises `kErrDomFailure`. Typed values are bytes under "bin.base64" and texts
 ///   under "string" and without a type; other types raise `kErrDomNotImplemented`. Reading a text that is not Base64

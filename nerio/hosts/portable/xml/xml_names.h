@@ -11,11 +11,11 @@ namespace nerio::platform::xml {
 /// nothing beyond U+FFFF, so no surrogate ever may. Raises nothing, as all that follows.
 inline bool IsNameStart(char16_t unit) noexcept;
 
-/// Tells whether a code unit may stand in a name behind its first one.
+/// Tells whether a code unit may stand in a name after its first one.
 inline bool IsNameUnit(char16_t unit) noexcept;
 
 /// Tells whether a text is a Name of XML 1.0 (4th edition). Colons count as letters here: whether a prefix is declared
-/// is known only where the name stands. An empty text is none.
+/// is known only where the name stands. An empty text is not a name.
 bool IsName(TextView text) noexcept;
 
 /// Tells whether a text is a name of Namespaces in XML 1.0 without a prefix: a Name without a colon.
@@ -54,7 +54,7 @@ extern const UnitSet kNameUnits;
 inline bool IsNameStart(char16_t unit) noexcept { return kNameStarts.Contains(unit); }
 inline bool IsNameUnit(char16_t unit) noexcept { return kNameUnits.Contains(unit); }
 
-/// Tells whether a code unit that is no surrogate is a character of XML 1.0; every pair of surrogates is one.
+/// Tells whether a code unit that is not a surrogate is a character of XML 1.0; every pair of surrogates is one.
 constexpr bool IsCharacterUnit(char16_t unit) {
   return (unit >= 0x20 && unit < 0xD800) || IsBlank(unit) || (unit >= 0xE000 && unit < 0xFFFE);
 }

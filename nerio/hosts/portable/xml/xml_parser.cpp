@@ -88,7 +88,7 @@ class Parser : public Cursor {
     if (colon == TextView::npos) return {name, 0};
     if (colon == 0 || colon + 1 == name.size() || !IsNameStart(name[colon + 1]) ||
         name.find(u':', colon + 1) != TextView::npos) {
-      Fail(start, Quoted(name) + u" is no name with a prefix");
+      Fail(start, Quoted(name) + u" is not a name with a prefix");
     }
     return {name, colon};
   }
@@ -136,7 +136,7 @@ class Parser : public Cursor {
     const bool blanks = SkipBlanks();
     const char16_t* const content = place_;
     const TextView rest = TakeUpTo(u"?>", u"the instruction");
-    if (!blanks && !rest.empty()) Fail(content, u"a blank is needed behind the target of an instruction");
+    if (!blanks && !rest.empty()) Fail(content, u"a blank is needed after the target of an instruction");
     NamedValue* const instruction = tree_.MakeNamedValue(Kind::kInstruction, tree_.Names().Intern(target));
     StoreContent(*instruction, rest, Form::kVerbatim);
     Tree::Append(*current_, *instruction);

@@ -5,7 +5,7 @@
 
 namespace nerio::platform::xml {
 
-/// Tells whether a query can be answered here: names without prefix, parted by "/", with or without a "/" in front
+/// Tells whether a query can be answered here: names without prefix, separated by "/", with or without a "/" in front
 /// ("DOC", "a/b", "/a/b"). Nothing else of XPath is.
 bool IsPath(TextView query) noexcept;
 

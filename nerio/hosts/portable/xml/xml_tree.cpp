@@ -10,7 +10,7 @@
 namespace nerio::platform::xml {
 namespace {
 
-// Up to here a look at each attribute is quicker than a hash table.
+// Up to here comparing each attribute is faster than a hash table.
 constexpr std::uint32_t kMostWithoutIndex = 16;
 
 bool HoldsText(const Node& node) {

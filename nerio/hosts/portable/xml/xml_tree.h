@@ -93,12 +93,12 @@ struct Element : Parent {
 inline Parent* AsParent(Node* node) noexcept {
   return node->kind == Kind::kElement || node->kind == Kind::kDocument ? static_cast<Parent*>(node) : nullptr;
 }
-/// Returns the node as an element, null when it is none.
+/// Returns the node as an element, null when it is not one.
 inline Element* AsElement(Node* node) noexcept {
   return node->kind == Kind::kElement ? static_cast<Element*>(node) : nullptr;
 }
 
-/// Returns the node behind `node` in document order within the subtree of `top`, null at the end. Attributes are not
+/// Returns the node after `node` in document order within the subtree of `top`, null at the end. Attributes are not
 /// met. This is how every walk over a tree goes: step by step, so that no depth of nesting needs a deep stack.
 Node* Following(Node* node, const Node* top) noexcept;
 
@@ -106,7 +106,7 @@ Node* Following(Node* node, const Node* top) noexcept;
 BytesText* OnlyBytesText(const Element& element) noexcept;
 
 /// Views the text of a node: the value of an attribute and its like, for a parent the texts and CDATA sections below
-/// it, one behind the other.
+/// it, one after the other.
 /// @param joined receives the text where it is not stored in one piece; the view is then one of it.
 TextView TextOf(Node& node, Text& joined);
 
@@ -171,7 +171,7 @@ class Tree {
     }
     return nullptr;
   }
-  /// Adds a detached attribute behind the others. One of the same name is detached.
+  /// Adds a detached attribute after the others. One of the same name is detached.
   void AddAttribute(Element& element, NamedValue& attribute);
 
   /// Makes a detached node the last child.

@@ -11,11 +11,11 @@ namespace nerio::platform::xml {
 enum class TypedAs : std::uint8_t { kText, kBase64, kOther };
 
 /// Notes a data type in an element, by its name in any case. The attributes that say so, xmlns:dt and dt:dt, are made
-/// when somebody may look: most elements with a data type are gone before.
+/// when a caller may read them: most elements with a data type are released before.
 /// @return false when no data type is called so; nothing is changed then. Raises nothing.
 bool SetDataType(Element& element, TextView name) noexcept;
 
-/// Makes the attributes of a data type that was noted. To be called before the attributes of an element are looked at
+/// Makes the attributes of a data type that was noted. To be called before the attributes of an element are read
 /// or changed. Raises nothing but std::bad_alloc.
 void ShowDataType(Element& element);
 

@@ -124,7 +124,7 @@ class Writer {
         node = parent->children.first;
         continue;
       }
-      // Up to the next node that has something behind it.
+      // Up to the next node that has something after it.
       for (;; node = node->parent) {
         Close(*node);
         if (node == &top) return;
@@ -136,7 +136,7 @@ class Writer {
   }
 
  private:
-  // The ">" of a start tag is written when there is something behind it.
+  // The ">" of a start tag is written when something follows it.
   void EndStartTag() {
     if (inStartTag_) sink_.Put(u">");
     inStartTag_ = false;
@@ -218,11 +218,11 @@ class Writer {
     PutEscaped(sink_, text, Place::kText);
   }
 
-  void Put(TextView before, const Value& content, TextView behind) {
+  void Put(TextView before, const Value& content, TextView after) {
     EndStartTag();
     sink_.Put(before);
     PutEscaped(sink_, content, Place::kVerbatim);
-    sink_.Put(behind);
+    sink_.Put(after);
   }
 
   Sink& sink_;

@@ -111,7 +111,7 @@ TEST(Base64Codec, EveryMethod_OfEveryLengthAtEveryPlace_WritesAndReadsAsThePorta
   }
 }
 
-// Every unit at every place within the widest block and behind it.
+// Every unit at every place within the widest block and after it.
 TEST(Base64Codec, EveryMethod_OneForeignUnitAnywhere_ReadsAsThePortableOne) {
   const Base64Method portable = Methods().back();
   const Text right = Base64Of(RandomBytes(100));

@@ -42,7 +42,7 @@ struct Case {
   }
 
   // Returns where the document type declaration begins in `ascii`, npos where there is none. What stands in comments,
-  // instructions and CDATA sections is none.
+  // instructions and CDATA sections does not count.
   std::size_t Doctype() const {
     constexpr std::pair<std::string_view, std::string_view> kSkipped[] = {
         {"<!--", "-->"}, {"<?", "?>"}, {"<![CDATA[", "]]>"}};

@@ -67,7 +67,7 @@ TEST_F(PortableDom, Errors_NameTheDomAndSayWhatIsWrong) {
     ExpectError(ErrorOf(call), number, u"XmlDom", description);
   };
   fails([&] { dom_.CreateElement(document.get(), u"a b"); }, kErrDomFailure, u"the name is not one of XML 1.0");
-  fails([&] { dom_.SetNamedItem(map.get(), root.get()); }, kErrDomFailure, u"the node is no attribute");
+  fails([&] { dom_.SetNamedItem(map.get(), root.get()); }, kErrDomFailure, u"the node is not an attribute");
   fails([&] { dom_.SetNamedItem(map.get(), foreign.get()); }, kErrDomFailure,
         u"the attribute belongs to another document");
   fails([&] { dom_.SetNamedItem(innerMap.get(), attribute.get()); }, kErrDomFailure,
@@ -83,7 +83,7 @@ TEST_F(PortableDom, Errors_NameTheDomAndSayWhatIsWrong) {
   fails([&] { dom_.PutDataType(document.get(), u"string"); }, kErrDomFailure, u"only an element has a data type");
   fails([&] { dom_.PutDataType(attribute.get(), u"string"); }, kErrDomFailure, u"only an element has a data type");
   fails([&] { dom_.PutDataType(root.get(), u"xyz"); }, kErrDomFailure, u"the data type is not known");
-  fails([&] { dom_.SelectSingleNode(document.get(), u"r[1]"); }, kErrDomFailure, u"the query is no path of names");
+  fails([&] { dom_.SelectSingleNode(document.get(), u"r[1]"); }, kErrDomFailure, u"the query is not a path of names");
   EXPECT_EQ(Xml(document), "<r a=\"1\"><b/></r>\r\n");
   EXPECT_EQ(Xml(other), "<s x=\"1\"/>\r\n");
 }
@@ -95,10 +95,10 @@ TEST_F(PortableDom, HandleOfAnotherKind_IsRefused) {
   const auto fails = [&](auto&& call, TextView description) {
     ExpectError(ErrorOf(call), kErrDomArgument, u"XmlDom", description);
   };
-  fails([&] { dom_.CreateElement(root.get(), u"a"); }, u"the node is no document");
-  fails([&] { dom_.LoadXml(root.get(), u"<a/>"); }, u"the node is no document");
-  fails([&] { dom_.GetNamedItem(root.get(), u"a"); }, u"a node is no attribute map");
-  fails([&] { dom_.SetNamedItem(root.get(), root.get()); }, u"a node is no attribute map");
+  fails([&] { dom_.CreateElement(root.get(), u"a"); }, u"the node is not a document");
+  fails([&] { dom_.LoadXml(root.get(), u"<a/>"); }, u"the node is not a document");
+  fails([&] { dom_.GetNamedItem(root.get(), u"a"); }, u"a node is not an attribute map");
+  fails([&] { dom_.SetNamedItem(root.get(), root.get()); }, u"a node is not an attribute map");
   for (const auto& call : std::vector<std::function<void()>>{
            [&] { dom_.CreateElement(map.get(), u"a"); }, [&] { dom_.Attributes(map.get()); },
            [&] { dom_.SetNamedItem(map.get(), map.get()); }, [&] { dom_.AppendChild(map.get(), root.get()); },
@@ -106,7 +106,7 @@ TEST_F(PortableDom, HandleOfAnotherKind_IsRefused) {
            [&] { dom_.GetText(map.get()); }, [&] { dom_.PutDataType(map.get(), u"string"); },
            [&] { dom_.PutNodeTypedValue(map.get(), {}); }, [&] { dom_.GetNodeTypedValue(map.get()); },
            [&] { dom_.SelectSingleNode(map.get(), u"a"); }, [&] { dom_.GetXml(map.get()); }}) {
-    fails(call, u"an attribute map is no node");
+    fails(call, u"an attribute map is not a node");
   }
 }
 
@@ -210,7 +210,7 @@ TEST_F(PortableDom, Base64Text_WhenTheDataTypeChanges_StaysAsText) {
   EXPECT_EQ(dom_.GetText(element.get()), u"no Base64");
 }
 
-// The attributes of a data type are made when they are looked at: before whatever comes behind them.
+// The attributes of a data type are made when they are looked at: before whatever comes after them.
 TEST_F(PortableDom, DataType_AttributesAroundIt_KeepTheirOrder) {
   const XmlDocument document = NewDocument();
   const XmlDocument other = NewDocument();

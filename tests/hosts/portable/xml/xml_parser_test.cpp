@@ -65,8 +65,8 @@ TEST(XmlParser, Refusal_SaysWhereAndWhy) {
       {u"<![CDATA[x]]><a/>", "1:10 text stands outside of the document element"},
       {u"<a b='1' c='2' b='3'/>", "1:16 a second attribute \"b\""},
       {u"<a b='1'c='2'/>", "1:9 a blank or the end of the tag is needed here"},
-      {u"<a b/>", "1:5 something else stands where \"=\" is needed, behind a name"},
-      {u"<a b=1/>", "1:6 a quoted value is needed behind \"=\""},
+      {u"<a b/>", "1:5 something else stands where \"=\" is needed, after a name"},
+      {u"<a b=1/>", "1:6 a quoted value is needed after \"=\""},
       {u"<a b='1/>", "1:7 the quoted value has no end: \"'\" is missing"},
       {u"<a b='<'/>", "1:7 \"<\" cannot stand in the value of an attribute"},
       {u"<a", "1:3 a blank or the end of the tag is needed here"},
@@ -78,7 +78,7 @@ TEST(XmlParser, Refusal_SaysWhereAndWhy) {
       {u"<a>]]></a>", "1:4 \"]]>\" cannot stand in a text"},
       {u"<a>&x;</a>", "1:4 the entity \"x\" is not declared"},
       {u"<a>& b</a>", "1:4 \"&\" begins a reference that has no end"},
-      {u"<a>&1;</a>", "1:4 \"&\" begins something that is no reference"},
+      {u"<a>&1;</a>", "1:4 \"&\" begins something that is not a reference"},
       {u"<a>&#0;</a>", "1:4 a reference to a character that XML does not have"},
       {u"<a>&#xD800;</a>", "1:4 a reference to a character that XML does not have"},
       {u"<a>&#x110000;</a>", "1:4 a reference to a character that XML does not have"},
@@ -111,9 +111,9 @@ TEST(XmlParser, Refusal_SaysWhereAndWhy) {
       {u"<r><a xmlns:p='u'/><p:b/></r>", "1:20 the prefix \"p\" is not declared"},
       {u"<a xmlns:p='u' xmlns:q='u' p:b='1' q:b='2'/>", "1:1 two attributes \"b\" of the same namespace"},
       {u"<a xmlns:p=''/>", "1:1 the prefix \"p\" is declared with an empty namespace"},
-      {u"<a:b:c/>", "1:2 \"a:b:c\" is no name with a prefix"},
-      {u"<a:/>", "1:2 \"a:\" is no name with a prefix"},
-      {u"<a:1 xmlns:a='u'/>", "1:2 \"a:1\" is no name with a prefix"},
+      {u"<a:b:c/>", "1:2 \"a:b:c\" is not a name with a prefix"},
+      {u"<a:/>", "1:2 \"a:\" is not a name with a prefix"},
+      {u"<a:1 xmlns:a='u'/>", "1:2 \"a:1\" is not a name with a prefix"},
       {u"<a xmlns:xmlns='u'/>", "1:1 the prefix \"xmlns\" cannot be declared"},
       {u"<xmlns:a/>", "1:1 the prefix \"xmlns\" is not declared"},
       {u"<a xmlns:xml='u'/>", "1:1 the prefix \"xml\" and its namespace belong together, and to nothing else"},
@@ -177,7 +177,7 @@ TEST(XmlParser, Prefixes_MayBeDeclaredAnewBelowAndHoldInTheirElementOnly) {
   EXPECT_NE(Reload(u"<p:a xmlns:p='u'><p:b xmlns:p='v' p:x='1'/><p:c p:x='1'/></p:a>"), "");
   // The same name twice, in two namespaces.
   EXPECT_NE(Reload(u"<a xmlns:p='u' xmlns:q='v' p:b='1' q:b='2' b='3'/>"), "");
-  // What the inner declaration makes equal is different again behind it.
+  // What the inner declaration makes equal is different again after it.
   EXPECT_NE(Reload(u"<a xmlns:p='u' xmlns:q='v'><b xmlns:q='u' q:x='1'/><c p:x='1' q:x='2'/></a>"), "");
   EXPECT_EQ(Reload(u"<a xmlns:p='u' xmlns:q='v'><b xmlns:q='u' q:x='1' p:x='2'/></a>"), "");
   EXPECT_NE(Reload(u"<a xmlns='u'><b xmlns=''/></a>"), "");

@@ -55,7 +55,7 @@ std::string Answer(const std::function<void()>& call) {
 }
 
 // Takes the line ends and tabs out that the recorded DOM puts between tags; those at document level have no tab, and a
-// tag behind them that begins.
+// tag after them that begins.
 std::string WithoutIndentation(const Text& text) {
   std::string xml = ToUtf8(text);
   for (std::size_t at = 0; (at = xml.find(">\r\n", at)) != std::string::npos; ++at) {
