@@ -6,11 +6,11 @@
 #include "nerio/component/windows/boundary.h"
 #include "nerio/component/windows/module.h"
 #include "nerio/component/windows/settings.h"
+#include "nerio/component/windows/type_library.h"
 #include "nerio/hosts/windows/automation/com_error.h"
 #include "nerio/hosts/windows/automation/record_set.h"
 #include "nerio/hosts/windows/automation/variant.h"
 #include "nerio/hosts/windows/automation/xml_dom.h"
-#include "nerio/hosts/windows/module_location.h"
 #include "nerio/support/base64.h"
 #include "nerio/support/build_path.h"
 #include "nerio/support/component_errors.h"
@@ -33,22 +33,13 @@ HRESULT AutomationObject::Create(REFIID id, void** object) noexcept {
   *object = nullptr;
   const platform::ComPointer<AutomationObject> made(new (std::nothrow) AutomationObject);
   if (!made) return E_OUTOFMEMORY;
-  const HRESULT loaded = made->LoadTypeInfo();
-  return SUCCEEDED(loaded) ? made->QueryInterface(id, object) : loaded;
+  const HRESULT described = Describe(IID_INerioComponent, made->typeInfo_.put());
+  return SUCCEEDED(described) ? made->QueryInterface(id, object) : described;
 }
 
 AutomationObject::AutomationObject() noexcept { AddModuleReference(); }
 
 AutomationObject::~AutomationObject() { ReleaseModuleReference(); }
-
-HRESULT AutomationObject::LoadTypeInfo() noexcept {
-  Text path;
-  const platform::SystemStatus status = platform::ModulePath(path);
-  if (status != platform::SystemStatus::kSuccess) return HRESULT_FROM_WIN32(static_cast<DWORD>(NumberOf(status)));
-  platform::ComPointer<ITypeLib> library;
-  const HRESULT loaded = ::LoadTypeLibEx(platform::Wide(path), REGKIND_NONE, library.put());
-  return SUCCEEDED(loaded) ? library->GetTypeInfoOfGuid(IID_INerioComponent, typeInfo_.put()) : loaded;
-}
 
 HRESULT AutomationObject::QueryInterface(REFIID id, void** object) {
   if (object == nullptr) return E_POINTER;
@@ -57,6 +48,8 @@ HRESULT AutomationObject::QueryInterface(REFIID id, void** object) {
     *object = static_cast<INerioComponent*>(this);
   } else if (id == IID_ISupportErrorInfo) {
     *object = static_cast<ISupportErrorInfo*>(this);
+  } else if (id == IID_IProvideClassInfo) {
+    *object = static_cast<IProvideClassInfo*>(this);
   } else {
     return E_NOINTERFACE;
   }
@@ -99,6 +92,12 @@ HRESULT AutomationObject::Invoke(DISPID member, REFIID, LCID, WORD kind, DISPPAR
 
 HRESULT AutomationObject::InterfaceSupportsErrorInfo(REFIID id) {
   return id == IID_INerioComponent || id == IID_IDispatch ? S_OK : S_FALSE;
+}
+
+HRESULT AutomationObject::GetClassInfo(ITypeInfo** info) {
+  if (info == nullptr) return E_POINTER;
+  *info = nullptr;
+  return Describe(CLSID_Component, info);
 }
 
 HRESULT AutomationObject::WriteLog(BSTR message) {
@@ -164,7 +163,10 @@ HRESULT AutomationObject::GetFieldValue(IDispatch* field, BSTR defaultText, VARI
   ::VariantInit(value);
   return AtBoundary([&] {
     platform::AutomationField borrowed(field);
-    platform::NativeVariant(nerio::GetFieldValue(borrowed, In(defaultText))).MoveTo(value);
+    platform::NativeVariant answer(nerio::GetFieldValue(borrowed, In(defaultText)));
+    // A value that is there is answered as the field gave it, with nothing of its type lost.
+    const bool there = V_VT(&borrowed.native().get()) != VT_NULL;
+    (there ? borrowed.native() : answer).MoveTo(value);
   });
 }
 

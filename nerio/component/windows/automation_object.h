@@ -5,12 +5,15 @@
 #include "nerio/hosts/windows/automation/com_pointer.h"
 #include "nerio_automation.h"
 
+// The order matters: it needs the automation types.
+#include <ocidl.h>
+
 namespace nerio::component {
 
 /// The component's automation object: the support routines under their own names, and the settings. It holds nothing
 /// but the description of its interface; what lasts is in the registry and the trace file. Its methods run on their
 /// caller's thread, answer a failure with error information and let no exception through.
-class AutomationObject final : public INerioComponent, public ISupportErrorInfo {
+class AutomationObject final : public INerioComponent, public ISupportErrorInfo, public IProvideClassInfo {
  public:
   /// Makes an object and asks it for an interface.
   /// @param[out] object one reference, the caller's; null on failure.
@@ -27,6 +30,8 @@ class AutomationObject final : public INerioComponent, public ISupportErrorInfo 
                         EXCEPINFO* exception, UINT* badArgument) override;
 
   HRESULT WINAPI InterfaceSupportsErrorInfo(REFIID id) override;
+
+  HRESULT WINAPI GetClassInfo(ITypeInfo** info) override;
 
   HRESULT WINAPI WriteLog(BSTR message) override;
   HRESULT WINAPI BuildPath(BSTR folder, BSTR fileName, BSTR* path) override;
@@ -50,9 +55,6 @@ class AutomationObject final : public INerioComponent, public ISupportErrorInfo 
  private:
   AutomationObject() noexcept;
   ~AutomationObject();
-
-  // Reads the interface's description from the library's own file.
-  HRESULT LoadTypeInfo() noexcept;
 
   std::atomic<ULONG> references_ = 1;
   platform::ComPointer<ITypeInfo> typeInfo_;

@@ -11,6 +11,10 @@
 #include "nerio/hosts/windows/automation/bstr.h"
 #include "nerio/types/utf8.h"
 #include "tests/component/windows/loaded_component.h"
+#include "tests/component/windows/replaced_import.h"
+
+// The order matters: it needs the automation types.
+#include <ocidl.h>
 
 namespace nerio::component {
 namespace {
@@ -189,7 +193,8 @@ TEST(ComponentServer, Object_IsOneWithAllItsInterfaces) {
   const ComPointer<INerioComponent> object = component.Create();
   ComPointer<IUnknown> identity;
   ASSERT_EQ(object->QueryInterface(IID_IUnknown, identity.putVoid()), S_OK);
-  for (const IID& id : {IID_IUnknown, IID_IDispatch, IID_INerioComponent, IID_ISupportErrorInfo}) {
+  for (const IID& id :
+       {IID_IUnknown, IID_IDispatch, IID_INerioComponent, IID_ISupportErrorInfo, IID_IProvideClassInfo}) {
     ComPointer<IUnknown> other;
     ComPointer<IUnknown> same;
     ASSERT_EQ(object->QueryInterface(id, other.putVoid()), S_OK);
@@ -203,6 +208,36 @@ TEST(ComponentServer, Object_IsOneWithAllItsInterfaces) {
   ASSERT_EQ(object->QueryInterface(IID_ISupportErrorInfo, support.putVoid()), S_OK);
   EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_INerioComponent), S_OK);
   EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IClassFactory), S_FALSE);
+}
+
+TEST(ComponentServer, Object_NamesItsClass) {
+  const LoadedComponent component;
+  const ComPointer<INerioComponent> object = component.Create();
+  ComPointer<IProvideClassInfo> provider;
+  ASSERT_EQ(object->QueryInterface(IID_IProvideClassInfo, provider.putVoid()), S_OK);
+  EXPECT_EQ(provider->GetClassInfo(nullptr), E_POINTER);
+  ComPointer<ITypeInfo> info;
+  ASSERT_EQ(provider->GetClassInfo(info.put()), S_OK);
+  Bstr name;
+  EXPECT_EQ(info->GetDocumentation(MEMBERID_NIL, name.put(), nullptr, nullptr, nullptr), S_OK);
+  EXPECT_EQ(name.view(), u"Component");
+}
+
+using LoadTypeLibraryFunction = HRESULT(WINAPI*)(const wchar_t*, REGKIND, ITypeLib**);
+LoadTypeLibraryFunction loadTypeLibrary = nullptr;
+int typeLibrariesRead = 0;
+
+HRESULT WINAPI CountTypeLibrary(const wchar_t* path, REGKIND kind, ITypeLib** library) {
+  ++typeLibrariesRead;
+  return loadTypeLibrary(path, kind, library);
+}
+
+TEST(ComponentServer, TypeLibrary_IsReadOnceInAProcess) {
+  const LoadedComponent component;
+  component.Create();
+  const testing::ReplacedImport<LoadTypeLibraryFunction> counted("LoadTypeLibEx", CountTypeLibrary, loadTypeLibrary);
+  for (int i = 0; i < 3; ++i) component.Create();
+  EXPECT_EQ(typeLibrariesRead, 0);
 }
 
 }  // namespace

@@ -261,6 +261,69 @@ TEST_F(Members, GetFieldValue_ReturnsEveryTypeUnchanged) {
   }
 }
 
+// What a `Variant` does not keep: VT_INT and VT_UINT, an array's bounds, also behind a reference.
+TEST_F(Members, GetFieldValue_KeepsTheAutomationTypeAndTheBounds) {
+  const auto read = [&](const VARIANT& value, NativeVariant& answer) {
+    FakeDispatch field({{u"Value", [&](const DISPPARAMS&, VARIANT* copy, EXCEPINFO*) {
+                           ::VariantInit(copy);
+                           return ::VariantCopy(copy, const_cast<VARIANT*>(&value));
+                         }}});
+    return object_->GetFieldValue(&field, nullptr, answer.put());
+  };
+  for (const VARTYPE type : {VT_INT, VT_UINT, VT_I4}) {
+    VARIANT value;
+    V_VT(&value) = type;
+    V_I4(&value) = -7;
+    NativeVariant answer;
+    ASSERT_EQ(read(value, answer), S_OK);
+    EXPECT_EQ(V_VT(&answer.get()), type);
+    EXPECT_EQ(V_I4(&answer.get()), -7);
+  }
+  ArrayOf bytes(VT_UI1, 5, 2);
+  bytes.Elements<BYTE>()[1] = 9;
+  SAFEARRAY* array = V_ARRAY(&bytes.get());
+  VARIANT reference;
+  V_VT(&reference) = VT_BYREF | VT_ARRAY | VT_UI1;
+  V_ARRAYREF(&reference) = &array;
+  for (const VARIANT& value : {bytes.get(), reference}) {
+    NativeVariant answer;
+    ASSERT_EQ(read(value, answer), S_OK);
+    ASSERT_EQ(V_VT(&answer.get()), VT_ARRAY | VT_UI1);
+    const SAFEARRAY& copy = *V_ARRAY(&answer.get());
+    EXPECT_NE(&copy, array);
+    EXPECT_EQ(copy.rgsabound[0].lLbound, 5);
+    EXPECT_EQ(copy.rgsabound[0].cElements, 2u);
+    EXPECT_EQ(static_cast<const BYTE*>(copy.pvData)[1], 9);
+  }
+}
+
+TEST_F(Members, PopulateRecordset_MoveWithoutOptions_IsTriedOnlyAfterAWrongCount) {
+  const struct {
+    HRESULT answer;
+    HRESULT result;
+    std::vector<std::string> calls;
+  } rows[] = {
+      {S_OK, S_OK, {"call MoveLast(0)", "call MoveFirst()"}},
+      {DISP_E_BADPARAMCOUNT, S_OK, {"call MoveLast(0)", "call MoveLast()", "call MoveFirst()"}},
+      {DISP_E_PARAMNOTOPTIONAL, DISP_E_PARAMNOTOPTIONAL, {"call MoveLast(0)"}},
+      {DISP_E_TYPEMISMATCH, DISP_E_TYPEMISMATCH, {"call MoveLast(0)"}},
+      {E_FAIL, E_FAIL, {"call MoveLast(0)"}},
+  };
+  for (const auto& row : rows) {
+    const auto last = [&](const DISPPARAMS& parameters, VARIANT*, EXCEPINFO*) {
+      return parameters.cArgs == 0 ? S_OK : row.answer;
+    };
+    FakeDispatch records({{u"BOF", testing::AnswersFlag(false)},
+                          {u"EOF", testing::AnswersFlag(false)},
+                          {u"MoveLast", last},
+                          {u"MoveFirst", [](const DISPPARAMS&, VARIANT*, EXCEPINFO*) { return S_OK; }}});
+    EXPECT_EQ(object_->PopulateRecordset(&records), row.result);
+    std::vector<std::string> calls = {"get BOF", "get EOF"};
+    calls.insert(calls.end(), row.calls.begin(), row.calls.end());
+    EXPECT_EQ(records.calls, calls);
+  }
+}
+
 TEST_F(Members, PopulateRecordset_PassesTheObjectsErrorOn) {
   FakeDispatch records({{u"BOF", testing::AnswersFlag(false)},
                         {u"EOF", testing::AnswersFlag(false)},

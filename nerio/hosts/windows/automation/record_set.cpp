@@ -1,8 +1,9 @@
 #include "nerio/hosts/windows/automation/record_set.h"
 
+#include <new>
+
 #include "nerio/hosts/windows/automation/automation.h"
 #include "nerio/hosts/windows/automation/com_error.h"
-#include "nerio/hosts/windows/automation/variant.h"
 
 namespace nerio::platform {
 namespace {
@@ -19,7 +20,10 @@ Boolean Flag(IDispatch* object, const wchar_t* name) {
 Variant AutomationField::get_Value() {
   NativeVariant answer;
   Invoke(field_, L"Value", DISPATCH_PROPERTYGET, {}, answer);
-  return FromNative(answer.get());
+  Variant value = FromNative(answer.get());
+  // A reference is followed: what it refers to is the object's own. The source is declared writable and only read.
+  if (FAILED(::VariantCopyInd(native_.put(), const_cast<VARIANT*>(&answer.get())))) throw std::bad_alloc();
+  return value;
 }
 
 Boolean AutomationRecordSet::get_BOF() { return Flag(records_, L"BOF"); }
@@ -32,7 +36,12 @@ void AutomationRecordSet::MoveLast(std::int32_t options) {
   V_VT(&argument) = VT_I4;
   V_I4(&argument) = options;
   NativeVariant nothing;
-  Invoke(records_, L"MoveLast", DISPATCH_METHOD, {argument}, nothing);
+  try {
+    Invoke(records_, L"MoveLast", DISPATCH_METHOD, {argument}, nothing);
+  } catch (const Error& error) {
+    if (error.number() != DISP_E_BADPARAMCOUNT) throw;
+    Invoke(records_, L"MoveLast", DISPATCH_METHOD, {}, nothing);
+  }
 }
 
 void AutomationRecordSet::MoveFirst() {

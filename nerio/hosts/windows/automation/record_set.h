@@ -1,8 +1,7 @@
 #pragma once
 
+#include "nerio/hosts/windows/automation/variant.h"
 #include "nerio/platform/record_set.h"
-
-struct IDispatch;
 
 namespace nerio::platform {
 
@@ -16,8 +15,13 @@ class AutomationField final : public RecordField {
   /// @throws Error 13 when the value has a type that no field can hold.
   Variant get_Value() override;
 
+  /// Lends what the last read found, as the object gave it: with its automation type and an array's own bounds, which
+  /// a `Variant` does not keep. Empty before any read.
+  NativeVariant& native() noexcept { return native_; }
+
  private:
   IDispatch* field_;
+  NativeVariant native_;
 };
 
 /// Moves a record set of a database library (DAO, or any object with the same members) in the same way.
@@ -27,6 +31,7 @@ class AutomationRecordSet final : public RecordSet {
 
   Boolean get_BOF() override;
   Boolean get_EOF() override;
+  /// An object that answers that the count of arguments is wrong is asked once more, without the options.
   void MoveLast(std::int32_t options) override;
   void MoveFirst() override;
 
