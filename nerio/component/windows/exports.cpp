@@ -15,6 +15,15 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID interfaceId, LPVOID* object) {
 
 STDAPI DllCanUnloadNow() { return nerio::component::HasModuleReferences() ? S_FALSE : S_OK; }
 
-STDAPI DllRegisterServer() { return nerio::component::Register(); }
+STDAPI DllRegisterServer() { return nerio::component::Register(nerio::component::Users::kAll); }
 
-STDAPI DllUnregisterServer() { return nerio::component::Unregister(); }
+STDAPI DllUnregisterServer() { return nerio::component::Unregister(nerio::component::Users::kAll); }
+
+// With regsvr32 /i:user for the user alone; without a text the same as the two above.
+STDAPI DllInstall(BOOL install, PCWSTR text) {
+  using nerio::component::Users;
+  const bool forAll = text == nullptr || *text == L'\0';
+  if (!forAll && ::lstrcmpiW(text, L"user") != 0) return E_INVALIDARG;
+  const Users users = forAll ? Users::kAll : Users::kCurrent;
+  return install != FALSE ? nerio::component::Register(users) : nerio::component::Unregister(users);
+}

@@ -70,14 +70,14 @@ TEST(ComponentFile, NeedsTheSystemsLibrariesOnly) {
   EXPECT_THAT(names, IsSubsetOf({"kernel32.dll", "advapi32.dll", "ole32.dll", "oleaut32.dll", "msvcrt.dll"}));
 }
 
-TEST(ComponentFile, ExportsItsFourFunctionsByTheirPlainNames) {
+TEST(ComponentFile, ExportsItsFunctionsByTheirPlainNames) {
   const Image image;
   const auto* table = image.At<IMAGE_EXPORT_DIRECTORY>(image.Table(IMAGE_DIRECTORY_ENTRY_EXPORT));
   const std::span names(image.At<DWORD>(table->AddressOfNames), table->NumberOfNames);
   std::vector<std::string> exported;
   for (const DWORD name : names) exported.emplace_back(image.At<char>(name));
-  EXPECT_THAT(exported,
-              ElementsAre("DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer", "DllUnregisterServer"));
+  EXPECT_THAT(exported, ElementsAre("DllCanUnloadNow", "DllGetClassObject", "DllInstall", "DllRegisterServer",
+                                    "DllUnregisterServer"));
 }
 
 TEST(ComponentFile, HasAVersionResource) {

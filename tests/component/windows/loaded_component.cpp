@@ -32,6 +32,7 @@ LoadedComponent::LoadedComponent(const Text& path) : module_(::LoadLibraryW(plat
   canUnloadNow = Export<PlainFunction>(module_, "DllCanUnloadNow");
   registerServer = Export<PlainFunction>(module_, "DllRegisterServer");
   unregisterServer = Export<PlainFunction>(module_, "DllUnregisterServer");
+  install = Export<InstallFunction>(module_, "DllInstall");
 }
 
 LoadedComponent::~LoadedComponent() { ::FreeLibrary(module_); }

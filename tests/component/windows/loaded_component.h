@@ -20,11 +20,13 @@ class LoadedComponent {
 
   using GetClassObjectFunction = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
   using PlainFunction = HRESULT(WINAPI*)();
+  using InstallFunction = HRESULT(WINAPI*)(BOOL, const wchar_t*);
 
   GetClassObjectFunction getClassObject;
   PlainFunction canUnloadNow;
   PlainFunction registerServer;
   PlainFunction unregisterServer;
+  InstallFunction install;
 
   platform::ComPointer<IClassFactory> Factory() const;
   platform::ComPointer<INerioComponent> Create() const;

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -53,16 +52,23 @@ void Collect(HKEY key, const std::wstring& path, std::set<std::wstring>& found) 
     if (::RegEnumKeyExW(key, i, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
     HKEY below = nullptr;
     if (::RegOpenKeyExW(key, name.data(), 0, KEY_READ, &below) != ERROR_SUCCESS) continue;
-    Collect(below, path + L'\\' + name.data(), found);
+    // This one is spelled by whoever made it first.
+    const bool typeLibraries = ::lstrcmpiW(name.data(), L"TypeLib") == 0;
+    Collect(below, path + L'\\' + (typeLibraries ? L"TypeLib" : name.data()), found);
     ::RegCloseKey(below);
   }
 }
 
-std::set<std::wstring> Classes() {
+std::set<std::wstring> ClassesBelow(HKEY root) {
   std::set<std::wstring> found;
-  Collect(HKEY_CLASSES_ROOT, L"", found);
+  HKEY classes = nullptr;
+  if (::RegOpenKeyExW(root, L"Software\\Classes", 0, KEY_READ, &classes) != ERROR_SUCCESS) return found;
+  Collect(classes, L"", found);
+  ::RegCloseKey(classes);
   return found;
 }
+
+std::set<std::wstring> Classes() { return ClassesBelow(HKEY_LOCAL_MACHINE); }
 
 std::vector<std::string> Difference(const std::set<std::wstring>& more, const std::set<std::wstring>& less) {
   std::vector<std::wstring> difference;
@@ -72,6 +78,64 @@ std::vector<std::string> Difference(const std::set<std::wstring>& more, const st
   return texts;
 }
 
+// Every key and value that a registration of the library at this path adds.
+std::vector<std::string> WhatIsEntered(const std::string& path) {
+  const std::string id = "{C21AF465-EACB-40F2-95FE-729D6CEACC27}";
+  const std::string library = "{676E0020-0223-4BA2-AA47-31E654BEDF2E}";
+  const std::string ofClass = "\\CLSID\\" + id;
+  const std::string ofApplication = "\\AppID\\" + id;
+  const std::string ofLibrary = "\\TypeLib\\" + library;
+  const std::string ofInterface = "\\Interface\\{7675C634-354B-4BF8-AB28-CABA88706F2E}";
+  return {
+      ofClass,
+      ofClass + "|=Componente Nerio",
+      ofClass + "|AppID=" + id,
+      ofClass + "\\InprocServer32",
+      ofClass + "\\InprocServer32|=" + path,
+      ofClass + "\\InprocServer32|ThreadingModel=Apartment",
+      ofClass + "\\ProgID",
+      ofClass + "\\ProgID|=Nerio.Component.1",
+      ofClass + "\\Programmable",
+      ofClass + "\\Programmable|=",
+      ofClass + "\\TypeLib",
+      ofClass + "\\TypeLib|=" + library,
+      ofClass + "\\Version",
+      ofClass + "\\Version|=1.0",
+      ofClass + "\\VersionIndependentProgID",
+      ofClass + "\\VersionIndependentProgID|=Nerio.Component",
+      ofApplication,
+      ofApplication + "|=Componente Nerio",
+      ofApplication + "|DllSurrogate=",
+      "\\Nerio.Component",
+      "\\Nerio.Component|=Componente Nerio",
+      "\\Nerio.Component\\CLSID",
+      "\\Nerio.Component\\CLSID|=" + id,
+      "\\Nerio.Component\\CurVer",
+      "\\Nerio.Component\\CurVer|=Nerio.Component.1",
+      "\\Nerio.Component.1",
+      "\\Nerio.Component.1|=Componente Nerio",
+      "\\Nerio.Component.1\\CLSID",
+      "\\Nerio.Component.1\\CLSID|=" + id,
+      ofLibrary,
+      ofLibrary + "\\1.0",
+      ofLibrary + "\\1.0|=Nerio 1.0",
+      ofLibrary + "\\1.0\\0",
+      ofLibrary + "\\1.0\\0\\win32",
+      ofLibrary + "\\1.0\\0\\win32|=" + path,
+      ofLibrary + "\\1.0\\FLAGS",
+      ofLibrary + "\\1.0\\FLAGS|=0",
+      ofLibrary + "\\1.0\\HELPDIR",
+      ofLibrary + "\\1.0\\HELPDIR|=" + path.substr(0, path.rfind('\\')),
+      ofInterface,
+      ofInterface + "|=INerioComponent",
+      ofInterface + "\\ProxyStubClsid32",
+      ofInterface + "\\ProxyStubClsid32|={00020424-0000-0000-C000-000000000046}",
+      ofInterface + "\\TypeLib",
+      ofInterface + "\\TypeLib|=" + library,
+      ofInterface + "\\TypeLib|Version=1.0",
+  };
+}
+
 TEST(Registration, AddsWhatIsNeededAndTakesAllOfItOut) {
   const LoadedComponent component;
   ASSERT_EQ(component.unregisterServer(), S_OK) << "nothing there is no failure";
@@ -79,27 +143,7 @@ TEST(Registration, AddsWhatIsNeededAndTakesAllOfItOut) {
   ASSERT_EQ(component.registerServer(), S_OK);
   const auto after = Classes();
   EXPECT_THAT(Difference(before, after), ::testing::IsEmpty()) << "nothing else is changed";
-
-  const std::string path = ToUtf8(ComponentPath());
-  const std::string id = "\\CLSID\\{C21AF465-EACB-40F2-95FE-729D6CEACC27}";
-  std::vector<std::string> added = Difference(after, before);
-  // How the system enters a type library is its own affair; whose keys they are is not.
-  const std::regex ofTypeLibrary(R"(\\typelib\\\{676E0020-.*|\\interface\\\{7675C634-.*)", std::regex::icase);
-  const auto entered =
-      std::erase_if(added, [&](const std::string& each) { return std::regex_match(each, ofTypeLibrary); });
-  EXPECT_GT(entered, 0u) << "no type library was entered";
-  EXPECT_THAT(added,
-              ::testing::UnorderedElementsAre(
-                  id, id + "|=Componente Nerio", id + "\\InprocServer32", id + "\\InprocServer32|=" + path,
-                  id + "\\InprocServer32|ThreadingModel=Apartment", id + "\\ProgID", id + "\\ProgID|=Nerio.Component.1",
-                  id + "\\Programmable", id + "\\Programmable|=", id + "\\TypeLib",
-                  id + "\\TypeLib|={676E0020-0223-4BA2-AA47-31E654BEDF2E}", id + "\\Version", id + "\\Version|=1.0",
-                  id + "\\VersionIndependentProgID", id + "\\VersionIndependentProgID|=Nerio.Component",
-                  "\\Nerio.Component", "\\Nerio.Component|=Componente Nerio", "\\Nerio.Component\\CLSID",
-                  "\\Nerio.Component\\CLSID|={C21AF465-EACB-40F2-95FE-729D6CEACC27}", "\\Nerio.Component\\CurVer",
-                  "\\Nerio.Component\\CurVer|=Nerio.Component.1", "\\Nerio.Component.1",
-                  "\\Nerio.Component.1|=Componente Nerio", "\\Nerio.Component.1\\CLSID",
-                  "\\Nerio.Component.1\\CLSID|={C21AF465-EACB-40F2-95FE-729D6CEACC27}"));
+  EXPECT_THAT(Difference(after, before), ::testing::UnorderedElementsAreArray(WhatIsEntered(ToUtf8(ComponentPath()))));
   ASSERT_EQ(component.registerServer(), S_OK);
   EXPECT_EQ(Classes(), after) << "a second registration changes nothing";
   ASSERT_EQ(component.unregisterServer(), S_OK);
@@ -143,27 +187,84 @@ TEST(Registration, LibraryThatWasMoved_IsTakenOutFromItsNewPlace) {
   EXPECT_THAT(Difference(Classes(), before), ::testing::IsEmpty()) << "left behind";
 }
 
-TEST(Registration, KeyThatCannotBeWritten_LeavesNothingBehind) {
-  // The first and the last key of the class, and that of the type library.
-  const std::pair<std::string, HRESULT> rows[] = {
-      {"CLSID\\{C21AF465-EACB-40F2-95FE-729D6CEACC27}", SELFREG_E_CLASS},
-      {"Nerio.Component\\CurVer", SELFREG_E_CLASS},
-      {"TypeLib\\{676E0020-0223-4BA2-AA47-31E654BEDF2E}\\1.0", SELFREG_E_TYPELIB},
-  };
+TEST(Registration, ForTheUserAlone_AddsTheSameBelowTheUsersClasses) {
   const LoadedComponent component;
   ASSERT_EQ(component.unregisterServer(), S_OK);
-  for (const auto& [path, answer] : rows) {
-    const AnsiText below("Software\\Classes\\" + path);
+  // Made by whoever needs one of them first, and shared.
+  for (const wchar_t* const shared : {L"CLSID", L"AppID", L"TypeLib", L"Interface"}) {
     HKEY key = nullptr;
-    ASSERT_EQ(::RegCreateKeyA(HKEY_LOCAL_MACHINE, below.c_str(), &key), ERROR_SUCCESS);
+    ASSERT_EQ(::RegCreateKeyW(HKEY_CURRENT_USER, (std::wstring(L"Software\\Classes\\") + shared).c_str(), &key),
+              ERROR_SUCCESS);
     ::RegCloseKey(key);
-    const auto before = Classes();
-    testing::DenyRights(below, KEY_SET_VALUE | KEY_CREATE_SUB_KEY);
-    EXPECT_EQ(component.registerServer(), answer) << path;
-    EXPECT_THAT(Difference(Classes(), before), ::testing::IsEmpty()) << "left behind after " << path;
-    ::RegDeleteKeyA(HKEY_LOCAL_MACHINE, below.c_str());
+  }
+  const auto before = ClassesBelow(HKEY_CURRENT_USER);
+  const auto ofAll = Classes();
+  EXPECT_EQ(RunRegsvr32(L"/n /i:user"), 0u);
+  const auto after = ClassesBelow(HKEY_CURRENT_USER);
+  EXPECT_THAT(Difference(after, before), ::testing::UnorderedElementsAreArray(WhatIsEntered(ToUtf8(ComponentPath()))));
+  EXPECT_EQ(Classes(), ofAll) << "entered for all users";
+  EXPECT_EQ(RunRegsvr32(L"/u /n /i:user"), 0u);
+  EXPECT_THAT(Difference(ClassesBelow(HKEY_CURRENT_USER), before), ::testing::IsEmpty()) << "left behind";
+  EXPECT_EQ(component.install(TRUE, L"tutti"), E_INVALIDARG);
+  EXPECT_EQ(Classes(), ofAll);
+}
+
+// What is below the component's own keys. All classes take seconds to read.
+std::set<std::wstring> OwnKeys() {
+  std::set<std::wstring> found;
+  for (const wchar_t* const own :
+       {L"CLSID\\{C21AF465-EACB-40F2-95FE-729D6CEACC27}", L"AppID\\{C21AF465-EACB-40F2-95FE-729D6CEACC27}",
+        L"Nerio.Component", L"Nerio.Component.1", L"TypeLib\\{676E0020-0223-4BA2-AA47-31E654BEDF2E}",
+        L"Interface\\{7675C634-354B-4BF8-AB28-CABA88706F2E}"}) {
+    HKEY key = nullptr;
+    const std::wstring path = std::wstring(L"Software\\Classes\\") + own;
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) continue;
+    Collect(key, path, found);
+    ::RegCloseKey(key);
+  }
+  return found;
+}
+
+// Denies writing to keys of a registration in turn, lets the library register itself again and looks at what is there.
+TEST(Registration, KeyThatCannotBeWritten_DeniesAccessAndLeavesAllAsItWas) {
+  const std::string paths[] = {
+      "CLSID\\{C21AF465-EACB-40F2-95FE-729D6CEACC27}",
+      "AppID\\{C21AF465-EACB-40F2-95FE-729D6CEACC27}",
+      "Nerio.Component\\CurVer",
+      "TypeLib\\{676E0020-0223-4BA2-AA47-31E654BEDF2E}\\1.0",
+      "Interface\\{7675C634-354B-4BF8-AB28-CABA88706F2E}\\TypeLib",
+  };
+  const testing::TemporaryFolder folder;
+  const fs::path earlier = folder.path() / L"Nerio.dll";
+  fs::copy_file(fs::path(ComponentPath()), earlier);
+  const LoadedComponent component;
+  for (const bool registeredBefore : {false, true}) {
+    for (const std::string& path : paths) {
+      ASSERT_EQ(component.unregisterServer(), S_OK);
+      ASSERT_EQ(registeredBefore ? RunRegsvr32(L"", earlier) : 0u, 0u);
+      const AnsiText below("Software\\Classes\\" + path);
+      HKEY key = nullptr;
+      ASSERT_EQ(::RegCreateKeyA(HKEY_LOCAL_MACHINE, below.c_str(), &key), ERROR_SUCCESS);
+      ::RegCloseKey(key);
+      const auto before = OwnKeys();
+      testing::DenyRights(below, KEY_SET_VALUE | KEY_CREATE_SUB_KEY);
+      EXPECT_EQ(component.registerServer(), E_ACCESSDENIED) << path;
+      EXPECT_THAT(Difference(OwnKeys(), before), ::testing::IsEmpty()) << "left behind after " << path;
+      EXPECT_THAT(Difference(before, OwnKeys()), ::testing::IsEmpty()) << "lost after " << path;
+      testing::DenyRights(below, 0);
+    }
   }
   EXPECT_EQ(component.registerServer(), S_OK) << "nothing denied any more";
+  EXPECT_EQ(component.unregisterServer(), S_OK);
+}
+
+TEST(Registration, KeyThatCannotBeDeleted_DeniesAccess) {
+  const LoadedComponent component;
+  ASSERT_EQ(component.registerServer(), S_OK);
+  const AnsiText key("Software\\Classes\\Nerio.Component.1");
+  testing::DenyRights(key, DELETE | KEY_ENUMERATE_SUB_KEYS);
+  EXPECT_EQ(component.unregisterServer(), E_ACCESSDENIED);
+  testing::DenyRights(key, 0);
   EXPECT_EQ(component.unregisterServer(), S_OK);
 }
 
