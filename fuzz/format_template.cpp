@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "nerio/support/templates.h"
-#include "tests/testing/naive_template.h"
+#include "tests/support/naive_template.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // Values that hold placeholders of the next ones multiply: a short input keeps the result below some megabytes.

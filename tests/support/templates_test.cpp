@@ -11,11 +11,11 @@
 
 #include "nerio/types/error.h"
 #include "nerio/types/utf8.h"
+#include "tests/support/naive_template.h"
+#include "tests/support/template_bounds.h"
 #include "tests/testing/fake_host.h"
-#include "tests/testing/naive_template.h"
 #include "tests/testing/raised_error.h"
 #include "tests/testing/status_output.h"
-#include "tests/testing/template_bounds.h"
 
 namespace nerio {
 namespace {

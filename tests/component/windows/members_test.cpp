@@ -15,8 +15,8 @@
 #include "tests/component/windows/loaded_component.h"
 #include "tests/component/windows/run_program.h"
 #include "tests/hosts/windows/automation/fake_dispatch.h"
+#include "tests/support/template_bounds.h"
 #include "tests/testing/raised_error.h"
-#include "tests/testing/template_bounds.h"
 
 namespace nerio::component {
 namespace {

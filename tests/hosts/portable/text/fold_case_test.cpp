@@ -83,7 +83,7 @@ TEST(AnsiNameOrder, OrdersByTheFoldedCharacters) {
   // "\" before "a", although "A" comes before "\"; "y" with diaeresis (FF) before "s" with caron (9A), as the
   // characters do.
   const std::vector<std::string> ordered = {"",  " a ", "?", "@",    "\\",   "a\tb", "A\\b", "ab",
-                                         "B", "i",   "z", "\xE8", "\xFF", "\x8A", "\x83", "\x80"};
+                                            "B", "i",   "z", "\xE8", "\xFF", "\x8A", "\x83", "\x80"};
   for (std::size_t left = 0; left < ordered.size(); ++left) {
     for (std::size_t right = 0; right < ordered.size(); ++right) {
       EXPECT_EQ(AnsiNameOrder()(ordered[left], ordered[right]), left < right)
