@@ -131,7 +131,7 @@ class Picture {
   void Update(StoredKey& stored, const Known& known) const {
     for (const auto& [folded, value] : known.values) {
       const auto at = std::find_if(stored.values.begin(), stored.values.end(),
-                                   [&](const StoredValue& each) { return Folded(each.name) == folded; });
+                                   [&, &name = folded](const StoredValue& each) { return Folded(each.name) == name; });
       if (at == stored.values.end()) {
         if (value) stored.values.push_back(*value);
       } else if (value) {
