@@ -80,7 +80,7 @@ class Layer {
     std::uint32_t type = Extended(valueType);
     if (registry_.QueryValue(key.handle(), codePage_.ToAnsi(valueName), type, buffer, count) != kSuccess) return false;
     // Of the whole buffer's text the first `count` characters are kept. Where each byte gives one, they come from what
-    // was read, and the byte behind it ends one that was cut; where a character takes two bytes, NULs of the buffer
+    // was read, and the byte after it ends one that was cut; where a character takes two bytes, NULs of the buffer
     // fill up the count.
     const std::string_view whole(buffer.data(), buffer.size());
     Text data = codePage_.ToText(whole.substr(0, std::size_t{count} + 1));
@@ -162,8 +162,8 @@ class Layer {
   platform::CodePage& codePage_;
 };
 
-bool Perform(std::int32_t operation, KeyHandle root, Text& path, Text& valueName, Text& valueData,
-             std::int16_t valueType, Layer layer) {
+bool Dispatch(std::int32_t operation, KeyHandle root, Text& path, Text& valueName, Text& valueData,
+              std::int16_t valueType, Layer layer) {
   switch (operation) {
     case opVerificaChiave:
       return layer.VerifyKey(root, path);
@@ -189,7 +189,7 @@ bool Perform(std::int32_t operation, KeyHandle root, Text& path, Text& valueName
 void OperazioneRegistro(std::int32_t& operation, KeyHandle& root, Text& path, Text& valueName, Text& valueData,
                         std::int16_t& valueType, std::int16_t& result, platform::RegistryApi& registry,
                         platform::CodePage& codePage) {
-  const bool done = Perform(operation, root, path, valueName, valueData, valueType, Layer(registry, codePage));
+  const bool done = Dispatch(operation, root, path, valueName, valueData, valueType, Layer(registry, codePage));
   result = done ? 1 : 0;
 }
 
