@@ -27,7 +27,7 @@ class NERIO_PUBLIC RecordSet {
   /// Tells whether the position is before the first record. Together with get_EOF true: there is no record at all.
   virtual Boolean get_BOF() = 0;
 
-  /// Tells whether the position is behind the last record.
+  /// Tells whether the position is after the last record.
   virtual Boolean get_EOF() = 0;
 
   /// Moves to the last record, reading the set to its end.

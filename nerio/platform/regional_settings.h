@@ -27,7 +27,7 @@ class NERIO_PUBLIC RegionalSettings {
   /// Returns the name of the region whose customs are used, such as "it-IT".
   virtual Text RegionName() = 0;
 
-  /// Reads a text as a date, a time of day or both. A text ends at its first NUL. Empty text is no date.
+  /// Reads a text as a date, a time of day or both. A text ends at its first NUL. Empty text is not a date.
   virtual AutomationStatus DateFromText(TextView text, Date& date) = 0;
 
   /// Writes a date in the general form: the date part unless it is day 0, the time part unless it is midnight of

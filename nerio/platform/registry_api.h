@@ -66,7 +66,7 @@ struct SecurityAttributes {
 /// no retries, no conversion. Nothing raises; each call answers its native return code.
 ///
 /// Names and paths are bytes in the ANSI code page and end at their first NUL. A path is relative to `root` or `key`,
-/// its levels parted by "\"; an empty one names the handle's own key. Names differ in case only: one name.
+/// its levels separated by "\"; an empty one names the handle's own key. Names differ in case only: one name.
 class NERIO_PUBLIC RegistryApi {
  public:
   virtual ~RegistryApi() = default;
@@ -104,12 +104,12 @@ class NERIO_PUBLIC RegistryApi {
   /// Closes an open key (RegCloseKey). A predefined root may be closed and stays usable; a closed handle answers 6.
   virtual Status CloseKey(KeyHandle key) = 0;
 
-  /// Gives the name of the `index`-th subkey, in the order of the folded names (RegEnumKeyExA); 259 behind the last
+  /// Gives the name of the `index`-th subkey, in the order of the folded names (RegEnumKeyExA); 259 after the last
   /// one.
   virtual Status EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) = 0;
 
   /// Gives name, type and stored bytes of the `index`-th value, in the order of the folded names (RegEnumValueA); 259
-  /// behind the last one.
+  /// after the last one.
   virtual Status EnumValue(KeyHandle key, std::uint32_t index, AnsiText& name, std::uint32_t& type,
                            std::string& data) = 0;
 };

@@ -133,7 +133,7 @@ Boolean CRegistry::CancellaRegistro(TextView sChiave) {
 }
 
 Boolean CRegistry::VerificaRamo(TextView sRamo) {
-  // True when the branch can not be opened: the inverse of VerificaRamoEx, deliberately.
+  // True when the branch cannot be opened: the inverse of VerificaRamoEx, deliberately.
   return ToBoolean(VerificaRamoEx(sRamo) == False);
 }
 

@@ -82,7 +82,7 @@ class NERIO_PUBLIC CRegistry {
 
   /// Writes a text as a value (REG_SZ without terminator) below any root. First every level of the branch is created
   /// with `CreaRamo` below HKEY_LOCAL_MACHINE, whatever `eHKEYRoot` says, deliberately: below another root the write
-  /// succeeds only where the branch is already there. The branch is parted at every "\"; empty parts count, so "A\\B"
+  /// succeeds only where the branch is already there. The branch is split at every "\"; empty parts count, so "A\\B"
   /// (two backslashes) calls `CreaRamo` with "A", "A\" and "A\\B". Levels made before a failure stay.
   /// @param[in,out] sRamoLavoro the branch. Empty: it becomes the work branch, in the caller's variable too.
   /// @return "True" when the value was written; "False" when there is no branch or a level could not be created; the
@@ -102,7 +102,7 @@ class NERIO_PUBLIC CRegistry {
 
   /// Tests whether the key `sRamo` below HKEY_LOCAL_MACHINE is missing. The answer is the inverse of the name,
   /// deliberately: `VerificaRamo` of an existing branch is False where `VerificaRamoEx` is True. Raises nothing.
-  /// @return True when the key can not be opened, False when it opens.
+  /// @return True when the key cannot be opened, False when it opens.
   Boolean VerificaRamo(TextView sRamo);
 
   /// Tests whether the key `sRamo` below any root is there. Raises nothing.

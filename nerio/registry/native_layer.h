@@ -45,7 +45,7 @@ constexpr std::size_t READ_BUFFER_SIZE = 1024;
 /// @param[in] operation one of `eOperazioneRegistro`. Any other number makes no call, leaves all other arguments alone
 ///   and gives result 0.
 /// @param[in] root a predefined root, or any open key.
-/// @param[in] path the key path below `root`, its levels parted by "\".
+/// @param[in] path the key path below `root`, its levels separated by "\".
 /// @param[in,out] valueName name of the value, empty for the unnamed one. `opCreaChiaveConValore` copies the path into
 ///   it and, once the key is created, empties it. `opCancellaValore` writes the name back as the code page returns it.
 /// @param[in,out] valueData the text to write. `opLeggiValore` writes what it read here, and leaves it alone when it

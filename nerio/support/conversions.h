@@ -7,7 +7,7 @@
 namespace nerio {
 
 /// Makes a new GUID and returns it as 36 characters: hexadecimal digits, A to F as capitals, in groups of 8, 4, 4, 4
-/// and 12 parted by "-", without braces. Empty text when the platform cannot make one. Never raises and traces nothing.
+/// and 12 separated by "-", without braces. Empty text when the platform cannot make one. Never raises and traces nothing.
 ///
 /// The 16 bytes are written in the order in which they lie in memory, on purpose. So the first three groups show their
 /// bytes reversed compared with the usual form of a GUID, and the last two agree with it:
@@ -22,7 +22,7 @@ NERIO_PUBLIC Text GetGuid(const platform::Host& host = platform::ThisHost()) noe
 /// Never raises. When anything fails, tracing included, the result is the text of the zero date at once, without the
 /// second line, also for an argument that is a date: on purpose, the routine does not look at where it failed.
 ///
-/// @param text any text; empty text is no date.
+/// @param text any text; empty text is not a date.
 /// @return the argument itself, unchanged, when it is a date; otherwise the text of the zero date (30 December 1899 at
 ///   midnight), which is its time of day alone: "00:00:00" under it-IT, "12:00:00 AM" under en-US. It reads back as the
 ///   zero date under the same settings. Should the settings fail to write even that, "00:00:00"; empty text only when

@@ -11,7 +11,7 @@ namespace nerio {
 ///
 /// The value of a field that is not null is read twice, on purpose: once to test it and once to return it.
 ///
-/// It does not check that a field was given: where there is none behind `field`, the first reading raises what that
+/// It does not check that a field was given: where `field` stands for none, the first reading raises what that
 /// gives (error 91, object not set). Traps nothing.
 ///
 /// @param field borrowed for the call.
@@ -21,7 +21,7 @@ namespace nerio {
 NERIO_PUBLIC Variant GetFieldValue(platform::RecordField& field, TextView defaultText);
 
 /// Reads a record set to its end, so that its record count covers every record, and moves it back to its first record.
-/// Does so only when it stands on a record: an empty set is not moved, nor one that stands before its first or behind
+/// Does so only when it stands on a record: an empty set is not moved, nor one that stands before its first or after
 /// its last record.
 ///
 /// Reads `BOF` and `EOF`, each once and in this order, then calls `MoveLast` with options 0 and `MoveFirst`. Traps

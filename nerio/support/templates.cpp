@@ -94,15 +94,15 @@ bool FillInOneScan(TextView rest, std::int32_t first, const ValueTexts& values, 
       filled.append(value);
       rest.remove_prefix(placeholder->length);
     } else {
-      const std::size_t behind = rest.find_first_not_of(u"-0123456789", 1);
-      if (behind != TextView::npos && rest[behind] == u'{') return false;
+      const std::size_t next = rest.find_first_not_of(u"-0123456789", 1);
+      if (next != TextView::npos && rest[next] == u'{') return false;
       filled += u'{';
       rest.remove_prefix(1);
     }
   }
 }
 
-// Inserted text is not searched: the search goes on behind it.
+// Inserted text is not searched: the search goes on after it.
 void ReplaceAll(Text& text, TextView wanted, TextView value) {
   std::size_t found = text.find(wanted);
   if (found == Text::npos) return;

@@ -11,7 +11,7 @@ using platform::XmlReference;
 
 namespace {
 
-// The DOM behind a reference. A reference that was never given one is empty, so that its use is error 91.
+// The DOM of a reference. A reference that was never given one is empty, so that its use is error 91.
 XmlDom& DomOf(const XmlReference& reference) {
   if (reference.dom() == nullptr) RaiseObjectNotSet();
   return *reference.dom();

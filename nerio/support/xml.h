@@ -15,10 +15,10 @@ namespace nerio {
 NERIO_PUBLIC bool CheckXMLParser(const platform::Host& host = platform::ThisHost());
 
 /// Sets an attribute of a node to a value. An attribute of that name gets the new value in place of its own; otherwise
-/// the document creates one, which is added behind the others.
+/// the document creates one, which is added after the others.
 ///
 /// Traps nothing. A failure part-way leaves what was done: an attribute that was created and added stays, without text.
-/// Everything obtained on the way is given back, also then.
+/// Everything obtained on the way is released, also then.
 ///
 /// @param document the document that owns the node. Used only to create a missing attribute; may be empty when there is
 ///   one.
@@ -34,7 +34,7 @@ NERIO_PUBLIC void SetXMLAttribute(const platform::XmlDocument& document, const p
 /// Appends a new element with a text to a node, as its last child.
 ///
 /// Traps nothing. A failure part-way leaves what was done: an element that was appended stays, without its text.
-/// Everything obtained on the way is given back, also then.
+/// Everything obtained on the way is released, also then.
 ///
 /// @param document the document that creates the element.
 /// @param parent the node that receives the element.

@@ -36,7 +36,7 @@ struct Currency {
 
 /// A decimal number: (-1 when negative) * (high * 2^64 + low) / 10^scale, with a 96-bit magnitude.
 struct Decimal {
-  std::uint8_t scale = 0;  ///< digits behind the mark, 0 to 28
+  std::uint8_t scale = 0;  ///< digits after the decimal mark, 0 to 28
   bool negative = false;
   std::uint32_t high = 0;
   std::uint64_t low = 0;

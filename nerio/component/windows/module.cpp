@@ -18,7 +18,7 @@ bool HasModuleReferences() noexcept { return references != 0; }
 }  // namespace nerio::component
 
 // The library stays in a process that has loaded it, deliberately. What its run-time library takes when it is loaded, a
-// slot of thread-local storage, handles and memory, it does not give back when it is unloaded, and a process has about
+// slot of thread-local storage, handles and memory, it does not release when it is unloaded, and a process has about
 // a thousand slots. Should the system refuse, the library works all the same.
 extern "C" BOOL WINAPI DllMain(HINSTANCE self, DWORD reason, LPVOID) {
   if (reason == DLL_PROCESS_ATTACH) {

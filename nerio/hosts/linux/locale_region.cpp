@@ -88,7 +88,7 @@ const Field* Find(const std::vector<Field>& fields, char16_t what) {
   return found == fields.end() ? nullptr : &*found;
 }
 
-// Whether a text between two fields is one of `marks`, alone or with a blank behind it.
+// Whether a text between two fields is one of `marks`, alone or followed by a blank.
 bool IsMark(TextView between, TextView marks) {
   return !between.empty() && marks.find(between[0]) != TextView::npos &&
          (between.size() == 1 || between.substr(1) == u" ");

@@ -29,7 +29,7 @@ struct LocaleTexts {
 /// - day, month and year in the format's order, as numbers, with four digits for the year, and with the format's
 /// separator
 ///   where it is "/", "-" or "." ("/" otherwise);
-/// - hours, minutes and seconds, parted by ":" or "." where the format has it so and it does not part dates (":"
+/// - hours, minutes and seconds, separated by ":" or "." where the format has it so and it does not separate dates (":"
 ///   otherwise), by 12 hours only where the format is and the locale has texts for both halves of the day.
 /// The decimal mark is left empty.
 RegionalData RegionFromLocale(Text name, const LocaleTexts& texts);

@@ -16,7 +16,7 @@ class WindowsRegistry final : public RegistryApi {
   Status QueryValue(KeyHandle key, const AnsiText& name, std::uint32_t& type, std::span<char> data,
                     std::uint32_t& size) override;
   /// The bytes are copied so that one other than NUL follows them: the system stores one byte more when the data of a
-  /// string type ends without a NUL and the byte behind it in memory happens to be one.
+  /// string type ends without a NUL and the byte after it in memory happens to be one.
   Status SetValue(KeyHandle key, const AnsiText& name, std::uint32_t reserved, std::uint32_t type,
                   std::span<const char> data) override;
   Status DeleteKey(KeyHandle key, const AnsiText& subKey) override;

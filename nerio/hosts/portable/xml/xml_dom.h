@@ -8,7 +8,7 @@ namespace nerio::platform {
 /// comments and processing instructions; document type declarations are refused.
 ///
 /// Documents live in one piece: whatever a document once held (removed nodes, replaced attributes and texts) keeps its
-/// memory until the last handle to any of its nodes is given back, or until `LoadXml` replaces the content of a
+/// memory until the last handle to any of its nodes is released, or until `LoadXml` replaces the content of a
 /// document to which there is no handle but its own. A node moved into another document ties both together from then
 /// on. Handles cost no memory; copying one counts, and the counts are not atomic: a document and all handles to it
 /// belong to one thread at a time. The object itself has no state.

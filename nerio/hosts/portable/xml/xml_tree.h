@@ -137,7 +137,7 @@ class Tree {
   }
 
   /// Detaches all that the document holds. The memory of a document that only one handle keeps alive, which is that of
-  /// the document itself, is given back.
+  /// the document itself, is released.
   void Empty() noexcept;
 
   /// Makes a detached node. Raises nothing but std::bad_alloc, as all that follows.

@@ -14,8 +14,8 @@ namespace nerio::platform {
 /// - Names that XML 1.0 (4th edition) does not have, and text that is not Base64 for a node of type "bin.base64", are
 ///   refused before the call, with `kErrDomFailure`.
 /// - An attribute with a prefix that was made by name, and that the map does not find, is looked for one by one.
-/// - An attribute that is called as one with a prefix is behind its prefix would lose its place to that one: it
-///   is taken out before and put back behind it.
+/// - An attribute without a prefix would lose its place to a new one of the same local name with a prefix: it is taken
+///   out before and put back after it.
 class WindowsXmlDom : public XmlDom {
  public:
   XmlObject* CreateDocumentByName() override;
