@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -202,6 +203,11 @@ Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& 
   const bool hasSubkeys =
       std::any_of(entries.begin(), entries.end(), [](const FolderEntry& entry) { return !IsReservedName(entry.name); });
   if (hasSubkeys) return kAccessDenied;
+  // Once it is renamed the key counts as deleted, so whoever could not finish must not begin.
+  for (const KeyFolder& changed : {folder.Parent(), folder}) {
+    status = CheckRights(changed.path(), W_OK | X_OK);
+    if (status != kSuccess) return status;
+  }
   return RemoveSubkey(parent, key, folder.Name());
 }
 

@@ -46,7 +46,7 @@ class LinuxRegistry final : public RegistryApi {
   Status SetValue(KeyHandle key, const AnsiText& name, std::uint32_t reserved, std::uint32_t type,
                   std::span<const char> data) override;
 
-  /// Needs no right of the handle, only of the folders.
+  /// Needs no right of the handle, only writing and searching the folders of the key and of the key above it.
   Status DeleteKey(KeyHandle key, const AnsiText& subKey) override;
   Status DeleteValue(KeyHandle key, const AnsiText& name) override;
   Status CloseKey(KeyHandle key) override;

@@ -42,6 +42,19 @@ class Check {
  public:
   explicit Check(std::vector<RegistryFinding>& findings) : findings_(findings) {}
 
+  // Checks a root that is there. One that is missing is in order; one that cannot be reached is not.
+  void Root(RegistryRoots& roots, KeyHandle root) {
+    KeyFolder folder;
+    std::string place;
+    const Status status = roots.FindPresent(root, folder);
+    if (status == kSuccess) {
+      Tree(folder);
+    } else if (status != kFileNotFound && roots.Place(root, place) == kSuccess) {
+      AddFailure(place, status);
+    }
+  }
+
+ private:
   void Tree(const KeyFolder& root) {
     // A stack of its own: keys may be nested deeper than calls.
     pending_.push_back(root);
@@ -52,7 +65,6 @@ class Check {
     }
   }
 
- private:
   void Add(Kind kind, const std::string& path, std::uint64_t offset, std::string what) {
     findings_.push_back({kind, Shown(path), offset, std::move(what)});
   }
@@ -167,10 +179,7 @@ std::vector<RegistryPlace> RegistryPlaces(const HostOptions& options) {
 std::vector<RegistryFinding> CheckRegistry(const HostOptions& options) {
   RegistryRoots roots(options.registryFolder);
   std::vector<RegistryFinding> findings;
-  for (const KeyHandle root : kRoots) {
-    KeyFolder folder;
-    if (roots.FindPresent(root, folder) == kSuccess) Check(findings).Tree(folder);
-  }
+  for (const KeyHandle root : kRoots) Check(findings).Root(roots, root);
   return findings;
 }
 

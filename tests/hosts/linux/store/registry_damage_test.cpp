@@ -266,6 +266,20 @@ TEST_F(RegistryDamage, LinkAmongTheFoldersAbove_IsNotFollowed) {
   EXPECT_FALSE(fs::exists(stored_.folder() / "elsewhere/sub/new"));
 }
 
+TEST_F(RegistryDamage, FileWhereTheFoldersOfTheRootsBelong_IsFoundAsEveryCallFindsIt) {
+  const std::filesystem::path file = stored_.folder() / "file";
+  testing::WriteFile(file, "x");
+  platform::LinuxRegistry registry(file);
+  EXPECT_EQ(testing::Calls(registry).Open(""_ansi), kRegistryCorrupt);
+  const std::vector<RegistryFinding> findings = CheckRegistry({file});
+  ASSERT_EQ(findings.size(), 5u);
+  for (const RegistryFinding& finding : findings) {
+    EXPECT_EQ(finding.kind, RegistryFinding::Kind::Damage);
+    EXPECT_TRUE(finding.place.starts_with(file.string() + "/HKEY_")) << finding.place;
+    EXPECT_EQ(finding.what, "can not be read (1015)");
+  }
+}
+
 TEST_F(RegistryDamage, StrayFolder_IsNoKeyAndNotDeleted) {
   fs::create_directory(stored_.Key("k/notes"));
   fs::create_directory(stored_.Key("k/Upper"));

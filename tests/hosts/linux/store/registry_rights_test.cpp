@@ -137,6 +137,28 @@ TEST_F(RegistryRights, KeyThatCannotBeWritten_CanStillBeReadAndItsSubkeysChanged
   EXPECT_EQ(answer, "old 5 5 5 0");
 }
 
+TEST_F(RegistryRights, KeyWhoseFolderOrUpperFolderMayNotBeWritten_IsNotDeletedAndNothingIsLeft) {
+  const std::string answer = AsOwner([&](LinuxRegistry& registry) {
+    const Calls calls(registry);
+    std::string statuses;
+    for (const char* path : {"k/sub", "k"}) {
+      SetMode(Key(path), 0555);
+      statuses += InOrder({calls.Delete("k\\sub"_ansi), ""});
+      SetMode(Key(path), 0700);
+    }
+    // What a killed writer left does not change the answer.
+    fs::create_directory(Key("k/%gone"));
+    SetMode(Key("k"), 0555);
+    statuses += InOrder({calls.Delete("k\\sub"_ansi), calls.Get("k\\sub"_ansi, "v"_ansi), ""});
+    SetMode(Key("k"), 0700);
+    fs::remove(Key("k/%gone"));
+    return statuses;
+  });
+  EXPECT_EQ(answer, "5 5 5 [2] ");
+  EXPECT_TRUE(fs::exists(Key("k/sub/%values")));
+  EXPECT_TRUE(CheckRegistry({folder_.path()}).empty());
+}
+
 TEST_F(RegistryRights, RightsChangedByHand_AreSeenByTheNextCallAlsoOfAnOpenHandle) {
   const std::string answer = AsOwner([&](LinuxRegistry& registry) {
     KeyHandle key = 0;
