@@ -98,10 +98,47 @@ Run 0 "deleted \"Nome\" in $shown\n" '' reg delete "$key" Nome --yes
 Run 5 '' '*' reg get 'HKXX\Software' Nome
 
 if [ "$host" = linux ]; then # a folder that nobody can make
-  NERIO_REGISTRY=/proc/none Run 3 '' '*cannot open or create *: its root key does not exist yet (2)*reg doctor*' reg set "$key" a b
-  NERIO_REGISTRY=/proc/none Run 3 '' '*cannot create *: its root key does not exist yet (2)*reg doctor*' reg create "$key"
-  input='REGEDIT4\n[HKCU\\a]\n' NERIO_REGISTRY=/proc/none Run 3 '' \
-    '*line 2: cannot open or create *: its root key does not exist yet (2)*reg doctor*' reg import -
+  NERIO_REGISTRY=/proc/none Run 4 '' '*cannot open or create *: its root key does not exist yet, and you may not make it (2)*reg doctor*' reg set "$key" a b
+  NERIO_REGISTRY=/proc/none Run 4 '' '*cannot create *: its root key does not exist yet, and you may not make it (2)*reg doctor*' reg create "$key"
+  input='REGEDIT4\n[HKCU\\a]\n' NERIO_REGISTRY=/proc/none Run 4 '' \
+    '*line 2: cannot open or create *: its root key does not exist yet, and you may not make it (2)*reg doctor*' reg import -
+fi
+
+if [ "$host" = linux ]; then # what a dry run says of rights is what the import then meets
+  printf 'REGEDIT4\n[%s\\Finestre\\Nuova]\n' "$long" >new.reg
+  printf 'REGEDIT4\n[%s\\Finestre]\n"a"="b"\n' "$long" >value.reg
+  printf 'REGEDIT4\n[-%s\\Finestre]\n' "$long" >gone.reg
+  # The superuser may do everything, so it runs this as somebody else whose registry it is.
+  somebody=()
+  if [ "$(id -u)" = 0 ]; then
+    chmod 755 "$folder"
+    chmod 777 "$folder/work"
+    chown -R 65534 "$folder/registry"
+    somebody=(setpriv --reuid 65534 --clear-groups)
+  fi
+  finestre=$(find "$folder/registry" -type d -name finestre)
+  for locked in "$finestre" "${finestre%/*}"; do
+    chmod 555 "$locked"
+    for file in new value gone; do
+      ${somebody[@]+"${somebody[@]}"} "$program" reg import $file.reg --dry-run >out 2>dry
+      given=$?
+      ${somebody[@]+"${somebody[@]}"} "$program" reg import $file.reg >out 2>done
+      wanted=$?
+      checks=$((checks + 1))
+      sed -i 's/; nothing was imported//' done
+      [ "$wanted: $(<done)" = "$given: $(<dry)" ] || Fail "$given: $(<dry)"$'\n'"  and not as it is: $wanted: $(<done)" reg import $file.reg --dry-run
+    done
+    chmod 700 "$locked"
+    ${somebody[@]+"${somebody[@]}"} "$program" reg create "$key\\Finestre" >out 2>err
+    ${somebody[@]+"${somebody[@]}"} "$program" reg delete "$key\\Finestre\\Nuova" --yes >out 2>err
+  done
+  [ "$(id -u)" != 0 ] || chown -R 0 "$folder/registry"
+  Tool reg delete "$key\\Finestre" a --yes >out 2>err
+  mkdir -m 555 "$folder/closed"
+  NERIO_REGISTRY=$folder/closed/none ${somebody[@]+"${somebody[@]}"} "$program" reg import new.reg --dry-run >out 2>err
+  given=$?
+  checks=$((checks + 1))
+  [[ "$given: $(<err)" == '4: nerio: line 2: cannot open or create '* ]] || Fail "$given: $(<err)" reg import new.reg --dry-run
 fi
 
 # Arguments arrive as they were given, whatever is in them.
@@ -154,6 +191,9 @@ Run 0 '?' '' reg export "$key"
 Same out branch reg export "$key"
 Run 0 "exported 2 keys and 3 values to perch\303\251.reg\n" '' reg export "$key" -o perché.reg
 Same perché.reg branch reg export "$key" -o perché.reg
+Run 0 '?' '' reg export "$key" -o -
+Same out branch reg export "$key" -o -
+[ ! -e - ] || Fail "there is a file called -" reg export "$key" -o -
 Run 2 '' '*--recursive*' reg delete "$key" --yes
 Run 0 "deleted $shown and the 1 key below it\n" '' reg delete "$key" --recursive --yes
 Run 0 '?' '' reg import perché.reg --dry-run
@@ -172,6 +212,24 @@ printf '"x"=dword:zero\r\n' >>ansi.reg
 Run 5 '' 'nerio: ansi.reg:6: *nothing was imported' reg import ansi.reg
 Run 3 '' '*' reg import nessuno.reg
 Run 0 "deleted $shown and the 1 key below it\n" '' reg delete "$key" --recursive --yes
+
+# An import that is asked to end takes back what it has done. The program has to be at work when it is asked.
+if [ "$host" = linux ]; then
+  printf 'REGEDIT4\n' >long.reg
+  for ((i = 0; i < 2000; i++)); do printf '[%s\\%04d]\n' "$long" "$i" >>long.reg; done
+  for signal in INT TERM HUP; do
+    # The shell lets what it starts in the background ignore SIGINT; env gives it back.
+    env --default-signal=INT "$program" reg import long.reg >out 2>err &
+    importer=$!
+    until [ -n "$(find "$folder/registry" -name '00*' -print -quit)" ] || ! kill -0 "$importer"; do sleep 0.02; done
+    kill -"$signal" "$importer"
+    wait "$importer"
+    given=$?
+    checks=$((checks + 1))
+    [ "$given: $(<err)" = '1: nerio: interrupted; nothing was imported' ] || Fail "$given: $(<err)" reg import long.reg "$signal"
+    Run 3 'no\n' '' reg test "$key"
+  done
+fi
 
 # A path of more than 260 characters, which the ANSI functions of one host do not take.
 deep=$key\\$(printf 'a%.0s' {1..130})\\$(printf 'b%.0s' {1..130})

@@ -16,4 +16,17 @@ void PrepareStandardStreams();
 /// @param argc, argv what `main` was given; the system's own bytes where it has no other form of them.
 std::vector<std::string> Arguments(int argc, const char* const* argv);
 
+/// Holds back, as long as it lives, what asks the process to end: Ctrl-C, a closed terminal or console, SIGTERM. What
+/// the process ignored before, it goes on ignoring. There is one such object at a time.
+class HeldInterrupts {
+ public:
+  HeldInterrupts();
+  ~HeldInterrupts();
+  HeldInterrupts(const HeldInterrupts&) = delete;
+  HeldInterrupts& operator=(const HeldInterrupts&) = delete;
+
+  /// Tells whether the process was asked to end since this was made.
+  bool Requested() const;
+};
+
 }  // namespace nerio::tool

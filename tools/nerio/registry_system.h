@@ -43,6 +43,12 @@ struct RegistryView {
   friend bool operator==(const RegistryView&, const RegistryView&) = default;
 };
 
+/// The rights that the deletion of a key asks for on the key above it; 0 where that key is not asked.
+extern const std::uint32_t kDeletionRightsAbove;
+
+/// Tells whether this user may make a root that is missing. @return 0 or 5; 0 also where the root is there.
+platform::Status CheckRootCreation(platform::KeyHandle root);
+
 /// Returns the view that this process has. Raises nothing.
 RegistryView ViewOfRegistry() noexcept;
 

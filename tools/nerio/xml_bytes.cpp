@@ -71,4 +71,6 @@ bool DecodeXmlBytes(std::string_view bytes, Text& text, platform::XmlLoadError& 
   return true;
 }
 
+bool NamesEncoding(TextView text) { return !xml::DeclaredEncoding(text).empty(); }
+
 }  // namespace nerio::tool

@@ -16,4 +16,7 @@ namespace nerio::tool {
 /// @return whether the bytes are well-formed in their encoding. Raises nothing but std::bad_alloc.
 bool DecodeXmlBytes(std::string_view bytes, Text& text, platform::XmlLoadError& error);
 
+/// Tells whether the XML declaration of a text names an encoding.
+bool NamesEncoding(TextView text);
+
 }  // namespace nerio::tool

@@ -97,6 +97,8 @@ constexpr const char* kFile =
     "@=\"x\"\r\n"
     "[-HKLM\\Software\\altro\\ramo\\\xC3\xA8]\r\n";
 
+const auto kNeverInterrupted = [] { return false; };
+
 std::vector<RegSection> Sections(const std::string& file) {
   platform::CodePage1252 codePage;
   return ReadRegFile(file, codePage);
@@ -130,7 +132,7 @@ void ExpectCounts(const ImportCounts& counts) {
 TEST(Import, AppliesTheFileInItsOrder) {
   ToolHost tool;
   Furnish(tool);
-  ExpectCounts(Import(Sections(kFile), tool.registry, tool.codePage));
+  ExpectCounts(Import(Sections(kFile), tool.registry, tool.codePage, kNeverInterrupted));
   EXPECT_EQ(tool.Stored("Software\\Nerio\\App"_ansi, "Nome"_ansi), "1:6e756f766f00");
   EXPECT_EQ(tool.Stored("Software\\Nerio\\App"_ansi, "Nuovo"_ansi), "4:01000000");
   EXPECT_EQ(tool.Stored("Software\\Nerio\\App"_ansi, "Via"_ansi), "");
@@ -181,7 +183,7 @@ std::size_t SweepImport(const std::string& file) {
     const std::string before = Everything(tool);
     FailingRegistry registry(tool.registry, failing, platform::kDiskFull, false);
     try {
-      Import(Sections(file), registry, tool.codePage);
+      Import(Sections(file), registry, tool.codePage, kNeverInterrupted);
       EXPECT_EQ(registry.calls(), failing) << "call " << failing << " failed and nothing was said";
       return registry.calls();
     } catch (const Failure& failure) {
@@ -206,7 +208,7 @@ TEST(Import, FileThatTakesItsOwnChangesBack_IsUndoneToTheLast) {
       "[-HKLM\\Software\\Nerio]\n[HKLM]\n\"radice\"=\"r\"\n";
   ToolHost tool;
   Furnish(tool);
-  const ImportCounts counts = Import(Sections(file), tool.registry, tool.codePage);
+  const ImportCounts counts = Import(Sections(file), tool.registry, tool.codePage, kNeverInterrupted);
   EXPECT_EQ(counts.keysCreated, 4u);
   EXPECT_EQ(counts.keysDeleted, 6u);
   EXPECT_EQ(counts.valuesSet, 5u);
@@ -217,12 +219,33 @@ TEST(Import, FileThatTakesItsOwnChangesBack_IsUndoneToTheLast) {
   EXPECT_GT(SweepImport(file), 15u);
 }
 
+// However late the user stops it, the import either is done or leaves everything as it was.
+TEST(Import, InterruptedAnywhere_LeavesEverythingAsItWas) {
+  for (int asked = 0;; ++asked) {
+    ToolHost tool;
+    Furnish(tool);
+    const std::string before = Everything(tool);
+    int left = asked;
+    try {
+      ExpectCounts(Import(Sections(kFile), tool.registry, tool.codePage, [&left] { return left-- == 0; }));
+      EXPECT_GT(asked, 12) << "one question for each changed value, each made key and each deleted key";
+      break;
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.exit(), Exit::kFailed);
+      EXPECT_STREQ(failure.what(), "interrupted; nothing was imported");
+    }
+    EXPECT_EQ(Everything(tool), before) << "after question " << asked;
+    EXPECT_EQ(tool.registry.OpenHandles(), 0u);
+  }
+}
+
 TEST(Import, WhatCannotBeUndone_IsNamed) {
   ToolHost tool;
   Furnish(tool);
   FailingRegistry registry(tool.registry, 3, platform::kRegistryIoFailed, true);
   try {
-    Import(Sections("REGEDIT4\n[HKLM\\Software\\X]\n\"a\"=\"1\"\n\"b\"=\"2\"\n\"c\"=\"3\"\n"), registry, tool.codePage);
+    Import(Sections("REGEDIT4\n[HKLM\\Software\\X]\n\"a\"=\"1\"\n\"b\"=\"2\"\n\"c\"=\"3\"\n"), registry, tool.codePage,
+           kNeverInterrupted);
     FAIL() << "nothing was said";
   } catch (const Failure& failure) {
     const std::string what = failure.what();
@@ -241,13 +264,61 @@ TEST(Import, RefusedKey_IsAccessDeniedWithItsLine) {
   const std::string before = Everything(tool);
   try {
     Import(Sections("REGEDIT4\n[HKLM\\Software\\Altro]\n[HKLM\\Software\\Nerio\\App]\n\"Nome\"=\"x\"\n"), tool.registry,
-           tool.codePage);
+           tool.codePage, kNeverInterrupted);
     FAIL() << "nothing was said";
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.exit(), Exit::kAccessDenied);
     EXPECT_TRUE(std::string(failure.what()).starts_with("line 4: ")) << failure.what();
   }
   EXPECT_EQ(Everything(tool), before);
+}
+
+// What a dry run says of rights is what the import then meets.
+TEST(CheckRights, RefusesWhatTheImportWouldBeRefused) {
+  struct Row {
+    AnsiText key;
+    std::uint32_t rights;
+    const char* file;
+    const char* refused;  // what is said; nullptr where the import is done
+  };
+  constexpr std::uint32_t kAll = 0xF003F;
+  const AnsiText app = "Software\\Nerio\\App"_ansi;
+  const AnsiText old = "Software\\Vecchio"_ansi;
+  const Row rows[] = {
+      {app, platform::kKeyRead, "[HKLM\\Software\\Nerio\\App]\n\"Nome\"=\"x\"\n", "line 3: cannot write \"Nome\" in "},
+      {app, platform::kKeyRead, "[HKLM\\Software\\Nerio\\App]\n\"Via\"=-\n", "line 3: cannot delete \"Via\" in "},
+      {app, platform::kKeyRead, "[HKLM\\Software\\Nerio\\App]\n\"Stesso\"=\"x\"\n", nullptr},
+      {app, kAll & ~0x10000u, "[-HKLM\\Software\\Nerio\\App]\n", "line 2: cannot delete HKEY_LOCAL_MACHINE"},
+      {app, platform::kKeyRead, "[-HKLM\\Software\\Nerio\\App]\n[HKLM\\Software\\Nerio\\App]\n\"a\"=\"1\"\n",
+       "line 2: cannot delete "},
+      {app, kAll & ~platform::kKeySetValue,
+       "[-HKLM\\Software\\Nerio\\App]\n[HKLM\\Software\\Nerio\\App]\n\"a\"=\"1\"\n", nullptr},
+      {old, kAll, "[HKLM\\Software\\Vecchio\\D\\E]\n\"a\"=\"1\"\n[-HKLM\\Software\\Vecchio]\n", nullptr},
+  };
+  for (const Row& row : rows) {
+    ToolHost tool;
+    Furnish(tool);
+    tool.registry.SetRights(platform::kHkeyLocalMachine, row.key, row.rights);
+    const std::vector<RegSection> sections = Sections(std::string("REGEDIT4\n") + row.file);
+    const std::string before = Everything(tool);
+    std::string said = "done";
+    try {
+      CheckRights(PlanImport(sections, tool.registry, tool.codePage), tool.registry, tool.codePage);
+    } catch (const RefusedCall& refused) {
+      EXPECT_EQ(refused.status, platform::kAccessDenied);
+      said = refused.ToFailure("; nothing was imported").what();
+    }
+    EXPECT_EQ(Everything(tool), before);
+    EXPECT_EQ(tool.registry.OpenHandles(), 0u);
+    EXPECT_TRUE(said.starts_with(row.refused != nullptr ? row.refused : "done")) << row.file << said;
+    std::string imported = "done";
+    try {
+      Import(sections, tool.registry, tool.codePage, kNeverInterrupted);
+    } catch (const Failure& failure) {
+      imported = failure.what();
+    }
+    EXPECT_EQ(imported, said) << row.file;
+  }
 }
 
 // A registry in which one key can be neither opened nor made.
@@ -287,7 +358,7 @@ TEST(Import, KeyWithoutValuesThatCannotBeMade_IsAFailure) {
         if (preview) {
           PlanImport(sections, registry, tool.codePage);
         } else {
-          Import(sections, registry, tool.codePage);
+          Import(sections, registry, tool.codePage, kNeverInterrupted);
         }
         ADD_FAILURE() << "nothing was said";
       } catch (const RefusedCall& refused) {

@@ -44,6 +44,32 @@ TEST_F(XmlVerbs, NewSetAndAdd_BuildAFileStepByStep) {
   EXPECT_EQ(Files(), 1u);
 }
 
+// The file is written in UTF-8, whatever it was read in.
+TEST_F(XmlVerbs, SetAndAdd_KeepTheDeclarationAndNameTheEncodingThatIsWritten) {
+  const auto utf16 = [](const Text& text) { return EncodeUtf16(text); };
+  struct Row {
+    std::string file;
+    std::string written;
+  };
+  const Row rows[] = {
+      {"<?xml version=\"1.0\" encoding=\"UTF-8\"?><a/>", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
+      {"<?xml version='1.0' encoding='utf-8' standalone='yes'?><a/>",
+       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"},
+      {utf16(u"<?xml version=\"1.0\" encoding=\"UTF-16\"?><a/>"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
+      {utf16(u"<?xml version=\"1.0\"?><a/>"), "<?xml version=\"1.0\"?>"},
+      {"<?xml version=\"1.0\" standalone=\"no\"?><a/>", "<?xml version=\"1.0\" standalone=\"no\"?>"},
+      {"<a encoding=\"UTF-16\"/>", ""},
+  };
+  for (const Row& row : rows) {
+    Write(row.file);
+    EXPECT_EQ(tool_.Run({"xml", "set", file_, "/a", "n", "\xC3\xA8"}).exit, 0) << row.file;
+    EXPECT_EQ(tool_.Run({"xml", "add", file_, "/a", "b"}).exit, 0);
+    EXPECT_EQ(Content().substr(0, Content().find("<a")), row.written + (row.written.empty() ? "" : "\r\n"));
+    EXPECT_NE(Content().find("n=\"\xC3\xA8\""), std::string::npos);
+    EXPECT_EQ(tool_.Run({"xml", "check", file_}).exit, 0);
+  }
+}
+
 TEST_F(XmlVerbs, New_NeverReplacesAFile) {
   Write("old");
   const RunResult result = tool_.Run({"xml", "new", file_, "a"});

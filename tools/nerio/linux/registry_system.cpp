@@ -1,5 +1,11 @@
 #include "tools/nerio/registry_system.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
 #include <utility>
 
 #include "nerio/hosts/linux/store/registry_doctor.h"
@@ -19,7 +25,28 @@ RegistryFinding::Kind KindOf(platform::RegistryFinding::Kind kind) {
   return RegistryFinding::Kind::Leftover;
 }
 
+// Tells whether a path is there, or whoever may make it: the first folder above it that is there decides.
+bool IsThereOrMayBeMade(std::filesystem::path path) {
+  struct stat entry {};
+  if (::stat(path.c_str(), &entry) == 0) return true;
+  while (errno == ENOENT && path.has_relative_path()) {
+    path = path.parent_path();
+    if (::stat(path.c_str(), &entry) == 0) return ::faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+  }
+  return false;
+}
+
 }  // namespace
+
+// A key is a folder, and a folder is removed from the one above.
+const std::uint32_t kDeletionRightsAbove = platform::kKeyCreateSubKey;
+
+platform::Status CheckRootCreation(platform::KeyHandle root) {
+  for (const RegistryPlace& place : RegistryPlaces()) {
+    if (place.root == root) return IsThereOrMayBeMade(place.place) ? platform::kSuccess : platform::kAccessDenied;
+  }
+  return platform::kAccessDenied;
+}
 
 RegistryView ViewOfRegistry() noexcept { return {}; }
 

@@ -12,14 +12,19 @@ using platform::kSuccess;
 using platform::RegistryApi;
 using platform::Status;
 
+// The user wants no more of it.
+struct Interrupted {};
+
 // Makes the changes of a plan, and undoes them.
 class Importer {
  public:
-  Importer(RegistryApi& registry, platform::CodePage& codePage) : registry_(registry), codePage_(codePage) {}
+  Importer(RegistryApi& registry, platform::CodePage& codePage, const std::function<bool()>& interrupted)
+      : registry_(registry), codePage_(codePage), interrupted_(interrupted) {}
 
   void Apply(ImportPlan& plan) {
     done_.reserve(plan.changes.size());
     for (Change& change : plan.changes) {
+      StopIfInterrupted();
       // Keys are recorded before the first call: a failing one may leave some of them made or deleted. A value is
       // written or not.
       if (IsOfKeys(change)) done_.push_back(&change);
@@ -33,7 +38,21 @@ class Importer {
     }
   }
 
-  // Undoes everything, the last change first. Returns what could not be undone.
+  // Undoes everything, the last change first, and says what became of the import.
+  std::string UndoAll() {
+    const std::vector<std::string> left = Undo();
+    if (left.empty()) return "; nothing was imported";
+    std::string outcome = "; what was done before was undone, except for";
+    for (const std::string& what : left) outcome += "\n  " + what;
+    return outcome;
+  }
+
+ private:
+  void StopIfInterrupted() const {
+    if (interrupted_()) throw Interrupted();
+  }
+
+  // Returns what could not be undone.
   std::vector<std::string> Undo() {
     std::vector<std::string> left;
     const auto check = [&left](Status status, const std::string& what) {
@@ -57,7 +76,6 @@ class Importer {
     return left;
   }
 
- private:
   static bool IsOfKeys(const Change& change) {
     return change.kind == Change::kCreateKey || change.kind == Change::kDeleteKey;
   }
@@ -74,6 +92,7 @@ class Importer {
   // Leaves in the change the keys that were deleted, in this order.
   void DeleteKeys(Change& change) {
     for (StoredKey& stored : std::exchange(change.keys, {})) {
+      StopIfInterrupted();
       const Status status = registry_.DeleteKey(stored.key.root, stored.key.path);
       if (status == kFileNotFound) continue;
       if (status != kSuccess) {
@@ -141,28 +160,26 @@ class Importer {
 
   RegistryApi& registry_;
   platform::CodePage& codePage_;
+  const std::function<bool()>& interrupted_;
   std::vector<const Change*> done_;
 };
 
 }  // namespace
 
-ImportCounts Import(const std::vector<RegSection>& sections, RegistryApi& registry, platform::CodePage& codePage) {
-  Importer importer(registry, codePage);
+ImportCounts Import(const std::vector<RegSection>& sections, RegistryApi& registry, platform::CodePage& codePage,
+                    const std::function<bool()>& interrupted) {
+  Importer importer(registry, codePage, interrupted);
   ImportPlan plan;
   try {
     plan = PlanImport(sections, registry, codePage);
     importer.Apply(plan);
     return plan.counts;
   } catch (const RefusedCall& refused) {
-    const std::vector<std::string> left = importer.Undo();
-    std::string outcome = "; nothing was imported";
-    if (!left.empty()) {
-      outcome = "; what was done before was undone, except for";
-      for (const std::string& what : left) outcome += "\n  " + what;
-    }
-    throw refused.ToFailure(outcome);
+    throw refused.ToFailure(importer.UndoAll());
+  } catch (const Interrupted&) {
+    throw Failure(Exit::kFailed, "interrupted" + importer.UndoAll());
   } catch (...) {
-    importer.Undo();
+    importer.UndoAll();
     throw;
   }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "nerio/platform/code_page.h"
@@ -12,8 +13,9 @@ namespace nerio::tool {
 /// Applies a .reg file to the registry as `PlanImport` finds it, entry by entry in the file's order, all or nothing:
 /// when a call fails, every change made before it is undone in reverse order. A key that was deleted and made again by
 /// that is a new key (its old handles stay dead) with the creator's rights.
+/// @param interrupted asked before each call that changes something; true ends the import as a failed call does.
 /// @throws Failure with the line of the file, what the registry answered, and whether everything was undone.
 ImportCounts Import(const std::vector<RegSection>& sections, platform::RegistryApi& registry,
-                    platform::CodePage& codePage);
+                    platform::CodePage& codePage, const std::function<bool()>& interrupted);
 
 }  // namespace nerio::tool

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
+
+#include "tools/nerio/registry_system.h"
 
 namespace nerio::tool {
 namespace {
@@ -11,6 +14,16 @@ using platform::kFileNotFound;
 using platform::kSuccess;
 using platform::RegistryApi;
 using platform::Status;
+
+constexpr std::uint32_t kDelete = 0x10000;  // the right to delete a key
+
+// A key whatever the letters of its name: its root and its folded path.
+using Identity = std::pair<platform::KeyHandle, Text>;
+
+bool IsBelow(const Identity& name, const Identity& top) {
+  return name.first == top.first && name.second.starts_with(top.second) &&
+         (name.second.size() == top.second.size() || name.second[top.second.size()] == u'\\');
+}
 
 // What the registry holds once the changes that are planned so far are made.
 class Picture {
@@ -87,8 +100,6 @@ class Picture {
   }
 
  private:
-  using Identity = std::pair<platform::KeyHandle, Text>;
-
   // A key that an entry of the file is about: its name, and the values that the plan has changed.
   struct Known {
     RegistryKey key;
@@ -98,11 +109,6 @@ class Picture {
   Text Folded(const AnsiText& name) const { return FoldedName(name, codePage_); }
 
   Identity IdentityOf(const RegistryKey& key) const { return {key.root, Folded(key.path)}; }
-
-  static bool IsBelow(const Identity& name, const Identity& top) {
-    return name.first == top.first && name.second.starts_with(top.second) &&
-           (name.second.size() == top.second.size() || name.second[top.second.size()] == u'\\');
-  }
 
   // Tells whether what the registry itself has there no longer counts.
   bool IsDeleted(const Identity& name) const {
@@ -190,6 +196,50 @@ void PlanKey(const RegSection& section, Picture& picture, ImportPlan& plan) {
       {section.removed ? Change::kDeleteKey : Change::kCreateKey, section.key, section.line, std::move(keys), {}, {}});
 }
 
+// Asks for the rights that changes need, one after the other.
+class Rights {
+ public:
+  Rights(RegistryApi& registry, platform::CodePage& codePage) : registry_(registry), codePage_(codePage) {}
+
+  void Check(const Change& change) {
+    if (change.kind == Change::kCreateKey) {
+      const RegistryKey& top = change.keys.front().key;
+      Require(UpperKey(top), platform::kKeyCreateSubKey, change, "open or create " + ShownKey(change.key, codePage_));
+    } else if (change.kind == Change::kDeleteKey) {
+      for (const StoredKey& stored : change.keys) {
+        const std::string doing = "delete " + ShownKey(stored.key, codePage_);
+        Require(stored.key, kDelete, change, doing);
+        if (kDeletionRightsAbove != 0) Require(UpperKey(stored.key), kDeletionRightsAbove, change, doing);
+      }
+      deleted_.push_back(IdentityOf(change.key));
+    } else {
+      const StoredValue& value = change.after ? *change.after : *change.before;
+      Require(change.key, platform::kKeySetValue, change,
+              (change.after ? "write " : "delete ") + ShownValue(change.key, value.name, codePage_));
+    }
+  }
+
+ private:
+  Identity IdentityOf(const RegistryKey& key) const { return {key.root, FoldedName(key.path, codePage_)}; }
+
+  // A key that an earlier change makes, or deletes and makes again, is the user's own by then.
+  void Require(const RegistryKey& key, std::uint32_t access, const Change& change, const std::string& doing) {
+    const Identity identity = IdentityOf(key);
+    const auto below = [&](const Identity& top) { return IsBelow(identity, top); };
+    if (std::any_of(deleted_.begin(), deleted_.end(), below)) return;
+    if (!granted_.insert({identity, access}).second) return;
+    KeyGuard opened;
+    Status status = OpenKey(registry_, key, access, opened);
+    if (status == kFileNotFound) status = key.path.empty() ? CheckRootCreation(key.root) : kSuccess;
+    if (status != kSuccess) throw RefusedCall{status, "cannot " + doing, false, change.line};
+  }
+
+  RegistryApi& registry_;
+  platform::CodePage& codePage_;
+  std::vector<Identity> deleted_;
+  std::set<std::pair<Identity, std::uint32_t>> granted_;
+};
+
 }  // namespace
 
 Failure RefusedCall::ToFailure(const std::string& outcome) const {
@@ -216,6 +266,11 @@ ImportPlan PlanImport(const std::vector<RegSection>& sections, RegistryApi& regi
     throw;
   }
   return plan;
+}
+
+void CheckRights(const ImportPlan& plan, RegistryApi& registry, platform::CodePage& codePage) {
+  Rights rights(registry, codePage);
+  for (const Change& change : plan.changes) rights.Check(change);
 }
 
 }  // namespace nerio::tool

@@ -47,8 +47,9 @@ Failure RegistryFailure(platform::Status status, const std::string& doing) {
 
 Failure CreationFailure(platform::Status status, const std::string& doing) {
   if (status != platform::kFileNotFound) return RegistryFailure(status, doing);
-  return Failure(Exit::kNotFound,
-                 doing + ": its root key does not exist yet (" + std::to_string(NumberOf(status)) + ")",
+  return Failure(Exit::kAccessDenied,
+                 doing + ": its root key does not exist yet, and you may not make it (" +
+                     std::to_string(NumberOf(status)) + ")",
                  "it is made by the first change of a user who may do so; nerio reg doctor says where")
       .WithStatus(NumberOf(status));
 }

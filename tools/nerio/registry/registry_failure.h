@@ -13,7 +13,7 @@ namespace nerio::tool {
 Failure RegistryFailure(platform::Status status, const std::string& doing);
 
 /// Makes the failure of a call that makes what is missing of a key. Where even that is not found, the root key itself
-/// has no place and the user may not make it.
+/// has no place and the user may not make it: access denied, not a key that is missing.
 Failure CreationFailure(platform::Status status, const std::string& doing);
 
 }  // namespace nerio::tool

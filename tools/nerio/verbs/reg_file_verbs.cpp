@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "nerio/types/utf8.h"
+#include "tools/nerio/console.h"
 #include "tools/nerio/files.h"
 #include "tools/nerio/registry/reg_file.h"
 #include "tools/nerio/registry/reg_import.h"
@@ -33,7 +34,7 @@ Exit Export(Session& session, const ExportOptions& options) {
   }
   const Text text = WriteRegText(sections, session.host.codePage);
   Json object{{"key", Shown(session, key)}, {"keys", sections.size()}, {"values", values}};
-  if (options.file) {
+  if (options.file && *options.file != "-") {
     WriteOutput(session, *options.file, EncodeUtf16(text));
     object["file"] = *options.file;
     session.output.Result(object, "exported " + Count(sections.size(), "key") + " and " + Count(values, "value") +
@@ -96,10 +97,11 @@ std::string Summary(const ImportCounts& counts, bool dryRun) {
   return (dryRun ? "would import: " : "imported: ") + (text.empty() ? "nothing" : text);
 }
 
-// Shows what an import would do.
+// Shows what an import would do; one that would be refused fails here as it would.
 ImportCounts Preview(Session& session, const std::vector<RegSection>& sections, Json& changes) {
   try {
     const ImportPlan plan = PlanImport(sections, session.host.registry, session.host.codePage);
+    CheckRights(plan, session.host.registry, session.host.codePage);
     for (const Change& change : plan.changes) {
       session.output.Line(ChangeLine(session, change));
       if (session.output.json()) changes.push_back(ChangeJson(session, change));
@@ -126,7 +128,8 @@ Exit ImportFile(Session& session, const ImportOptions& options) {
     object["changes"] = Json::array();
     counts = Preview(session, sections, object["changes"]);
   } else {
-    counts = Import(sections, session.host.registry, session.host.codePage);
+    const HeldInterrupts interrupts;
+    counts = Import(sections, session.host.registry, session.host.codePage, [&] { return interrupts.Requested(); });
   }
   object.update({{"keysCreated", counts.keysCreated},
                  {"keysDeleted", counts.keysDeleted},
@@ -148,7 +151,8 @@ void AddExport(Verb reg) {
                "nerio reg export HKLM\\Software\\Nerio > nerio.reg",
                exported, Export);
   verb.Required("KEY", exported->key, kKeyHelp);
-  verb.Optional("-o,--output", exported->file, "File to write, whole or not at all; without it standard output");
+  verb.Optional("-o,--output", exported->file,
+                "File to write, whole or not at all; without it, or with -, standard output");
 }
 
 void AddImport(Verb reg) {

@@ -28,18 +28,30 @@ Failure NotWellFormed(const std::string& where, const XmlLoadError& error) {
   return error.line > 0 ? std::move(failure).AtLine(static_cast<std::size_t>(error.line)) : failure;
 }
 
-XmlDocument Load(const std::string& file, const std::string& bytes) {
+struct LoadedFile {
+  XmlDocument document;
+  bool namesEncoding;  // its XML declaration does, which the DOM does not keep
+};
+
+LoadedFile Load(const std::string& file, const std::string& bytes) {
   Text text;
   XmlLoadError error;
   if (!DecodeXmlBytes(bytes, text, error)) throw NotWellFormed(file, error);
   XmlDocument document = NewDocument();
   if (!Dom().LoadXml(document.get(), text)) throw NotWellFormed(file, Dom().LoadError(document.get()));
-  return document;
+  return {std::move(document), NamesEncoding(text)};
+}
+
+// Adds the encoding to the XML declaration that the text begins with, after the version, where it belongs.
+void NameEncoding(Text& text) {
+  const std::size_t open = text.find_first_of(u"\"'");
+  text.insert(text.find(text[open], open + 1) + 1, u" encoding=\"UTF-8\"");
 }
 
 // The document as a file in UTF-8. What was built may still be no XML, a prefix that is declared nowhere for one.
-std::string Written(const XmlDocument& document) {
-  const Text text = Dom().GetXml(document.get());
+std::string Written(const XmlDocument& document, bool namesEncoding) {
+  Text text = Dom().GetXml(document.get());
+  if (namesEncoding) NameEncoding(text);
   const XmlDocument again = NewDocument();
   if (!Dom().LoadXml(again.get(), text)) {
     throw Failure(Exit::kBadInput, "this would not be XML: " + ToUtf8(Dom().LoadError(again.get()).reason),
@@ -123,7 +135,7 @@ Exit New(Session& session, const NewOptions& options) {
   const Text text = ContentOf(options.text.value_or(""), "the text");
   const XmlDocument document = NewDocument();
   Building([&] { return AddXMLElement(document, document, name, text); });
-  CreateOutput(session, options.file, Written(document));
+  CreateOutput(session, options.file, Written(document, false));
   session.output.Result({{"file", options.file}, {"element", options.name}}, "created " + options.file);
   return Exit::kDone;
 }
@@ -138,10 +150,10 @@ struct SetOptions {
 Exit Set(Session& session, const SetOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text value = ContentOf(options.value, "the value");
-  const XmlDocument document = Load(options.file, ReadFile(session, options.file));
+  const auto [document, namesEncoding] = Load(options.file, ReadFile(session, options.file));
   const XmlNode node = Select(document, options.path, options.file);
-  Building([&] { SetXMLAttribute(document, node, name, value); });
-  WriteOutput(session, options.file, Written(document));
+  Building([&, &document = document] { SetXMLAttribute(document, node, name, value); });
+  WriteOutput(session, options.file, Written(document, namesEncoding));
   session.output.Result(
       {{"file", options.file}, {"path", options.path}, {"attribute", options.name}, {"value", options.value}},
       "set " + options.name + " of " + options.path + " in " + options.file);
@@ -158,10 +170,10 @@ struct AddOptions {
 Exit Add(Session& session, const AddOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text text = ContentOf(options.text.value_or(""), "the text");
-  const XmlDocument document = Load(options.file, ReadFile(session, options.file));
+  const auto [document, namesEncoding] = Load(options.file, ReadFile(session, options.file));
   const XmlNode parent = Select(document, options.path, options.file);
-  Building([&] { return AddXMLElement(document, parent, name, text); });
-  WriteOutput(session, options.file, Written(document));
+  Building([&, &document = document] { return AddXMLElement(document, parent, name, text); });
+  WriteOutput(session, options.file, Written(document, namesEncoding));
   session.output.Result({{"file", options.file}, {"path", options.path}, {"element", options.name}},
                         "added " + options.name + " to " + options.path + " in " + options.file);
   return Exit::kDone;

@@ -6,6 +6,7 @@
 #include <io.h>
 #include <shellapi.h>
 
+#include <atomic>
 #include <cstdlib>
 
 #include "nerio/hosts/windows/automation/wide.h"
@@ -17,6 +18,15 @@ namespace {
 bool IsConsole(DWORD stream) {
   DWORD mode = 0;
   return ::GetConsoleMode(::GetStdHandle(stream), &mode) != 0;
+}
+
+std::atomic<bool> requested = false;
+
+// Runs in a thread of its own. Where the console is closed the system ends the process once this returns.
+BOOL WINAPI NoteInterrupt(DWORD kind) {
+  requested = true;
+  if (kind != CTRL_C_EVENT && kind != CTRL_BREAK_EVENT) ::Sleep(INFINITE);
+  return TRUE;
 }
 
 }  // namespace
@@ -41,5 +51,14 @@ std::vector<std::string> Arguments(int, const char* const*) {
   ::LocalFree(words);
   return arguments;
 }
+
+HeldInterrupts::HeldInterrupts() {
+  requested = false;
+  ::SetConsoleCtrlHandler(NoteInterrupt, TRUE);
+}
+
+HeldInterrupts::~HeldInterrupts() { ::SetConsoleCtrlHandler(NoteInterrupt, FALSE); }
+
+bool HeldInterrupts::Requested() const { return requested; }
 
 }  // namespace nerio::tool

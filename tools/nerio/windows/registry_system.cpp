@@ -4,6 +4,11 @@
 
 namespace nerio::tool {
 
+const std::uint32_t kDeletionRightsAbove = 0;
+
+// The system's own roots are always there.
+platform::Status CheckRootCreation(platform::KeyHandle) { return platform::kSuccess; }
+
 // Windows of 64 bits keeps what programs of 32 bits have below HKEY_LOCAL_MACHINE\Software apart.
 RegistryView ViewOfRegistry() noexcept {
   BOOL on64Bits = FALSE;
