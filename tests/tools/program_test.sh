@@ -29,7 +29,7 @@ Tool() {
   if [ -n "$launcher" ]; then "$launcher" "$program" "$@"; else "$program" "$@"; fi
 }
 
-# Run EXIT OUT ERR ARGUMENT...: OUT is a format of printf, without arguments, and gives the exact bytes; "?" leaves them in the
+# Run EXIT OUT ERR ARGUMENT...: EXIT is a pattern, OUT is a format of printf, without arguments, and gives the exact bytes; "?" leaves them in the
 # file "out" for whoever asks. ERR is a pattern.
 Run() {
   local exit=$1 out=$2 err=$3 given said
@@ -40,7 +40,8 @@ Run() {
   input=''
   said=$(<err)
   checks=$((checks + 1))
-  [ "$given" = "$exit" ] || Fail "exit code $given instead of $exit" "$@"
+  # shellcheck disable=SC2053
+  [[ $given == $exit ]] || Fail "exit code $given instead of $exit" "$@"
   # shellcheck disable=SC2053
   [[ $said == $err ]] || Fail "it said: $said" "$@"
   if [ "$out" != '?' ]; then
@@ -268,15 +269,49 @@ printf 'GetDate IN : 31/12/1999\r\nGetDate OUT : 31/12/1999\r\nGetDate IN : perc
 Same "$beside/Nerio.log" wanted date 31/12/1999 perché
 Run 0 'GetDate IN : perch\303\251\nGetDate OUT : 00:00:00\n' '' trace tail -n 2
 if [ "$host" = linux ]; then
-  # The superuser may read everything, so it runs this one as somebody else.
+  # The superuser may do everything, so it runs these as somebody else: one who may not write to the log, then one who may.
   chmod 755 "$folder"
-  chmod 000 "$beside/Nerio.log"
+  cp "$beside/Nerio.log" kept
   somebody=()
   [ "$(id -u)" != 0 ] || somebody=(setpriv --reuid 65534 --clear-groups)
-  ${somebody[@]+"${somebody[@]}"} "$program" trace tail >out 2>err
-  given=$?
-  checks=$((checks + 1))
-  [ "$given: $(<err)" = "4: nerio: cannot read $beside/Nerio.log: Permission denied" ] || Fail "$given: $(<err)" trace tail
+  # As EXIT OUT ERR ARGUMENT...
+  As() {
+    local exit=$1 out=$2 err=$3 given
+    shift 3
+    ${somebody[@]+"${somebody[@]}"} "$program" "$@" >out 2>err
+    given=$?
+    checks=$((checks + 1))
+    # shellcheck disable=SC2053
+    [[ $given == $exit && $(<out) == $out && $(<err) == $err ]] || Fail "$given: $(<out)"$'\n'"$(<err)" "$@"
+  }
+  chmod 444 "$beside/Nerio.log"
+  As 4 '*bytes
+on' 'nerio: you cannot append to *Nerio.log: Permission denied; WriteLog raises this*' trace status
+  As 4 '*"writable":false*' '*' trace status --json
+  NERIO_REGISTRY=$folder/none As 1 '*
+trace: you cannot append to *Nerio.log: Permission denied;*not all is well' '' doctor
+  As 0 '00:00:00' 'nerio: "31/12/1999" is a date; GetDate answered otherwise because it could not write to the trace log*' \
+    date 31/12/1999
+  As 0 '{"dates":\[{"text":"31/12/1999","result":"00:00:00","isDate":true}\]}' '*' date 31/12/1999 --json
+  As 0 '00:00:00' '' date 'non una data'
+  Run 0 '?' '' trace on --for-all
+  As 0 '*bytes
+on' '' trace status
+  As 0 '31/12/1999' '' date 31/12/1999
+  [ "$(stat -c %a "$beside/Nerio.log")" = 666 ] || Fail "mode $(stat -c %a "$beside/Nerio.log")" trace on --for-all
+  cp kept "$beside/Nerio.log"
+  # A link, and a file with a second name, may lead to anything that whoever owns the folder chose.
+  mv "$beside/Nerio.log" "$beside/other"
+  for link in 'ln -s' ln; do
+    $link "$beside/other" "$beside/Nerio.log"
+    chmod 600 "$beside/other"
+    Run '[14]' '' '*cannot let everybody write to *Nerio.log*' trace on --for-all
+    [ "$(stat -c %a "$beside/other")" = 600 ] || Fail "the mode of another file was changed ($link)" trace on --for-all
+    rm "$beside/Nerio.log"
+  done
+  mv "$beside/other" "$beside/Nerio.log"
+  chmod 000 "$beside/Nerio.log"
+  As 4 '' "nerio: cannot read $beside/Nerio.log: Permission denied" trace tail
 fi
 Run 2 '' '*nobody is at a terminal to be asked*' trace off
 Run 0 '?' '' trace off --yes

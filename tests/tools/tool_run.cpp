@@ -32,7 +32,8 @@ platform::SystemStatus FolderOfTest::Folder(Text& answer) {
 
 platform::Host ToolHost::View() {
   const platform::Host services = real->Services();
-  return {registry, codePage, services.files, module, services.guids, services.xml, services.regional};
+  return {registry,     codePage,         files != nullptr ? *files : services.files, module, services.guids,
+          services.xml, services.regional};
 }
 
 RunResult ToolHost::Run(const std::vector<std::string>& arguments) {

@@ -38,8 +38,9 @@ struct ToolHost {
   platform::CodePage1252 codePage;
   FolderOfTest module;
   std::unique_ptr<platform::HostInstance> real = platform::OpenHost();
-  std::string in;            ///< what the tool reads from standard input
-  bool interactive = false;  ///< somebody is at a terminal
+  std::string in;                         ///< what the tool reads from standard input
+  platform::FileSystem* files = nullptr;  ///< in place of the system's
+  bool interactive = false;               ///< somebody is at a terminal
 
   /// Returns the view of the services.
   platform::Host View();

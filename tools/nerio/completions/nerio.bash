@@ -22,6 +22,7 @@ _nerio_options() {
     'reg set') own='--stdin' ;;
     'reg delete') own='-r --recursive -y --yes' ;;
     'reg import') own='-n --dry-run' ;;
+    'trace on') own='--for-all' ;;
     'trace off') own='-y --yes' ;;
     'trace tail') own='-n --lines -f --follow' ;;
     guid) own='-n --count' ;;

@@ -150,6 +150,7 @@ Exit ExamineAll(Session& session) {
 
   report.Examine("trace", [&] {
     const TraceFile trace = FindTraceFile(session);
+    if (trace.present) RequireAppending(session, trace);
     return std::pair<Json, std::string>({{"file", trace.shown}, {"tracing", trace.present}, {"bytes", trace.size}},
                                         (trace.present ? "on, " : "off, ") + trace.shown);
   });

@@ -37,9 +37,15 @@ Exit Date(Session& session, const DateOptions& options) {
   for (const std::string& argument : options.texts) {
     const Text text = TextOf(argument, "the text");
     const Text result = GetDate(text, session.host);
-    // The zero date's text is a date itself, so only a date comes back as it was.
-    dates.push_back({{"text", argument}, {"result", ToUtf8(result)}, {"isDate", result == text}});
+    nerio::Date date;
+    const bool isDate = session.host.regional.DateFromText(text, date) == platform::AutomationStatus::kSuccess;
+    dates.push_back({{"text", argument}, {"result", ToUtf8(result)}, {"isDate", isDate}});
     session.output.Line(ToUtf8(result));
+    if (isDate && result != text) {
+      session.output.Say("\"" + argument +
+                         "\" is a date; GetDate answered otherwise because it could not write to the trace log, see "
+                         "nerio trace status");
+    }
   }
   if (session.output.json()) session.output.Result({{"dates", std::move(dates)}}, {});
   return Exit::kDone;

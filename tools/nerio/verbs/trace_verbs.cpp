@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "nerio/types/utf8.h"
+#include "tools/nerio/file_rights.h"
 #include "tools/nerio/files.h"
 #include "tools/nerio/verbs/arguments.h"
 #include "tools/nerio/verbs/trace_file.h"
@@ -20,7 +21,18 @@ constexpr std::chrono::milliseconds kPollInterval(200);
 
 std::string Bytes(std::uint64_t count) { return std::to_string(count) + (count == 1 ? " byte" : " bytes"); }
 
-Exit On(Session& session) {
+struct OnOptions {
+  bool forAll = false;
+};
+
+std::string Writers(Session& session, const TraceFile& trace) {
+  std::string names;
+  const SystemStatus status = WhoMayWrite(trace.path, names);
+  if (status != SystemStatus::kSuccess) throw FileFailure(session, status, "cannot read the rights of " + trace.shown);
+  return names;
+}
+
+Exit On(Session& session, const OnOptions& options) {
   const TraceFile trace = FindTraceFile(session);
   if (!trace.present) {
     const SystemStatus status = CreateWholeFile(trace.path, {});
@@ -34,8 +46,16 @@ Exit On(Session& session) {
       throw Failure(Exit::kFailed, trace.shown + " was created, but is not an ordinary file");
     }
   }
+  if (options.forAll) {
+    const SystemStatus status = LetEverybodyWrite(trace.path);
+    if (status != SystemStatus::kSuccess)
+      throw FileFailure(session, status, "cannot let everybody write to " + trace.shown);
+  }
+  const std::string writers = Writers(session, trace);
   session.output.Line(trace.shown + (trace.present ? " was there already" : " created"));
-  session.output.Result({{"tracing", true}, {"file", trace.shown}, {"created", !trace.present}}, "on");
+  session.output.Line("who can write to it: " + writers);
+  session.output.Result({{"tracing", true}, {"file", trace.shown}, {"created", !trace.present}, {"writers", writers}},
+                        "on");
   return Exit::kDone;
 }
 
@@ -60,10 +80,22 @@ Exit Off(Session& session, const OffOptions& options) {
 Exit ShowStatus(Session& session) {
   const TraceFile trace = FindTraceFile(session);
   Json object{{"tracing", trace.present}, {"file", trace.shown}};
-  if (trace.present) object["bytes"] = trace.size;
+  Exit exit = Exit::kDone;
+  if (trace.present) {
+    object["bytes"] = trace.size;
+    object["writers"] = Writers(session, trace);
+    try {
+      RequireAppending(session, trace);
+      object["writable"] = true;
+    } catch (const Failure& failure) {
+      object["writable"] = false;
+      session.output.Say(failure.what());
+      exit = failure.exit();
+    }
+  }
   session.output.Line(trace.present ? trace.shown + ", " + Bytes(trace.size) : "no " + trace.shown);
   session.output.Result(object, trace.present ? "on" : "off");
-  return Exit::kDone;
+  return exit;
 }
 
 struct TailOptions {
@@ -172,16 +204,22 @@ void AddTraceVerbs(Verb program) {
                              "nerio trace on\n"
                              "nerio trace tail -f\n"
                              "nerio trace off");
-  trace.Leaf("on", "Switch tracing on: create the trace file beside the library", "nerio trace on", On);
+  const auto on = std::make_shared<OnOptions>();
+  Verb verb = trace.Leaf("on", "Switch tracing on: create the trace file beside the library",
+                         "nerio trace on\n"
+                         "nerio trace on --for-all",
+                         on, On);
+  verb.Switch("--for-all", on->forAll, "Let everybody write to it, so that other users' programs are not denied");
 
   const auto off = std::make_shared<OffOptions>();
-  Verb verb = trace.Leaf("off", "Switch tracing off: delete the trace file; asks first when something is in it",
-                         "nerio trace off\n"
-                         "nerio trace off --yes",
-                         off, Off);
+  verb = trace.Leaf("off", "Switch tracing off: delete the trace file; asks first when something is in it",
+                    "nerio trace off\n"
+                    "nerio trace off --yes",
+                    off, Off);
   verb.Switch("-y,--yes", off->yes, "Do not ask");
 
-  trace.Leaf("status", "Tell whether tracing is on, and where the trace file is", "nerio trace status", ShowStatus);
+  trace.Leaf("status", "Tell whether tracing is on, where the trace file is, and whether you can write to it",
+             "nerio trace status", ShowStatus);
 
   const auto tail = std::make_shared<TailOptions>();
   verb = trace.Leaf("tail", "Show the last lines of the trace file",
