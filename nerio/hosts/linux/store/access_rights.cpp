@@ -32,11 +32,13 @@ std::uint32_t WithoutGenericRights(std::uint32_t access) {
 Status CheckFolderRights(const KeyFolder& key, std::uint32_t access) {
   int rights = 0;
   if ((access & kReadingRights) != 0) rights |= R_OK | X_OK;
-  if ((access & kChangingRights) != 0) rights |= W_OK | X_OK;
+  if (AllowChanges(access)) rights |= W_OK | X_OK;
   return rights == 0 ? kSuccess : CheckRights(key.path(), rights);
 }
 
 }  // namespace
+
+bool AllowChanges(std::uint32_t rights) { return (rights & kChangingRights) != 0; }
 
 std::uint32_t RightsOfCreator(std::uint32_t asked) {
   const std::uint32_t rights = WithoutGenericRights(asked);

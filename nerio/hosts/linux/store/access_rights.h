@@ -10,6 +10,9 @@ namespace nerio::platform {
 /// Every right that a key has; what the handle of a predefined root grants.
 constexpr std::uint32_t kAllRights = 0xF003F;
 
+/// Tells whether rights allow a change of the key.
+bool AllowChanges(std::uint32_t rights);
+
 /// Returns the rights of a handle to a key that its caller has just created: all that were asked for, generic ones
 /// replaced by what they stand for.
 std::uint32_t RightsOfCreator(std::uint32_t asked);

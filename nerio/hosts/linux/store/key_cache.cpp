@@ -51,7 +51,7 @@ void CopyValues(const ValuesFile& from, CachedKey& to) {
   }
 }
 
-// Reads a key; nothing where its file's stamp would not show every later change.
+// Reads a key; nothing where its file's stamp would not show every later change, or where opening the key has to sync.
 std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source) {
   auto key = std::make_shared<CachedKey>();
   key->file = source.File(kValuesFileName);
@@ -68,7 +68,8 @@ std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source) {
   FileStamp opened;
   ValuesFile values;
   if (OpenInside(folder.get(), kValuesFileName, O_RDONLY, file) != kSuccess || !HasReliableTimes(file.get()) ||
-      values.Read(file.get()) != kSuccess || values.state() != RecordCursor::End::Whole) {
+      values.Read(file.get()) != kSuccess || values.state() != RecordCursor::End::Whole ||
+      values.header().keyNotSynced) {
     return nullptr;
   }
   // Checked after the read: whoever changes a file by hand takes no lock.

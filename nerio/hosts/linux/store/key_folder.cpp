@@ -54,6 +54,9 @@ bool IsThere(int folder, const char* name) {
   return ::fstatat(folder, name, &entry, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+// Where there is no journal, a power cut may take a new key's lock file and leave the rest.
+bool LacksLockOnly(int folder) { return !IsThere(folder, kLockFileName) && IsThere(folder, kValuesFileName); }
+
 // Moves a folder that nobody but its owner can remove out of the way of the next one.
 void MoveAside(int parent, const char* name) {
   KeyId number{};
@@ -71,8 +74,7 @@ void FreeName(int parent, const char* name) {
   if (IsThere(parent, name)) MoveAside(parent, name);
 }
 
-Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id, KeyLock& lock) {
-  Descriptor values;
+Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id, KeyLock& lock, Descriptor& values) {
   Status status = MakeKeyId(id);
   if (status == kSuccess) status = CreateValuesFile(folder, id, spelling, mode & 0666, values);
   if (status == kSuccess) status = StatusOf([&] { return ::fchmod(folder, mode); });
@@ -81,6 +83,15 @@ Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id
   // the second sync finds them written.
   if (status == kSuccess) status = SyncFile(values.get());
   return status == kSuccess ? SyncFolder(folder) : status;
+}
+
+// The folder above may be one that this user can search, but not open. Then the whole file system is synced: this is
+// only for what a killed process left undone.
+Status SyncFolderAbove(int folder, int inside) {
+  Descriptor above;
+  const Status status = OpenInside(folder, "..", O_RDONLY | O_DIRECTORY, above);
+  if (status == kSuccess) return SyncFolder(above.get());
+  return status == kAccessDenied ? StatusOf([&] { return ::syncfs(inside); }) : status;
 }
 
 // Nothing is replaced, not even an empty folder that somebody put there by hand.
@@ -112,7 +123,10 @@ Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& 
     Status status = OpenByPath(key.path(), folderFlags | O_DIRECTORY, folder);
     if (status != kSuccess) return status;
     KeyLock lock;
-    const Status granted = lock.Take(folder.get(), kind, key.isRoot() && kind == LockKind::Write);
+    Status granted = lock.Take(folder.get(), kind, key.isRoot() && kind == LockKind::Write);
+    if (granted == kRegistryCorrupt && kind == LockKind::Write && LacksLockOnly(folder.get())) {
+      granted = lock.Take(folder.get(), kind, true);
+    }
     // The key may have been deleted, and even created again, while this waited: then the lock is a deleted key's.
     // Each further round means that another writer got something done.
     bool inPlace = false;
@@ -140,13 +154,31 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
   }
   // Whoever finds the new key cannot write to it until the key itself is durable.
   KeyLock lock;
-  if (status == kSuccess) status = MakeFiles(folder.get(), spelling, mode, id, lock);
+  Descriptor values;
+  if (status == kSuccess) status = MakeFiles(folder.get(), spelling, mode, id, lock, values);
   if (status == kSuccess) status = RenameToFreeName(where, kNewKeyName, folderName.c_str());
   if (status != kSuccess) {
     RemoveKeyFolder(where, kNewKeyName);
     return status;
   }
-  return SyncFolder(where);
+  // Until it is synced, the key notes that it is not: another process may already find it and build on it.
+  status = SyncFolder(where);
+  if (status == kSuccess) ClearNote(values.get(), Note::KeyNotSynced);
+  return status;
+}
+
+Status SettleKey(int folder) {
+  Descriptor file;
+  Status status = OpenInside(folder, kValuesFileName, O_RDWR, file);
+  if (status == kAccessDenied) status = OpenInside(folder, kValuesFileName, O_RDONLY, file);
+  // A root that was made by hand has none yet.
+  if (status == kFileNotFound) return kSuccess;
+  ValuesFile values;
+  const bool isRead = file && values.ReadHeader(file.get()) == kSuccess && values.state() == RecordCursor::End::Whole;
+  if (isRead && !values.header().keyNotSynced) return kSuccess;
+  status = SyncFolderAbove(folder, file ? file.get() : folder);
+  if (status == kSuccess && isRead) ClearNote(file.get(), Note::KeyNotSynced);
+  return status;
 }
 
 Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName) {

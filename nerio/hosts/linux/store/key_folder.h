@@ -48,7 +48,8 @@ struct LockedKey {
   KeyLock lock;
 };
 
-/// Waits for the lock of a key and opens its folder. For writing, a root that was made by hand gets its lock file.
+/// Waits for the lock of a key and opens its folder. For writing, a root that was made by hand gets its lock file, and
+/// so does a key that lost it in a power cut.
 /// @param folderFlags O_PATH, or O_RDONLY for what lists or syncs the folder.
 /// @return 2 when the key is not there, or no more once the lock is granted; 1015 when it has no lock file.
 Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& locked);
@@ -60,6 +61,11 @@ Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& 
 /// @param[out] id the new key's.
 Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::string_view spelling, unsigned mode,
                   KeyId& id);
+
+/// Makes sure that a key's entry in the folder above is durable: whoever made the key may still be about to sync it, or
+/// have been killed before. The values file notes it (`Note::KeyNotSynced`); where that cannot be read, it is synced.
+/// @param folder the key's, opened with O_PATH at least.
+Status SettleKey(int folder);
 
 /// Removes a key that has no subkeys, durably.
 /// @param parent,key locked for writing, `parent` first, its folder open for reading.

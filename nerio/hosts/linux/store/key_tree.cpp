@@ -63,6 +63,9 @@ Status CreateLevel(const HandleTarget& base, const KeyFolder& parent, std::strin
   created = ::fstatat(locked.folder.get(), folderName.c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0;
   if (!created) return kSuccess;
   if (errno != ENOENT) return RegistryStatus(errno);
+  // The new key would be lost with the one above it.
+  status = SettleKey(locked.folder.get());
+  if (status != kSuccess) return status;
   RemoveLeftovers(locked);
   if (::fstat(locked.folder.get(), &entry) != 0) return RegistryStatus(errno);
   return MakeSubkey(locked, folderName, name, entry.st_mode & (S_ISGID | 0777), key.id);
@@ -138,7 +141,8 @@ Status CheckExists(const HandleTarget& key) {
 }
 
 Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
-                       std::uint32_t access, HandleTarget& key) {
+                       std::uint32_t access, HandleTarget& key, bool acknowledges) {
+  bool notSynced = false;
   key.folder = base.folder;
   Status status = Descend(key.folder, names);
   if (status != kSuccess) return status;
@@ -150,8 +154,13 @@ Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vec
     if (status != kSuccess) return status;
     cache.RecordRead(key.folder);
     key.id = values.header().id;
+    notSynced = values.header().keyNotSynced;
   }
-  return GrantRights(key.folder, access, key.access);
+  status = GrantRights(key.folder, access, key.access);
+  if (status != kSuccess || !notSynced || !(acknowledges || AllowChanges(key.access))) return status;
+  Descriptor folder;
+  status = OpenByPath(key.folder.path(), O_PATH | O_DIRECTORY, folder);
+  return status == kSuccess ? SettleKey(folder.get()) : status;
 }
 
 Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
@@ -164,7 +173,7 @@ Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vec
       key.access = RightsOfCreator(access);
       return kSuccess;
     }
-    if (status == kSuccess) status = OpenExistingKey(cache, base, names, access, key);
+    if (status == kSuccess) status = OpenExistingKey(cache, base, names, access, key, true);
     if (status != kFileNotFound) return status;
     // Another process deleted a key of the path after this one had found it. Without names it was the root itself.
     Descriptor root;

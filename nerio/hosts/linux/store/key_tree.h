@@ -19,10 +19,13 @@ namespace nerio::platform {
 /// again.
 Status CheckExists(const HandleTarget& base);
 
-/// Opens a key. @param access generic rights may be among them.
-/// @param[out] key undefined on failure. @return 2 when there is no such key.
+/// Opens a key. Whoever may change it is told that it is there only once its creation is durable.
+/// @param access generic rights may be among them.
+/// @param[out] key undefined on failure.
+/// @param acknowledges whoever may not change it is told no earlier either.
+/// @return 2 when there is no such key.
 Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
-                       std::uint32_t access, HandleTarget& key);
+                       std::uint32_t access, HandleTarget& key, bool acknowledges = false);
 
 /// Opens a key; whatever is missing of the levels that lead to it is created first.
 /// @param[out] created whether the last level was missing.

@@ -92,7 +92,10 @@ class Check {
     struct stat entry {};
     if (::fstatat(folder, name, &entry, AT_SYMLINK_NOFOLLOW) != 0) {
       // A root that was made by hand gets its files when they are needed; a key may have been deleted meanwhile.
-      if (!key.isRoot() && IsThere(key)) Add(Kind::Damage, key.File(name), 0, "is missing");
+      if (key.isRoot() || !IsThere(key)) return false;
+      // The next writer makes the lock file of what is a key.
+      const bool isKey = ::fstatat(folder, kValuesFileName, &entry, AT_SYMLINK_NOFOLLOW) == 0;
+      Add(isKey ? Kind::Leftover : Kind::Damage, key.File(name), 0, "is missing");
       return false;
     }
     if (S_ISREG(entry.st_mode)) return true;

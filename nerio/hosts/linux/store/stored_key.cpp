@@ -47,6 +47,8 @@ Status OpenForWriting(const HandleTarget& key, WritableKey& writable) {
   status = writable.values.Read(writable.file.get());
   if (status == kSuccess) status = Verdict(writable.values);
   if (status == kSuccess && !IsSameKey(key, writable.values)) status = kKeyDeleted;
+  // What is about to be acknowledged would be lost with the key.
+  if (status == kSuccess && writable.values.header().keyNotSynced) status = SettleKey(writable.locked.folder.get());
   return status;
 }
 

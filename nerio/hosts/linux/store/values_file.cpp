@@ -99,7 +99,9 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
     ::unlinkat(folder, kNewValuesFileName, 0);
     return status;
   }
-  return SyncFolder(readable.get());
+  status = SyncFolder(readable.get());
+  if (status == kSuccess) ClearNote(file.get(), Note::FileNotSynced);
+  return status;
 }
 
 }  // namespace
@@ -194,17 +196,21 @@ std::vector<ValueRecord> ValuesFile::Values() const {
   return values;
 }
 
+void ClearNote(int file, Note note) { WriteAt(file, std::string_view("", 1), static_cast<std::uint64_t>(note)); }
+
 Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file) {
   ValuesHeader header;
   header.id = id;
   header.spelling = spelling;
+  header.keyNotSynced = true;
   return WriteNewFile(folder, kValuesFileName, EncodeFile(header, {}), mode, file);
 }
 
 Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord change) {
   change.sequence = current.nextSequence();
   const std::uint64_t space = RecordSpace(change.name.size(), change.data.size());
-  if (file >= 0 && current.state() == End::Whole && space <= current.header().fileSize - current.recordsEnd()) {
+  const bool mayAppend = file >= 0 && current.state() == End::Whole && !current.header().fileNotSynced;
+  if (mayAppend && space <= current.header().fileSize - current.recordsEnd()) {
     std::string record;
     AppendRecord(record, change);
     if (!HoldsZeroSector(current.recordsEnd(), record)) return AppendInPlace(file, record, current.recordsEnd());
@@ -214,6 +220,8 @@ Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord 
   if (!change.deletion) records.push_back(change);
   ValuesHeader header = current.header();
   header.firstSequence = current.nextSequence();
+  header.keyNotSynced = false;
+  header.fileNotSynced = true;
   return ReplaceFile(folder, file, EncodeFile(header, records));
 }
 

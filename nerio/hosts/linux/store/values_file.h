@@ -64,7 +64,12 @@ class ValuesFile {
   std::uint64_t nextSequence_ = 1;
 };
 
-/// Writes the values file of a new key. Neither its content nor its name in the folder is durable yet.
+/// Clears a note in the header of an open values file, where that can be done. A note that stays costs the next writer a
+/// sync that it need not have made.
+void ClearNote(int file, Note note);
+
+/// Writes the values file of a new key, which notes that the key's entry is not synced. Neither its content nor its name
+/// in the folder is durable yet.
 /// @param mode of the file, regardless of the umask.
 /// @param[out] file open for writing, to be synced.
 Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file);
@@ -73,8 +78,8 @@ Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, 
 /// the old ones, or the new ones if only the last sync failed.
 ///
 /// The record is written into the zeros at the end of the file. Where they do not suffice, where the record cannot be
-/// told from an incomplete one, or where an incomplete one is in the way, the file is replaced by a new one that holds
-/// what is left of the values and the record.
+/// told from an incomplete one, where an incomplete one is in the way, or where a writer was killed before it had made the
+/// file's name durable, the file is replaced by a new one that holds what is left of the values and the record.
 /// @param folder the key's folder; the caller holds its lock for writing.
 /// @param file the values file, open for reading and writing, and `current`, what was read from it since the lock was
 /// granted; not damaged. When `file` is negative, the folder has no values file yet and `current` is an empty one.

@@ -14,6 +14,7 @@ constexpr std::string_view kMagic = "NerioKey";
 constexpr std::uint32_t kVersion = 1;
 constexpr std::size_t kHeaderCrcOffset = 12;
 constexpr std::size_t kSpellingOffset = 60;
+constexpr std::size_t kNotesOffset = static_cast<std::size_t>(Note::KeyNotSynced);
 
 constexpr std::uint16_t kValueKind = 1;
 constexpr std::uint16_t kDeletionKind = 2;
@@ -60,7 +61,17 @@ std::optional<RecordHead> ParseHead(std::string_view head) {
 
 std::uint32_t HeaderCrc(std::string_view sector) {
   const std::uint32_t before = Crc32c(sector.substr(0, kHeaderCrcOffset));
-  return Crc32c(sector.substr(kHeaderCrcOffset + kCrcSize), before);
+  const std::size_t rest = kHeaderCrcOffset + kCrcSize;
+  // The notes count as zeros.
+  const std::uint32_t content = Crc32c(sector.substr(rest, kNotesOffset - rest), before);
+  return Crc32c(std::string(kSectorSize - kNotesOffset, '\0'), content);
+}
+
+// @return false when the byte is neither set nor cleared.
+bool ParseNote(std::string_view sector, Note note, bool& noted) {
+  const char byte = sector[static_cast<std::size_t>(note)];
+  noted = byte == kNoted;
+  return noted || byte == '\0';
 }
 
 }  // namespace
@@ -78,7 +89,10 @@ std::string EncodeHeader(const ValuesHeader& header) {
   sector.resize(kSectorSize);
   std::string crc;
   Put(crc, HeaderCrc(sector));
-  return sector.replace(kHeaderCrcOffset, kCrcSize, crc);
+  sector.replace(kHeaderCrcOffset, kCrcSize, crc);
+  if (header.keyNotSynced) sector[static_cast<std::size_t>(Note::KeyNotSynced)] = kNoted;
+  if (header.fileNotSynced) sector[static_cast<std::size_t>(Note::FileNotSynced)] = kNoted;
+  return sector;
 }
 
 bool ParseHeader(std::string_view start, ValuesHeader& header, Damage& damage) {
@@ -108,7 +122,9 @@ bool ParseHeader(std::string_view start, ValuesHeader& header, Damage& damage) {
   }
   if (spellingLength > kMaxKeyNameLength) return damaged(56, "the key's name is too long");
   header.spelling = start.substr(kSpellingOffset, spellingLength);
-  return true;
+  const bool notesCheck = ParseNote(start, Note::KeyNotSynced, header.keyNotSynced) &&
+                          ParseNote(start, Note::FileNotSynced, header.fileNotSynced);
+  return notesCheck || damaged(kNotesOffset, "a note of the header is neither set nor cleared");
 }
 
 std::uint64_t RecordSpace(std::size_t nameLength, std::size_t dataLength) {

@@ -25,6 +25,16 @@ constexpr std::size_t kRecordHeadSize = 24;
 /// call.
 constexpr std::uint64_t kMaxFileSize = std::uint64_t{1} << 30;
 
+/// A byte at the end of the header: set in a file when it is written, cleared in place when it is no longer true. No note
+/// needs to be durable: after a power cut what is there lies on the disk.
+enum class Note : std::size_t {
+  /// The entry of the key's folder in the folder above may not be durable.
+  KeyNotSynced = 510,
+  /// The entry of the file in the key's folder may not be durable.
+  FileNotSynced = 511,
+};
+constexpr char kNoted = '\xA5';
+
 struct ValuesHeader {
   KeyId id{};
   /// The exact length of the file: it never grows or shrinks in place.
@@ -35,6 +45,8 @@ struct ValuesHeader {
   std::uint64_t firstSequence = 1;
   /// The key's name as its creator spelt it, in the ANSI code page; at most 256 bytes.
   std::string spelling;
+  bool keyNotSynced = false;
+  bool fileNotSynced = false;
 };
 
 struct ValueRecord {

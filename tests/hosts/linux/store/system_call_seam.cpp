@@ -36,6 +36,8 @@ bool reached = false;
 bool failEverything = false;
 bool failNextWrite = false;
 bool recording = false;
+std::optional<std::size_t> eventsToLive;
+std::optional<Kind> countedEvent;
 bool openat2Refused = false;
 std::function<void()> beforeSeek;
 std::vector<DiskEvent> events;
@@ -103,7 +105,12 @@ std::string PathOf(int descriptor) {
 std::string PathInside(int folder, const char* name) { return PathOf(folder) + "/" + name; }
 
 void Record(DiskEvent event) {
-  if (recording) events.push_back(std::move(event));
+  if (!recording) return;
+  const bool counts = !countedEvent || *countedEvent == event.kind;
+  events.push_back(std::move(event));
+  if (!counts || !eventsToLive || --*eventsToLive != 0) return;
+  eventsToLive.reset();
+  reached = failEverything = true;
 }
 
 }  // namespace
@@ -115,6 +122,7 @@ void PlanFault(std::uint64_t nth, Fault fault) {
 
 bool EndFaults() {
   plan.reset();
+  eventsToLive.reset();
   failEverything = failNextWrite = false;
   return reached;
 }
@@ -126,6 +134,12 @@ void RefuseOpenat2(bool refused) { openat2Refused = refused; }
 void RecordDisk() {
   events.clear();
   recording = true;
+}
+
+void DieAfter(std::size_t count, std::optional<Kind> counted) {
+  eventsToLive = count;
+  countedEvent = counted;
+  reached = false;
 }
 
 std::vector<DiskEvent> EndRecording() {
@@ -163,6 +177,13 @@ NERIO_WRAPPED(int, fsync, int file) {
   if (Fails()) return -1;
   const int result = __real_fsync(file);
   if (recording && result == 0) Record({Kind::SyncFolder, PathOf(file), "", 0, ""});
+  return result;
+}
+
+NERIO_WRAPPED(int, syncfs, int file) {
+  if (Fails()) return -1;
+  const int result = __real_syncfs(file);
+  if (recording && result == 0) Record({Kind::SyncAll, PathOf(file), "", 0, ""});
   return result;
 }
 

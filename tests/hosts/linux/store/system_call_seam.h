@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,7 +45,7 @@ void RefuseOpenat2(bool refused);
 
 /// A system call that changes what a disk holds, or makes it durable. Paths are absolute.
 struct DiskEvent {
-  enum class Kind { MakeFolder, MakeFile, Write, Own, SyncFile, SyncFolder, Rename, RemoveFile, RemoveFolder };
+  enum class Kind { MakeFolder, MakeFile, Write, Own, SyncFile, SyncFolder, SyncAll, Rename, RemoveFile, RemoveFolder };
   Kind kind;
   std::string path;
   std::string target;        ///< of a renaming
@@ -54,6 +55,11 @@ struct DiskEvent {
 
 /// Starts to write down the events of this process.
 void RecordDisk();
+
+/// Lets the process do `count` more things to the disk while events are written down, and nothing afterwards: every
+/// call fails, so that whatever it would do next is not done, as after a kill. `EndFaults` tells whether it came that far.
+/// @param counted what counts; everything, when there is none.
+void DieAfter(std::size_t count, std::optional<DiskEvent::Kind> counted = std::nullopt);
 
 /// Ends it and returns what was written down.
 std::vector<DiskEvent> EndRecording();

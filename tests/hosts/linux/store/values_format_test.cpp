@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/testing/tables.h"
@@ -87,6 +88,25 @@ TEST(ValuesFormat, Header_HasTheseBytes) {
   EXPECT_EQ(ToHex(sector.substr(48, 8)), "0100000000000000");  // the first record is number 1
   EXPECT_EQ(ToHex(sector.substr(56, 7)), "03000000417070");    // "App"
   EXPECT_EQ(sector.substr(63), std::string(kSectorSize - 63, '\0'));
+}
+
+TEST(ValuesFormat, Notes_AreTheLastBytesOfTheHeaderAndOutsideItsChecksum) {
+  for (const auto& [offset, note] :
+       {std::pair(510, &ValuesHeader::keyNotSynced), {511, &ValuesHeader::fileNotSynced}}) {
+    ValuesHeader header;
+    header.fileSize = kPageSize;
+    std::string bytes = EncodeHeader(header);
+    header.*note = true;
+    const std::string noted = EncodeHeader(header);
+    bytes[static_cast<std::size_t>(offset)] = '\xA5';
+    EXPECT_EQ(noted, bytes) << offset;
+    ValuesHeader parsed;
+    Damage damage;
+    ASSERT_TRUE(ParseHeader(bytes, parsed, damage)) << damage.what;
+    EXPECT_TRUE(parsed.*note) << offset;
+    bytes[static_cast<std::size_t>(offset)] = 1;
+    EXPECT_FALSE(ParseHeader(bytes, parsed, damage)) << offset;
+  }
 }
 
 TEST(ValuesFormat, Records_HaveTheseBytes) {
