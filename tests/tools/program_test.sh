@@ -348,6 +348,19 @@ done
 Run 0 '?' '' doctor
 checks=$((checks + 1))
 grep -qx "host: $host" out && [ "$(tail -n 1 out)" = 'all is well' ] || Fail "$(<out)" doctor
+if [ "$host" = linux ]; then # what the environment names, and what is used for it
+  export LOCPATH=/nowhere
+  LC_ALL=de_AT.UTF-8 Run 0 '?' '' doctor
+  checks=$((checks + 1))
+  grep -q '^region: de-DE, as in 31\.12\.1999' out && [ "$(tail -n 1 out)" = 'all is well' ] &&
+    grep -qx 'region: de_AT.UTF-8 is named for dates and numbers and is not installed; de-DE has the same customs and is used' out ||
+    Fail "$(<out)" doctor
+  LC_TIME=de_CH.UTF-8 Run 0 '?' '' doctor
+  checks=$((checks + 1))
+  grep -qx 'warning: de_CH.UTF-8 is named for dates and is not installed; it-IT is used' out &&
+    [ "$(tail -n 1 out)" = 'all is well but for a warning' ] || Fail "$(<out)" doctor
+  unset LOCPATH
+fi
 if [ "$host" = windows ]; then
   # Where version 4.0 of the XML DOM cannot be created, files are read and written all the same.
   export WINEDLLOVERRIDES='mscoree,mshtml,winedbg.exe=;msxml4='

@@ -245,6 +245,10 @@ std::optional<RegionalData> InstalledRegion(const std::string& locale) {
   return RegionFromLocale(RegionNameOf(locale), texts);
 }
 
+bool IsInstalled(const std::string& locale) {
+  return static_cast<bool>(ScopedLocale(LC_TIME_MASK | LC_NUMERIC_MASK, locale));
+}
+
 std::optional<Text> InstalledDecimalMark(const std::string& locale) {
   const ScopedLocale installed(LC_NUMERIC_MASK, locale);
   if (!installed) return std::nullopt;

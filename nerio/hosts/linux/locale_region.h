@@ -43,6 +43,9 @@ Text TextInLocale(std::string_view bytes);
 /// @param locale the name as the C library takes it, such as "es_ES.UTF-8".
 std::optional<RegionalData> InstalledRegion(const std::string& locale);
 
+/// Tells whether a locale is installed on this system. Leaves the process's and the thread's locale as they are.
+bool IsInstalled(const std::string& locale);
+
 /// Returns the decimal mark of a locale that is installed on this system, nothing when it is not.
 std::optional<Text> InstalledDecimalMark(const std::string& locale);
 

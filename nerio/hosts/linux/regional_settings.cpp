@@ -1,43 +1,22 @@
 #include "nerio/hosts/linux/regional_settings.h"
 
-#include <cstdlib>
-#include <string>
-
 #include "nerio/hosts/linux/locale_region.h"
+#include "nerio/hosts/linux/region_choice.h"
 #include "nerio/hosts/portable/regional/conversion_status.h"
 
 namespace nerio::platform {
 namespace {
 
-constexpr TextView kProductRegion = u"it-IT";
-
-// Returns the locale that the environment names for a category, empty for none.
-std::string LocaleFor(const char* category) {
-  for (const char* variable : {"LC_ALL", category, "LANG"}) {
-    const char* value = std::getenv(variable);
-    if (value != nullptr && *value != '\0') return value;
-  }
-  return {};
-}
-
-std::optional<RegionalData> RegionOf(const std::string& locale) {
-  const Text name = RegionNameOf(locale);
-  if (name.empty()) return std::nullopt;
-  std::optional<RegionalData> region = BuiltInRegion(name);
-  return region ? region : InstalledRegion(locale);
-}
-
-std::optional<Text> DecimalMarkOf(const std::string& locale) {
-  const Text name = RegionNameOf(locale);
-  if (name.empty()) return std::nullopt;
-  const std::optional<RegionalData> region = BuiltInRegion(name);
-  return region ? region->decimalMark : InstalledDecimalMark(locale);
-}
-
 RegionalData EnvironmentRegion() {
+  const RegionChoice dates = ChooseRegion("LC_TIME");
+  const RegionChoice numbers = ChooseRegion("LC_NUMERIC");
   const RegionalData product = BuiltInRegion(kProductRegion).value();
-  RegionalData region = RegionOf(LocaleFor("LC_TIME")).value_or(product);
-  region.decimalMark = DecimalMarkOf(LocaleFor("LC_NUMERIC")).value_or(product.decimalMark);
+  RegionalData region = dates.source == RegionChoice::Source::kInstalled
+                            ? InstalledRegion(dates.locale).value_or(product)
+                            : BuiltInRegion(dates.region).value();
+  region.decimalMark = numbers.source == RegionChoice::Source::kInstalled
+                           ? InstalledDecimalMark(numbers.locale).value_or(product.decimalMark)
+                           : BuiltInRegion(numbers.region).value().decimalMark;
   return region;
 }
 

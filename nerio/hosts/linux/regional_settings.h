@@ -13,8 +13,9 @@ namespace nerio::platform {
 ///
 /// it-IT, en-US, en-GB, de-DE, fr-FR, sv-SE and ja-JP are built in and need no locale on the system. Any other
 /// installed locale gives its names, order and separators through the C library, whose own locale is neither asked nor
-/// changed. An environment that names no region (C, POSIX, nothing at all, or a locale that is not installed) gets
-/// it-IT.
+/// changed. For a locale that is not installed a built-in region with the same customs stands in where there is one
+/// (`StandInFor`: de-DE for de_AT). An environment that names no region (C, POSIX, nothing at all), or a locale that is
+/// not installed and that none stands in for, gets it-IT.
 ///
 /// The environment is read once, on the first call, and what it named then stays: a date's text is always read back
 /// under the settings that it was written with, and no thread sees them change. Any number of threads may use one

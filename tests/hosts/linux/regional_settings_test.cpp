@@ -1,4 +1,5 @@
 #include "nerio/hosts/linux/regional_settings.h"
+#include "nerio/hosts/linux/region_choice.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include <cstdlib>
 #include <map>
 #include <string>
+#include <tuple>
 
 #include "nerio/hosts/portable/text/code_page_1252.h"
 #include "nerio/support/conversions.h"
@@ -85,6 +87,51 @@ TEST(LinuxRegionalSettings, EnvironmentThatNamesNoRegion_GetsTheProductsOwn) {
   }
   // What comes first counts, also when it names no region.
   EXPECT_EQ(AnswersUnder({{"LC_ALL", "C"}, {"LC_TIME", "en_US"}, {"LANG", "en_US"}}), expected);
+}
+
+TEST(LinuxRegionalSettings, LocaleThatIsNotInstalled_GetsTheBuiltInRegionOfTheSameCustoms) {
+  const std::map<std::string, const char*> rows = {
+      {"de_AT.UTF-8", "de-DE"}, {"de_LU.UTF-8", "de-DE"}, {"de", "de-DE"},          {"it_CH.UTF-8", "it-IT"},
+      {"fr_BE@euro", "fr-FR"},  {"en_US", "en-US"},       {"en_PH", "en-US"},       {"en", "en-US"},
+      {"en_IE.UTF-8", "en-GB"}, {"en_AU.UTF-8", "en-GB"}, {"en_IN", "en-GB"},       {"en_ZZ", "en-GB"},
+      {"sv", "sv-SE"},          {"ja", "ja-JP"},          {"fr_CA.UTF-8", "it-IT"}, {"fr_CH.UTF-8", "it-IT"},
+      {"de_CH.UTF-8", "it-IT"}, {"sv_FI.UTF-8", "it-IT"}, {"en_us", "it-IT"},       {"en_001", "it-IT"},
+      {"pt_BR.UTF-8", "it-IT"}, {"xx_XX", "it-IT"},
+  };
+  for (const auto& [locale, region] : rows) {
+    const std::string answers = AnswersUnder({{"LC_ALL", locale}});
+    const std::string same = region;
+    EXPECT_EQ(answers, AnswersUnder({{"LC_ALL", same.substr(0, 2) + '_' + same.substr(3)}})) << locale;
+    EXPECT_TRUE(answers.starts_with(same)) << locale << ": " << answers;
+  }
+  // An installed one of that name counts before.
+  EXPECT_TRUE(AnswersUnder({{"LC_ALL", "de_AT.ISO-8859-1"}}).starts_with("de-AT|"));
+  // Each category by itself.
+  EXPECT_EQ(AnswersUnder({{"LC_TIME", "en_AU"}, {"LC_NUMERIC", "de_AT"}}),
+            "en-GB|00:00:00|00:00:00|05/03/2003 18:00:00|0,5");
+}
+
+TEST(RegionChoice, TellsWhatIsNamedAndWhereTheAnswerComesFrom) {
+  using Source = platform::RegionChoice::Source;
+  const std::tuple<const char*, const char16_t*, Source> rows[] = {
+      {"", u"it-IT", Source::kProduct},
+      {"C.UTF-8", u"it-IT", Source::kProduct},
+      {"fr_FR.UTF-8", u"fr-FR", Source::kBuiltIn},
+      {"es_ES.UTF-8", u"es-ES", Source::kInstalled},
+      {"en_NZ.UTF-8", u"en-GB", Source::kStandIn},
+      {"de_CH.UTF-8", u"it-IT", Source::kMissing},
+  };
+  for (const auto& [locale, region, source] : rows) {
+    EXPECT_EQ(AnswerOfChild([&, &locale = locale, &region = region, &source = source] {
+                Enter({{"LC_TIME", "en_US"}, {"LANG", locale}});
+                const platform::RegionChoice choice = platform::ChooseRegion("LC_NUMERIC");
+                return std::string(choice.locale == locale ? "" : "other locale ") +
+                       (choice.region == region ? "" : "other region ") +
+                       (choice.source == source ? "" : "other source");
+              }),
+              "")
+        << locale;
+  }
 }
 
 TEST(LinuxRegionalSettings, Variables_CountInTheUsualOrder) {

@@ -3,6 +3,7 @@
 #include "nerio/support/conversions.h"
 #include "nerio/support/xml.h"
 #include "nerio/types/utf8.h"
+#include "tools/nerio/region_system.h"
 #include "tools/nerio/registry_system.h"
 #include "tools/nerio/verbs/reg_verbs.h"
 #include "tools/nerio/verbs/registry_output.h"
@@ -108,6 +109,12 @@ class Report {
     }
   }
 
+  // Says what is no failure and yet not as the user may think.
+  void Warn(const std::string& what) {
+    session_.output.Line("warning: " + what);
+    json_["warnings"].push_back(what);
+  }
+
   void Add(const char* name, Json object) { json_[name] = std::move(object); }
   void Worsen(Exit exit) {
     if (exit_ == Exit::kDone) exit_ = exit;
@@ -115,7 +122,8 @@ class Report {
 
   Exit Finish() {
     json_["exit"] = static_cast<int>(exit_);
-    session_.output.Result(json_, exit_ == Exit::kDone ? "all is well" : "not all is well");
+    const char* const well = json_.contains("warnings") ? "all is well but for a warning" : "all is well";
+    session_.output.Result(json_, exit_ == Exit::kDone ? well : "not all is well");
     return exit_;
   }
 
@@ -135,6 +143,21 @@ std::string Converted(platform::AutomationStatus status, const Text& text) {
   if (status != platform::AutomationStatus::kSuccess)
     throw Failure(Exit::kFailed, "the regional settings answer " + std::to_string(NumberOf(status)));
   return ToUtf8(text);
+}
+
+// Says what the environment names where that is not what is used.
+void ExamineNamedRegions(Report& report, Session& session) {
+  Json names = Json::array();
+  for (const NamedRegion& named : NamedRegions()) {
+    names.push_back({{"what", named.what}, {"locale", named.locale}, {"region", named.region}});
+    const std::string missing = named.locale + " is named for " + named.what + " and is not installed";
+    if (named.match == NamedRegion::Match::kStandIn) {
+      session.output.Line("region: " + missing + "; " + named.region + " has the same customs and is used");
+    } else if (named.match == NamedRegion::Match::kMissing) {
+      report.Warn(missing + "; " + named.region + " is used");
+    }
+  }
+  report.Add("named regions", std::move(names));
 }
 
 Exit ExamineAll(Session& session) {
@@ -167,6 +190,7 @@ Exit ExamineAll(Session& session) {
     return std::pair<Json, std::string>({{"name", name}, {"date", date}, {"zeroDate", zero}, {"number", number}},
                                         name + ", as in " + date + " and " + number + "; the zero date is " + zero);
   });
+  ExamineNamedRegions(report, session);
   report.Examine("guid", [&] {
     const std::string guid = ToUtf8(GetGuid(host));
     if (guid.empty()) throw Failure(Exit::kFailed, "the system cannot make a GUID");
