@@ -22,7 +22,7 @@ struct RegistryFinding {
   enum class Kind {
     Damage,    ///< stored bytes that do not check; calls that need them fail
     Refused,   ///< something that this user may not read, so that nothing can be said about it
-    Leftover,  ///< what a killed process left behind; no call ever sees it
+    Leftover,  ///< what a killed process left behind, or looks like it; no call ever sees it
   };
   Kind kind = Kind::Damage;
   /// The file or folder, in UTF-8.

@@ -39,13 +39,10 @@ Status CheckInPlace(int folder, const std::string& path, bool& inPlace) {
   return kSuccess;
 }
 
-// Removes the folder of a new key that is not complete, or of a deleted one: there is nothing in it but the key's own
-// files.
-void RemoveKeyFolder(int parent, const char* name) {
-  Descriptor folder;
-  if (OpenInside(parent, name, O_PATH | O_DIRECTORY, folder) == kSuccess) {
-    for (const char* file : {kNewValuesFileName, kValuesFileName, kLockFileName}) ::unlinkat(folder.get(), file, 0);
-  }
+// Removes the open folder of a new key that is not complete, or of a deleted one: there is nothing in it but the key's
+// own files. The owner of the parent may have put another folder under its name: only an empty one goes by its name.
+void RemoveKeyFolder(int parent, const char* name, int folder) {
+  for (const char* file : {kNewValuesFileName, kValuesFileName, kLockFileName}) ::unlinkat(folder, file, 0);
   ::unlinkat(parent, name, AT_REMOVEDIR);
 }
 
@@ -67,10 +64,25 @@ void MoveAside(int parent, const char* name) {
   ::renameat(parent, name, parent, aside.c_str());
 }
 
+bool HaveOneOwner(int folder, int inside) {
+  FileStamp outer;
+  FileStamp inner;
+  return ReadStamp(folder, outer) && ReadStamp(inside, inner) && outer.owner == inner.owner;
+}
+
+// Removes what lies under a reserved name. It may be a key that the parent's owner renamed so, who has no right on what
+// is in it: what is not that owner's is moved out of the way as it is.
+void Sweep(int parent, const char* name) {
+  if (!IsThere(parent, name)) return;
+  Descriptor folder;
+  if (OpenInside(parent, name, O_PATH | O_DIRECTORY, folder) != kSuccess) return;
+  if (!HaveOneOwner(parent, folder.get())) return MoveAside(parent, name);
+  RemoveKeyFolder(parent, name, folder.get());
+}
+
 // Frees a reserved name for a folder.
 void FreeName(int parent, const char* name) {
-  if (!IsThere(parent, name)) return;
-  RemoveKeyFolder(parent, name);
+  Sweep(parent, name);
   if (IsThere(parent, name)) MoveAside(parent, name);
 }
 
@@ -158,7 +170,9 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
   if (status == kSuccess) status = MakeFiles(folder.get(), spelling, mode, id, lock, values);
   if (status == kSuccess) status = RenameToFreeName(where, kNewKeyName, folderName.c_str());
   if (status != kSuccess) {
-    RemoveKeyFolder(where, kNewKeyName);
+    // Without a values file of its own it may not be the folder that was made.
+    if (values) RemoveKeyFolder(where, kNewKeyName, folder.get());
+    ::unlinkat(where, kNewKeyName, AT_REMOVEDIR);
     return status;
   }
   // Until it is synced, the key notes that it is not: another process may already find it and build on it.
@@ -187,16 +201,14 @@ Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::st
   FreeName(where, kDeletedKeyName);
   Status status = RenameToFreeName(where, folderName.c_str(), kDeletedKeyName);
   if (status == kSuccess) status = SyncFolder(where);
-  if (status == kSuccess) RemoveKeyFolder(where, kDeletedKeyName);
+  if (status == kSuccess) RemoveKeyFolder(where, kDeletedKeyName, key.folder.get());
   return status;
 }
 
 void RemoveLeftovers(const LockedKey& key) {
   const int folder = key.folder.get();
   ::unlinkat(folder, kNewValuesFileName, 0);
-  for (const char* name : {kNewKeyName, kDeletedKeyName}) {
-    if (IsThere(folder, name)) RemoveKeyFolder(folder, name);
-  }
+  for (const char* name : {kNewKeyName, kDeletedKeyName}) Sweep(folder, name);
 }
 
 Status ListFolder(int folder, std::vector<FolderEntry>& entries) {

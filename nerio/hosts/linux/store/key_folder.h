@@ -71,7 +71,8 @@ Status SettleKey(int folder);
 /// @param parent,key locked for writing, `parent` first, its folder open for reading.
 Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName);
 
-/// Removes what killed writers left in a key's folder. @param key locked for writing.
+/// Removes what killed writers left in a key's folder; what does not belong to the owner of that folder is moved to a
+/// name of its own instead. @param key locked for writing.
 void RemoveLeftovers(const LockedKey& key);
 
 /// One entry of a key's folder.

@@ -24,7 +24,8 @@ constexpr char kNewValuesFileName[] = "%new";
 constexpr char kNewKeyName[] = "%make";
 /// The folder of a key that was deleted.
 constexpr char kDeletedKeyName[] = "%gone";
-/// Begins the name of a leftover folder of another user, which nobody else can remove.
+/// Begins the name of what was found under one of the two names above and not removed: it did not belong to the owner
+/// of the folder it lies in, or could not be removed.
 constexpr char kLeftoverPrefix[] = "%left-";
 
 /// Tells whether a file or folder inside a key's folder is one of those above.

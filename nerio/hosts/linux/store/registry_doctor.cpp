@@ -158,7 +158,12 @@ class Check {
     const bool quiet = LockKey(key, LockKind::Read, O_PATH, locked) == kSuccess;
     struct stat entry {};
     if (!quiet || ::fstatat(locked.folder.get(), left.Name().c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0) return;
-    Add(Kind::Leftover, left.path(), 0, "left behind by a process that was killed");
+    struct stat folder {};
+    const bool sameOwner = ::fstat(locked.folder.get(), &folder) == 0 && folder.st_uid == entry.st_uid;
+    Add(Kind::Leftover, left.path(), 0,
+        left.Name().starts_with(kLeftoverPrefix) ? "set aside, not removed: no part of the key"
+        : sameOwner                              ? "left behind by a process that was killed"
+                    : "belongs to another user than the key; the next change sets it aside");
   }
 
   std::vector<RegistryFinding>& findings_;

@@ -26,8 +26,8 @@ struct RegistryFinding {
     Damage,
     /// Something that this user may not read, so that nothing can be said about it.
     Refused,
-    /// What a killed process left behind. It is invisible to every call; the next writer removes it, or moves that of
-    /// another user out of the way.
+    /// What a killed process left behind, or looks like it. It is invisible to every call; the next writer removes it,
+    /// or moves what does not belong to the key's owner out of the way.
     Leftover,
   };
   Kind kind = Kind::Damage;

@@ -23,7 +23,10 @@ namespace {
 namespace fs = std::filesystem;
 using registry::OperazioneRegistro;
 using testing::Calls;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using testing::InOrder;
+using ::testing::IsEmpty;
 
 constexpr uid_t kNobody = 65534;
 
@@ -314,6 +317,48 @@ TEST_F(RegistryRights, RootOfAnotherUserThatWasMadeByHand_CanBeReadBeforeItHasFi
   testing::WriteFile(Root() / "%lock", "");
   SetMode(Root() / "%lock", 0600);
   EXPECT_EQ(answer(), "0 2 259 259 5 5") << "a lock of its owner's own";
+}
+
+// The owner of a folder may rename what lies in it, also a key of root's that he can neither read nor write.
+TEST_F(RegistryRights, KeyOfAnotherUserUnderAReservedName_IsSetAsideWithAllThatIsInIt) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";
+  using Call = std::function<Status(const Calls&)>;
+  const Call set = [](const Calls& calls) { return calls.Set("k"_ansi, "v"_ansi, "new"); };
+  const Call create = [](const Calls& calls) { return calls.Create("k\\made"_ansi); };
+  const Call remove = [](const Calls& calls) { return calls.Delete("k\\doomed"_ansi); };
+  for (const char* name : {"%gone", "%make"}) {
+    int number = 0;
+    for (const Call& call : {set, create, remove}) {
+      SCOPED_TRACE(name + std::string(" ") + std::to_string(++number));
+      testing::StoredRegistry stored;
+      const Calls calls = stored.calls();
+      ASSERT_EQ(calls.Create("k\\secret"_ansi), kSuccess);
+      ASSERT_EQ(calls.Create("k\\doomed"_ansi), kSuccess);
+      ASSERT_EQ(calls.Set("k\\secret"_ansi, "v"_ansi, "kept"), kSuccess);
+      ASSERT_EQ(::chown(stored.Key("k").c_str(), kNobody, kNobody), 0);
+      fs::rename(stored.Key("k/secret"), stored.Key("k") / name);
+      EXPECT_THAT(stored.Findings(),
+                  ElementsAre("leftover:HKEY_LOCAL_MACHINE/k/" + std::string(name) +
+                              ":0: belongs to another user than the key; the next change sets it aside"));
+      EXPECT_EQ(call(calls), kSuccess);
+      fs::path aside;
+      for (const auto& entry : fs::directory_iterator(stored.Key("k"))) {
+        if (entry.path().filename().string().starts_with("%left-")) aside = entry.path();
+      }
+      // A deletion leaves alone what is not in its way.
+      if (fs::exists(stored.Key("k") / name)) {
+        EXPECT_TRUE(name == std::string("%make") && number == 3);
+        aside = stored.Key("k") / name;
+      } else {
+        EXPECT_THAT(stored.Findings(), ElementsAre(HasSubstr("set aside, not removed: no part of the key")));
+      }
+      ASSERT_NE(aside, "") << "it is gone";
+      fs::rename(aside, stored.Key("k/secret"));
+      EXPECT_EQ(calls.Get("k\\secret"_ansi, "v"_ansi), "kept");
+      EXPECT_EQ(calls.Set("k\\secret"_ansi, "v"_ansi, "new"), kSuccess);
+      EXPECT_THAT(stored.Findings(), IsEmpty());
+    }
+  }
 }
 
 }  // namespace
