@@ -136,7 +136,7 @@ void AskForModule() {
 const Text& TraceFile() {
   static const Text path = [] {
     Text folder;
-    Require(nerio::platform::ThisHost().module.Folder(folder) == 0, "no folder");
+    Require(nerio::platform::ThisHost().module.Folder(folder) == nerio::platform::SystemStatus{}, "no folder");
     return folder + u"\\Nerio.log";
   }();
   return path;
