@@ -12,6 +12,7 @@ set(NERIO_PUBLIC_HEADERS
   nerio/platform/status.h
   nerio/platform/xml_dom.h
   nerio/registry/cregistry.h
+  nerio/registry/in_out.h
   nerio/support/base64.h
   nerio/support/build_path.h
   nerio/support/component_errors.h

@@ -8,16 +8,23 @@
 #include "nerio/types/ansi_text.h"
 #include "nerio/types/visibility.h"
 
+// A macro of Xlib.h is set aside here and is as before after this header.
+#pragma push_macro("Status")
+#undef Status
+
 namespace nerio::platform {
 
 /// Names a predefined root or an open key. 32 bits on every host.
 using KeyHandle = std::uint32_t;
 
-constexpr KeyHandle kHkeyClassesRoot = 0x80000000;
-constexpr KeyHandle kHkeyCurrentUser = 0x80000001;
-constexpr KeyHandle kHkeyLocalMachine = 0x80000002;
-constexpr KeyHandle kHkeyUsers = 0x80000003;
-constexpr KeyHandle kHkeyCurrentConfig = 0x80000005;
+/// The predefined roots, each a `KeyHandle`.
+enum PredefinedRoot : KeyHandle {
+  kHkeyClassesRoot = 0x80000000,
+  kHkeyCurrentUser = 0x80000001,
+  kHkeyLocalMachine = 0x80000002,
+  kHkeyUsers = 0x80000003,
+  kHkeyCurrentConfig = 0x80000005,
+};
 
 constexpr std::uint32_t kRegNone = 0;
 constexpr std::uint32_t kRegSz = 1;
@@ -115,3 +122,5 @@ class NERIO_PUBLIC RegistryApi {
 };
 
 }  // namespace nerio::platform
+
+#pragma pop_macro("Status")

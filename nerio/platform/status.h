@@ -2,6 +2,10 @@
 
 #include <cstdint>
 
+// A macro of Xlib.h is set aside here and is as before after this header.
+#pragma push_macro("Status")
+#undef Status
+
 namespace nerio::platform {
 
 /// A return code of the registry, the same number on every host: 0 is success, everything else failure.
@@ -26,3 +30,5 @@ constexpr std::int32_t NumberOf(SystemStatus status) noexcept { return static_ca
 constexpr std::int32_t NumberOf(AutomationStatus status) noexcept { return static_cast<std::int32_t>(status); }
 
 }  // namespace nerio::platform
+
+#pragma pop_macro("Status")

@@ -29,33 +29,27 @@ void CRegistry::RitornaErrori(Boolean lValore) { ritornaErrori_ = lValore; }
 
 Boolean CRegistry::RitornaErrori() const { return ritornaErrori_; }
 
-Boolean CRegistry::CreaRamo(TextView sRamo) {
-  Text sCaption;
-  return CreaRamo(sRamo, sCaption);
-}
-
-Boolean CRegistry::CreaRamo(TextView sRamo, Text& sCaption) {
+Boolean CRegistry::CreaRamo(TextView sRamo, TextInOut sCaption) {
   const Text path(sRamo);  // sRamo may view sCaption
-  if (sCaption.empty()) sCaption = u"Crea Ramo";
+  Text own;
+  Text& caption = sCaption.In(own);
+  if (caption.empty()) caption = u"Crea Ramo";
   Text unused;
   if (Perform(registry::opVerificaChiave, kHkeyLocalMachine, path, {}, unused)) return True;
   if (Perform(registry::opCreaChiave, kHkeyLocalMachine, path, {}, unused)) return True;
-  Raise(registry::kErrCreateBranch, sCaption, MessaggioErrore(registry::kErrCreateBranch) + u" " + path);
+  Raise(registry::kErrCreateBranch, caption, MessaggioErrore(registry::kErrCreateBranch) + u" " + path);
   return False;
 }
 
-Boolean CRegistry::CancellaRamo(TextView sRamo) {
-  Text sCaption;
-  return CancellaRamo(sRamo, sCaption);
-}
-
-Boolean CRegistry::CancellaRamo(TextView sRamo, Text& sCaption) {
+Boolean CRegistry::CancellaRamo(TextView sRamo, TextInOut sCaption) {
   const Text path(sRamo);  // sRamo may view sCaption
-  if (sCaption.empty()) sCaption = u"Cancella Ramo";
+  Text own;
+  Text& caption = sCaption.In(own);
+  if (caption.empty()) caption = u"Cancella Ramo";
   Text unused;
   if (Perform(registry::opCancellaChiave, kHkeyLocalMachine, path, {}, unused)) return True;
   // The message is that of a creation, deliberately.
-  Raise(registry::kErrCreateBranch, sCaption, MessaggioErrore(registry::kErrCreateBranch) + u" " + path);
+  Raise(registry::kErrCreateBranch, caption, MessaggioErrore(registry::kErrCreateBranch) + u" " + path);
   return False;
 }
 
@@ -68,54 +62,37 @@ Text CRegistry::LeggiRegistro(TextView sChiave, TextView sDefault) {
   return Text(sDefault);
 }
 
-Text CRegistry::LeggiRegistroEx(TextView sChiave) {
-  KeyHandle eHKEYRoot = kHkeyLocalMachine;
-  return LeggiRegistroEx(sChiave, eHKEYRoot);
-}
-
-Text CRegistry::LeggiRegistroEx(TextView sChiave, KeyHandle& eHKEYRoot) {
-  Text sRamoLavoro;
-  return LeggiRegistroEx(sChiave, eHKEYRoot, sRamoLavoro);
-}
-
-Text CRegistry::LeggiRegistroEx(TextView sChiave, KeyHandle& eHKEYRoot, Text& sRamoLavoro, TextView sDefault) {
+Text CRegistry::LeggiRegistroEx(TextView sChiave, RootInOut eHKEYRoot, TextInOut sRamoLavoro, TextView sDefault) {
   const Text name(sChiave);  // sChiave and sDefault may view sRamoLavoro
   Text otherwise(sDefault);
-  if (sRamoLavoro.empty()) sRamoLavoro = RamoLavoro();
-  if (sRamoLavoro.empty()) return {};
+  Text own;
+  Text& branch = sRamoLavoro.In(own);
+  if (branch.empty()) branch = RamoLavoro();
+  if (branch.empty()) return {};
   Text value;
-  if (Perform(registry::opLeggiValore, eHKEYRoot, sRamoLavoro, name, value)) return value;
+  if (Perform(registry::opLeggiValore, eHKEYRoot, branch, name, value)) return value;
   return otherwise;
 }
 
-Text CRegistry::ScriviRegistroEx(TextView sChiave, TextView sValore) {
-  KeyHandle eHKEYRoot = kHkeyLocalMachine;
-  return ScriviRegistroEx(sChiave, sValore, eHKEYRoot);
-}
-
-Text CRegistry::ScriviRegistroEx(TextView sChiave, TextView sValore, KeyHandle& eHKEYRoot) {
-  Text sRamoLavoro;
-  return ScriviRegistroEx(sChiave, sValore, eHKEYRoot, sRamoLavoro);
-}
-
-Text CRegistry::ScriviRegistroEx(TextView sChiave, TextView sValore, KeyHandle& eHKEYRoot, Text& sRamoLavoro) {
+Text CRegistry::ScriviRegistroEx(TextView sChiave, TextView sValore, RootInOut eHKEYRoot, TextInOut sRamoLavoro) {
   const Text name(sChiave);  // sChiave and sValore may view sRamoLavoro
   Text value(sValore);
-  if (sRamoLavoro.empty()) sRamoLavoro = RamoLavoro();
-  if (sRamoLavoro.empty()) return Text(TextOf(False));
+  Text own;
+  Text& branch = sRamoLavoro.In(own);
+  if (branch.empty()) branch = RamoLavoro();
+  if (branch.empty()) return Text(TextOf(False));
 
   // The chain is created below HKEY_LOCAL_MACHINE whatever eHKEYRoot says, deliberately.
   Text chain;
-  for (std::size_t start = 0; start <= sRamoLavoro.size();) {
-    const std::size_t end = std::min(sRamoLavoro.find(kSeparator, start), sRamoLavoro.size());
+  for (std::size_t start = 0; start <= branch.size();) {
+    const std::size_t end = std::min(branch.find(kSeparator, start), branch.size());
     if (!chain.empty()) chain += kSeparator;
-    chain.append(sRamoLavoro, start, end - start);
-    Text sCaption = u"ScriviRegistro";
-    if (CreaRamo(chain, sCaption) == False) return Text(TextOf(False));
+    chain.append(branch, start, end - start);
+    if (CreaRamo(chain, u"ScriviRegistro") == False) return Text(TextOf(False));
     start = end + 1;
   }
 
-  if (Perform(registry::opScriviValore, eHKEYRoot, sRamoLavoro, name, value)) return Text(TextOf(True));
+  if (Perform(registry::opScriviValore, eHKEYRoot, branch, name, value)) return Text(TextOf(True));
   Raise(registry::kErrStoreValue, u"ScriviRegistro",
         MessaggioErrore(registry::kErrStoreValue) + u" nella chiave '" + name + u"'");
   // Not the text of False: that says that the branch is missing, deliberately kept apart.
@@ -137,12 +114,7 @@ Boolean CRegistry::VerificaRamo(TextView sRamo) {
   return ToBoolean(VerificaRamoEx(sRamo) == False);
 }
 
-Boolean CRegistry::VerificaRamoEx(TextView sRamo) {
-  KeyHandle eHKEYRoot = kHkeyLocalMachine;
-  return VerificaRamoEx(sRamo, eHKEYRoot);
-}
-
-Boolean CRegistry::VerificaRamoEx(TextView sRamo, KeyHandle& eHKEYRoot) {
+Boolean CRegistry::VerificaRamoEx(TextView sRamo, RootInOut eHKEYRoot) {
   Text unused;
   return ToBoolean(Perform(registry::opVerificaChiave, eHKEYRoot, Text(sRamo), {}, unused));
 }

@@ -4,6 +4,7 @@
 
 #include "nerio/platform/host.h"
 #include "nerio/platform/registry_api.h"
+#include "nerio/registry/in_out.h"
 #include "nerio/types/boolean.h"
 #include "nerio/types/error.h"
 #include "nerio/types/text.h"
@@ -28,9 +29,9 @@ namespace nerio {
 /// Every key is opened with one access mask, `registry::REGISTRY_ACCESS`, also to be read or tested: where one of its
 /// rights is missing, the key cannot be used at all.
 ///
-/// Each form with fewer parameters stands for the optional ones with their defaults. Parameters by reference are the
-/// caller's own variables; operations write into them where they say so, also when they fail or raise afterwards. One
-/// variable may be passed for two parameters: the operation works on what the others held when it was called.
+/// An in/out parameter takes the caller's own variable, and operations write into it where they say so, also when they
+/// fail or raise afterwards; a literal or another value without a name does as well, see `in_out.h`. One variable may be
+/// passed for two parameters: the operation works on what the others held when it was called.
 ///
 /// An object belongs to the thread that uses it. It keeps no handle between calls and holds nothing to clean up; the
 /// host's services outlive it.
@@ -55,16 +56,14 @@ class NERIO_PUBLIC CRegistry {
   /// @return True when the key is there, created or found; False when it could not be created. A handle of a key that
   ///   was created stays open, deliberately.
   /// @throws Error 1, source `sCaption`, "Errore durante la creazione del ramo" + blank + `sRamo`, instead of False.
-  Boolean CreaRamo(TextView sRamo);
-  Boolean CreaRamo(TextView sRamo, Text& sCaption);
+  Boolean CreaRamo(TextView sRamo, TextInOut sCaption = Text());
 
   /// Deletes the key `sRamo` below HKEY_LOCAL_MACHINE. A key with subkeys is refused; nothing is deleted recursively.
   /// @param[in,out] sCaption the source of the error. Empty: it becomes "Cancella Ramo", in the caller's variable too.
   /// @return True when the key was deleted, False when it was not there or could not be deleted.
   /// @throws Error 1, source `sCaption`, with the message of a creation, deliberately: "Errore durante la creazione del
   ///   ramo" + blank + `sRamo`, instead of False.
-  Boolean CancellaRamo(TextView sRamo);
-  Boolean CancellaRamo(TextView sRamo, Text& sCaption);
+  Boolean CancellaRamo(TextView sRamo, TextInOut sCaption = Text());
 
   /// Reads a value of the work branch, below HKEY_LOCAL_MACHINE, as text.
   /// @return the text, without any NUL in it; `sDefault` when the value or the branch is missing, cannot be opened, or
@@ -76,9 +75,8 @@ class NERIO_PUBLIC CRegistry {
   /// @param[in,out] sRamoLavoro the branch. Empty: it becomes the work branch, in the caller's variable too.
   /// @return the text; `sDefault` when value or branch cannot be read; the empty text when there is no branch at all.
   /// @throws Error 0, source "RamoLavoro", when `sRamoLavoro` is empty and there is no work branch.
-  Text LeggiRegistroEx(TextView sChiave);
-  Text LeggiRegistroEx(TextView sChiave, platform::KeyHandle& eHKEYRoot);
-  Text LeggiRegistroEx(TextView sChiave, platform::KeyHandle& eHKEYRoot, Text& sRamoLavoro, TextView sDefault = {});
+  Text LeggiRegistroEx(TextView sChiave, RootInOut eHKEYRoot = platform::kHkeyLocalMachine,
+                       TextInOut sRamoLavoro = Text(), TextView sDefault = {});
 
   /// Writes a text as a value (REG_SZ without terminator) below any root. First every level of the branch is created
   /// with `CreaRamo` below HKEY_LOCAL_MACHINE, whatever `eHKEYRoot` says, deliberately: below another root the write
@@ -90,9 +88,8 @@ class NERIO_PUBLIC CRegistry {
   /// @throws Error 0, source "RamoLavoro", when `sRamoLavoro` is empty and there is no work branch; Error 1, source
   ///   "ScriviRegistro", as `CreaRamo`, when a level could not be created; Error 4, source "ScriviRegistro", "Errore
   ///   durante la memorizzazione del valore nella chiave '" + `sChiave` + "'", when the write failed.
-  Text ScriviRegistroEx(TextView sChiave, TextView sValore);
-  Text ScriviRegistroEx(TextView sChiave, TextView sValore, platform::KeyHandle& eHKEYRoot);
-  Text ScriviRegistroEx(TextView sChiave, TextView sValore, platform::KeyHandle& eHKEYRoot, Text& sRamoLavoro);
+  Text ScriviRegistroEx(TextView sChiave, TextView sValore, RootInOut eHKEYRoot = platform::kHkeyLocalMachine,
+                        TextInOut sRamoLavoro = Text());
 
   /// Deletes a value of the work branch, below HKEY_LOCAL_MACHINE.
   /// @return True when it was deleted; False when it was not there, could not be deleted, or there is no work branch.
@@ -107,8 +104,7 @@ class NERIO_PUBLIC CRegistry {
 
   /// Tests whether the key `sRamo` below any root is there. Raises nothing.
   /// @return True when it opens, False otherwise.
-  Boolean VerificaRamoEx(TextView sRamo);
-  Boolean VerificaRamoEx(TextView sRamo, platform::KeyHandle& eHKEYRoot);
+  Boolean VerificaRamoEx(TextView sRamo, RootInOut eHKEYRoot = platform::kHkeyLocalMachine);
 
   /// Sets the main branch, unchanged and unchecked. Raises nothing.
   void RamoPrincipale(TextView sValore);
@@ -133,7 +129,7 @@ class NERIO_PUBLIC CRegistry {
   platform::CodePage* codePage_;
   Text ramoPrincipale_;
   Text ramoPredefinito_;
-  Boolean ritornaErrori_ = False;
+  Boolean ritornaErrori_ = kFalse;
 };
 
 }  // namespace nerio

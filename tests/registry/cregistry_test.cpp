@@ -621,6 +621,19 @@ TEST_F(CRegistryTest, ScriviRegistroEx_ViewsIntoTheBranchVariable_AreReadAsTheyW
   EXPECT_EQ(Stored("Primo\\Secondo"_ansi, "Primo"_ansi), "1:5365636F6E646F");
 }
 
+TEST_F(CRegistryTest, InOutParameters_TakeLiteralsAndValuesWithoutAName) {
+  Store("branch"_ansi, "n"_ansi, "Anna", kHkeyCurrentUser);
+  EXPECT_EQ(registry_->LeggiRegistroEx(u"n", kHkeyCurrentUser, u"branch", u"default"), u"Anna");
+  EXPECT_EQ(registry_->LeggiRegistroEx(u"n", KeyHandle{kHkeyCurrentUser}, Text(u"branch")), u"Anna");
+  EXPECT_EQ(registry_->LeggiRegistroEx(u"manca", kHkeyCurrentUser, TextView(u"branchX", 6), u"default"), u"default");
+  EXPECT_EQ(registry_->VerificaRamoEx(u"branch", kHkeyCurrentUser), True);
+
+  registry_->RitornaErrori(True);
+  const TextView message = u"Errore durante la creazione del ramo x";
+  ExpectRaised([&] { registry_->CancellaRamo(u"x", u"caption"); }, 1, u"caption", message);
+  ExpectRaised([&] { registry_->CancellaRamo(u"x", Text()); }, 1, u"Cancella Ramo", message);
+}
+
 TEST_F(CRegistryTest, Properties_TakeAViewOfThemselves) {
   registry_->RamoPrincipale(TextView(registry_->RamoPrincipale()).substr(9));
   EXPECT_EQ(registry_->RamoPrincipale(), u"Nerio");
