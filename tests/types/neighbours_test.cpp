@@ -26,7 +26,7 @@ TEST(Neighbours, MacrosAreAsBeforeAndBothTruthValuesHaveNamesOfTheirOwn) {
   constexpr Status status = 7;  // int
   static_assert(sizeof status == sizeof(int));
 #ifdef _WIN32
-  static_assert(max(1, 2) == 2);
+  static_assert(DELETE == 0x10000);
 #endif
   nerio::Boolean value = nerio::kTrue;
   EXPECT_EQ(static_cast<int>(value), -1);
