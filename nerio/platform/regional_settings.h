@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "nerio/platform/status.h"
 #include "nerio/types/date.h"
 #include "nerio/types/text.h"
@@ -9,13 +7,6 @@
 #include "nerio/types/visibility.h"
 
 namespace nerio::platform {
-
-/// The one failure of reading a text as a date (DISP_E_TYPEMISMATCH).
-constexpr AutomationStatus kTypeMismatch{static_cast<std::int32_t>(0x80020005u)};
-/// A date whose days lie outside what can be written (E_INVALIDARG).
-constexpr AutomationStatus kInvalidArgument{static_cast<std::int32_t>(0x80070057u)};
-/// No memory was left for the result (E_OUTOFMEMORY).
-constexpr AutomationStatus kOutOfMemory{static_cast<std::int32_t>(0x8007000Eu)};
 
 /// Converts between text, dates and numbers under the user's regional settings, one native conversion per call (the
 /// VarDateFromStr family, flags 0). The same settings serve every call, so that a date's text reads back. Nothing

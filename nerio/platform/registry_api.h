@@ -47,20 +47,6 @@ constexpr std::uint32_t kRegOptionNonVolatile = 0;
 constexpr std::uint32_t kRegCreatedNewKey = 1;
 constexpr std::uint32_t kRegOpenedExistingKey = 2;
 
-// The registry's return codes are the same numbers on every host.
-constexpr Status kFileNotFound{2};
-constexpr Status kAccessDenied{5};
-constexpr Status kInvalidHandle{6};
-constexpr Status kNotEnoughMemory{8};
-constexpr Status kInvalidParameter{87};
-constexpr Status kDiskFull{112};
-constexpr Status kBadPathname{161};
-constexpr Status kMoreData{234};
-constexpr Status kNoMoreItems{259};
-constexpr Status kRegistryCorrupt{1015};
-constexpr Status kRegistryIoFailed{1016};
-constexpr Status kKeyDeleted{1018};
-
 /// The security-attributes record that a creation points to, with the native layout's fields. All zero asks for default
 /// security.
 struct SecurityAttributes {

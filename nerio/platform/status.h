@@ -8,20 +8,43 @@
 
 namespace nerio::platform {
 
-/// A return code of the registry, the same number on every host: 0 is success, everything else failure.
-/// `registry_api.h` names the ones that callers tell apart; every other number is possible too.
-enum class Status : std::int32_t {};
-
 /// The number by which the system itself tells why one of its calls failed: errno on Linux, GetLastError on Windows
 /// (for a GUID there, the HRESULT of CoCreateGuid).
 enum class SystemStatus : std::int32_t { kSuccess = 0 };
 
-/// An HRESULT of the conversions between texts and values, the same number on every host: 0 is success, everything else
-/// failure. `regional_settings.h` names some.
-enum class AutomationStatus : std::int32_t { kSuccess = 0 };
+/// An HRESULT of the conversions between texts and values, the same number on every host. Those that have no name here
+/// are possible too.
+enum class AutomationStatus : std::int32_t {
+  kSuccess = 0,
+  /// The one failure of reading a text as a date (DISP_E_TYPEMISMATCH).
+  kTypeMismatch = static_cast<std::int32_t>(0x80020005u),
+  /// A date whose days lie outside what can be written (E_INVALIDARG).
+  kInvalidArgument = static_cast<std::int32_t>(0x80070057u),
+  /// No memory was left for the result (E_OUTOFMEMORY).
+  kOutOfMemory = static_cast<std::int32_t>(0x8007000Eu),
+};
+using AutomationStatus::kInvalidArgument;
+using AutomationStatus::kOutOfMemory;
+using AutomationStatus::kTypeMismatch;
 
-/// The registry's own success; the other two spell theirs out, as in `SystemStatus::kSuccess`.
-constexpr Status kSuccess{0};
+/// A return code of the registry, the same number on every host. Those that have no name here are possible too.
+enum class Status : std::int32_t {
+  kSuccess = 0,
+  kFileNotFound = 2,
+  kAccessDenied = 5,
+  kInvalidHandle = 6,
+  kNotEnoughMemory = 8,
+  kInvalidParameter = 87,
+  kDiskFull = 112,
+  kBadPathname = 161,
+  kMoreData = 234,
+  kNoMoreItems = 259,
+  kRegistryCorrupt = 1015,
+  kRegistryIoFailed = 1016,
+  kKeyDeleted = 1018,
+};
+// The registry's names are used without the type's; `kSuccess` of the other two is spelt out with it.
+using enum Status;
 
 /// Returns the plain number of a status, to be shown or to be carried by an `Error`. There is no other way from one of
 /// the three number spaces to a number, and none from one to another.

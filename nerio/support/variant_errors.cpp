@@ -16,12 +16,12 @@ Error OverflowError() { return VariantError(kErrOverflow, u"Overflow"); }
 Error InvalidUseOfNullError() { return VariantError(kErrInvalidUseOfNull, u"Utilizzo non valido di Null"); }
 
 Error FailedConversionError(platform::AutomationStatus status) {
-  switch (NumberOf(status)) {
-    case NumberOf(platform::kTypeMismatch):
+  switch (status) {
+    case platform::kTypeMismatch:
       return VariantError(NumberOf(status), u"Tipo non corrispondente");
-    case NumberOf(platform::kInvalidArgument):
+    case platform::kInvalidArgument:
       return VariantError(NumberOf(status), u"Parametro non corretto");
-    case NumberOf(platform::kOutOfMemory):
+    case platform::kOutOfMemory:
       return VariantError(NumberOf(status), u"Memoria esaurita");
     default:
       return VariantError(NumberOf(status), u"Errore di automazione");

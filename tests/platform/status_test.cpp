@@ -33,6 +33,25 @@ TEST(NumberOf, GivesTheNumberOfEachSpace) {
   EXPECT_EQ(NumberOf(kTypeMismatch), std::numeric_limits<std::int32_t>::min() + 0x20005);
 }
 
+// A switch over named ones is a usual thing, and no compiler warns about it.
+int Turn(Status status) {
+  switch (status) {
+    case kFileNotFound:
+      return 1;
+    case kMoreData:
+      return 2;
+    default:
+      return 0;
+  }
+}
+
+TEST(Statuses, NamedOnesAreCasesOfASwitch) {
+  EXPECT_EQ(Turn(kFileNotFound), 1);
+  EXPECT_EQ(Turn(kMoreData), 2);
+  EXPECT_EQ(Turn(kSuccess), 0);
+  EXPECT_EQ(Turn(Status{4711}), 0);
+}
+
 TEST(Statuses, AreShownAsNumbersWhenAComparisonFails) {
   EXPECT_EQ(::testing::PrintToString(kMoreData), "234");
   EXPECT_EQ(::testing::PrintToString(SystemStatus{2}), "2");
