@@ -1,7 +1,6 @@
 #include "nerio/hosts/portable/xml/xml_content.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <iterator>
 #include <utility>
@@ -12,23 +11,6 @@
 
 namespace nerio::platform::xml {
 namespace {
-
-// The ASCII characters at which copying a piece of a form has to stop and look.
-using StopTable = std::array<std::array<bool, 0x80>, 3>;
-constexpr StopTable MakeStops() {
-  StopTable stops{};
-  for (auto& stop : stops) {
-    for (std::size_t unit = 0; unit < stop.size(); ++unit) stop[unit] = !IsCharacterUnit(static_cast<char16_t>(unit));
-    stop['\r'] = true;
-  }
-  for (const char unit : {'<', '&', ']'})
-    stops[static_cast<std::size_t>(Form::kText)][static_cast<std::size_t>(unit)] = true;
-  for (const char unit : {'<', '&', '\t', '\n'}) {
-    stops[static_cast<std::size_t>(Form::kAttribute)][static_cast<std::size_t>(unit)] = true;
-  }
-  return stops;
-}
-constexpr StopTable kStops = MakeStops();
 
 void StoreCharacter(const char16_t* place, TextView digits, char16_t*& out) {
   const std::uint32_t base = digits.starts_with(u'x') ? 16 : 10;
@@ -74,21 +56,13 @@ const char16_t* StoreReference(const char16_t* place, const char16_t* end, char1
 
 }  // namespace
 
-bool Stops(char16_t unit, Form form) noexcept {
-  return unit < 0x80 ? kStops[static_cast<std::size_t>(form)][unit] : unit >= 0xD800 && !IsCharacterUnit(unit);
-}
-
 void StoreContent(Value& value, TextView piece, Form form) {
-  Tree& tree = *value.tree;
+  // No piece grows: the shortest reference to a pair of surrogates has eight units.
+  value.tree->SetValue(value, piece);
   const char16_t* place = piece.data();
   const char16_t* const end = place + piece.size();
   while (place != end && !Stops(*place, form)) ++place;
-  if (place == end) {
-    tree.SetValue(value, piece);
-    return;
-  }
-  // No piece grows: the shortest reference to a pair of surrogates has eight units. What it becomes may be anything.
-  tree.SetValue(value, piece, false);
+  if (place == end) return;
   char16_t* out = value.units + (place - piece.data());
   while (place != end) {
     const char16_t unit = *place;
@@ -120,7 +94,7 @@ void StoreContent(Value& value, TextView piece, Form form) {
     }
   }
   value.count = static_cast<std::uint32_t>(out - value.units);
-  tree.Memory().ShortenTo(out);
+  value.tree->Memory().ShortenTo(out);
 }
 
 }  // namespace nerio::platform::xml

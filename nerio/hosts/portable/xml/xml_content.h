@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "nerio/hosts/portable/xml/xml_names.h"
 #include "nerio/hosts/portable/xml/xml_tree.h"
 #include "nerio/types/text.h"
 
@@ -15,7 +16,20 @@ enum class Form : std::uint8_t {
 };
 
 /// Tells whether a code unit of a piece may have to be stored in another way than it stands there, or refused.
-bool Stops(char16_t unit, Form form) noexcept;
+constexpr bool Stops(char16_t unit, Form form) noexcept {
+  switch (unit) {
+    case u'<':
+    case u'&':
+      return form != Form::kVerbatim;
+    case u']':
+      return form == Form::kText;
+    case u'\t':
+    case u'\n':
+      return form == Form::kAttribute;
+    default:
+      return unit < 0x20 || (unit >= 0xD800 && !IsCharacterUnit(unit));
+  }
+}
 
 /// Gives a value its text from a piece of the document. Throws a `Failure` where the piece is not well-formed, and
 /// std::bad_alloc.

@@ -173,16 +173,14 @@ void PortableXmlDom::PutText(XmlObject* node, TextView text) {
   Node& target = TakeNode(node);
   if (target.kind == Kind::kDocument) Raise(kErrDomFailure, u"a document has no text of its own");
   Element* const element = xml::AsElement(&target);
-  // A text with a NUL is not plain.
   if (element != nullptr && !text.empty() && TypeOf(target) == TypedAs::kBase64 && PutPlainBase64(*element, text))
     return;
-  const bool plain = xml::IsPlain(text);
-  if (!plain) text = UpToNul(text);
+  text = UpToNul(text);
   if (element != nullptr && text.empty()) {
     Tree::DetachChildren(*element);
   } else {
     Value& value = element != nullptr ? target.tree->MakeOnlyText(*element) : static_cast<Value&>(target);
-    target.tree->SetValue(value, text, plain);
+    target.tree->SetValue(value, text);
   }
 }
 

@@ -108,12 +108,6 @@ bool IsNameWithoutColon(TextView text) noexcept {
          std::all_of(text.begin(), text.end(), [](char16_t unit) { return IsNameUnit(unit) && unit != u':'; });
 }
 
-bool IsPlain(TextView text) noexcept {
-  return std::all_of(text.begin(), text.end(), [](char16_t unit) {
-    return unit >= 0x20 && unit < 0xD800 && unit != u'&' && unit != u'<' && unit != u'>' && unit != u'"';
-  });
-}
-
 bool EqualInAnyCase(TextView left, TextView right) noexcept {
   const auto lower = [](char16_t unit) { return unit >= u'A' && unit <= u'Z' ? unit + 0x20 : unit + 0; };
   return std::equal(left.begin(), left.end(), right.begin(), right.end(),

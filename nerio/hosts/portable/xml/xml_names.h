@@ -21,11 +21,6 @@ bool IsName(TextView text) noexcept;
 /// Tells whether a text is a name of Namespaces in XML 1.0 without a prefix: a Name without a colon.
 bool IsNameWithoutColon(TextView text) noexcept;
 
-/// Tells whether nothing in a text is written in a special way as XML, as a text or as the value of an attribute: no
-/// markup, control character, surrogate or non-character. A text with a NUL is not plain. Some texts that could be
-/// written as they are, such as those with pairs of surrogates, count as not plain.
-bool IsPlain(TextView text) noexcept;
-
 /// Views a text up to its first NUL.
 inline TextView UpToNul(TextView text) noexcept { return text.substr(0, text.find(u'\0')); }
 

@@ -111,13 +111,12 @@ void Tree::Join(Tree& other) noexcept {
   leader.lastJoined_ = joined.lastJoined_;
 }
 
-void Tree::SetValue(Value& value, TextView text, bool plain) {
+void Tree::SetValue(Value& value, TextView text) {
   if (text.size() > value.count) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max() / sizeof(char16_t)) throw std::bad_alloc();
     value.units = arena_.MakeUnits(text.size());
   }
   value.count = static_cast<std::uint32_t>(text.size());
-  value.plain = plain;
   text.copy(value.units, text.size());
 }
 

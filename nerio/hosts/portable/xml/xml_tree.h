@@ -31,7 +31,6 @@ enum class Kind : std::uint8_t {
 struct Node {
   Tree* tree = nullptr;
   Kind kind = Kind::kDocument;
-  bool plain = false;          ///< a value: nothing in its text is written otherwise than it is, wherever it stands
   std::uint8_t notedType = 0;  ///< an element: its data type where no attribute says so yet; see xml_types.h
   std::uint32_t count = 0;     ///< code units of a value, bytes of a text kept as such, attributes of an element
   Node* parent = nullptr;      ///< the element of an attribute; null while the node is detached
@@ -154,9 +153,7 @@ class Tree {
   Value* MakeValue(Kind kind) { return MakeNode<Value>(kind); }
 
   /// Gives a value its text.
-  /// @param plain what `IsPlain` says of it; without a need to know it sooner, leave it out.
-  void SetValue(Value& value, TextView text) { SetValue(value, text, IsPlain(text)); }
-  void SetValue(Value& value, TextView text, bool plain);
+  void SetValue(Value& value, TextView text);
   /// Returns the text node that is the only child of an element, in place of the children before if need be.
   Value& MakeOnlyText(Element& element);
   /// Makes a text that is kept as bytes, which lie in this tree's memory, the only child of an element.

@@ -1,7 +1,6 @@
 #include "nerio/hosts/portable/xml/xml_writer.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -14,57 +13,21 @@
 namespace nerio::platform::xml {
 namespace {
 
-// Counts what would be written.
-class Counter {
- public:
-  template <typename... Pieces>
-  void Put(const Pieces&... pieces) {
-    length_ += (TextView(pieces).size() + ...);
-  }
-  void PutBase64(std::span<const std::uint8_t> bytes) { length_ += Base64Length(bytes.size()); }
-  std::size_t Length() const { return length_; }
-
- private:
-  std::size_t length_ = 0;
-};
-
-// Writes to a text that has room for all.
-class Output {
- public:
-  explicit Output(Text& text) : text_(text) {}
-
-  // Writes the pieces one after the other.
-  template <typename... Pieces>
-  void Put(const Pieces&... pieces) {
-    (text_.append(TextView(pieces)), ...);
-  }
-  void PutBase64(std::span<const std::uint8_t> bytes) { text_ += Base64Of(bytes); }
-
- private:
-  Text& text_;
-};
-
 enum class Place : std::uint8_t { kText, kAttribute, kVerbatim };
 
-// The ASCII characters that are not written as they are.
-using ChangeTable = std::array<std::array<bool, 0x80>, 3>;
-constexpr ChangeTable MakeChanges() {
-  ChangeTable changes{};
-  for (auto& change : changes) {
-    for (std::size_t unit = 0; unit < 0x20; ++unit) change[unit] = unit != '\t';
-  }
-  for (const char unit : {'&', '<', '>'}) {
-    changes[static_cast<std::size_t>(Place::kText)][static_cast<std::size_t>(unit)] = true;
-    changes[static_cast<std::size_t>(Place::kAttribute)][static_cast<std::size_t>(unit)] = true;
-  }
-  changes[static_cast<std::size_t>(Place::kAttribute)]['"'] = true;
-  changes[static_cast<std::size_t>(Place::kAttribute)]['\t'] = true;
-  return changes;
-}
-constexpr ChangeTable kChanges = MakeChanges();
-
+// Tells whether a unit may not be written as it is.
 bool Changes(char16_t unit, Place place) {
-  return unit < 0x80 ? kChanges[static_cast<std::size_t>(place)][unit] : unit >= 0xD800 && !IsCharacterUnit(unit);
+  switch (unit) {
+    case u'&':
+    case u'<':
+    case u'>':
+      return place != Place::kVerbatim;
+    case u'"':
+    case u'\t':
+      return place == Place::kAttribute;
+    default:
+      return unit < 0x20 || (unit >= 0xD800 && !IsCharacterUnit(unit));
+  }
 }
 
 // What is written for a unit that is not written as it is.
@@ -89,13 +52,7 @@ TextView Replacement(char16_t unit, Place place) {
   }
 }
 
-template <typename Sink>
-void PutEscaped(Sink& sink, const Value& value, Place place) {
-  const TextView text = value.View();
-  if (value.plain) {
-    sink.Put(text);
-    return;
-  }
+void AppendEscaped(Text& xml, TextView text, Place place) {
   std::size_t start = 0;  // of what is not written yet
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (!Changes(text[i], place)) continue;
@@ -103,17 +60,15 @@ void PutEscaped(Sink& sink, const Value& value, Place place) {
       ++i;
       continue;
     }
-    sink.Put(text.substr(start, i - start));
-    sink.Put(Replacement(text[i], place));
+    xml.append(text, start, i - start).append(Replacement(text[i], place));
     start = i + 1;
   }
-  sink.Put(text.substr(start));
+  xml.append(text, start);
 }
 
-template <typename Sink>
 class Writer {
  public:
-  explicit Writer(Sink& sink) : sink_(sink) {}
+  explicit Writer(Text& xml) : xml_(xml) {}
 
   void WriteTree(Node& top) {
     Node* node = &top;
@@ -128,7 +83,7 @@ class Writer {
       for (;; node = node->parent) {
         Close(*node);
         if (node == &top) return;
-        if (node->parent->kind == Kind::kDocument) sink_.Put(u"\r\n");
+        if (node->parent->kind == Kind::kDocument) xml_ += u"\r\n";
         if (node->next != nullptr) break;
       }
       node = node->next;
@@ -138,7 +93,7 @@ class Writer {
  private:
   // The ">" of a start tag is written when something follows it.
   void EndStartTag() {
-    if (inStartTag_) sink_.Put(u">");
+    if (inStartTag_) xml_ += u'>';
     inStartTag_ = false;
   }
 
@@ -158,7 +113,7 @@ class Writer {
         break;
       case Kind::kBytesText:
         EndStartTag();
-        sink_.PutBase64(static_cast<BytesText&>(node).View());
+        xml_ += Base64Of(static_cast<BytesText&>(node).View());
         break;
       case Kind::kCData:
         Put(u"<![CDATA[", static_cast<Value&>(node), u"]]>");
@@ -171,9 +126,8 @@ class Writer {
         break;
       case Kind::kInstruction:
         EndStartTag();
-        sink_.Put(u"<?");
-        sink_.Put(static_cast<NamedValue&>(node).name->View());
-        if (node.count != 0) sink_.Put(u" ");
+        xml_.append(u"<?").append(static_cast<NamedValue&>(node).name->View());
+        if (node.count != 0) xml_ += u' ';
         Put({}, static_cast<Value&>(node), u"?>");
         break;
     }
@@ -183,31 +137,27 @@ class Writer {
     const Element* const element = AsElement(&node);
     if (element == nullptr) return;
     if (inStartTag_) {
-      sink_.Put(u"/>");
+      xml_ += u"/>";
       inStartTag_ = false;
     } else {
-      sink_.Put(u"</", element->name->View(), u">");
+      xml_.append(u"</").append(element->name->View()) += u'>';
     }
   }
 
   void OpenElement(Element& element) {
     ShowDataType(element);
-    sink_.Put(u"<", element.name->View());
+    (xml_ += u'<').append(element.name->View());
     for (const Node* attribute = element.attributes.first; attribute != nullptr; attribute = attribute->next) {
-      sink_.Put(u" ");
+      xml_ += u' ';
       PutAttribute(static_cast<const NamedValue&>(*attribute));
     }
     inStartTag_ = true;
   }
 
   void PutAttribute(const NamedValue& attribute) {
-    if (attribute.plain) {
-      sink_.Put(attribute.name->View(), u"=\"", attribute.View(), u"\"");
-      return;
-    }
-    sink_.Put(attribute.name->View(), u"=\"");
-    PutEscaped(sink_, attribute, Place::kAttribute);
-    sink_.Put(u"\"");
+    xml_.append(attribute.name->View()).append(u"=\"");
+    AppendEscaped(xml_, attribute.View(), Place::kAttribute);
+    xml_ += u'"';
   }
 
   void OpenText(const Value& text) {
@@ -215,30 +165,44 @@ class Writer {
     const TextView units = text.View();
     if (std::all_of(units.begin(), units.end(), [](char16_t unit) { return unit < 0x20 && !IsBlank(unit); })) return;
     EndStartTag();
-    PutEscaped(sink_, text, Place::kText);
+    AppendEscaped(xml_, units, Place::kText);
   }
 
   void Put(TextView before, const Value& content, TextView after) {
     EndStartTag();
-    sink_.Put(before);
-    PutEscaped(sink_, content, Place::kVerbatim);
-    sink_.Put(after);
+    xml_ += before;
+    AppendEscaped(xml_, content.View(), Place::kVerbatim);
+    xml_ += after;
   }
 
-  Sink& sink_;
+  Text& xml_;
   bool inStartTag_ = false;
 };
+
+// The length of what is written of a node and all below it, or somewhat more, as long as nothing is escaped. Growing on
+// the way would take half as much memory again.
+std::size_t RoomFor(Node& top) {
+  constexpr std::size_t kMarkup = 12;  // that of a CDATA section; no other node has more
+  std::size_t room = 0;
+  for (Node* node = &top; node != nullptr; node = Following(node, &top)) {
+    const Element* const element = AsElement(node);
+    room += kMarkup + (node->kind == Kind::kBytesText ? Base64Length(node->count) : node->count);
+    if (element == nullptr) continue;
+    room += 2 * element->name->length;
+    for (const Node* each = element->attributes.first; each != nullptr; each = each->next) {
+      room += kMarkup + static_cast<const NamedValue*>(each)->name->length + each->count;
+    }
+  }
+  return room;
+}
 
 }  // namespace
 
 Text Write(Node& node) {
-  Counter counter;
-  Writer<Counter>(counter).WriteTree(node);
-  Text text;
-  text.reserve(counter.Length());
-  Output output(text);
-  Writer<Output>(output).WriteTree(node);
-  return text;
+  Text xml;
+  xml.reserve(RoomFor(node));
+  Writer(xml).WriteTree(node);
+  return xml;
 }
 
 }  // namespace nerio::platform::xml

@@ -398,5 +398,30 @@ TEST_F(PortableDom, GetXml_NoncharactersInTexts_AreReplaced) {
   EXPECT_EQ(Xml(element), "<e>a\uFFFDb\uFFFDc😀d\uFFFD\uFFFD</e>");
 }
 
+// Every unit at the beginning, within and at the end of a text and of an attribute's value.
+TEST_F(PortableDom, GetXml_EveryUnit_IsWrittenAsItIsOrAsWhatStandsForIt) {
+  const std::map<char16_t, Text> escapedInBoth = {
+      {u'&', u"&amp;"}, {u'<', u"&lt;"}, {u'>', u"&gt;"}, {u'\r', u"&#13;"}};
+  const std::map<char16_t, Text> escapedInAttributes = {{u'"', u"&quot;"}, {u'\t', u"&#9;"}, {u'\n', u"&#10;"}};
+  const XmlDocument document = NewDocument();
+  const XmlNode element = Element(document, u"e");
+  const XmlNode attribute = Own(dom_.CreateAttribute(document.get(), u"a"));
+  Own(dom_.SetNamedItem(Own(dom_.Attributes(element.get())).get(), attribute.get()));
+  for (std::uint32_t code = 1; code <= 0xFFFF; ++code) {
+    const auto unit = static_cast<char16_t>(code);
+    Text inText(1, unit);
+    if (escapedInBoth.count(unit) != 0) inText = escapedInBoth.at(unit);
+    if (code < 0x20 && inText == Text(1, unit) && unit != u'\t') inText = unit == u'\n' ? u"\r\n" : u"";
+    if ((code >= 0xD800 && code < 0xE000) || code >= 0xFFFE) inText = u"\uFFFD";
+    const Text inAttribute = escapedInAttributes.count(unit) != 0 ? escapedInAttributes.at(unit) : inText;
+    const Text content = unit + Text(u"x") + unit + u"y" + unit;
+    dom_.PutText(element.get(), content);
+    dom_.PutText(attribute.get(), content);
+    const auto written = [](const Text& piece) { return piece + u"x" + piece + u"y" + piece; };
+    ASSERT_EQ(dom_.GetXml(element.get()), u"<e a=\"" + written(inAttribute) + u"\">" + written(inText) + u"</e>")
+        << code;
+  }
+}
+
 }  // namespace
 }  // namespace nerio::platform

@@ -70,20 +70,5 @@ TEST(XmlNames, EqualInAnyCase_OnlyAsciiLetters_AreFolded) {
   EXPECT_FALSE(EqualInAnyCase(u"@", u"`"));
 }
 
-// Every unit at every place of short texts, and of a long one.
-TEST(XmlNames, IsPlain_IsWhatIsWrittenAsItIsAnywhere) {
-  EXPECT_TRUE(IsPlain(u""));
-  for (const std::size_t length : {1u, 2u, 3u, 4u, 5u, 7u, 8u, 9u, 31u}) {
-    for (std::size_t place = 0; place < length; ++place) {
-      Text text(length, u'\u7FFF');
-      for (std::uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
-        text[place] = static_cast<char16_t>(unit);
-        const bool special = unit < 0x20 || unit >= 0xD800 || unit == '&' || unit == '<' || unit == '>' || unit == '"';
-        ASSERT_EQ(IsPlain(text), !special) << length << " " << place << " " << unit;
-      }
-    }
-  }
-}
-
 }  // namespace
 }  // namespace nerio::platform::xml
