@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <vector>
+#include <deque>
 
 #include "fuzz/fuzz_input.h"
 #include "nerio/hosts/portable/regional/regional_settings.h"
@@ -19,8 +19,8 @@ using nerio::platform::BuiltInRegion;
 using nerio::platform::kTypeMismatch;
 using nerio::platform::PortableRegionalSettings;
 
-std::vector<PortableRegionalSettings> MakeSettings() {
-  std::vector<PortableRegionalSettings> settings;
+std::deque<PortableRegionalSettings> MakeSettings() {
+  std::deque<PortableRegionalSettings> settings;
   for (const TextView name : {u"it-IT", u"en-US", u"en-GB", u"de-DE", u"fr-FR", u"sv-SE", u"ja-JP"}) {
     settings.emplace_back(BuiltInRegion(name).value(), [] { return 2023; });
   }
@@ -41,7 +41,7 @@ void RequireSame(PortableRegionalSettings& regional, TextView one, TextView othe
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // The first byte says which region reads and how the rest becomes text.
   if (size == 0) return 0;
-  static std::vector<PortableRegionalSettings> allSettings = MakeSettings();
+  static std::deque<PortableRegionalSettings> allSettings = MakeSettings();
   PortableRegionalSettings& regional = allSettings[data[0] / 2 % allSettings.size()];
   const Text text = nerio::fuzz::TextOf({data + 1, size - 1}, data[0] % 2 != 0);
 

@@ -11,6 +11,7 @@
 #include "nerio/hosts/linux/module_location.h"
 #include "nerio/hosts/linux/regional_settings.h"
 #include "nerio/hosts/linux/store/registry.h"
+#include "nerio/hosts/portable/regional/regional_settings.h"
 #include "nerio/hosts/portable/text/code_page_1252.h"
 #include "nerio/hosts/portable/xml/xml_dom.h"
 
@@ -28,7 +29,7 @@ struct LinuxServices {
   LinuxModuleLocation module;
   LinuxGuidSource guids;
   PortableXmlDom xml;
-  LinuxRegionalSettings regional;
+  PortableRegionalSettings regional{EnvironmentRegion};
 
   Host View() noexcept { return {registry, codePage, files, module, guids, xml, regional}; }
 };

@@ -1,5 +1,4 @@
 #include "nerio/hosts/linux/regional_settings.h"
-#include "nerio/hosts/linux/region_choice.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +10,8 @@
 #include <string>
 #include <tuple>
 
+#include "nerio/hosts/linux/region_choice.h"
+#include "nerio/hosts/portable/regional/regional_settings.h"
 #include "nerio/hosts/portable/text/code_page_1252.h"
 #include "nerio/support/conversions.h"
 #include "nerio/support/variant_text.h"
@@ -31,7 +32,8 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:argz_add_sep
 namespace nerio::testing {
 namespace {
 
-using platform::LinuxRegionalSettings;
+using platform::EnvironmentRegion;
+using platform::PortableRegionalSettings;
 
 using Environment = std::map<std::string, std::string>;
 
@@ -49,7 +51,7 @@ void Enter(const Environment& environment) {
 std::string AnswersUnder(const Environment& environment) {
   return AnswerOfChild([&environment] {
     Enter(environment);
-    LinuxRegionalSettings regional;
+    PortableRegionalSettings regional(EnvironmentRegion);
     FailingFiles files;  // without a trace file
     platform::CodePage1252 codePage;
     const FakeHost fakes{.codePage = &codePage, .files = &files, .module = &files, .regional = &regional};
@@ -167,7 +169,8 @@ TEST(LinuxRegionalSettings, InstalledLocale_GivesItsNamesInWhateverEncoding) {
     return AnswerOfChild([&locale, text] {
       Enter({{"LC_ALL", locale}});
       Date date;
-      return LinuxRegionalSettings().DateFromText(text, date) == platform::AutomationStatus::kSuccess
+      return PortableRegionalSettings(EnvironmentRegion).DateFromText(text, date) ==
+                     platform::AutomationStatus::kSuccess
                  ? std::to_string(date.days)
                  : "none";
     });
@@ -183,11 +186,12 @@ TEST(LinuxRegionalSettings, InstalledLocale_GivesItsNamesInWhateverEncoding) {
 TEST(LinuxRegionalSettings, Environment_IsReadOnTheFirstCallAndThenStays) {
   EXPECT_EQ(AnswerOfChild([] {
               Enter({{"LC_ALL", "de_DE"}});
-              LinuxRegionalSettings regional;
+              PortableRegionalSettings regional(EnvironmentRegion);
               Enter({{"LC_ALL", "en_US"}});
               const Text first = regional.RegionName();
               Enter({{"LC_ALL", "sv_SE"}});
-              return ToUtf8(first + u' ' + regional.RegionName() + u' ' + LinuxRegionalSettings().RegionName());
+              return ToUtf8(first + u' ' + regional.RegionName() + u' ' +
+                            PortableRegionalSettings(EnvironmentRegion).RegionName());
             }),
             "en-US en-US sv-SE");
 }
@@ -195,11 +199,11 @@ TEST(LinuxRegionalSettings, Environment_IsReadOnTheFirstCallAndThenStays) {
 TEST(LinuxRegionalSettings, TheProcessesOwnLocale_IsNeitherAskedNorChanged) {
   EXPECT_EQ(AnswerOfChild([] {
               Enter({{"LC_ALL", "es_ES.UTF-8"}});
-              LinuxRegionalSettings().RegionName();
+              PortableRegionalSettings(EnvironmentRegion).RegionName();
               const std::string before = std::setlocale(LC_ALL, nullptr);
               EXPECT_NE(std::setlocale(LC_ALL, "fi_FI.UTF-8"), nullptr);
               Text text;
-              LinuxRegionalSettings regional;
+              PortableRegionalSettings regional(EnvironmentRegion);
               regional.TextFromDouble(0.5, text);
               return before + ' ' + std::setlocale(LC_ALL, nullptr) + ' ' + ToUtf8(regional.RegionName() + u' ' + text);
             }),
@@ -210,11 +214,11 @@ TEST(LinuxRegionalSettings, TheThreadsOwnLocale_IsLeftAsItIs) {
   EXPECT_EQ(AnswerOfChild([]() -> std::string {
               Enter({{"LC_ALL", "es_ES.UTF-8"}});
               const locale_t global = ::uselocale(nullptr);
-              LinuxRegionalSettings().RegionName();
+              PortableRegionalSettings(EnvironmentRegion).RegionName();
               if (::uselocale(nullptr) != global) return "the thread has a locale of its own";
               const locale_t finnish = ::newlocale(LC_ALL_MASK, "fi_FI.UTF-8", nullptr);
               ::uselocale(finnish);
-              const Text region = LinuxRegionalSettings().RegionName();
+              const Text region = PortableRegionalSettings(EnvironmentRegion).RegionName();
               if (::uselocale(nullptr) != finnish) return "the thread has another locale";
               return ToUtf8(region);
             }),
@@ -249,7 +253,7 @@ std::unique_ptr<platform::RegionalSettings> SettingsUnder(const Environment& env
     if (const char* value = std::getenv(variable)) before[variable] = value;
   }
   Enter(environment);
-  auto settings = std::make_unique<LinuxRegionalSettings>();
+  auto settings = std::make_unique<PortableRegionalSettings>(EnvironmentRegion);
   settings->RegionName();
   for (const char* variable : kVariables) ::unsetenv(variable);
   for (const auto& [variable, value] : before) ::setenv(variable.c_str(), value.c_str(), 1);

@@ -1,9 +1,8 @@
 #include "nerio/hosts/portable/regional/regional_settings.h"
 
 #include <chrono>
-#include <utility>
+#include <new>
 
-#include "nerio/hosts/portable/regional/conversion_status.h"
 #include "nerio/hosts/portable/regional/date_writing.h"
 #include "nerio/hosts/portable/regional/number_writing.h"
 
@@ -14,46 +13,47 @@ std::int32_t CurrentYear() {
   return int{std::chrono::year_month_day{today}.year()};
 }
 
-PortableRegionalSettings::PortableRegionalSettings(RegionalData region, YearClock currentYear)
-    : region_(std::move(region)), reader_(region_, std::move(currentYear)) {}
-
-Text PortableRegionalSettings::RegionName() { return region_.name; }
-
-AutomationStatus PortableRegionalSettings::DateFromText(TextView text, Date& date) {
-  return reader_.Read(text, date) ? AutomationStatus::kSuccess : kTypeMismatch;
+const PortableRegionalSettings::Customs& PortableRegionalSettings::Known() {
+  if (find_ != nullptr) std::call_once(found_, [this] { customs_.emplace(find_(), CurrentYear); });
+  return *customs_;
 }
 
-AutomationStatus PortableRegionalSettings::TextFromDate(Date date, Text& text) {
-  return AnswerConversion(
-      [&] { return WriteDate(region_, date, text) ? AutomationStatus::kSuccess : kInvalidArgument; });
+template <typename Conversion>
+AutomationStatus PortableRegionalSettings::Write(Text& text, Conversion convert) noexcept try {
+  text = convert(Known().region);
+  return AutomationStatus::kSuccess;
+} catch (const std::bad_alloc&) {
+  return kOutOfMemory;
+}
+
+Text PortableRegionalSettings::RegionName() { return Known().region.name; }
+
+AutomationStatus PortableRegionalSettings::DateFromText(TextView text, Date& date) try {
+  return Known().reader.Read(text, date) ? AutomationStatus::kSuccess : kTypeMismatch;
+} catch (const std::bad_alloc&) {
+  return kOutOfMemory;
+}
+
+AutomationStatus PortableRegionalSettings::TextFromDate(Date date, Text& text) try {
+  return WriteDate(Known().region, date, text) ? AutomationStatus::kSuccess : kInvalidArgument;
+} catch (const std::bad_alloc&) {
+  return kOutOfMemory;
 }
 
 AutomationStatus PortableRegionalSettings::TextFromDouble(double value, Text& text) {
-  return AnswerConversion([&] {
-    text = WriteDouble(value, kDoubleDigits, region_.decimalMark);
-    return AutomationStatus::kSuccess;
-  });
+  return Write(text, [=](const auto& region) { return WriteDouble(value, kDoubleDigits, region.decimalMark); });
 }
 
 AutomationStatus PortableRegionalSettings::TextFromSingle(float value, Text& text) {
-  return AnswerConversion([&] {
-    text = WriteDouble(value, kSingleDigits, region_.decimalMark);
-    return AutomationStatus::kSuccess;
-  });
+  return Write(text, [=](const auto& region) { return WriteDouble(value, kSingleDigits, region.decimalMark); });
 }
 
 AutomationStatus PortableRegionalSettings::TextFromCurrency(Currency value, Text& text) {
-  return AnswerConversion([&] {
-    text = WriteCurrency(value, region_.decimalMark);
-    return AutomationStatus::kSuccess;
-  });
+  return Write(text, [=](const auto& region) { return WriteCurrency(value, region.decimalMark); });
 }
 
 AutomationStatus PortableRegionalSettings::TextFromDecimal(Decimal value, Text& text) {
-  return AnswerConversion([&] {
-    text = WriteDecimal(value, region_.decimalMark);
-    return AutomationStatus::kSuccess;
-  });
+  return Write(text, [=](const auto& region) { return WriteDecimal(value, region.decimalMark); });
 }
 
 }  // namespace nerio::platform

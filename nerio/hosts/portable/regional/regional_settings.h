@@ -1,5 +1,9 @@
 #pragma once
 
+#include <mutex>
+#include <optional>
+#include <utility>
+
 #include "nerio/hosts/portable/regional/date_reading.h"
 #include "nerio/hosts/portable/regional/regional_data.h"
 #include "nerio/platform/regional_settings.h"
@@ -10,7 +14,7 @@ namespace nerio::platform {
 std::int32_t CurrentYear();
 
 /// Converts under the customs of one region, given as a value, as the platform's own conversions do under theirs.
-/// Immutable once made: any number of threads may use one object at once.
+/// Any number of threads may use one object at once.
 ///
 /// Two things follow Windows proper: the decimal mark of the region stands in numbers with an exponent too, and a
 /// value that is not a number has a name ("INF", "NAN") and is not a failure.
@@ -18,7 +22,11 @@ class PortableRegionalSettings final : public RegionalSettings {
  public:
   /// @param region the customs.
   /// @param currentYear the year of a date that names only day and month.
-  explicit PortableRegionalSettings(RegionalData region, YearClock currentYear = CurrentYear);
+  explicit PortableRegionalSettings(RegionalData region, YearClock currentYear = CurrentYear)
+      : customs_(std::in_place, std::move(region), std::move(currentYear)) {}
+  /// @param find asked for the customs by the first call, which then stay. Where it finds no memory, the call fails and
+  ///   the next one asks again.
+  explicit PortableRegionalSettings(RegionalData (*find)()) noexcept : find_(find) {}
 
   Text RegionName() override;
   AutomationStatus DateFromText(TextView text, Date& date) override;
@@ -29,8 +37,22 @@ class PortableRegionalSettings final : public RegionalSettings {
   AutomationStatus TextFromDecimal(Decimal value, Text& text) override;
 
  private:
-  RegionalData region_;
-  DateReader reader_;
+  struct Customs {
+    Customs(RegionalData of, YearClock currentYear) : region(std::move(of)), reader(region, std::move(currentYear)) {}
+
+    RegionalData region;
+    DateReader reader;
+  };
+
+  // Finds the customs where they are not known yet. @throws std::bad_alloc.
+  const Customs& Known();
+  // Makes a conversion to a text; a lack of memory is a status like every other failure.
+  template <typename Conversion>
+  AutomationStatus Write(Text& text, Conversion convert) noexcept;
+
+  RegionalData (*find_)() = nullptr;
+  std::once_flag found_;
+  std::optional<Customs> customs_;
 };
 
 }  // namespace nerio::platform
