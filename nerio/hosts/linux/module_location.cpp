@@ -1,5 +1,6 @@
 #include "nerio/hosts/linux/module_location.h"
 
+#include <dlfcn.h>
 #include <link.h>
 #include <unistd.h>
 #include <climits>
@@ -8,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -31,21 +31,6 @@ struct Located {
 // Lies in the file that this code was linked into, and in no other.
 const char anchor = 0;
 
-// Looks for the loaded file that holds the anchor and gives its name, which is empty for the program. Stops there
-// with 1.
-int FindAnchor(dl_phdr_info* file, std::size_t, void* name) {
-  const auto address = reinterpret_cast<std::uintptr_t>(&anchor);
-  for (int i = 0; i < file->dlpi_phnum; ++i) {
-    const auto& part = file->dlpi_phdr[i];
-    const auto start = static_cast<std::uintptr_t>(file->dlpi_addr + part.p_vaddr);
-    if (part.p_type == PT_LOAD && address >= start && address - start < part.p_memsz) {
-      *static_cast<const char**>(name) = file->dlpi_name;
-      return 1;
-    }
-  }
-  return 0;
-}
-
 SystemStatus ProgramPath(std::string& path) {
   std::array<char, PATH_MAX> buffer;
   const ssize_t length = ::readlink("/proc/self/exe", buffer.data(), buffer.size());
@@ -55,8 +40,12 @@ SystemStatus ProgramPath(std::string& path) {
 }
 
 SystemStatus OwnPath(std::string& path) {
-  const char* name = "";
-  if (::dl_iterate_phdr(FindAnchor, &name) == 0 || *name == '\0') return ProgramPath(path);
+  // The name that the file was loaded by, empty for the program itself.
+  Dl_info unused;
+  link_map* file = nullptr;
+  if (::dladdr1(&anchor, &unused, reinterpret_cast<void**>(&file), RTLD_DL_LINKMAP) == 0) return ProgramPath(path);
+  const char* const name = file->l_name;
+  if (*name == '\0') return ProgramPath(path);
   const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(name, nullptr), &std::free);
   if (resolved != nullptr) {
     path = resolved.get();
