@@ -102,27 +102,23 @@ void TakeDate(std::vector<Field> fields, RegionalData& region) {
   const Text separator = whole && IsMark(fields[1].before, u"/-.") ? fields[1].before : u"/";
   region.dateSeparator = separator[0];
   if (!whole) {
-    region.dateOrder = DateOrder::kDayMonthYear;
     region.shortDate = u"dd/MM/yyyy";
     return;
   }
-  const char16_t first = fields[0].what;
-  region.dateOrder = first == u'd'   ? DateOrder::kDayMonthYear
-                     : first == u'm' ? DateOrder::kMonthDayYear
-                                     : DateOrder::kYearMonthDay;
   const Text day = Find(fields, u'd')->padded ? u"dd" : u"d";
   const Text month = Find(fields, u'm')->padded ? u"MM" : u"M";
   const Text year = u"yyyy";
-  switch (region.dateOrder) {
-    case DateOrder::kDayMonthYear:
+  switch (fields[0].what) {
+    case u'd':
       region.shortDate = day + separator + month + separator + year;
       break;
-    case DateOrder::kMonthDayYear:
+    case u'm':
+      region.dateOrder = DateOrder::kMonthDayYear;
       region.shortDate = month + separator + day + separator + year;
       break;
-    case DateOrder::kYearMonthDay:
+    default:
+      region.dateOrder = DateOrder::kYearMonthDay;
       region.shortDate = year + separator + month + separator + day;
-      break;
   }
 }
 
@@ -154,15 +150,9 @@ bool BothHalvesReadBack(const RegionalData& region) {
   return true;
 }
 
-Text Trimmed(const Text& text) {
-  const std::size_t first = text.find_first_not_of(u' ');
-  return first == Text::npos ? Text() : text.substr(first, text.find_last_not_of(u' ') - first + 1);
-}
-
-template <std::size_t count>
-std::array<Text, count> Trimmed(std::array<Text, count> texts) {
-  for (Text& text : texts) text = Trimmed(text);
-  return texts;
+void Trim(Text& text) {
+  text.erase(text.find_last_not_of(u' ') + 1);
+  text.erase(0, text.find_first_not_of(u' '));
 }
 
 // An installed locale, made the thread's own as long as this object lives, so that its bytes can be read.
@@ -204,20 +194,16 @@ Text TextInLocale(std::string_view bytes) {
   return text;
 }
 
-RegionalData RegionFromLocale(Text name, const LocaleTexts& texts) {
-  RegionalData region;
-  region.name = std::move(name);
-  region.morning = Trimmed(texts.morning);
-  region.afternoon = Trimmed(texts.afternoon);
-  region.months = Trimmed(texts.months);
-  region.shortMonths = Trimmed(texts.shortMonths);
-  region.days = Trimmed(texts.days);
-  region.shortDays = Trimmed(texts.shortDays);
+RegionalData RegionFromLocale(LocaleTexts texts) {
+  RegionalData& region = texts.region;
+  for (Text* const text : {&region.morning, &region.afternoon}) Trim(*text);
+  for (auto* const names : {&region.months, &region.shortMonths}) std::for_each(names->begin(), names->end(), Trim);
+  for (auto* const names : {&region.days, &region.shortDays}) std::for_each(names->begin(), names->end(), Trim);
   TakeDate(FieldsOf(Expand(texts.dateFormat, {})), region);
   TakeTime(FieldsOf(Expand(texts.timeFormat, texts.halfDayTimeFormat)), region);
   // A locale's AM or PM may look like something else, such as the start of a name or the other half.
   if (!BothHalvesReadBack(region)) region.timeOfDay = u"HH:mm:ss";
-  return region;
+  return std::move(region);
 }
 
 std::optional<RegionalData> InstalledRegion(const std::string& locale) {
@@ -236,13 +222,14 @@ std::optional<RegionalData> InstalledRegion(const std::string& locale) {
   texts.dateFormat = installed.Get(D_FMT);
   texts.timeFormat = installed.Get(T_FMT);
   texts.halfDayTimeFormat = installed.Get(T_FMT_AMPM);
-  texts.morning = installed.Get(AM_STR);
-  texts.afternoon = installed.Get(PM_STR);
-  get(kMonths, texts.months);
-  get(kShortMonths, texts.shortMonths);
-  get(kDays, texts.days);
-  get(kShortDays, texts.shortDays);
-  return RegionFromLocale(RegionNameOf(locale), texts);
+  texts.region.name = RegionNameOf(locale);
+  texts.region.morning = installed.Get(AM_STR);
+  texts.region.afternoon = installed.Get(PM_STR);
+  get(kMonths, texts.region.months);
+  get(kShortMonths, texts.region.shortMonths);
+  get(kDays, texts.region.days);
+  get(kShortDays, texts.region.shortDays);
+  return RegionFromLocale(std::move(texts));
 }
 
 bool IsInstalled(const std::string& locale) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,12 +14,7 @@ struct LocaleTexts {
   Text dateFormat;
   Text timeFormat;
   Text halfDayTimeFormat;
-  Text morning;
-  Text afternoon;
-  std::array<Text, 12> months;
-  std::array<Text, 12> shortMonths;
-  std::array<Text, 7> days;  ///< from Monday on
-  std::array<Text, 7> shortDays;
+  RegionalData region;  ///< its name, the names of months and days, and the texts of the halves of the day
 };
 
 /// Turns a locale's texts into the customs of a region, so that every date and time written with them reads back as
@@ -32,7 +26,7 @@ struct LocaleTexts {
 /// - hours, minutes and seconds, separated by ":" or "." where the format has it so and it does not separate dates (":"
 ///   otherwise), by 12 hours only where the format is and the locale has texts for both halves of the day.
 /// The decimal mark is left empty.
-RegionalData RegionFromLocale(Text name, const LocaleTexts& texts);
+RegionalData RegionFromLocale(LocaleTexts texts);
 
 /// Reads bytes in the encoding of the thread's locale, as the C library's own texts are, up to the first that it does
 /// not allow.

@@ -18,11 +18,12 @@ namespace {
 LocaleTexts TextsOf(Text dateFormat, Text timeFormat, Text halfDayTimeFormat = {}, Text morning = {},
                     Text afternoon = {}) {
   LocaleTexts texts;
+  texts.region.name = u"xx-XX";
   texts.dateFormat = std::move(dateFormat);
   texts.timeFormat = std::move(timeFormat);
   texts.halfDayTimeFormat = std::move(halfDayTimeFormat);
-  texts.morning = std::move(morning);
-  texts.afternoon = std::move(afternoon);
+  texts.region.morning = std::move(morning);
+  texts.region.afternoon = std::move(afternoon);
   return texts;
 }
 
@@ -52,7 +53,7 @@ TEST(LocaleRegion, RegionFromLocale_DateFormat_GivesOrderPaddingAndSeparator) {
       {u"%d%%%m%%%Y", "dd/MM/yyyy", u'/', DateOrder::kDayMonthYear},
   };
   for (const auto& c : cases) {
-    const RegionalData region = RegionFromLocale(u"xx-XX", TextsOf(Text(c.format), u"%T"));
+    const RegionalData region = RegionFromLocale(TextsOf(Text(c.format), u"%T"));
     EXPECT_EQ(ToUtf8(region.shortDate), c.picture) << ToUtf8(c.format);
     EXPECT_EQ(region.dateSeparator, c.separator) << ToUtf8(c.format);
     EXPECT_EQ(region.dateOrder, c.order) << ToUtf8(c.format);
@@ -62,7 +63,7 @@ TEST(LocaleRegion, RegionFromLocale_DateFormat_GivesOrderPaddingAndSeparator) {
 
 TEST(LocaleRegion, RegionFromLocale_TimeFormat_GivesHoursAndSeparatorThatCanBeReadBack) {
   LocaleTexts mondayIsPm = TextsOf(u"%m/%d/%Y", u"%I:%M:%S %p", u"", u"AM", u"PM");
-  mondayIsPm.shortDays[0] = u"pm";
+  mondayIsPm.region.shortDays[0] = u"pm";
   const struct {
     LocaleTexts texts;
     const char* picture;
@@ -92,7 +93,7 @@ TEST(LocaleRegion, RegionFromLocale_TimeFormat_GivesHoursAndSeparatorThatCanBeRe
       {TextsOf(u"%m/%d/%Y", u""), "HH:mm:ss"},
   };
   for (const auto& c : cases) {
-    const RegionalData region = RegionFromLocale(u"xx-XX", c.texts);
+    const RegionalData region = RegionFromLocale(c.texts);
     EXPECT_EQ(ToUtf8(region.timeOfDay), c.picture) << ToUtf8(c.texts.timeFormat);
     PortableRegionalSettings settings(region);
     for (const Date time : {Date{0}, Date{0.5}, Date{0.75}}) {
@@ -107,11 +108,11 @@ TEST(LocaleRegion, RegionFromLocale_TimeFormat_GivesHoursAndSeparatorThatCanBeRe
 
 TEST(LocaleRegion, RegionFromLocale_Names_LoseTheBlanksAtTheirEnds) {
   LocaleTexts texts = TextsOf(u"%F", u"%T", u"", u" am ", u"pm");
-  texts.months[0] = u"gener";
-  texts.shortMonths[11] = u" 12月";
-  texts.days[6] = u"di  umenge ";
-  texts.shortDays[0] = u"  ";
-  const RegionalData region = RegionFromLocale(u"xx-XX", texts);
+  texts.region.months[0] = u"gener";
+  texts.region.shortMonths[11] = u" 12月";
+  texts.region.days[6] = u"di  umenge ";
+  texts.region.shortDays[0] = u"  ";
+  const RegionalData region = RegionFromLocale(texts);
   EXPECT_EQ(region.months[0], u"gener");
   EXPECT_EQ(region.shortMonths[11], u"12月");
   EXPECT_EQ(region.days[6], u"di  umenge");
