@@ -8,8 +8,6 @@ RegionalData ItalianItaly() {
       .name = u"it-IT",
       .shortDate = u"dd/MM/yyyy",
       .timeOfDay = u"HH:mm:ss",
-      .dateSeparator = u'/',
-      .dateOrder = DateOrder::kDayMonthYear,
       .morning = u"AM",
       .afternoon = u"PM",
       .decimalMark = u",",
@@ -25,7 +23,6 @@ RegionalData EnglishUnitedStates() {
       .name = u"en-US",
       .shortDate = u"M/d/yyyy",
       .timeOfDay = u"h:mm:ss tt",
-      .dateSeparator = u'/',
       .dateOrder = DateOrder::kMonthDayYear,
       .morning = u"AM",
       .afternoon = u"PM",
@@ -38,20 +35,15 @@ RegionalData EnglishUnitedStates() {
 }
 
 RegionalData EnglishUnitedKingdom() {
-  return {
-      .name = u"en-GB",
-      .shortDate = u"dd/MM/yyyy",
-      .timeOfDay = u"HH:mm:ss",
-      .dateSeparator = u'/',
-      .dateOrder = DateOrder::kDayMonthYear,
-      .morning = u"am",
-      .afternoon = u"pm",
-      .decimalMark = u".",
-      .months = {u"January", u"February", u"March", u"April", u"May", u"June", u"July", u"August", u"September",
-                 u"October", u"November", u"December"},
-      .shortMonths = {u"Jan", u"Feb", u"Mar", u"Apr", u"May", u"Jun", u"Jul", u"Aug", u"Sept", u"Oct", u"Nov", u"Dec"},
-      .days = {u"Monday", u"Tuesday", u"Wednesday", u"Thursday", u"Friday", u"Saturday", u"Sunday"},
-      .shortDays = {u"Mon", u"Tue", u"Wed", u"Thu", u"Fri", u"Sat", u"Sun"}};
+  RegionalData region = EnglishUnitedStates();
+  region.name = u"en-GB";
+  region.shortDate = u"dd/MM/yyyy";
+  region.timeOfDay = u"HH:mm:ss";
+  region.dateOrder = DateOrder::kDayMonthYear;
+  region.morning = u"am";
+  region.afternoon = u"pm";
+  region.shortMonths[8] = u"Sept";
+  return region;
 }
 
 RegionalData GermanGermany() {
@@ -60,7 +52,6 @@ RegionalData GermanGermany() {
       .shortDate = u"dd.MM.yyyy",
       .timeOfDay = u"HH:mm:ss",
       .dateSeparator = u'.',
-      .dateOrder = DateOrder::kDayMonthYear,
       .morning = u"AM",
       .afternoon = u"PM",
       .decimalMark = u",",
@@ -75,8 +66,6 @@ RegionalData FrenchFrance() {
   return {.name = u"fr-FR",
           .shortDate = u"dd/MM/yyyy",
           .timeOfDay = u"HH:mm:ss",
-          .dateSeparator = u'/',
-          .dateOrder = DateOrder::kDayMonthYear,
           .morning = u"AM",
           .afternoon = u"PM",
           .decimalMark = u",",
@@ -109,7 +98,6 @@ RegionalData JapaneseJapan() {
   return {.name = u"ja-JP",
           .shortDate = u"yyyy/MM/dd",
           .timeOfDay = u"H:mm:ss",
-          .dateSeparator = u'/',
           .dateOrder = DateOrder::kYearMonthDay,
           .morning = u"午前",
           .afternoon = u"午後",
@@ -121,22 +109,13 @@ RegionalData JapaneseJapan() {
           .shortDays = {u"月", u"火", u"水", u"木", u"金", u"土", u"日"}};
 }
 
-struct BuiltIn {
-  TextView name;
-  RegionalData (*make)();
-};
-
-constexpr BuiltIn kBuiltIn[] = {
-    {u"it-IT", ItalianItaly},  {u"en-US", EnglishUnitedStates}, {u"en-GB", EnglishUnitedKingdom},
-    {u"de-DE", GermanGermany}, {u"fr-FR", FrenchFrance},        {u"sv-SE", SwedishSweden},
-    {u"ja-JP", JapaneseJapan},
-};
-
 }  // namespace
 
 std::optional<RegionalData> BuiltInRegion(TextView name) {
-  for (const BuiltIn& region : kBuiltIn) {
-    if (region.name == name) return region.make();
+  for (const auto make : {ItalianItaly, EnglishUnitedStates, EnglishUnitedKingdom, GermanGermany, FrenchFrance,
+                          SwedishSweden, JapaneseJapan}) {
+    RegionalData region = make();
+    if (region.name == name) return region;
   }
   return std::nullopt;
 }
