@@ -177,7 +177,7 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
   }
   // Until it is synced, the key notes that it is not: another process may already find it and build on it.
   status = SyncFolder(where);
-  if (status == kSuccess) ClearNote(values.get(), Note::KeyNotSynced);
+  if (status == kSuccess) SetNote(values.get(), Note::KeyNotSynced, false);
   return status;
 }
 
@@ -191,7 +191,7 @@ Status SettleKey(int folder) {
   const bool isRead = file && values.ReadHeader(file.get()) == kSuccess && values.state() == RecordCursor::End::Whole;
   if (isRead && !values.header().keyNotSynced) return kSuccess;
   status = SyncFolderAbove(folder, file ? file.get() : folder);
-  if (status == kSuccess && isRead) ClearNote(file.get(), Note::KeyNotSynced);
+  if (status == kSuccess && isRead) SetNote(file.get(), Note::KeyNotSynced, false);
   return status;
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <map>
 #include <new>
@@ -23,6 +24,8 @@ using End = RecordCursor::End;
 // worth reserving.
 constexpr std::uint64_t kMinRoom = 2048;
 constexpr std::uint64_t kMaxRoom = std::uint64_t{1} << 20;
+// A file longer than so many times what a new one would have is replaced.
+constexpr std::uint64_t kMaxSlack = 4;
 
 Status WriteAt(int file, std::string_view bytes, std::uint64_t offset) {
   while (!bytes.empty()) {
@@ -42,19 +45,34 @@ Status AppendInPlace(int file, std::string_view record, std::uint64_t offset) {
   Status status = WriteAt(file, record, offset);
   if (status == kSuccess) status = SyncFile(file);
   if (status != kSuccess) {
-    // The zeros come back, so that the old value stays and nothing of the record reaches the disk later.
-    WriteAt(file, std::string(record.size(), '\0'), offset);
+    // The zeros come back, so that the old value stays. Parts of the record may have reached the disk: they must not be
+    // found there after the next one, which may be shorter.
+    const bool clean =
+        WriteAt(file, std::string(record.size(), '\0'), offset) == kSuccess && SyncFile(file) == kSuccess;
+    if (!clean) SetNote(file, Note::RoomNotClean, true);
   }
   return status;
 }
 
+enum class Room { Ample, None };
+
+std::uint64_t SpaceOf(const std::vector<ValueRecord>& records) {
+  std::uint64_t space = 0;
+  for (const ValueRecord& record : records) space += RecordSpace(record.name.size(), record.data.size());
+  return space;
+}
+
+// Returns the length of a new file whose records take so much space.
+std::uint64_t FileSizeFor(std::uint64_t space, Room room) {
+  const std::uint64_t wanted = kSectorSize + space + (room == Room::Ample ? std::clamp(space, kMinRoom, kMaxRoom) : 0);
+  return (wanted + kPageSize - 1) / kPageSize * kPageSize;
+}
+
 // Returns the whole content of a file with these records, which are numbered from `header.firstSequence` on.
-std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& records) {
-  std::uint64_t live = 0;
-  for (const ValueRecord& record : records) live += RecordSpace(record.name.size(), record.data.size());
-  header.settledEnd = kSectorSize + live;
-  const std::uint64_t wanted = header.settledEnd + std::clamp(live, kMinRoom, kMaxRoom);
-  header.fileSize = (wanted + kPageSize - 1) / kPageSize * kPageSize;
+std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& records, Room room) {
+  const std::uint64_t space = SpaceOf(records);
+  header.settledEnd = kSectorSize + space;
+  header.fileSize = FileSizeFor(space, room);
   if (header.fileSize > kMaxFileSize) throw std::bad_alloc();
   std::string bytes = EncodeHeader(header);
   bytes.reserve(header.fileSize);
@@ -100,8 +118,49 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
     return status;
   }
   status = SyncFolder(readable.get());
-  if (status == kSuccess) ClearNote(file.get(), Note::FileNotSynced);
+  if (status == kSuccess) SetNote(file.get(), Note::FileNotSynced, false);
   return status;
+}
+
+// What is left of the values after a change.
+std::vector<ValueRecord> ValuesAfter(const ValuesFile& current, const ValueRecord& change) {
+  std::vector<ValueRecord> values = current.Values();
+  std::erase_if(values, [&](const ValueRecord& value) { return SameAnsiName(value.name, change.name); });
+  if (!change.deletion) values.push_back(change);
+  return values;
+}
+
+bool FitsInPlace(int file, const ValuesFile& current, std::uint64_t space) {
+  const ValuesHeader& header = current.header();
+  return file >= 0 && current.state() == End::Whole && !header.roomNotClean && !header.fileNotSynced &&
+         space <= header.fileSize - current.recordsEnd();
+}
+
+// Tells whether it is worth the time to find out if a file is too long: there may be many values, and only records that
+// were added make a file longer than what is left in it. So of those only every eighth part is looked at.
+bool IsLengthDue(const ValuesFile& current) {
+  const std::uint64_t added = current.addedRecords() + 1;
+  const std::uint64_t step = std::max<std::uint64_t>(std::bit_floor(added) / 8, 1);
+  return current.header().fileSize > kMaxSlack * FileSizeFor(0, Room::Ample) && added % step == 0;
+}
+
+// Replaces the file by one with these values.
+Status ReplaceBy(int folder, int file, ValuesHeader header, std::uint64_t firstSequence,
+                 const std::vector<ValueRecord>& values, Room room) {
+  header.firstSequence = firstSequence;
+  header.roomNotClean = header.keyNotSynced = false;
+  header.fileNotSynced = true;
+  return ReplaceFile(folder, file, EncodeFile(header, values, room));
+}
+
+// Replaces a file that is much longer than what the change left in it. The change is durable, whatever becomes of this.
+void ShortenAfter(int folder, int file, const ValuesFile& current, const ValueRecord& change) noexcept {
+  try {
+    const std::vector<ValueRecord> values = ValuesAfter(current, change);
+    if (current.header().fileSize <= kMaxSlack * FileSizeFor(SpaceOf(values), Room::Ample)) return;
+    ReplaceBy(folder, file, current.header(), change.sequence + 1, values, Room::Ample);
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 }  // namespace
@@ -127,6 +186,7 @@ void ValuesFile::MakeEmpty(const ValuesHeader& header) {
   header_.fileSize = 0;
   state_ = End::Whole;
   nextSequence_ = header.firstSequence;
+  addedRecords_ = 0;
 }
 
 Status ValuesFile::ReadStart(int file, std::size_t wanted) {
@@ -165,7 +225,9 @@ Status ValuesFile::Read(int file) {
   if (status == kSuccess && state_ != End::Damaged && goesOn) status = ReadRest(file);
   if (status != kSuccess || state_ == End::Damaged) return status;
   RecordCursor cursor = Records();
+  addedRecords_ = 0;
   for (ValueRecord record; cursor.Next(record);) {
+    if (cursor.position() > header_.settledEnd) ++addedRecords_;
   }
   state_ = cursor.end();
   damage_ = state_ == End::Incomplete ? Damage{cursor.position(), "an incomplete record"} : cursor.damage();
@@ -196,33 +258,33 @@ std::vector<ValueRecord> ValuesFile::Values() const {
   return values;
 }
 
-void ClearNote(int file, Note note) { WriteAt(file, std::string_view("", 1), static_cast<std::uint64_t>(note)); }
+void SetNote(int file, Note note, bool set) {
+  WriteAt(file, std::string(1, set ? kNoted : '\0'), static_cast<std::uint64_t>(note));
+}
 
 Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file) {
   ValuesHeader header;
   header.id = id;
   header.spelling = spelling;
   header.keyNotSynced = true;
-  return WriteNewFile(folder, kValuesFileName, EncodeFile(header, {}), mode, file);
+  return WriteNewFile(folder, kValuesFileName, EncodeFile(header, {}, Room::Ample), mode, file);
 }
 
 Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord change) {
   change.sequence = current.nextSequence();
-  const std::uint64_t space = RecordSpace(change.name.size(), change.data.size());
-  const bool mayAppend = file >= 0 && current.state() == End::Whole && !current.header().fileNotSynced;
-  if (mayAppend && space <= current.header().fileSize - current.recordsEnd()) {
+  if (FitsInPlace(file, current, RecordSpace(change.name.size(), change.data.size()))) {
     std::string record;
     AppendRecord(record, change);
-    if (!HoldsZeroSector(current.recordsEnd(), record)) return AppendInPlace(file, record, current.recordsEnd());
+    if (!HoldsZeroSector(current.recordsEnd(), record)) {
+      const Status status = AppendInPlace(file, record, current.recordsEnd());
+      if (status == kSuccess && IsLengthDue(current)) ShortenAfter(folder, file, current, change);
+      return status;
+    }
   }
-  std::vector<ValueRecord> records = current.Values();
-  std::erase_if(records, [&](const ValueRecord& value) { return SameAnsiName(value.name, change.name); });
-  if (!change.deletion) records.push_back(change);
-  ValuesHeader header = current.header();
-  header.firstSequence = current.nextSequence();
-  header.keyNotSynced = false;
-  header.fileNotSynced = true;
-  return ReplaceFile(folder, file, EncodeFile(header, records));
+  const std::vector<ValueRecord> values = ValuesAfter(current, change);
+  const Status status = ReplaceBy(folder, file, current.header(), change.sequence, values, Room::Ample);
+  if (status != kDiskFull || !change.deletion) return status;
+  return ReplaceBy(folder, file, current.header(), change.sequence, values, Room::None);
 }
 
 }  // namespace nerio::platform

@@ -40,6 +40,8 @@ class ValuesFile {
   /// Where the next record belongs.
   std::uint64_t recordsEnd() const { return recordsEnd_; }
   std::uint64_t nextSequence() const { return nextSequence_; }
+  /// How many records were added since the file was written as a whole.
+  std::uint64_t addedRecords() const { return addedRecords_; }
 
   /// Finds the value called `name`, whatever its case. @return false when there is none.
   bool Find(std::string_view name, ValueRecord& value) const;
@@ -62,11 +64,12 @@ class ValuesFile {
   Damage damage_;
   std::uint64_t recordsEnd_ = kSectorSize;
   std::uint64_t nextSequence_ = 1;
+  std::uint64_t addedRecords_ = 0;
 };
 
-/// Clears a note in the header of an open values file, where that can be done. A note that stays costs the next writer a
-/// sync that it need not have made.
-void ClearNote(int file, Note note);
+/// Sets or clears a note in the header of an open values file, where that can be done. A note that stays set costs the
+/// next writer time, nothing else.
+void SetNote(int file, Note note, bool set);
 
 /// Writes the values file of a new key, which notes that the key's entry is not synced. Neither its content nor its name
 /// in the folder is durable yet.
@@ -78,8 +81,10 @@ Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, 
 /// the old ones, or the new ones if only the last sync failed.
 ///
 /// The record is written into the zeros at the end of the file. Where they do not suffice, where the record cannot be
-/// told from an incomplete one, where an incomplete one is in the way, or where a writer was killed before it had made the
-/// file's name durable, the file is replaced by a new one that holds what is left of the values and the record.
+/// told from an incomplete one, where an incomplete one or one that was taken back is in the way, or where a writer was
+/// killed before it had made the file's name durable, the file is replaced by a new one that holds what is left of the
+/// values and the record. So is, after the change, a file that is much longer than what is left in it; where that fails,
+/// the change counts nevertheless. For a deletion on a full disk the new file may have no room for further records.
 /// @param folder the key's folder; the caller holds its lock for writing.
 /// @param file the values file, open for reading and writing, and `current`, what was read from it since the lock was
 /// granted; not damaged. When `file` is negative, the folder has no values file yet and `current` is an empty one.

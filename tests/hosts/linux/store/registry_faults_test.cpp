@@ -153,6 +153,8 @@ std::string NameOf(const ::testing::TestParamInfo<Fault>& tested) {
       return "NothingToRead";
     case Fault::FromNowOn:
       return "FromNowOn";
+    case Fault::NoSyncs:
+      return "NoSyncs";
   }
   return "";
 }
@@ -161,6 +163,31 @@ INSTANTIATE_TEST_SUITE_P(Faults, RegistryFaults,
                          ::testing::Values(Fault::InputOutput, Fault::NoSpace, Fault::NoDescriptor, Fault::Interrupted,
                                            Fault::Short, Fault::ShortThenNoSpace, Fault::FromNowOn),
                          NameOf);
+
+// A file that is much too long is replaced after the change; the change counts whether that succeeds or not.
+TEST(RegistryFaultsOfTheKernel, FileThatCannotBeShortened_KeepsTheChangeThatMadeItTooLong) {
+  std::size_t longFiles = 0;
+  std::size_t failed = 0;
+  bool reached = true;
+  for (std::size_t point = 0; reached; ++point) {
+    StoredRegistry stored;
+    const Calls calls = stored.calls();
+    Prepare(calls);
+    ASSERT_EQ(calls.Set("k"_ansi, "large"_ansi, std::string(100'000, 'x')), kSuccess);
+    PlanFault(point, Fault::NoSpace);
+    const Status status = calls.DeleteValue("k"_ansi, "large"_ansi);
+    reached = EndFaults();
+    if (status != kSuccess) ++failed;
+    ASSERT_EQ(calls.Get("k"_ansi, "large"_ansi), status == kSuccess ? "[2]" : std::string(100'000, 'x')) << point;
+    ASSERT_EQ(calls.Get("k"_ansi, "other"_ansi), "kept") << point;
+    if (fs::file_size(stored.ValuesFile("k")) > 16'384 && status == kSuccess) ++longFiles;
+    ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "after"), kSuccess) << point;
+    ASSERT_THAT(stored.Findings(), IsEmpty()) << point;
+    ASSERT_LE(fs::file_size(stored.ValuesFile("k")), status == kSuccess ? 16'384u : 300'000u) << point;
+  }
+  EXPECT_GT(failed, 3u);
+  EXPECT_GT(longFiles, 5u);
+}
 
 // Without openat2 the folders are walked step by step, to the same end.
 TEST(RegistryFaultsOfTheKernel, WithoutOpenat2_WalksStepByStep) {

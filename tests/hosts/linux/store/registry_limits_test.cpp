@@ -12,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -100,6 +101,65 @@ TEST(RegistryLimits, FullDisk_LeavesTheOldValuesAndEndsWithSpace) {
 }
 
 // Each call with 0, 1, 2, ... descriptors to spare: it fails for want of one, or it does everything.
+// Values can be deleted from a disk that is full, so that it need not stay so.
+TEST(RegistryLimits, FullDisk_TakesTheDeletionOfValues) {
+  const testing::TemporaryFolder place;
+  if (::mount("nerio", place.path().c_str(), "tmpfs", 0, "size=4m") != 0) {
+    GTEST_SKIP() << "no right to mount a small file system";
+  }
+  std::size_t refused = 0;
+  {
+    LinuxRegistry registry(place.path());
+    const Calls calls(registry);
+    constexpr int kKeys = 40;
+    const std::string kept(6000, 'k');
+    // It fills the file to its end: there is no room for a record of its deletion.
+    const std::string filling(9794, 'x');
+    const auto key = [](int number) { return AnsiText("k" + std::to_string(number)); };
+    for (int i = 0; i < kKeys; ++i) {
+      ASSERT_EQ(calls.Create(key(i)), kSuccess);
+      ASSERT_EQ(calls.Set(key(i), "k"_ansi, kept), kSuccess);
+      ASSERT_EQ(calls.Set(key(i), "x"_ansi, filling), kSuccess);
+      ASSERT_EQ(fs::file_size(place.path() / "HKEY_LOCAL_MACHINE" / key(i).bytes() / "%values"), 16'384u);
+    }
+    const fs::path filler = place.path() / "filler";
+    std::ofstream(filler) << std::string(std::size_t{8} << 20, 'f');
+    // What a file without room needs, and less than one with room.
+    fs::resize_file(filler, fs::file_size(filler) - 12 * 1024);
+    for (int i = 0; i < kKeys; ++i) {
+      const Status status = calls.DeleteValue(key(i), "x"_ansi);
+      if (status != kSuccess) ++refused;
+      ASSERT_EQ(calls.Get(key(i), "x"_ansi), status == kSuccess ? "[2]" : filling);
+      ASSERT_EQ(calls.Get(key(i), "k"_ansi), kept);
+    }
+    EXPECT_TRUE(CheckRegistry({place.path()}).empty());
+  }
+  EXPECT_EQ(refused, 0u);
+  EXPECT_EQ(::umount(place.path().c_str()), 0);
+}
+
+TEST(RegistryLimits, FileOfDeletedValues_ShrinksAgain) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "kept"_ansi, "x"), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "large"_ansi, std::string(10'000'000, 'x')), kSuccess);
+  ASSERT_EQ(calls.DeleteValue("k"_ansi, "large"_ansi), kSuccess);
+  EXPECT_LE(fs::file_size(stored.ValuesFile("k")), 4 * 4096u);
+  constexpr int kValues = 1000;
+  const auto name = [](int number) { return AnsiText("v" + std::to_string(number)); };
+  for (int i = 0; i < kValues; ++i) ASSERT_EQ(calls.Set("k"_ansi, name(i), std::string(1000, 'x')), kSuccess);
+  for (int i = 0; i < kValues; ++i) {
+    ASSERT_EQ(calls.DeleteValue("k"_ansi, name(i)), kSuccess);
+    // Up to one eighth of the records that were added may go unnoticed.
+    const auto noticed = static_cast<std::uintmax_t>(kValues - 1 - i + (kValues + i) / 8);
+    ASSERT_LE(fs::file_size(stored.ValuesFile("k")), 4 * (2 * noticed * 1056 + 8192)) << i;
+  }
+  EXPECT_LE(fs::file_size(stored.ValuesFile("k")), 4 * 4096u);
+  EXPECT_EQ(calls.Get("k"_ansi, "kept"_ansi), "x");
+  EXPECT_THAT(stored.Findings(), IsEmpty());
+}
+
 TEST(RegistryLimits, NoMoreDescriptors_FailsWithoutATrace) {
   StoredRegistry stored;
   const Calls calls = stored.calls();

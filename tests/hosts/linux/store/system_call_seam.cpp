@@ -35,6 +35,7 @@ std::optional<Plan> plan;
 bool reached = false;
 bool failEverything = false;
 bool failNextWrite = false;
+bool failSyncs = false;
 bool recording = false;
 std::optional<std::size_t> eventsToLive;
 std::optional<Kind> countedEvent;
@@ -42,7 +43,8 @@ bool openat2Refused = false;
 std::function<void()> beforeSeek;
 std::vector<DiskEvent> events;
 
-enum class Transfer { None, Read, Write };
+// What a fault may do with a call besides letting it fail.
+enum class Transfer { None, Read, Write, Sync };
 
 bool CutsShort(Fault fault) {
   return fault == Fault::Short || fault == Fault::ShortThenNoSpace || fault == Fault::NothingToRead;
@@ -65,7 +67,7 @@ int ErrorOf(Fault fault) {
 // cut.
 bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
   const bool isWrite = transfer == Transfer::Write;
-  if (failEverything) {
+  if (failEverything || (failSyncs && transfer == Transfer::Sync)) {
     errno = EIO;
     return true;
   }
@@ -83,12 +85,14 @@ bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
   plan.reset();
   reached = true;
   if (CutsShort(fault)) {
-    if (fault == Fault::Short && transfer != Transfer::None) *size /= 2;
+    if (fault == Fault::Short && size != nullptr) *size /= 2;
     if (fault == Fault::ShortThenNoSpace && isWrite) *size /= 2;
     if (fault == Fault::NothingToRead && transfer == Transfer::Read) *size = 0;
     failNextWrite = fault == Fault::ShortThenNoSpace && isWrite;
     return false;
   }
+  failSyncs = fault == Fault::NoSyncs;
+  if (failSyncs && transfer != Transfer::Sync) return false;
   failEverything = fault == Fault::FromNowOn;
   errno = ErrorOf(fault);
   return true;
@@ -117,13 +121,13 @@ void Record(DiskEvent event) {
 
 void PlanFault(std::uint64_t nth, Fault fault) {
   plan = Plan{nth, fault};
-  reached = failEverything = failNextWrite = false;
+  reached = failEverything = failNextWrite = failSyncs = false;
 }
 
 bool EndFaults() {
   plan.reset();
   eventsToLive.reset();
-  failEverything = failNextWrite = false;
+  failEverything = failNextWrite = failSyncs = false;
   return reached;
 }
 
@@ -167,21 +171,21 @@ NERIO_WRAPPED(off_t, lseek, int file, off_t offset, int from) {
 }
 
 NERIO_WRAPPED(int, fdatasync, int file) {
-  if (Fails()) return -1;
+  if (Fails(Transfer::Sync)) return -1;
   const int result = __real_fdatasync(file);
   if (recording && result == 0) Record({Kind::SyncFile, PathOf(file), "", 0, ""});
   return result;
 }
 
 NERIO_WRAPPED(int, fsync, int file) {
-  if (Fails()) return -1;
+  if (Fails(Transfer::Sync)) return -1;
   const int result = __real_fsync(file);
   if (recording && result == 0) Record({Kind::SyncFolder, PathOf(file), "", 0, ""});
   return result;
 }
 
 NERIO_WRAPPED(int, syncfs, int file) {
-  if (Fails()) return -1;
+  if (Fails(Transfer::Sync)) return -1;
   const int result = __real_syncfs(file);
   if (recording && result == 0) Record({Kind::SyncAll, PathOf(file), "", 0, ""});
   return result;

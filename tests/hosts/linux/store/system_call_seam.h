@@ -29,6 +29,8 @@ enum class Fault {
   NothingToRead,
   /// It fails with EIO, and so does every call after it.
   FromNowOn,
+  /// From it on every sync fails with EIO; all other calls are left alone.
+  NoSyncs,
 };
 
 /// Makes the `nth` system call from now on meet with a fault; 0 is the next one.

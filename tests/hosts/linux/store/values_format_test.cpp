@@ -91,8 +91,9 @@ TEST(ValuesFormat, Header_HasTheseBytes) {
 }
 
 TEST(ValuesFormat, Notes_AreTheLastBytesOfTheHeaderAndOutsideItsChecksum) {
-  for (const auto& [offset, note] :
-       {std::pair(510, &ValuesHeader::keyNotSynced), {511, &ValuesHeader::fileNotSynced}}) {
+  for (const auto& [offset, note] : {std::pair(509, &ValuesHeader::roomNotClean),
+                                     {510, &ValuesHeader::keyNotSynced},
+                                     {511, &ValuesHeader::fileNotSynced}}) {
     ValuesHeader header;
     header.fileSize = kPageSize;
     std::string bytes = EncodeHeader(header);

@@ -28,6 +28,7 @@ struct Change {
   const char* name;
   std::function<Status(const Calls&)> make;
   std::function<std::string(const Calls&)> state;  // "old" before the change, "new" after it
+  std::function<Status(const Calls&)> prepare = nullptr;
 };
 
 std::string Told(bool isOld, bool isNew, const std::string& otherwise) {
@@ -63,6 +64,14 @@ std::vector<Change> Changes() {
                        const Status status = calls.Open("k\\doomed"_ansi);
                        return Told(status == kSuccess, status == kFileNotFound, std::to_string(NumberOf(status)));
                      }});
+  const std::string large(60'000, 'l');
+  changes.push_back({"delete value that leaves the file too long",
+                     [](const Calls& calls) { return calls.DeleteValue("k"_ansi, "large"_ansi); },
+                     [large](const Calls& calls) {
+                       const std::string value = calls.Get("k"_ansi, "large"_ansi);
+                       return Told(value == large, value == "[2]", value.substr(0, 20));
+                     },
+                     [large](const Calls& calls) { return calls.Set("k"_ansi, "large"_ansi, large); }});
   return changes;
 }
 
@@ -76,6 +85,7 @@ TEST(RegistryPowerCut, AtAnyMoment_LeavesTheOldStateOrTheNewOneAndNeverLosesAnAc
     ASSERT_EQ(calls.Create("k\\doomed"_ansi), kSuccess);
     ASSERT_EQ(calls.Set("k"_ansi, "other"_ansi, "kept"), kSuccess);
     ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "before"), kSuccess);
+    ASSERT_EQ(change.prepare ? change.prepare(calls) : kSuccess, kSuccess);
     const Disk disk(stored.folder());
     testing::RecordDisk();
     ASSERT_EQ(change.make(calls), kSuccess);
@@ -126,6 +136,47 @@ TEST(RegistryPowerCut, AtAnyMoment_LeavesTheOldStateOrTheNewOneAndNeverLosesAnAc
     EXPECT_EQ(seen, (std::set<std::string>{"new", "old"}));
   }
   EXPECT_GT(states, 2000u);
+}
+
+// What a write that failed left on the disk is not found there after the next one.
+// @param fault,point what fails of the first write. @return whether that call was there.
+bool CutAfterAWriteThatFailed(testing::Fault fault, std::size_t point) {
+  const std::string failing(2000, 'f');
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  EXPECT_EQ(calls.Create("k"_ansi), kSuccess);
+  EXPECT_EQ(calls.Set("k"_ansi, "v"_ansi, "before"), kSuccess);
+  const Disk disk(stored.folder());
+  testing::RecordDisk();
+  testing::PlanFault(point, fault);
+  const Status status = calls.Set("k"_ansi, "v"_ansi, failing);
+  const bool reached = testing::EndFaults();
+  EXPECT_EQ(calls.Set("k"_ansi, "v"_ansi, "after"), kSuccess);
+  const std::vector<DiskEvent> events = testing::EndRecording();
+  if (status == kSuccess) return reached;
+  const testing::TemporaryFolder place(testing::MemoryFolder());
+  for (std::size_t count = 0; count <= events.size(); ++count) {
+    for (unsigned sectors = 0; sectors < 64; ++sectors) {
+      unsigned sector = 0;
+      const auto sectorKept = [&] { return (sectors >> (sector++ % 6) & 1) != 0; };
+      const fs::path target = place.path() / "registry";
+      disk.LayOut(events, count, Disk::FolderChanges(events, count), sectorKept, target);
+      LinuxRegistry registry(target);
+      const std::string value = Calls(registry).Get("k"_ansi, "v"_ansi);
+      const bool wasThere = value == "after" || (count < events.size() && (value == "before" || value == failing));
+      EXPECT_TRUE(wasThere) << "call " << point << " failed, cut after " << count << " of " << events.size()
+                            << " events, sectors " << sectors << ": " << value.substr(0, 20);
+      if (!wasThere) return reached;
+    }
+  }
+  return reached;
+}
+
+TEST(RegistryPowerCut, AfterAWriteThatFailed_LeavesAValueThatWasThere) {
+  std::size_t point = 0;
+  while (CutAfterAWriteThatFailed(testing::Fault::InputOutput, point)) ++point;
+  EXPECT_GT(point, 5u);
+  EXPECT_TRUE(CutAfterAWriteThatFailed(testing::Fault::NoSyncs, 0));
 }
 
 // A file system without a journal keeps of a new file what it was when it was synced.
