@@ -12,36 +12,20 @@ namespace {
 constexpr double kBelowFirstDay = -657435.0;
 constexpr double kAboveLastDay = 2958466.0;
 
-struct Moment {
-  std::chrono::sys_days day;
-  std::uint32_t hour;
-  std::uint32_t minute;
-  std::uint32_t second;
-};
-
 // @param fraction of a day, from 0 to below 1.
-Moment MomentOf(std::int32_t days, double fraction) {
+std::chrono::sys_seconds MomentOf(std::int32_t days, double fraction) {
   // A double holds a second of a day only nearly: a little more keeps 12:00:00 from being 11:59:59.999999.
   constexpr double kLittle = 1e-11;
   double rest = fraction + kLittle < 1.0 ? fraction + kLittle : fraction;
-  const auto take = [&rest](double parts) {
+  std::int32_t seconds = 0;
+  for (const std::int32_t parts : {24, 60, 60}) {
     rest *= parts;
-    const auto whole = static_cast<std::uint32_t>(rest);
+    const auto whole = static_cast<std::int32_t>(rest);
     rest -= whole;
-    return whole;
-  };
-  Moment moment{kDateEpoch + std::chrono::days{days}, take(24), take(60), take(60)};
-  if (rest > 0.5 && ++moment.second == 60) {
-    moment.second = 0;
-    if (++moment.minute == 60) {
-      moment.minute = 0;
-      if (++moment.hour == 24) {
-        moment.hour = 0;
-        moment.day += std::chrono::days{1};
-      }
-    }
+    seconds = seconds * 60 + whole;
   }
-  return moment;
+  if (rest > 0.5) ++seconds;
+  return kDateEpoch + std::chrono::days{days} + std::chrono::seconds{seconds};
 }
 
 void AppendNumber(Text& text, std::uint32_t number, std::size_t fewestDigits) {
@@ -52,8 +36,8 @@ void AppendNumber(Text& text, std::uint32_t number, std::size_t fewestDigits) {
 
 class PictureWriter {
  public:
-  PictureWriter(const RegionalData& region, const Moment& moment, Text& text)
-      : region_(region), moment_(moment), ymd_(moment.day), text_(text) {}
+  PictureWriter(const RegionalData& region, std::chrono::sys_seconds moment, Text& text)
+      : region_(region), day_(std::chrono::floor<std::chrono::days>(moment)), time_(moment - day_), text_(text) {}
 
   void Write(TextView picture) {
     while (!picture.empty()) {
@@ -95,15 +79,15 @@ class PictureWriter {
         // The whole year is not padded: the year 100 has three digits.
         return length <= 2 ? Number(Year() % 100, length) : Number(Year(), 1);
       case u'h':
-        return Number(moment_.hour % 12 == 0 ? 12 : moment_.hour % 12, length);
+        return Number(Count(std::chrono::make12(time_.hours())), length);
       case u'H':
-        return Number(moment_.hour, length);
+        return Number(Count(time_.hours()), length);
       case u'm':
-        return Number(moment_.minute, length);
+        return Number(Count(time_.minutes()), length);
       case u's':
-        return Number(moment_.second, length);
+        return Number(Count(time_.seconds()), length);
       case u't': {
-        const TextView half = moment_.hour < 12 ? region_.morning : region_.afternoon;
+        const TextView half = std::chrono::is_am(time_.hours()) ? region_.morning : region_.afternoon;
         text_ += length == 1 ? half.substr(0, 1) : half;
         return;
       }
@@ -120,11 +104,16 @@ class PictureWriter {
   }
 
   std::uint32_t Year() const { return static_cast<std::uint32_t>(int{ymd_.year()}); }
-  std::size_t Weekday() const { return std::chrono::weekday{moment_.day}.iso_encoding() - 1; }
+  std::size_t Weekday() const { return std::chrono::weekday{day_}.iso_encoding() - 1; }
+  template <typename Duration>
+  static std::uint32_t Count(Duration duration) {
+    return static_cast<std::uint32_t>(duration.count());
+  }
 
   const RegionalData& region_;
-  const Moment& moment_;
-  const std::chrono::year_month_day ymd_;
+  const std::chrono::sys_days day_;
+  const std::chrono::year_month_day ymd_{day_};
+  const std::chrono::hh_mm_ss<std::chrono::seconds> time_;
   Text& text_;
 };
 
@@ -134,9 +123,8 @@ bool WriteDate(const RegionalData& region, Date date, Text& text) {
   if (!(date.days > kBelowFirstDay && date.days < kAboveLastDay)) return false;
   const double day = std::trunc(date.days);
   const double fraction = std::fabs(date.days - day);
-  const Moment moment = MomentOf(static_cast<std::int32_t>(day), fraction);
   Text written;
-  PictureWriter writer(region, moment, written);
+  PictureWriter writer(region, MomentOf(static_cast<std::int32_t>(day), fraction), written);
   if (day != 0) writer.Write(region.shortDate);
   if (day != 0 && fraction != 0) written += u' ';
   if (day == 0 || fraction != 0) writer.Write(region.timeOfDay);
