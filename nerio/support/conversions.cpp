@@ -18,15 +18,6 @@ Text CheckedDate(TextView text, const platform::Host& host) {
   return result;
 }
 
-// The answer to any failure.
-Text ZeroDateTextOrElse(const platform::Host& host) {
-  try {
-    return ZeroDateText(host);
-  } catch (...) {
-    return u"00:00:00";
-  }
-}
-
 }  // namespace
 
 Text GetGuid(const platform::Host& host) noexcept {
@@ -55,7 +46,11 @@ Text GetDate(TextView text, const platform::Host& host) noexcept {
   } catch (...) {
   }
   try {
-    return ZeroDateTextOrElse(host);
+    return ZeroDateText(host);
+  } catch (...) {
+  }
+  try {
+    return u"00:00:00";
   } catch (...) {
     return {};
   }

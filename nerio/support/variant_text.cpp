@@ -4,6 +4,7 @@
 #include <string>
 
 #include "nerio/support/variant_errors.h"
+#include "nerio/types/byte_view.h"
 
 namespace nerio {
 namespace {
@@ -29,14 +30,7 @@ class TextWriter {
   Text operator()(const Decimal& value) const { return Convert(&RegionalSettings::TextFromDecimal, value); }
   Text operator()(Date value) const { return Convert(&RegionalSettings::TextFromDate, value); }
   Text operator()(const Text& value) const { return value; }
-  Text operator()(const Bytes& value) const {
-    Text text;
-    text.reserve(value.size() / 2);
-    for (std::size_t i = 0; i + 1 < value.size(); i += 2) {
-      text += static_cast<char16_t>(value[i] | value[i + 1] << 8);
-    }
-    return text;
-  }
+  Text operator()(const Bytes& value) const { return TextOfBytes(value); }
 
  private:
   template <typename Value>
