@@ -176,23 +176,20 @@ bool ReadBase64(TextView text, Bytes& bytes, Base64Method method) {
   Reader reader(method);
   // Up to three characters may be left from the piece before.
   std::array<std::uint8_t, kPieceBytes + 3> piece;
-  while (!text.empty()) {
-    const TextView next = text.substr(0, kPieceUnits);
-    const std::uint8_t* const end = reader.Read(next, piece.data());
+  const auto append = [&](const std::uint8_t* end) {
     if (end == nullptr) {
       bytes.clear();
       return false;
     }
     bytes.insert(bytes.end(), static_cast<const std::uint8_t*>(piece.data()), end);
+    return true;
+  };
+  while (!text.empty()) {
+    const TextView next = text.substr(0, kPieceUnits);
+    if (!append(reader.Read(next, piece.data()))) return false;
     text.remove_prefix(next.size());
   }
-  const std::uint8_t* const end = reader.End(piece.data());
-  if (end == nullptr) {
-    bytes.clear();
-    return false;
-  }
-  bytes.insert(bytes.end(), static_cast<const std::uint8_t*>(piece.data()), end);
-  return true;
+  return append(reader.End(piece.data()));
 }
 
 std::uint8_t* ReadPlainBase64(TextView text, std::uint8_t* out, Base64Method method) noexcept {
