@@ -20,40 +20,34 @@ namespace {
 
 // The services of this system. Making them does no I/O: the registry and the regional settings ask the environment on
 // their first call.
-struct LinuxServices {
-  explicit LinuxServices(std::filesystem::path registryFolder = {}) : registry(std::move(registryFolder)) {}
-
-  LinuxRegistry registry;
-  CodePage1252 codePage;
-  PosixFileSystem files;
-  LinuxModuleLocation module;
-  LinuxGuidSource guids;
-  PortableXmlDom xml;
-  PortableRegionalSettings regional{EnvironmentRegion};
-
-  Host View() noexcept { return {registry, codePage, files, module, guids, xml, regional}; }
-};
-
 class LinuxHost final : public HostInstance {
  public:
-  explicit LinuxHost(const HostOptions& options) : services_(options.registryFolder) {}
-  Host Services() override { return services_.View(); }
+  explicit LinuxHost(std::filesystem::path registryFolder = {}) : registry_(std::move(registryFolder)) {}
+  Host Services() override { return {registry_, codePage_, files_, module_, guids_, xml_, regional_}; }
 
  private:
-  LinuxServices services_;
+  LinuxRegistry registry_;
+  CodePage1252 codePage_;
+  PosixFileSystem files_;
+  LinuxModuleLocation module_;
+  LinuxGuidSource guids_;
+  PortableXmlDom xml_;
+  PortableRegionalSettings regional_{EnvironmentRegion};
 };
 
 // Lives until the process ends and is never destroyed, so that it serves code that runs while the library is unloaded.
 struct ProcessHost {
-  alignas(LinuxServices) std::byte memory[sizeof(LinuxServices)];
+  alignas(LinuxHost) std::byte memory[sizeof(LinuxHost)];
   Host view;
 
-  ProcessHost() noexcept : view((new (memory) LinuxServices)->View()) {}
+  ProcessHost() noexcept : view((new (memory) LinuxHost)->Services()) {}
 };
 
 }  // namespace
 
-std::unique_ptr<HostInstance> OpenHost(const HostOptions& options) { return std::make_unique<LinuxHost>(options); }
+std::unique_ptr<HostInstance> OpenHost(const HostOptions& options) {
+  return std::make_unique<LinuxHost>(options.registryFolder);
+}
 
 const Host& ThisHost() noexcept {
   static const ProcessHost host;
