@@ -37,6 +37,7 @@ enum class Status : std::int32_t {
   kInvalidParameter = 87,
   kDiskFull = 112,
   kBadPathname = 161,
+  kBusy = 170,
   kMoreData = 234,
   kNoMoreItems = 259,
   kRegistryCorrupt = 1015,

@@ -23,6 +23,7 @@ struct RegistryFinding {
     Damage,    ///< stored bytes that do not check; calls that need them fail
     Refused,   ///< something that this user may not read, so that nothing can be said about it
     Leftover,  ///< what a killed process left behind, or looks like it; no call ever sees it
+    Exposed,   ///< a file that more users have rights on than should
   };
   Kind kind = Kind::Damage;
   /// The file or folder, in UTF-8.

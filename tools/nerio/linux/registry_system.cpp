@@ -20,9 +20,11 @@ RegistryFinding::Kind KindOf(platform::RegistryFinding::Kind kind) {
     case platform::RegistryFinding::Kind::Refused:
       return RegistryFinding::Kind::Refused;
     case platform::RegistryFinding::Kind::Leftover:
+      return RegistryFinding::Kind::Leftover;
+    case platform::RegistryFinding::Kind::Exposed:
       break;
   }
-  return RegistryFinding::Kind::Leftover;
+  return RegistryFinding::Kind::Exposed;
 }
 
 // Tells whether a path is there, or whoever may make it: the first folder above it that is there decides.

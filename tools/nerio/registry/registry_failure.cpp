@@ -19,6 +19,8 @@ constexpr Meaning kMeanings[] = {
      "ask the key's owner for the rights, or run this as a user who has them"},
     {platform::kInvalidParameter, Exit::kBadInput, "the registry does not accept this name", ""},
     {platform::kBadPathname, Exit::kBadInput, "the registry does not accept this path", ""},
+    {platform::kBusy, Exit::kFailed, "another program is changing it and has not finished within half a minute",
+     "try again; if that program hangs, lslocks shows which one holds the key's %lock"},
     {platform::kMoreData, Exit::kBadInput, "the path is longer than the system accepts",
      "some systems accept at most 260 characters below the root key"},
     {kNameOutsideCodePage, Exit::kFailed, "its name has characters outside the code page",

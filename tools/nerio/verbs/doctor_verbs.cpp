@@ -25,12 +25,14 @@ const char* KindName(RegistryFinding::Kind kind) {
     case RegistryFinding::Kind::Refused:
       return "refused";
     case RegistryFinding::Kind::Leftover:
+      return "leftover";
+    case RegistryFinding::Kind::Exposed:
       break;
   }
-  return "leftover";
+  return "exposed";
 }
 
-// What the exit code says about the findings. Leftovers are nothing to worry about.
+// What the exit code says about the findings. With leftovers and exposed files every call works.
 Exit ExitOf(const std::vector<RegistryFinding>& findings) {
   Exit exit = Exit::kDone;
   for (const RegistryFinding& finding : findings) {

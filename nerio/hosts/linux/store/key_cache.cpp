@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
-#include "nerio/hosts/linux/store/key_lock.h"
 #include "nerio/hosts/linux/store/key_name.h"
 #include "nerio/hosts/linux/store/values_file.h"
 #include "nerio/hosts/portable/text/fold_case.h"
@@ -59,20 +58,15 @@ std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source) {
   if (!ReadStamp(key->file, key->stamp) || key->stamp.size > kMaxBytesOfFile || !IsOldEnough(key->stamp, now))
     return nullptr;
 
-  // A write sets the time before the bytes are there: while a writer holds the lock, the stamp is of no use.
-  Descriptor folder;
-  KeyLock lock;
-  if (OpenByPath(source.path(), O_PATH | O_DIRECTORY, folder) != kSuccess || !lock.TryRead(folder.get()))
-    return nullptr;
   Descriptor file;
   FileStamp opened;
   ValuesFile values;
-  if (OpenInside(folder.get(), kValuesFileName, O_RDONLY, file) != kSuccess || !HasReliableTimes(file.get()) ||
+  if (OpenByPath(key->file, O_RDONLY, file) != kSuccess || !HasReliableTimes(file.get()) ||
       values.Read(file.get()) != kSuccess || values.state() != RecordCursor::End::Whole ||
       values.header().keyNotSynced) {
     return nullptr;
   }
-  // Checked after the read: whoever changes a file by hand takes no lock.
+  // Checked after the read, too: nobody is kept from changing the file meanwhile.
   if (!ReadStamp(file.get(), opened) || opened != key->stamp) return nullptr;
   key->id = values.header().id;
   CopyValues(values, *key);

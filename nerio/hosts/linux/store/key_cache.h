@@ -38,9 +38,10 @@ struct CachedKey {
 /// values file instead of the content. It never changes an answer: a cached key counts only as long as the stamp of
 /// its file shows that nothing was changed, neither by a writer nor by hand, and the kernel lets this user read it.
 ///
-/// A key is cached only when its file's last change is old enough for the next one to show (`IsOldEnough`). It is read
-/// under its lock, and only on file systems whose times are reliable. The cache is bounded, holds no descriptor, and
-/// any thread may call it.
+/// A key is cached only when it is whole, its file's last change is old enough for the next one to show
+/// (`IsOldEnough`), and its file system's times are reliable. A writer at work does no harm: the byte that completes a
+/// change is written after all others, so the time that it leaves is not the one of the bytes before. The cache is
+/// bounded, holds no descriptor, and any thread may call it.
 class KeyCache {
  public:
   /// Finds a cached key whose values file is unchanged and may be read by this process now; null for any other.

@@ -23,22 +23,6 @@ struct CloseStream {
   void operator()(DIR* stream) const { ::closedir(stream); }
 };
 
-// Tells whether an open folder is the one at a path now. One `lstat` is enough; a path that is too long for it is
-// walked.
-Status CheckInPlace(int folder, const std::string& path, bool& inPlace) {
-  FileStamp opened;
-  FileStamp present;
-  if (!ReadStamp(folder, opened)) return RegistryStatus(errno);
-  if (!ReadStamp(path, present)) {
-    Descriptor again;
-    const Status status = OpenByPath(path, O_PATH | O_DIRECTORY, again);
-    if (status != kSuccess) return status;
-    if (!ReadStamp(again.get(), present)) return RegistryStatus(errno);
-  }
-  inPlace = opened.device == present.device && opened.inode == present.inode;
-  return kSuccess;
-}
-
 // Removes the open folder of a new key that is not complete, or of a deleted one: there is nothing in it but the key's
 // own files. The owner of the parent may have put another folder under its name: only an empty one goes by its name.
 void RemoveKeyFolder(int parent, const char* name, int folder) {
@@ -86,11 +70,12 @@ void FreeName(int parent, const char* name) {
   if (IsThere(parent, name)) MoveAside(parent, name);
 }
 
-Status MakeFiles(int folder, std::string_view spelling, unsigned mode, KeyId& id, KeyLock& lock, Descriptor& values) {
+Status MakeFiles(int folder, std::string_view spelling, unsigned mode, const Deadline& deadline, KeyId& id,
+                 KeyLock& lock, Descriptor& values) {
   Status status = MakeKeyId(id);
   if (status == kSuccess) status = CreateValuesFile(folder, id, spelling, mode & 0666, values);
   if (status == kSuccess) status = StatusOf([&] { return ::fchmod(folder, mode); });
-  if (status == kSuccess) status = lock.Take(folder, LockKind::Write, true);
+  if (status == kSuccess) status = lock.Take(folder, true, deadline);
   // Both files are there before the first sync: a journal takes the folder's entries along with the file's content, and
   // the second sync finds them written.
   if (status == kSuccess) status = SyncFile(values.get());
@@ -129,23 +114,36 @@ KeyFolder KeyFolder::Parent() const {
   return parent;
 }
 
-Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& locked) {
+// One `lstat` is enough; a path that is too long for it is walked.
+Status CheckInPlace(int folder, const KeyFolder& key, bool& inPlace) {
+  FileStamp opened;
+  FileStamp present;
+  if (!ReadStamp(folder, opened)) return RegistryStatus(errno);
+  if (!ReadStamp(key.path(), present)) {
+    Descriptor again;
+    const Status status = OpenByPath(key.path(), O_PATH | O_DIRECTORY, again);
+    if (status != kSuccess) return status;
+    if (!ReadStamp(again.get(), present)) return RegistryStatus(errno);
+  }
+  inPlace = opened.device == present.device && opened.inode == present.inode;
+  return kSuccess;
+}
+
+Status LockKey(const KeyFolder& key, int folderFlags, const Deadline& deadline, LockedKey& locked) {
   for (;;) {
     Descriptor folder;
     Status status = OpenByPath(key.path(), folderFlags | O_DIRECTORY, folder);
     if (status != kSuccess) return status;
     KeyLock lock;
-    Status granted = lock.Take(folder.get(), kind, key.isRoot() && kind == LockKind::Write);
-    if (granted == kRegistryCorrupt && kind == LockKind::Write && LacksLockOnly(folder.get())) {
-      granted = lock.Take(folder.get(), kind, true);
-    }
+    Status granted = lock.Take(folder.get(), key.isRoot(), deadline);
+    if (granted == kRegistryCorrupt && LacksLockOnly(folder.get())) granted = lock.Take(folder.get(), true, deadline);
     // The key may have been deleted, and even created again, while this waited: then the lock is a deleted key's.
     // Each further round means that another writer got something done.
     bool inPlace = false;
-    status = CheckInPlace(folder.get(), key.path(), inPlace);
+    status = CheckInPlace(folder.get(), key, inPlace);
     if (status != kSuccess) return status;
-    if (!inPlace) continue;
-    if (granted != kSuccess) return granted;
+    if (!inPlace && !deadline.HasPassed()) continue;
+    if (!inPlace || granted != kSuccess) return inPlace ? granted : kBusy;
     locked.folder = std::move(folder);
     locked.lock = std::move(lock);
     return kSuccess;
@@ -153,7 +151,7 @@ Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& 
 }
 
 Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::string_view spelling, unsigned mode,
-                  KeyId& id) {
+                  const Deadline& deadline, KeyId& id) {
   const int where = parent.folder.get();
   FreeName(where, kNewKeyName);
   Status status = StatusOf([&] { return ::mkdirat(where, kNewKeyName, 0700); });
@@ -167,7 +165,7 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
   // Whoever finds the new key cannot write to it until the key itself is durable.
   KeyLock lock;
   Descriptor values;
-  if (status == kSuccess) status = MakeFiles(folder.get(), spelling, mode, id, lock, values);
+  if (status == kSuccess) status = MakeFiles(folder.get(), spelling, mode, deadline, id, lock, values);
   if (status == kSuccess) status = RenameToFreeName(where, kNewKeyName, folderName.c_str());
   if (status != kSuccess) {
     // Without a values file of its own it may not be the folder that was made.

@@ -48,11 +48,15 @@ struct LockedKey {
   KeyLock lock;
 };
 
-/// Waits for the lock of a key and opens its folder. For writing, a root that was made by hand gets its lock file, and
-/// so does a key that lost it in a power cut.
+/// Waits for the lock of a key and opens its folder. A root that was made by hand gets its lock file, and so does a key
+/// that lost it in a power cut.
 /// @param folderFlags O_PATH, or O_RDONLY for what lists or syncs the folder.
-/// @return 2 when the key is not there, or no more once the lock is granted; 1015 when it has no lock file.
-Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& locked);
+/// @return 2 when the key is not there, or no more once the lock is granted; 1015 when it has no lock file; 170 when
+/// it was not granted until the deadline.
+Status LockKey(const KeyFolder& key, int folderFlags, const Deadline& deadline, LockedKey& locked);
+
+/// Tells whether an open folder is the one at a key's path now. @return 2 when there is none.
+Status CheckInPlace(int folder, const KeyFolder& key, bool& inPlace);
 
 /// Makes a key without values, complete before it can be seen and durable before this returns.
 /// @param parent locked for writing, its folder open for reading; it has no such subkey.
@@ -60,7 +64,7 @@ Status LockKey(const KeyFolder& key, LockKind kind, int folderFlags, LockedKey& 
 /// @param mode permissions of the folder, regardless of the umask; its files get the read and write bits of it.
 /// @param[out] id the new key's.
 Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::string_view spelling, unsigned mode,
-                  KeyId& id);
+                  const Deadline& deadline, KeyId& id);
 
 /// Makes sure that a key's entry in the folder above is durable: whoever made the key may still be about to sync it, or
 /// have been killed before. The values file notes it (`Note::KeyNotSynced`); where that cannot be read, it is synced.

@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <thread>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
@@ -11,47 +13,71 @@
 namespace nerio::platform {
 namespace {
 
-Status SetLock(int file, int command, short kind) {
+constexpr std::chrono::nanoseconds kLongestPause{5'000'000};
+constexpr unsigned kPermissions = 0777;
+
+// Answers 170 while another holds the lock.
+Status SetLock(int file, short kind) {
   struct flock lock {};
   lock.l_type = kind;
   lock.l_whence = SEEK_SET;
-  return StatusOf([&] { return ::fcntl(file, command, &lock); });
+  if (Uninterrupted([&] { return ::fcntl(file, F_OFD_SETLK, &lock); }) == 0) return kSuccess;
+  return errno == EAGAIN || errno == EACCES ? kBusy : RegistryStatus(errno);
+}
+
+// Only its owner can change the mode; that of others is for the doctor to name.
+void CloseToReaders(int folder, int file, struct stat entry) {
+  struct stat above {};
+  if (::fstat(folder, &above) != 0) return;
+  const bool sameGroup = entry.st_gid == above.st_gid || ::fchown(file, entry.st_uid, above.st_gid) == 0;
+  const unsigned mode = LockFileMode(above.st_mode, sameGroup);
+  if ((entry.st_mode & kPermissions) != mode) ::fchmod(file, mode);
 }
 
 }  // namespace
 
-KeyLock::~KeyLock() {
-  // Closing alone would leave the lock with a child that was forked meanwhile.
-  if (file_) SetLock(file_.get(), F_OFD_SETLK, F_UNLCK);
+std::chrono::nanoseconds Pauses::Next() {
+  const std::chrono::nanoseconds pause = pause_;
+  std::this_thread::sleep_for(pause);
+  // Short while others write in turn; who has waited long for one that hangs does not keep the processor busy.
+  pause_ = std::min(pause + pause / 128, kLongestPause);
+  return pause;
 }
 
-Status KeyLock::Take(int folder, LockKind kind, bool makeFile) {
-  const bool forWriting = kind == LockKind::Write;
+unsigned LockFileMode(unsigned folderMode, bool sameGroup) {
+  unsigned mode = S_IRUSR | S_IWUSR;
+  if (sameGroup && (folderMode & S_IWGRP) != 0) mode |= S_IRGRP | S_IWGRP;
+  if ((folderMode & S_IWOTH) != 0) mode |= S_IROTH | S_IWOTH;
+  return mode;
+}
+
+KeyLock::~KeyLock() {
+  // Closing alone would leave the lock with a child that was forked meanwhile.
+  if (file_) SetLock(file_.get(), F_UNLCK);
+}
+
+Status KeyLock::Take(int folder, bool makeFile, const Deadline& deadline) {
   Descriptor file;
-  Status status = OpenInside(folder, kLockFileName, forWriting ? O_RDWR : O_RDONLY, file);
-  if (status == kFileNotFound && makeFile) {
-    status = OpenInside(folder, kLockFileName, O_RDWR | O_CREAT, file);
-    // Whoever made the file sets its mode; for another who opens it at the same moment that fails.
-    struct stat entry {};
-    if (status == kSuccess && ::fstat(folder, &entry) == 0) ::fchmod(file.get(), entry.st_mode & 0666);
-  }
+  Status status = OpenInside(folder, kLockFileName, O_RDWR, file);
+  if (status == kFileNotFound && makeFile) status = OpenInside(folder, kLockFileName, O_RDWR | O_CREAT, file);
   if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
-  return Lock(std::move(file), F_OFD_SETLKW, forWriting ? F_WRLCK : F_RDLCK);
+  struct stat entry {};
+  if (::fstat(file.get(), &entry) != 0) return RegistryStatus(errno);
+  if (!S_ISREG(entry.st_mode)) return kRegistryCorrupt;
+  // Before the wait: nobody who is closed out now can come in between.
+  CloseToReaders(folder, file.get(), entry);
+  Pauses pauses;
+  while ((status = SetLock(file.get(), F_WRLCK)) == kBusy && !deadline.HasPassed()) pauses.Next();
+  if (status == kSuccess) file_ = std::move(file);
+  return status;
 }
 
 bool KeyLock::TryRead(int folder) {
   Descriptor file;
-  return OpenInside(folder, kLockFileName, O_RDONLY, file) == kSuccess &&
-         Lock(std::move(file), F_OFD_SETLK, F_RDLCK) == kSuccess;
-}
-
-Status KeyLock::Lock(Descriptor file, int command, short kind) {
-  struct stat entry {};
-  if (::fstat(file.get(), &entry) != 0) return RegistryStatus(errno);
-  if (!S_ISREG(entry.st_mode)) return kRegistryCorrupt;
-  const Status status = SetLock(file.get(), command, kind);
-  if (status == kSuccess) file_ = std::move(file);
-  return status;
+  if (OpenInside(folder, kLockFileName, O_RDONLY, file) != kSuccess || SetLock(file.get(), F_RDLCK) != kSuccess)
+    return false;
+  file_ = std::move(file);
+  return true;
 }
 
 }  // namespace nerio::platform

@@ -51,10 +51,10 @@ Status CheckExistsLocked(const HandleTarget& key) {
 }
 
 // Creates one level below a key.
-Status CreateLevel(const HandleTarget& base, const KeyFolder& parent, std::string_view name, HandleTarget& key,
-                   bool& created) {
+Status CreateLevel(const HandleTarget& base, const KeyFolder& parent, std::string_view name, const Deadline& deadline,
+                   HandleTarget& key, bool& created) {
   LockedKey locked;
-  Status status = LockKey(parent, LockKind::Write, O_RDONLY, locked);
+  Status status = LockKey(parent, O_RDONLY, deadline, locked);
   // While this holds the lock of a key below it, the key of the handle cannot be deleted.
   if (status == kSuccess) status = CheckExistsLocked(base);
   if (status != kSuccess) return status;
@@ -68,13 +68,13 @@ Status CreateLevel(const HandleTarget& base, const KeyFolder& parent, std::strin
   if (status != kSuccess) return status;
   RemoveLeftovers(locked);
   if (::fstat(locked.folder.get(), &entry) != 0) return RegistryStatus(errno);
-  return MakeSubkey(locked, folderName, name, entry.st_mode & (S_ISGID | 0777), key.id);
+  return MakeSubkey(locked, folderName, name, entry.st_mode & (S_ISGID | 0777), deadline, key.id);
 }
 
 // Creates what is missing of a path. @param[out] created whether the last level was.
 // @return 2 when a key of the path was deleted meanwhile.
-Status CreateMissing(const HandleTarget& base, const std::vector<std::string_view>& names, HandleTarget& key,
-                     bool& created) {
+Status CreateMissing(const HandleTarget& base, const std::vector<std::string_view>& names, const Deadline& deadline,
+                     HandleTarget& key, bool& created) {
   key.folder = base.folder;
   for (const std::string_view name : names) {
     const KeyFolder parent = key.folder;
@@ -83,7 +83,7 @@ Status CreateMissing(const HandleTarget& base, const std::vector<std::string_vie
     created = false;
     Descriptor folder;
     Status status = OpenByPath(key.folder.path(), O_PATH | O_DIRECTORY, folder);
-    if (status == kFileNotFound) status = CreateLevel(base, parent, name, key, created);
+    if (status == kFileNotFound) status = CreateLevel(base, parent, name, deadline, key, created);
     if (status != kSuccess) return status;
     // Two long names whose cut folder names are the same: only one of them can be there.
     if (!created && IsCutFolderName(folderName) && CheckCutName(key.folder, name) == kFileNotFound) {
@@ -164,11 +164,11 @@ Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vec
 }
 
 Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
-                       std::uint32_t access, HandleTarget& key, bool& created) {
+                       std::uint32_t access, const Deadline& deadline, HandleTarget& key, bool& created) {
   for (;;) {
     created = false;
     Status status = CheckExists(base);
-    if (status == kSuccess) status = CreateMissing(base, names, key, created);
+    if (status == kSuccess) status = CreateMissing(base, names, deadline, key, created);
     if (status == kSuccess && created) {
       key.access = RightsOfCreator(access);
       return kSuccess;
@@ -179,10 +179,11 @@ Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vec
     Descriptor root;
     status = OpenByPath(base.folder.path(), O_PATH | O_DIRECTORY, root);
     if (status != kSuccess) return status;
+    if (deadline.HasPassed()) return kBusy;
   }
 }
 
-Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& names) {
+Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& names, const Deadline& deadline) {
   if (names.empty() && base.folder.isRoot()) return kAccessDenied;
   KeyFolder folder = base.folder;
   Status status = Descend(folder, names);
@@ -190,10 +191,10 @@ Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& 
   const Status missing = names.empty() ? kKeyDeleted : kFileNotFound;
 
   LockedKey parent;
-  status = LockKey(folder.Parent(), LockKind::Write, O_RDONLY, parent);
+  status = LockKey(folder.Parent(), O_RDONLY, deadline, parent);
   if (status != kSuccess) return status == kFileNotFound ? missing : status;
   LockedKey key;
-  status = LockKey(folder, LockKind::Write, O_RDONLY, key);
+  status = LockKey(folder, O_RDONLY, deadline, key);
   if (status != kSuccess) return status == kFileNotFound ? missing : status;
   status = CheckExistsLocked(base);
   if (status != kSuccess) return status;

@@ -13,7 +13,8 @@ namespace nerio::platform {
 
 // The keys as a tree: how they are opened, created, deleted and listed, below a key that a handle stands for (`base`).
 // The names of the levels that lead from there to the key are as `SplitKeyPath` gives them; without names it is `base`
-// itself. Each answers 5 when the kernel refuses it, and 1015 when a key on the way is damaged.
+// itself. Each answers 5 when the kernel refuses it, and 1015 when a key on the way is damaged; those with a deadline 170
+// when another process keeps them waiting until then.
 
 /// Tells whether the key of a handle is still there. @return 0, or 1018 when it was deleted, even if it was created
 /// again.
@@ -31,11 +32,11 @@ Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vec
 /// @param[out] created whether the last level was missing.
 /// @return 1018 when the key of `base` is not there any more.
 Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
-                       std::uint32_t access, HandleTarget& key, bool& created);
+                       std::uint32_t access, const Deadline& deadline, HandleTarget& key, bool& created);
 
 /// Deletes a key with its values.
 /// @return 2 when there is no such key, 1018 when it is that of `base`; 5 when it has subkeys or is a root.
-Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& names);
+Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& names, const Deadline& deadline);
 
 /// Gives the name of one subkey of `base`, as its creator spelt it. Subkeys are in the order of their folded names.
 /// @return 259 when there are no more than `index`.

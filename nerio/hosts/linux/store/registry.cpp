@@ -94,10 +94,11 @@ Status LinuxRegistry::CreateKey(KeyHandle root, const AnsiText& subKey, std::uin
                                 const SecurityAttributes& /*security*/, KeyHandle& created,
                                 std::uint32_t& disposition) {
   if (reserved != 0) return kInvalidParameter;
+  const Deadline deadline(kChangeLimit);
   return OnPath(root, subKey, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
     HandleTarget key;
     bool isNew = false;
-    const Status status = CreateOrOpenKey(cache_, base, names, access, key, isNew);
+    const Status status = CreateOrOpenKey(cache_, base, names, access, deadline, key, isNew);
     if (status != kSuccess) return status;
     created = handles_.Add(std::move(key));
     disposition = isNew ? kRegCreatedNewKey : kRegOpenedExistingKey;
@@ -141,18 +142,25 @@ Status LinuxRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_
   if (key == 0) return kInvalidHandle;
   const std::string_view wanted = CutAtNul(name.bytes());
   if (wanted.size() > kMaxValueNameLength) return kInvalidParameter;
+  const Deadline deadline(kChangeLimit);
   return OnKey(key, kKeySetValue, [&](const HandleTarget& opened) {
-    return StoreValue(opened, wanted, type, {data.data(), data.size()});
+    return StoreValue(opened, wanted, type, {data.data(), data.size()}, deadline);
   });
 }
 
-Status LinuxRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) { return OnPath(key, subKey, RemoveKey); }
+Status LinuxRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
+  const Deadline deadline(kChangeLimit);
+  return OnPath(key, subKey, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+    return RemoveKey(base, names, deadline);
+  });
+}
 
 Status LinuxRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
   if (key == 0) return kInvalidHandle;
   const std::string_view wanted = CutAtNul(name.bytes());
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
-  return OnKey(key, kKeySetValue, [&](const HandleTarget& opened) { return RemoveValue(opened, wanted); });
+  const Deadline deadline(kChangeLimit);
+  return OnKey(key, kKeySetValue, [&](const HandleTarget& opened) { return RemoveValue(opened, wanted, deadline); });
 }
 
 Status LinuxRegistry::CloseKey(KeyHandle key) {

@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string_view>
 #include <utility>
 
+#include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_folder.h"
 #include "nerio/hosts/linux/store/key_name.h"
@@ -82,7 +84,7 @@ class Check {
     std::vector<FolderEntry> entries;
     if (status == kSuccess) status = ListFolder(folder.get(), entries);
     if (status != kSuccess) return AddFailure(key.path(), status);
-    if (OwnFile(key, folder.get(), kLockFileName)) CheckRightsOn(key, kLockFileName);
+    if (OwnFile(key, folder.get(), kLockFileName)) LockFile(key, folder.get());
     if (OwnFile(key, folder.get(), kValuesFileName)) Values(key);
     Entries(key, std::move(entries));
   }
@@ -108,10 +110,18 @@ class Check {
     return OpenByPath(key.path(), O_PATH | O_DIRECTORY, folder) == kSuccess;
   }
 
-  void CheckRightsOn(const KeyFolder& key, const char* name) {
-    Descriptor file;
-    const Status status = OpenByPath(key.File(name), O_RDONLY, file);
-    if (status != kSuccess && status != kFileNotFound) AddFailure(key.File(name), status);
+  // Only who may change the key needs its lock, and may have it. The next change of its owner sets the mode right.
+  void LockFile(const KeyFolder& key, int folder) {
+    const std::string path = key.File(kLockFileName);
+    if (CheckRights(key.path(), W_OK | X_OK) == kSuccess && CheckRights(path, R_OK | W_OK) == kAccessDenied)
+      Add(Kind::Refused, path, 0, "this user may not lock it");
+    struct stat above {};
+    struct stat entry {};
+    if (::fstat(folder, &above) != 0 || ::fstatat(folder, kLockFileName, &entry, AT_SYMLINK_NOFOLLOW) != 0) return;
+    const unsigned wanted = LockFileMode(above.st_mode, entry.st_gid == above.st_gid);
+    if ((entry.st_mode & 0777 & ~wanted) == 0 || entry.st_uid == ::geteuid()) return;
+    Add(Kind::Exposed, path, 0,
+        "can be locked by users who may not change the key, and so keep it from being changed; chmod go= mends it");
   }
 
   void Values(const KeyFolder& key) {
@@ -152,14 +162,18 @@ class Check {
     std::reverse(pending_.begin() + static_cast<std::ptrdiff_t>(firstSubkey), pending_.end());
   }
 
-  // A writer at work has such a file or folder for a moment; without one it was left behind.
+  // A writer at work has such a file or folder for a moment: no longer than it may wait for others, and never while
+  // this holds the lock.
   void Leftover(const KeyFolder& key, const KeyFolder& left) {
-    LockedKey locked;
-    const bool quiet = LockKey(key, LockKind::Read, O_PATH, locked) == kSuccess;
+    Descriptor folder;
+    KeyLock lock;
     struct stat entry {};
-    if (!quiet || ::fstatat(locked.folder.get(), left.Name().c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0) return;
-    struct stat folder {};
-    const bool sameOwner = ::fstat(locked.folder.get(), &folder) == 0 && folder.st_uid == entry.st_uid;
+    if (OpenByPath(key.path(), O_PATH | O_DIRECTORY, folder) != kSuccess) return;
+    const bool quiet = lock.TryRead(folder.get());
+    if (::fstatat(folder.get(), left.Name().c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0) return;
+    if (!quiet && StampOfNow().seconds - entry.st_ctim.tv_sec <= kChangeLimit.count()) return;
+    struct stat above {};
+    const bool sameOwner = ::fstat(folder.get(), &above) == 0 && above.st_uid == entry.st_uid;
     Add(Kind::Leftover, left.path(), 0,
         left.Name().starts_with(kLeftoverPrefix) ? "set aside, not removed: no part of the key"
         : sameOwner                              ? "left behind by a process that was killed"

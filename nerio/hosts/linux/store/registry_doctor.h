@@ -29,6 +29,8 @@ struct RegistryFinding {
     /// What a killed process left behind, or looks like it. It is invisible to every call; the next writer removes it,
     /// or moves what does not belong to the key's owner out of the way.
     Leftover,
+    /// A file that more users have rights on than should. Every call works; somebody could make changes wait.
+    Exposed,
   };
   Kind kind = Kind::Damage;
   /// The file or folder, in UTF-8.

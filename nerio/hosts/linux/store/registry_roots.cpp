@@ -69,12 +69,13 @@ Status MakeRoot(const std::string& parent, const char* name, unsigned mode) {
   std::string resolved;
   if (status == kSuccess) status = ResolveLinks(parent, resolved);
   // The folder of the roots has a lock of its own, so that two processes make a root once.
+  const Deadline deadline(kChangeLimit);
   LockedKey locked;
-  if (status == kSuccess) status = LockKey(KeyFolder(resolved), LockKind::Write, O_RDONLY, locked);
+  if (status == kSuccess) status = LockKey(KeyFolder(resolved), O_RDONLY, deadline, locked);
   struct stat entry {};
   if (status != kSuccess || ::fstatat(locked.folder.get(), name, &entry, 0) == 0) return status;
   KeyId id;
-  return MakeSubkey(locked, name, name, mode, id);
+  return MakeSubkey(locked, name, name, mode, deadline, id);
 }
 
 std::size_t IndexOf(KeyHandle root) {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <atomic>
 #include <cerrno>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
@@ -18,6 +19,52 @@ Status ReadExtent(int file, Extent extent, ValuesFile& values) {
 
 Status Verdict(const ValuesFile& values) { return values.state() == End::Damaged ? kRegistryCorrupt : kSuccess; }
 
+// Reads a key of which the first look showed no whole values file.
+// @return 2 when the key is not there, 1015 when it is there without a values file.
+Status Look(const KeyFolder& key, Extent extent, ValuesFile& values) {
+  Descriptor folder;
+  Status status = OpenByPath(key.path(), O_PATH | O_DIRECTORY, folder);
+  if (status != kSuccess) return status;
+  Descriptor file;
+  status = OpenInside(folder.get(), kValuesFileName, O_RDONLY, file);
+  if (status == kSuccess) return ReadExtent(file.get(), extent, values);
+  if (status != kFileNotFound) return status;
+  // A deleted key's folder loses its files after its place.
+  bool inPlace = false;
+  status = CheckInPlace(folder.get(), key, inPlace);
+  if (status != kSuccess) return status;
+  if (!inPlace) return kFileNotFound;
+  if (!key.isRoot()) return kRegistryCorrupt;
+  // One that was made by hand has none yet.
+  values.MakeEmpty({});
+  return kSuccess;
+}
+
+// The time that this process may still spend between looks, whatever it reads: so many damaged keys cost no more of it
+// than one.
+constinit std::atomic<std::int64_t> nanosecondsLeft = 1'000'000'000;
+
+// Looks until two looks see the same. A writer completes a record with its last byte, so only what was read while
+// bytes moved can be taken for damage, and the next look sees something else.
+Status LookAgain(const KeyFolder& key, Extent extent, ValuesFile& values) {
+  constexpr int kLooksWithoutPause = 4;
+  Pauses pauses;
+  std::uint32_t before = 0;
+  Status seenBefore = kBusy;
+  for (int look = 1;; ++look) {
+    const Status seen = Look(key, extent, values);
+    if (seen == kSuccess && values.state() == End::Whole) return kSuccess;
+    if (seen != kSuccess && seen != kRegistryCorrupt) return seen;
+    const std::uint32_t sum = seen == kSuccess ? values.Checksum() : 0;
+    const bool same = seen == seenBefore && sum == before;
+    const bool pause = look >= kLooksWithoutPause;
+    if (same || (pause && nanosecondsLeft <= 0)) return seen == kSuccess ? Verdict(values) : seen;
+    if (pause) nanosecondsLeft -= pauses.Next().count();
+    seenBefore = seen;
+    before = sum;
+  }
+}
+
 bool IsSameKey(const HandleTarget& key, const ValuesFile& values) {
   return key.folder.isRoot() || values.header().id == key.id;
 }
@@ -29,8 +76,8 @@ struct WritableKey {
   ValuesFile values;
 };
 
-Status OpenForWriting(const HandleTarget& key, WritableKey& writable) {
-  Status status = LockKey(key.folder, LockKind::Write, O_PATH, writable.locked);
+Status OpenForWriting(const HandleTarget& key, const Deadline& deadline, WritableKey& writable) {
+  Status status = LockKey(key.folder, O_PATH, deadline, writable.locked);
   if (status != kSuccess) return status == kFileNotFound ? kKeyDeleted : status;
   RemoveLeftovers(writable.locked);
   status = OpenInside(writable.locked.folder.get(), kValuesFileName, O_RDWR, writable.file);
@@ -65,22 +112,7 @@ Status ReadKey(const KeyFolder& key, Extent extent, ValuesFile& values) {
   if (seen == kSuccess) seen = ReadExtent(file.get(), extent, values);
   if (seen == kSuccess && values.state() == End::Whole) return kSuccess;
   if (seen != kSuccess && seen != kFileNotFound) return seen;
-
-  LockedKey locked;
-  const Status status = LockKey(key, LockKind::Read, O_PATH, locked);
-  if (status == kFileNotFound) return status;
-  if (status == kSuccess) {
-    seen = OpenInside(locked.folder.get(), kValuesFileName, O_RDONLY, file);
-    if (seen == kSuccess) seen = ReadExtent(file.get(), extent, values);
-  }
-  // Who cannot take the lock relies on what can be read without it. A root that was made by hand has none yet.
-  if (seen == kSuccess) return Verdict(values);
-  if (seen != kFileNotFound) return seen;
-  if (key.isRoot() && (status == kSuccess || status == kAccessDenied || status == kRegistryCorrupt)) {
-    values.MakeEmpty({});
-    return kSuccess;
-  }
-  return status == kSuccess ? kRegistryCorrupt : status;
+  return LookAgain(key, extent, values);
 }
 
 Status ReadKey(const HandleTarget& key, Extent extent, ValuesFile& values) {
@@ -89,19 +121,20 @@ Status ReadKey(const HandleTarget& key, Extent extent, ValuesFile& values) {
   return status == kSuccess && !IsSameKey(key, values) ? kKeyDeleted : status;
 }
 
-Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t type, std::string_view data) {
+Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t type, std::string_view data,
+                  const Deadline& deadline) {
   if (data.size() > kMaxFileSize) return kNotEnoughMemory;
   WritableKey writable;
-  const Status status = OpenForWriting(key, writable);
+  const Status status = OpenForWriting(key, deadline, writable);
   if (status != kSuccess) return status;
   ValueRecord present;
   if (writable.values.Find(name, present)) name = present.name;
   return Write(writable, {.sequence = 0, .deletion = false, .type = type, .name = name, .data = data});
 }
 
-Status RemoveValue(const HandleTarget& key, std::string_view name) {
+Status RemoveValue(const HandleTarget& key, std::string_view name, const Deadline& deadline) {
   WritableKey writable;
-  const Status status = OpenForWriting(key, writable);
+  const Status status = OpenForWriting(key, deadline, writable);
   if (status != kSuccess) return status;
   ValueRecord present;
   if (!writable.values.Find(name, present)) return kFileNotFound;

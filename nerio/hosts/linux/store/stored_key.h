@@ -14,8 +14,8 @@ namespace nerio::platform {
 /// How much of a key's values file is read.
 enum class Extent { Header, Whole };
 
-/// Reads a key without its lock. Only when what it reads is not in order does it take the lock once, so that no writer
-/// is at work, and read again.
+/// Reads a key, without its lock. What is not in order is read again until two looks see the same: a writer may be at
+/// work. The pauses between looks take at most a second in the life of a process; then what is seen counts.
 /// @param[out] file in order, or ended by a record that counts as not written.
 /// @return 2 when there is no such key, 5 when it may not be read, 1015 when it is damaged.
 Status ReadKey(const KeyFolder& key, Extent extent, ValuesFile& file);
@@ -24,10 +24,12 @@ Status ReadKey(const KeyFolder& key, Extent extent, ValuesFile& file);
 Status ReadKey(const HandleTarget& key, Extent extent, ValuesFile& file);
 
 /// Stores a value, or replaces its type and data; its name keeps the spelling that it has. Durable when it returns 0.
-/// @return 1018 when the key is not there any more, 5 when it may not be written, 1015 when it is damaged.
-Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t type, std::string_view data);
+/// @return 1018 when the key is not there any more, 5 when it may not be written, 1015 when it is damaged, 170 when
+/// another process has it locked until the deadline.
+Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t type, std::string_view data,
+                  const Deadline& deadline);
 
 /// Removes a value. @return as `StoreValue`, and 2 when there is none of that name.
-Status RemoveValue(const HandleTarget& key, std::string_view name);
+Status RemoveValue(const HandleTarget& key, std::string_view name, const Deadline& deadline);
 
 }  // namespace nerio::platform

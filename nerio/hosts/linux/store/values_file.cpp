@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <map>
 #include <new>
+#include <utility>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
@@ -40,13 +41,19 @@ Status WriteAt(int file, std::string_view bytes, std::uint64_t offset) {
   return kSuccess;
 }
 
-// Writes a record into the zeros at the end of the file.
-Status AppendInPlace(int file, std::string_view record, std::uint64_t offset) {
+// Writes a record into the zeros at the end of the file. The trailer comes last, in a call of its own: the kernel sets a
+// file's time before its bytes are there, so whoever read the old bytes with the time of the first call finds another
+// time in the end, however long that call took.
+Status AppendInPlace(int file, std::string record, std::uint64_t offset) {
+  const std::size_t trailer = record.find_last_not_of('\0');
+  const char byte = std::exchange(record[trailer], '\0');
   Status status = WriteAt(file, record, offset);
+  if (status == kSuccess) status = WriteAt(file, {&byte, 1}, offset + trailer);
   if (status == kSuccess) status = SyncFile(file);
   if (status != kSuccess) {
-    // The zeros come back, so that the old value stays. Parts of the record may have reached the disk: they must not be
-    // found there after the next one, which may be shorter.
+    // The zeros come back, the trailer's first, so that the old value stays. Parts of the record may have reached the
+    // disk: they must not be found there after the next one, which may be shorter.
+    WriteAt(file, std::string_view("", 1), offset + trailer);
     const bool clean =
         WriteAt(file, std::string(record.size(), '\0'), offset) == kSuccess && SyncFile(file) == kSuccess;
     if (!clean) SetNote(file, Note::RoomNotClean, true);
@@ -276,7 +283,7 @@ Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord 
     std::string record;
     AppendRecord(record, change);
     if (!HoldsZeroSector(current.recordsEnd(), record)) {
-      const Status status = AppendInPlace(file, record, current.recordsEnd());
+      const Status status = AppendInPlace(file, std::move(record), current.recordsEnd());
       if (status == kSuccess && IsLengthDue(current)) ShortenAfter(folder, file, current, change);
       return status;
     }

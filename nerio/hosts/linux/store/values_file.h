@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "nerio/hosts/linux/store/crc32c.h"
 #include "nerio/hosts/linux/store/system_call.h"
 #include "nerio/hosts/linux/store/values_format.h"
 #include "nerio/platform/status.h"
@@ -42,6 +43,9 @@ class ValuesFile {
   std::uint64_t nextSequence() const { return nextSequence_; }
   /// How many records were added since the file was written as a whole.
   std::uint64_t addedRecords() const { return addedRecords_; }
+
+  /// Returns a checksum of the bytes that were read.
+  std::uint32_t Checksum() const { return Crc32c(bytes()); }
 
   /// Finds the value called `name`, whatever its case. @return false when there is none.
   bool Find(std::string_view name, ValueRecord& value) const;

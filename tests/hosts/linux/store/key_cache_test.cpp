@@ -15,7 +15,6 @@
 #include <thread>
 #include <vector>
 
-#include "nerio/hosts/linux/store/key_lock.h"
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/testing/ansi_literal.h"
@@ -91,20 +90,30 @@ TEST_F(KeyCacheTest, KeyThatWasJustChanged_IsNotCachedYet) {
   EXPECT_NE(cache.Find(Folder("k")), nullptr);
 }
 
-TEST_F(KeyCacheTest, KeyThatAWriterHasLocked_IsNotCached) {
+TEST_F(KeyCacheTest, KeyThatAWriterHasLocked_IsCachedAsItIs) {
   WaitUntilCacheable();
   KeyCache cache;
-  {
-    LockedKey locked;
-    ASSERT_EQ(LockKey(Folder("k"), LockKind::Write, O_PATH, locked), kSuccess);
-    RecordReads(cache, Folder("k"));
-    EXPECT_EQ(cache.Find(Folder("k")), nullptr);
-  }
-  cache.RecordRead(Folder("k"));
-  EXPECT_EQ(cache.Find(Folder("k")), nullptr) << "it is not tried again at once";
-  WaitUntilCacheable();
-  cache.RecordRead(Folder("k"));
+  LockedKey locked;
+  ASSERT_EQ(LockKey(Folder("k"), O_PATH, Deadline(kChangeLimit), locked), kSuccess);
+  RecordReads(cache, Folder("k"));
   EXPECT_NE(cache.Find(Folder("k")), nullptr);
+}
+
+TEST_F(KeyCacheTest, KeyWhoseLockThisUserMayNotOpen_IsCachedAsAnyOther) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  for (const char* place : {"", "k"}) fs::permissions(stored_.Key(place), static_cast<fs::perms>(0755));
+  fs::permissions(stored_.folder(), static_cast<fs::perms>(0755));
+  fs::permissions(stored_.ValuesFile("k"), static_cast<fs::perms>(0644));
+  WaitUntilCacheable();
+  EXPECT_EQ(testing::AnswerOfChild([&]() -> std::string {
+              if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
+                return "can not change user";
+              if (::access((stored_.Key("k") / "%lock").c_str(), R_OK) == 0) return "may open the lock";
+              KeyCache cache;
+              RecordReads(cache, Folder("k"));
+              return cache.Find(Folder("k")) ? "cached" : "not cached";
+            }),
+            "cached");
 }
 
 TEST_F(KeyCacheTest, RootsAndWhatIsNotAKey_AreNotCached) {

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -254,6 +255,84 @@ TEST(RegistryFaultsOfTheKernel, ReadThatFindsNothing_NeverLetsACallWaitForItsOwn
     }
     EXPECT_GT(refused, 0u);
   }
+}
+
+TEST(RegistryFaultsOfTheKernel, ReadThatFindsNothing_IsMadeAgain) {
+  StoredRegistry stored;
+  Prepare(stored.calls());
+  bool reached = true;
+  for (std::size_t point = 0; reached; ++point) {
+    PlanFault(point, Fault::NothingToRead);
+    const std::string value = stored.calls().Get("k"_ansi, "v"_ansi);
+    reached = EndFaults();
+    EXPECT_EQ(value, "before") << point;
+  }
+}
+
+// The kernel sets a file's time first, and may hold up the bytes for as long as the disk is busy.
+TEST(RegistryFaultsOfTheKernel, KeyCachedWhileAWriteIsHeldUp_IsNotFoundOnceTheWriteIsDone) {
+  StoredRegistry stored;
+  Prepare(stored.calls());
+  KeyFolder folder(stored.Root());
+  folder.Enter("k");
+  KeyCache cache;
+  int heldUp = 0;
+  const auto rest = [] { std::this_thread::sleep_for(std::chrono::milliseconds(40)); };
+  testing::HoldUpWrites([&] {
+    rest();
+    for (int i = 0; i < 3; ++i) cache.RecordRead(folder);
+    ++heldUp;
+  });
+  const Status status = stored.calls().Set("k"_ansi, "v"_ansi, "after");
+  testing::HoldUpWrites(nullptr);
+  ASSERT_EQ(status, kSuccess);
+  EXPECT_GT(heldUp, 0);
+  rest();
+  ValueRecord value;
+  const auto cached = cache.Find(folder);
+  EXPECT_TRUE(!cached || (cached->Find("v", value) && value.data == "after")) << value.data;
+  cache.RecordRead(folder);
+  ASSERT_NE(cache.Find(folder), nullptr) << "in the end it is cached";
+  ASSERT_TRUE(cache.Find(folder)->Find("v", value));
+  EXPECT_EQ(value.data, "after");
+}
+
+// A file that is never the same twice, by the hand of somebody who means harm.
+TEST(RegistryFaultsOfTheKernel, KeyThatIsSpoiltDifferentlyForEachLook_CostsReadersASecondInAll) {
+  using Clock = std::chrono::steady_clock;
+  StoredRegistry stored;
+  Prepare(stored.calls());
+  std::string content = testing::FileContent(stored.ValuesFile("k"));
+  const char sound = content[600];
+  int looks = 0;
+  testing::BeforeEach(testing::Moment::Read, [&] {
+    content[600] = static_cast<char>(sound + 1 + ++looks % 200);
+    testing::WriteFile(stored.ValuesFile("k"), content);
+  });
+  const Clock::time_point start = Clock::now();
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(stored.calls().Get("k"_ansi, "v"_ansi), "[1015]");
+  const auto taken = Clock::now() - start;
+  testing::BeforeEach(testing::Moment::Read, nullptr);
+  EXPECT_LT(taken, std::chrono::seconds(5)) << "each call for itself would have taken a second";
+}
+
+// Somebody puts another folder in the place of the key's, whenever its lock is about to be taken.
+TEST(RegistryFaultsOfTheKernel, KeyThatIsAnotherOneEachTimeItIsLocked_AnswersBusyAtTheDeadline) {
+  StoredRegistry stored;
+  Prepare(stored.calls());
+  int moved = 0;
+  testing::BeforeEach(testing::Moment::Lock, [&] {
+    const fs::path aside = stored.folder() / std::to_string(++moved);
+    fs::rename(stored.Key("k"), aside);
+    fs::copy(aside, stored.Key("k"), fs::copy_options::recursive);
+  });
+  KeyFolder folder(stored.Root());
+  folder.Enter("k");
+  LockedKey locked;
+  const Status status = LockKey(folder, O_PATH, Deadline(std::chrono::milliseconds(100)), locked);
+  testing::BeforeEach(testing::Moment::Lock, nullptr);
+  EXPECT_EQ(status, kBusy);
+  EXPECT_GT(moved, 1);
 }
 
 TEST(RegistryFaultsOfTheKernel, KeyThatIsTooLargeToBeKept_IsNotReadForIt) {

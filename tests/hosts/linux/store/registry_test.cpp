@@ -370,7 +370,7 @@ TEST(LinuxRegistry, NewKeys_TakeThePermissionsOfTheKeyTheyAreMadeIn) {
   ::umask(mask);
   EXPECT_EQ(ModeOf(stored.Key("shared/sub/deep")), 02775u);
   EXPECT_EQ(ModeOf(stored.Key("shared/sub/deep/%values")), 0664u);
-  EXPECT_EQ(ModeOf(stored.Key("shared/sub/deep/%lock")), 0664u);
+  EXPECT_EQ(ModeOf(stored.Key("shared/sub/deep/%lock")), 0660u);
   fs::permissions(stored.ValuesFile("shared/sub"), static_cast<fs::perms>(0640));
   for (int i = 0; i < 100; ++i) ASSERT_EQ(calls.Set("shared\\sub"_ansi, "v"_ansi, std::string(100, 'x')), kSuccess);
   EXPECT_EQ(ModeOf(stored.ValuesFile("shared/sub")), 0640u) << "a rewritten file keeps the permissions that it had";

@@ -90,9 +90,10 @@ std::vector<AnsiText> Calls::SubKeys(const AnsiText& path) const {
 std::vector<std::string> StoredRegistry::Findings() const {
   std::vector<std::string> lines;
   for (const RegistryFinding& finding : CheckRegistry({folder()})) {
-    const char* const kind = finding.kind == RegistryFinding::Kind::Damage    ? "damage:"
-                             : finding.kind == RegistryFinding::Kind::Refused ? "refused:"
-                                                                              : "leftover:";
+    const char* const kind = finding.kind == RegistryFinding::Kind::Damage     ? "damage:"
+                             : finding.kind == RegistryFinding::Kind::Refused  ? "refused:"
+                             : finding.kind == RegistryFinding::Kind::Leftover ? "leftover:"
+                                                                               : "exposed:";
     lines.push_back(kind + std::filesystem::path(finding.place).lexically_relative(folder()).string() + ":" +
                     std::to_string(finding.offset) + ": " + finding.what);
   }

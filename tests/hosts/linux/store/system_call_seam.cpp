@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <sys/mman.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -12,6 +13,9 @@
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <map>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -41,6 +45,8 @@ std::optional<std::size_t> eventsToLive;
 std::optional<Kind> countedEvent;
 bool openat2Refused = false;
 std::function<void()> beforeSeek;
+std::map<Moment, std::function<void()>> beforeEach;
+std::function<void()> meanwhileWriting;
 std::vector<DiskEvent> events;
 
 // What a fault may do with a call besides letting it fail.
@@ -85,8 +91,8 @@ bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
   plan.reset();
   reached = true;
   if (CutsShort(fault)) {
-    if (fault == Fault::Short && size != nullptr) *size /= 2;
-    if (fault == Fault::ShortThenNoSpace && isWrite) *size /= 2;
+    if (fault == Fault::Short && size != nullptr) *size = (*size + 1) / 2;
+    if (fault == Fault::ShortThenNoSpace && isWrite) *size = (*size + 1) / 2;
     if (fault == Fault::NothingToRead && transfer == Transfer::Read) *size = 0;
     failNextWrite = fault == Fault::ShortThenNoSpace && isWrite;
     return false;
@@ -96,6 +102,15 @@ bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
   failEverything = fault == Fault::FromNowOn;
   errno = ErrorOf(fault);
   return true;
+}
+
+// Runs what a test wants done at this moment, but not for the calls that are made there.
+void Act(const std::function<void()>& wanted) {
+  static bool acting = false;
+  if (!wanted || acting) return;
+  acting = true;
+  wanted();
+  acting = false;
 }
 
 std::string PathOf(int descriptor) {
@@ -133,6 +148,10 @@ bool EndFaults() {
 
 void BeforeNextSeek(std::function<void()> act) { beforeSeek = std::move(act); }
 
+void BeforeEach(Moment moment, std::function<void()> act) { beforeEach[moment] = std::move(act); }
+
+void HoldUpWrites(std::function<void()> meanwhile) { meanwhileWriting = std::move(meanwhile); }
+
 void RefuseOpenat2(bool refused) { openat2Refused = refused; }
 
 void RecordDisk() {
@@ -152,11 +171,34 @@ std::vector<DiskEvent> EndRecording() {
 }
 
 NERIO_WRAPPED(ssize_t, pread, int file, void* buffer, size_t size, off_t offset) {
+  Act(beforeEach[Moment::Read]);
   return Fails(Transfer::Read, &size) ? -1 : __real_pread(file, buffer, size, offset);
 }
 
+extern "C" ssize_t __real_pwrite(int file, const void* bytes, size_t size, off_t offset);
+
+namespace {
+
+// Through a mapping whose pages were written to before, bytes change without a change of the file's time.
+ssize_t WriteHeldUp(int file, const void* bytes, size_t size, off_t offset) {
+  const auto end = static_cast<size_t>(offset) + size;
+  void* const mapped = ::mmap(nullptr, end, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+  if (mapped == MAP_FAILED) throw std::bad_alloc();
+  char* const content = static_cast<char*>(mapped);
+  for (size_t i = static_cast<size_t>(offset); i < end; ++i) *static_cast<volatile char*>(content + i) = content[i];
+  const std::string before(content + offset, size);
+  if (__real_pwrite(file, before.data(), size, offset) != static_cast<ssize_t>(size)) throw std::bad_alloc();
+  Act(meanwhileWriting);
+  std::memcpy(content + offset, bytes, size);
+  ::munmap(mapped, end);
+  return static_cast<ssize_t>(size);
+}
+
+}  // namespace
+
 NERIO_WRAPPED(ssize_t, pwrite, int file, const void* bytes, size_t size, off_t offset) {
   if (Fails(Transfer::Write, &size)) return -1;
+  if (meanwhileWriting) return WriteHeldUp(file, bytes, size, offset);
   const ssize_t written = __real_pwrite(file, bytes, size, offset);
   if (recording && written > 0) {
     Record({Kind::Write, PathOf(file), "", static_cast<std::uint64_t>(offset),
@@ -247,6 +289,7 @@ extern "C" int __wrap_fcntl(int file, int command, ...) {
   va_start(arguments, command);
   void* const argument = va_arg(arguments, void*);
   va_end(arguments);
+  if (command == F_OFD_SETLK) Act(beforeEach[Moment::Lock]);
   return Fails() ? -1 : __real_fcntl(file, command, argument);
 }
 

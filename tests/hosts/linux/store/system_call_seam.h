@@ -42,6 +42,17 @@ bool EndFaults();
 /// Does something just before the next lseek: what another process may do by hand at that moment.
 void BeforeNextSeek(std::function<void()> act);
 
+/// The calls before which something can be done each time.
+enum class Moment { Read, Lock };
+
+/// Does something before each call of a kind: what other processes may do at that moment, again and again. What it
+/// calls itself is left alone. Nothing ends it.
+void BeforeEach(Moment moment, std::function<void()> act);
+
+/// Makes each write do what one does that the kernel holds up halfway: the file's time is set, then `meanwhile` runs,
+/// then the bytes come. Nothing ends it.
+void HoldUpWrites(std::function<void()> meanwhile);
+
 /// Makes every openat2 fail as on a kernel that does not have it.
 void RefuseOpenat2(bool refused);
 

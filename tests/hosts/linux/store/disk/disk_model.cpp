@@ -20,7 +20,7 @@ Disk::Disk(const fs::path& root) : root_(root) {
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
     Node& node = start_[entry.path()];
     node.isFolder = entry.is_directory();
-    if (!node.isFolder) node.content = FileContent(entry.path());
+    if (!node.isFolder) node.content = node.cached = FileContent(entry.path());
   }
 }
 
@@ -44,11 +44,12 @@ void Disk::Node::Apply(const std::function<bool()>& isKept) {
 }
 
 void Disk::Node::Write(const DiskEvent& event) {
-  for (std::size_t at = 0; at < event.bytes.size();) {
-    const std::size_t offset = event.offset + at;
-    const std::size_t length = std::min(kSector - offset % kSector, event.bytes.size() - at);
-    pending.push_back({offset, event.bytes.substr(at, length)});
-    at += length;
+  const auto start = static_cast<std::size_t>(event.offset);
+  const std::size_t end = start + event.bytes.size();
+  cached.resize(std::max(cached.size(), end));
+  cached.replace(start, event.bytes.size(), event.bytes);
+  for (std::size_t at = start / kSector * kSector; at < end; at += kSector) {
+    pending.push_back({at, cached.substr(at, kSector)});
   }
 }
 
@@ -99,7 +100,7 @@ void Disk::LayOut(const std::vector<DiskEvent>& events, std::size_t count, std::
       case Kind::MakeFile:
         live[event.path] = nodes.size();
         if (kept[i]) names[event.path] = nodes.size();
-        nodes.push_back({event.kind == Kind::MakeFolder, "", {}});
+        nodes.push_back({event.kind == Kind::MakeFolder, "", "", {}});
         break;
       case Kind::Write:
         nodes[live.at(event.path)].Write(event);

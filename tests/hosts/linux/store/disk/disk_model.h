@@ -37,6 +37,8 @@ class Disk {
   struct Node {
     bool isFolder = false;
     std::string content;
+    /// What the system shows: with every write. A sector goes to the disk as it is there at some moment.
+    std::string cached;
     std::vector<PendingSector> pending;
 
     void Apply(const std::function<bool()>& isKept);
