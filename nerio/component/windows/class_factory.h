@@ -6,15 +6,8 @@
 
 namespace nerio::component {
 
-/// Makes the component's automation objects. There is one, which lives as long as the library is loaded; a reference to
-/// it keeps the library loaded.
-class ClassFactory final : public IClassFactory {
- public:
-  HRESULT WINAPI QueryInterface(REFIID id, void** object) override;
-  ULONG WINAPI AddRef() override;
-  ULONG WINAPI Release() override;
-  HRESULT WINAPI CreateInstance(IUnknown* outer, REFIID id, void** object) override;
-  HRESULT WINAPI LockServer(BOOL lock) override;
-};
+/// Returns what makes the component's automation objects. There is one, which lives as long as the library is loaded; a
+/// reference to it keeps the library loaded.
+IClassFactory& Factory() noexcept;
 
 }  // namespace nerio::component

@@ -8,9 +8,7 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID interfaceId, LPVOID* object) {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
   if (id != CLSID_Component) return CLASS_E_CLASSNOTAVAILABLE;
-  // Holds nothing, so nothing has to run when the library is unloaded.
-  static nerio::component::ClassFactory factory;
-  return factory.QueryInterface(interfaceId, object);
+  return nerio::component::Factory().QueryInterface(interfaceId, object);
 }
 
 STDAPI DllCanUnloadNow() { return nerio::component::HasModuleReferences() ? S_FALSE : S_OK; }
