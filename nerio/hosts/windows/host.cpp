@@ -34,40 +34,34 @@ class ProgramXmlDom final : public WindowsXmlDom {
 
 // The services of this system. They hold nothing: every call goes straight to the system.
 template <typename Dom>
-struct WindowsServices {
-  WindowsRegistry registry;
-  WindowsCodePage codePage;
-  WindowsFileSystem files;
-  WindowsModuleLocation module;
-  WindowsGuidSource guids;
-  Dom xml;
-  WindowsRegionalSettings regional;
-
-  Host View() noexcept { return {registry, codePage, files, module, guids, xml, regional}; }
-};
-
 class WindowsHost final : public HostInstance {
  public:
-  Host Services() override { return services_.View(); }
+  Host Services() override { return {registry_, codePage_, files_, module_, guids_, xml_, regional_}; }
 
  private:
-  WindowsServices<ProgramXmlDom> services_;
+  WindowsRegistry registry_;
+  WindowsCodePage codePage_;
+  WindowsFileSystem files_;
+  WindowsModuleLocation module_;
+  WindowsGuidSource guids_;
+  Dom xml_;
+  WindowsRegionalSettings regional_;
 };
 
 // The component's host: its threads are in their owners' apartments. It lives until the process ends and is never
 // destroyed, so that nothing has to run when the library is unloaded.
 struct ProcessHost {
-  using Services = WindowsServices<WindowsXmlDom>;
+  using ComponentHost = WindowsHost<WindowsXmlDom>;
 
-  alignas(Services) std::byte memory[sizeof(Services)];
+  alignas(ComponentHost) std::byte memory[sizeof(ComponentHost)];
   Host view;
 
-  ProcessHost() noexcept : view((new (memory) Services)->View()) {}
+  ProcessHost() noexcept : view((new (memory) ComponentHost)->Services()) {}
 };
 
 }  // namespace
 
-std::unique_ptr<HostInstance> OpenHost(const HostOptions&) { return std::make_unique<WindowsHost>(); }
+std::unique_ptr<HostInstance> OpenHost(const HostOptions&) { return std::make_unique<WindowsHost<ProgramXmlDom>>(); }
 
 const Host& ThisHost() noexcept {
   static const ProcessHost host;

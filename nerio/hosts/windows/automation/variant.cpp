@@ -88,62 +88,23 @@ struct Writer {
 
   void operator()(const Empty&) const { V_VT(&out) = VT_EMPTY; }
   void operator()(Null) const { V_VT(&out) = VT_NULL; }
-  void operator()(Boolean value) const {
-    V_VT(&out) = VT_BOOL;
-    V_BOOL(&out) = value;
-  }
-  void operator()(std::int8_t value) const {
-    V_VT(&out) = VT_I1;
-    V_I1(&out) = static_cast<CHAR>(value);
-  }
-  void operator()(std::uint8_t value) const {
-    V_VT(&out) = VT_UI1;
-    V_UI1(&out) = value;
-  }
-  void operator()(std::int16_t value) const {
-    V_VT(&out) = VT_I2;
-    V_I2(&out) = value;
-  }
-  void operator()(std::uint16_t value) const {
-    V_VT(&out) = VT_UI2;
-    V_UI2(&out) = value;
-  }
-  void operator()(std::int32_t value) const {
-    V_VT(&out) = VT_I4;
-    V_I4(&out) = value;
-  }
-  void operator()(std::uint32_t value) const {
-    V_VT(&out) = VT_UI4;
-    V_UI4(&out) = value;
-  }
-  void operator()(std::int64_t value) const {
-    V_VT(&out) = VT_I8;
-    V_I8(&out) = value;
-  }
-  void operator()(std::uint64_t value) const {
-    V_VT(&out) = VT_UI8;
-    V_UI8(&out) = value;
-  }
-  void operator()(float value) const {
-    V_VT(&out) = VT_R4;
-    V_R4(&out) = value;
-  }
-  void operator()(double value) const {
-    V_VT(&out) = VT_R8;
-    V_R8(&out) = value;
-  }
-  void operator()(Currency value) const {
-    V_VT(&out) = VT_CY;
-    V_CY(&out) = ToNative(value);
-  }
+  void operator()(Boolean value) const { Set(VT_BOOL, V_BOOL(&out), value); }
+  void operator()(std::int8_t value) const { Set(VT_I1, V_I1(&out), value); }
+  void operator()(std::uint8_t value) const { Set(VT_UI1, V_UI1(&out), value); }
+  void operator()(std::int16_t value) const { Set(VT_I2, V_I2(&out), value); }
+  void operator()(std::uint16_t value) const { Set(VT_UI2, V_UI2(&out), value); }
+  void operator()(std::int32_t value) const { Set(VT_I4, V_I4(&out), value); }
+  void operator()(std::uint32_t value) const { Set(VT_UI4, V_UI4(&out), value); }
+  void operator()(std::int64_t value) const { Set(VT_I8, V_I8(&out), value); }
+  void operator()(std::uint64_t value) const { Set(VT_UI8, V_UI8(&out), value); }
+  void operator()(float value) const { Set(VT_R4, V_R4(&out), value); }
+  void operator()(double value) const { Set(VT_R8, V_R8(&out), value); }
+  void operator()(Currency value) const { Set(VT_CY, V_CY(&out), ToNative(value)); }
+  void operator()(Date value) const { Set(VT_DATE, V_DATE(&out), value.days); }
   void operator()(Decimal value) const {
     // The number covers the whole variant but for its type, which lies in the number's reserved word.
     V_DECIMAL(&out) = ToNative(value);
     V_VT(&out) = VT_DECIMAL;
-  }
-  void operator()(Date value) const {
-    V_VT(&out) = VT_DATE;
-    V_DATE(&out) = value.days;
   }
   void operator()(const Text& value) const {
     V_BSTR(&out) = Bstr(value).release();
@@ -152,6 +113,12 @@ struct Writer {
   void operator()(const Bytes& value) const {
     V_ARRAY(&out) = ToByteArray(value);
     V_VT(&out) = VT_ARRAY | VT_UI1;
+  }
+
+  template <typename Place, typename Value>
+  void Set(VARTYPE type, Place& place, Value value) const {
+    V_VT(&out) = type;
+    place = static_cast<Place>(value);
   }
 };
 
