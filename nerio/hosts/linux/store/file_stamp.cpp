@@ -16,8 +16,6 @@ namespace {
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 // Two steps of the slowest clock that kernels are built with, a hundred to the second.
 constexpr std::int64_t kClockSteps = 20'000'000;
-// Times without any fraction come from a file system that keeps none.
-constexpr std::int64_t kCoarseSteps = 2 * kNanosecondsPerSecond;
 constexpr auto kNoUser = static_cast<uid_t>(-1);
 
 FileStamp StampOf(const struct stat& entry) {
@@ -63,12 +61,18 @@ FileStamp StampOfNow() {
   return stamp;
 }
 
-bool IsOldEnough(const FileStamp& stamp, const FileStamp& now) {
+bool HasPassed(const FileStamp& stamp, const FileStamp& now) {
   // More than this makes no difference; the nanoseconds of times that are centuries apart would not fit.
   constexpr std::int64_t kMaxSeconds = 1000;
   const std::int64_t seconds = std::clamp(now.seconds - stamp.seconds, -kMaxSeconds, kMaxSeconds);
   const std::int64_t age = seconds * kNanosecondsPerSecond + now.nanoseconds - stamp.nanoseconds;
-  return age > (stamp.nanoseconds == 0 ? kCoarseSteps : kClockSteps);
+  return age > kClockSteps;
+}
+
+bool IsOldEnough(const FileStamp& stamp, const FileStamp& now) {
+  // Without a fraction it is the time of a file system that keeps none. A clock that is set back gives such a time again
+  // within the second; one with a fraction does not come again.
+  return stamp.nanoseconds != 0 && HasPassed(stamp, now);
 }
 
 }  // namespace nerio::platform

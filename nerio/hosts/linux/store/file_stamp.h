@@ -39,8 +39,11 @@ bool MayRead(const FileStamp& stamp, const std::string& path);
 /// `nanoseconds` are set.
 FileStamp StampOfNow();
 
-/// Tells whether a file's last change is so old that the next one is certain to get another time. The clocks of file
-/// systems advance in steps of some milliseconds, in some of them of two seconds.
+/// Tells whether the clock of a file system, which advances in steps of some milliseconds, has advanced since a time.
+bool HasPassed(const FileStamp& stamp, const FileStamp& now);
+
+/// Tells whether a file's last change is so old that the next one is certain to get another time. Never for times of
+/// whole seconds: they come again when the clock is set back.
 /// @param now `StampOfNow` from before the stamp was read.
 bool IsOldEnough(const FileStamp& stamp, const FileStamp& now);
 

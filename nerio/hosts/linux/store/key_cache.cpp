@@ -120,7 +120,7 @@ bool KeyCache::ShouldStore(const std::string& folder) {
   if (++entry->reads < kReadsBeforeStoring) return false;
   entry->reads = kReadsBeforeStoring;
   const FileStamp now = StampOfNow();
-  if (!IsOldEnough(entry->lastTried, now)) return false;
+  if (!HasPassed(entry->lastTried, now)) return false;
   entry->lastTried = now;
   return true;
 }

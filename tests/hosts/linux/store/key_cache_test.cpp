@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -138,6 +139,27 @@ TEST_F(KeyCacheTest, FileSystemNotKnownForReliableTimes_IsReadEachTime) {
   RecordReads(cache, path);
   EXPECT_EQ(cache.Find(path), nullptr);
   EXPECT_EQ(::umount(place.path().c_str()), 0);
+}
+
+// A clock that is set back gives a second change the same time of whole seconds.
+TEST_F(KeyCacheTest, FileSystemWithTimesOfWholeSeconds_IsReadEachTime) {
+  const testing::TemporaryFolder place(testing::MemoryFolder());
+  const fs::path image = place.path() / "image";
+  const fs::path mounted = place.path() / "mounted";
+  fs::create_directory(mounted);
+  testing::WriteFile(image, "");
+  fs::resize_file(image, std::uintmax_t{8} << 20);
+  const std::string make = "mkfs.ext4 -q -F -I 128 " + image.string() + " >/dev/null 2>&1 && mount -o loop " +
+                           image.string() + " " + mounted.string() + " >/dev/null 2>&1";
+  if (std::system(make.c_str()) != 0) GTEST_SKIP() << "no right to mount a file system, or no mkfs.ext4";  // NOLINT
+  fs::copy(stored_.Root(), mounted / "root", fs::copy_options::recursive);
+  std::this_thread::sleep_for(std::chrono::milliseconds(2100));
+  KeyFolder path{mounted / "root"};
+  path.Enter("k");
+  KeyCache cache;
+  RecordReads(cache, path);
+  EXPECT_EQ(cache.Find(path), nullptr);
+  EXPECT_EQ(::umount(mounted.c_str()), 0);
 }
 
 TEST_F(KeyCacheTest, ManyKeys_TakeNoDescriptorsAndBoundedMemory) {
