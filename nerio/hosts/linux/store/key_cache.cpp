@@ -17,13 +17,26 @@
 namespace nerio::platform {
 namespace {
 
-// What one registry of a process caches at most: this many keys, and this many bytes of values.
+// What one registry of a process caches at most: this many keys, and this many bytes of memory. One key may take half of
+// them, so that reading one of its values costs the same whether there are ten or ten thousand.
 constexpr std::size_t kMaxKeys = 2048;
 constexpr std::size_t kMaxBytes = std::size_t{4} << 20;
+constexpr std::size_t kMaxBytesOfKey = kMaxBytes / 2;
 constexpr int kReadsBeforeStoring = 3;
-constexpr std::size_t kMaxBytesOfKey = std::size_t{64} << 10;
-// A larger file is not even read to find out how much of it is values.
-constexpr std::int64_t kMaxBytesOfFile = std::int64_t{1} << 20;
+// A larger file is not even read to find out how much of it is values: writers replace one that is four times too long.
+constexpr std::int64_t kMaxBytesOfFile = std::int64_t{4} * kMaxBytesOfKey;
+// A key that is too large is not tried again sooner: it may be a large file that is read each time.
+constexpr std::int64_t kSecondsBetweenTriesOfLargeKeys = 1;
+
+// What an allocation takes beyond the bytes that were asked for, as far as the C library tells.
+constexpr std::size_t kAllocation = 2 * sizeof(void*);
+
+std::size_t Allocated(std::size_t bytes) { return bytes == 0 ? 0 : bytes + kAllocation; }
+
+std::size_t MemoryOf(const std::string& text) {
+  const bool isInside = text.capacity() <= std::string().capacity();
+  return isInside ? 0 : Allocated(text.capacity() + 1);
+}
 
 // On a network file system each machine sees such times late.
 bool HasReliableTimes(int file) {
@@ -33,25 +46,26 @@ bool HasReliableTimes(int file) {
          std::find(kLocal.begin(), kLocal.end(), static_cast<unsigned long>(system.f_type)) != kLocal.end();
 }
 
-void CopyValues(const ValuesFile& from, CachedKey& to) {
+// @return false when they are too many to be cached.
+bool CopyValues(const ValuesFile& from, CachedKey& to) {
   const std::vector<ValueRecord> values = from.Values();
   std::size_t size = 0;
   for (const ValueRecord& value : values) size += value.name.size() + value.data.size();
+  if (size + values.size() * sizeof(CachedKey::Slot) > kMaxBytesOfKey) return false;
   to.content.reserve(size);
-  const auto append = [&](std::string_view bytes) {
-    const std::size_t start = to.content.size();
-    to.content += bytes;
-    return std::string_view(to.content).substr(start);
-  };
-  for (ValueRecord value : values) {
-    value.name = append(value.name);
-    value.data = append(value.data);
-    to.values.push_back(value);
+  to.slots.reserve(values.size());
+  for (const ValueRecord& value : values) {
+    to.slots.push_back({.start = static_cast<std::uint32_t>(to.content.size()),
+                        .dataLength = static_cast<std::uint32_t>(value.data.size()),
+                        .type = value.type,
+                        .nameLength = static_cast<std::uint16_t>(value.name.size())});
+    (to.content += value.name) += value.data;
   }
+  return true;
 }
 
 // Reads a key; nothing where its file's stamp would not show every later change, or where opening the key has to sync.
-std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source) {
+std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source, bool& isTooLarge) {
   auto key = std::make_shared<CachedKey>();
   key->file = source.File(kValuesFileName);
   const FileStamp now = StampOfNow();
@@ -69,18 +83,30 @@ std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source) {
   // Checked after the read, too: nobody is kept from changing the file meanwhile.
   if (!ReadStamp(file.get(), opened) || opened != key->stamp) return nullptr;
   key->id = values.header().id;
-  CopyValues(values, *key);
-  return key;
+  isTooLarge = !CopyValues(values, *key);
+  return isTooLarge ? nullptr : key;
 }
 
 }  // namespace
 
 bool CachedKey::Find(std::string_view name, ValueRecord& value) const {
-  const auto found =
-      std::find_if(values.begin(), values.end(), [&](const ValueRecord& one) { return SameAnsiName(one.name, name); });
-  if (found == values.end()) return false;
-  value = *found;
+  const AnsiNameOrder order;
+  const auto found = std::lower_bound(slots.begin(), slots.end(), name, [&](const Slot& slot, std::string_view wanted) {
+    return order(NameOf(slot), wanted);
+  });
+  if (found == slots.end() || order(name, NameOf(*found))) return false;
+  value = {.sequence = 0,
+           .deletion = false,
+           .type = found->type,
+           .name = NameOf(*found),
+           .data = std::string_view(content).substr(found->start + found->nameLength, found->dataLength)};
   return true;
+}
+
+std::size_t CachedKey::Memory() const {
+  // It lies in one block with the counts of its references.
+  return Allocated(sizeof(CachedKey) + 2 * sizeof(void*)) + MemoryOf(file) + MemoryOf(content) +
+         Allocated(slots.capacity() * sizeof(Slot));
 }
 
 std::shared_ptr<const CachedKey> KeyCache::Find(const KeyFolder& key) {
@@ -95,7 +121,10 @@ void KeyCache::RecordRead(const KeyFolder& key) noexcept {
   // A root may lack its file, and is hardly ever read.
   if (key.isRoot()) return;
   try {
-    if (ShouldStore(key.path())) Store(key.path(), ReadForCache(key));
+    if (!ShouldStore(key.path())) return;
+    bool isTooLarge = false;
+    const std::shared_ptr<const CachedKey> read = ReadForCache(key, isTooLarge);
+    Store(key.path(), read, isTooLarge);
   } catch (const std::bad_alloc&) {
     // When memory is short, nothing is cached.
   }
@@ -115,6 +144,7 @@ bool KeyCache::ShouldStore(const std::string& folder) {
     entries_.push_front({folder, nullptr, 0, {}});
     entry = entries_.begin();
     byFolder_.emplace(entry->folder, entry);
+    bytes_ += Memory(*entry);
     Shrink();
   }
   if (++entry->reads < kReadsBeforeStoring) return false;
@@ -126,14 +156,14 @@ bool KeyCache::ShouldStore(const std::string& folder) {
 }
 
 // Replaces what is cached of a key; by nothing when it cannot be cached now.
-void KeyCache::Store(const std::string& folder, std::shared_ptr<const CachedKey> key) {
-  if (key && key->content.size() > kMaxBytesOfKey) key = nullptr;
+void KeyCache::Store(const std::string& folder, std::shared_ptr<const CachedKey> key, bool isTooLarge) {
   const std::scoped_lock hold(mutex_);
   const auto entry = Touch(folder);
   if (entry == entries_.end()) return;
-  if (entry->key) bytes_ -= entry->key->content.size();
-  if (key) bytes_ += key->content.size();
+  bytes_ -= Memory(*entry);
   entry->key = std::move(key);
+  if (isTooLarge) entry->lastTried.seconds += kSecondsBetweenTriesOfLargeKeys;
+  bytes_ += Memory(*entry);
   Shrink();
 }
 
@@ -144,10 +174,20 @@ KeyCache::Entries::iterator KeyCache::Touch(const std::string& folder) {
   return found->second;
 }
 
+// With its places in the list and in the table.
+std::size_t KeyCache::Memory(const Entry& entry) {
+  constexpr std::size_t kListNode = sizeof(Entry) + 2 * sizeof(void*);
+  constexpr std::size_t kTableNode = sizeof(std::pair<std::string_view, Entries::iterator>) + 2 * sizeof(void*);
+  // A table has at most about twice as many buckets as nodes.
+  constexpr std::size_t kBuckets = 2 * sizeof(void*);
+  return Allocated(kListNode) + Allocated(kTableNode) + kBuckets + MemoryOf(entry.folder) +
+         (entry.key ? entry.key->Memory() : 0);
+}
+
 void KeyCache::Shrink() {
   while (entries_.size() > kMaxKeys || bytes_ > kMaxBytes) {
     const Entry& last = entries_.back();
-    if (last.key) bytes_ -= last.key->content.size();
+    bytes_ -= Memory(last);
     byFolder_.erase(last.folder);
     entries_.pop_back();
   }

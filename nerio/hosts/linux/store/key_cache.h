@@ -21,17 +21,33 @@ struct CachedKey {
   CachedKey(const CachedKey&) = delete;
   CachedKey& operator=(const CachedKey&) = delete;
 
-  /// Finds the value called `name`, whatever its case. @return false when there is none.
+  /// Finds the value called `name`, whatever its case, in a time that hardly grows with their number.
+  /// @return false when there is none.
   bool Find(std::string_view name, ValueRecord& value) const;
+
+  /// Returns how much memory the key takes, all in all.
+  std::size_t Memory() const;
 
   /// Of the values file. As long as it is unchanged, so are the values.
   FileStamp stamp;
   /// The path of the values file.
   std::string file;
   KeyId id{};
-  /// The values are views of `content`.
-  std::vector<ValueRecord> values;
+  /// Where a value's name begins in `content`; its data follow the name.
+  struct Slot {
+    std::uint32_t start;
+    std::uint32_t dataLength;
+    std::uint32_t type;
+    std::uint16_t nameLength;
+  };
+  /// In the order of the folded names.
+  std::vector<Slot> slots;
   std::string content;
+
+ private:
+  std::string_view NameOf(const Slot& slot) const {
+    return std::string_view(content).substr(slot.start, slot.nameLength);
+  }
 };
 
 /// Caches the values of keys that are read again and again, so that the next read of one needs one `lstat` of its
@@ -40,8 +56,8 @@ struct CachedKey {
 ///
 /// A key is cached only when it is whole, its file's last change is old enough for the next one to show
 /// (`IsOldEnough`), and its file system's times are reliable. A writer at work does no harm: the byte that completes a
-/// change is written after all others, so the time that it leaves is not the one of the bytes before. The cache is
-/// bounded, holds no descriptor, and any thread may call it.
+/// change is written after all others, so the time that it leaves is not the one of the bytes before. The cache takes
+/// at most 4 MiB of memory, one key at most half of them; it holds no descriptor, and any thread may call it.
 class KeyCache {
  public:
   /// Finds a cached key whose values file is unchanged and may be read by this process now; null for any other.
@@ -64,9 +80,10 @@ class KeyCache {
 
   std::shared_ptr<const CachedKey> Lookup(const std::string& folder);
   bool ShouldStore(const std::string& folder);
-  void Store(const std::string& folder, std::shared_ptr<const CachedKey> key);
+  void Store(const std::string& folder, std::shared_ptr<const CachedKey> key, bool isTooLarge);
   // These are called with the mutex held.
   Entries::iterator Touch(const std::string& folder);
+  static std::size_t Memory(const Entry& entry);
   void Shrink();
 
   std::mutex mutex_;
@@ -74,6 +91,7 @@ class KeyCache {
   Entries entries_;
   /// Views of the folders in `entries_`.
   std::unordered_map<std::string_view, Entries::iterator> byFolder_;
+  /// The `Memory` of all entries.
   std::size_t bytes_ = 0;
 };
 

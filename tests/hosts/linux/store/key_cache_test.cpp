@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,6 +23,10 @@
 #include "tests/testing/status_output.h"
 #include "tests/testing/temporary_folder.h"
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#include <sanitizer/allocator_interface.h>
+#endif
+
 namespace nerio::platform {
 namespace {
 
@@ -33,6 +38,14 @@ constexpr uid_t kNobody = 65534;
 
 // Longer than the time for which a change keeps a key from being cached.
 void WaitUntilCacheable() { std::this_thread::sleep_for(std::chrono::milliseconds(40)); }
+
+std::size_t AllocatedBytes() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  return __sanitizer_get_current_allocated_bytes();
+#else
+  return ::mallinfo2().uordblks;
+#endif
+}
 
 std::string Answers(RegistryApi& registry) {
   const Calls calls(registry);
@@ -57,6 +70,29 @@ class KeyCacheTest : public ::testing::Test {
   // Makes a cache keep what can be cached.
   static void RecordReads(KeyCache& cache, const KeyFolder& key) {
     for (int i = 0; i < 3; ++i) cache.RecordRead(key);
+  }
+
+  // Puts values into a key's file all at once.
+  void WriteValues(const AnsiText& key, int count, const std::function<std::string(int)>& name,
+                   const std::function<std::string(int)>& data) const {
+    ValuesHeader header;
+    Damage damage;
+    ASSERT_TRUE(ParseHeader(testing::FileContent(stored_.ValuesFile(key.bytes())), header, damage));
+    std::string records;
+    for (int i = 0; i < count; ++i) {
+      const std::string itsName = name(i);
+      const std::string itsData = data(i);
+      AppendRecord(records, {.sequence = static_cast<std::uint64_t>(i + 1),
+                             .deletion = false,
+                             .type = kRegSz,
+                             .name = itsName,
+                             .data = itsData});
+    }
+    header.settledEnd = kSectorSize + records.size();
+    header.fileSize = (header.settledEnd + kPageSize - 1) / kPageSize * kPageSize;
+    std::string file = EncodeHeader(header) + records;
+    file.resize(header.fileSize);
+    testing::WriteFile(stored_.ValuesFile(key.bytes()), file);
   }
 
   testing::StoredRegistry stored_;
@@ -175,6 +211,48 @@ TEST_F(KeyCacheTest, ManyKeys_TakeNoDescriptorsAndBoundedMemory) {
   EXPECT_NE(cache.Find(Folder("k" + std::to_string(kKeys - 1))), nullptr);
 }
 
+// Keys of a few bytes each, whose values cost more than what is in them.
+TEST_F(KeyCacheTest, WholeCache_TakesNoMoreMemoryThanItsBound) {
+  constexpr int kKeys = 100;
+  constexpr int kValues = 2500;
+  for (int i = 0; i < kKeys; ++i) {
+    const AnsiText key("k" + std::to_string(i));
+    ASSERT_EQ(stored_.calls().Create(key), kSuccess);
+    WriteValues(
+        key, kValues, [](int number) { return std::to_string(number); }, [](int) { return std::string(); });
+  }
+  WaitUntilCacheable();
+  const std::size_t before = AllocatedBytes();
+  KeyCache cache;
+  for (int i = 0; i < kKeys; ++i) RecordReads(cache, Folder("k" + std::to_string(i)));
+  EXPECT_NE(cache.Find(Folder("k" + std::to_string(kKeys - 1))), nullptr);
+  EXPECT_LE(AllocatedBytes() - before, std::size_t{4} << 20);
+  EXPECT_EQ(cache.Find(Folder("k0")), nullptr) << "the one used longest ago makes room";
+}
+
+TEST_F(KeyCacheTest, KeysOfManyValues_AreCached) {
+  for (const int count : {10, 100, 1000, 10'000}) {
+    const AnsiText key("k" + std::to_string(count));
+    ASSERT_EQ(stored_.calls().Create(key), kSuccess);
+    WriteValues(
+        key, count, [](int number) { return "Value" + std::to_string(number); },
+        [](int number) { return std::to_string(number); });
+    WaitUntilCacheable();
+    KeyCache cache;
+    RecordReads(cache, Folder(key.bytes()));
+    const auto cached = cache.Find(Folder(key.bytes()));
+    ASSERT_NE(cached, nullptr) << count;
+    ValueRecord value;
+    for (int i = 0; i < count; ++i) {
+      ASSERT_TRUE(cached->Find("VALUE" + std::to_string(i), value)) << i;
+      ASSERT_EQ(value.data, std::to_string(i));
+      ASSERT_EQ(value.name, "Value" + std::to_string(i));
+    }
+    EXPECT_FALSE(cached->Find("value", value));
+    EXPECT_FALSE(cached->Find("valuex", value));
+  }
+}
+
 TEST_F(KeyCacheTest, LargeKeys_MakeRoomForEachOtherAndTooLargeOnesAreNotCached) {
   const std::string large(60'000, 'x');
   for (int i = 0; i < 80; ++i) {
@@ -182,7 +260,7 @@ TEST_F(KeyCacheTest, LargeKeys_MakeRoomForEachOtherAndTooLargeOnesAreNotCached) 
     ASSERT_EQ(stored_.calls().Create(key), kSuccess);
     ASSERT_EQ(stored_.calls().Set(key, "v"_ansi, large), kSuccess);
   }
-  ASSERT_EQ(stored_.calls().Set("k"_ansi, "v"_ansi, large + large), kSuccess);
+  ASSERT_EQ(stored_.calls().Set("k"_ansi, "v"_ansi, std::string(3'000'000, 'x')), kSuccess);
   WaitUntilCacheable();
   KeyCache cache;
   RecordReads(cache, Folder("k"));

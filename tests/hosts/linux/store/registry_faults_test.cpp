@@ -340,7 +340,7 @@ TEST(RegistryFaultsOfTheKernel, KeyThatIsTooLargeToBeKept_IsNotReadForIt) {
   const Calls calls = stored.calls();
   Prepare(calls);
   ASSERT_EQ(calls.Create("large"_ansi), kSuccess);
-  ASSERT_EQ(calls.Set("large"_ansi, "v"_ansi, std::string(2'000'000, 'x')), kSuccess);
+  ASSERT_EQ(calls.Set("large"_ansi, "v"_ansi, std::string(9'000'000, 'x')), kSuccess);
   std::this_thread::sleep_for(std::chrono::milliseconds(40));
   for (const auto& [folder, isRead] : {std::pair<const char*, bool>("k", true), {"large", false}}) {
     KeyFolder path(stored.Root());
