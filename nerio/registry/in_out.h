@@ -16,6 +16,8 @@ namespace nerio {
 /// Only for parameters: the object refers to the argument, which it does not own.
 class TextInOut {
  public:
+  // An argument becomes the parameter by itself, and only arguments of exactly these types.
+  // NOLINTBEGIN(google-explicit-constructor, bugprone-forwarding-reference-overload)
   TextInOut(Text& variable) noexcept : variable_(&variable) {}
   template <std::same_as<Text> Value>
   TextInOut(Value&& value) noexcept : variable_(&value) {}
@@ -25,6 +27,7 @@ class TextInOut {
   consteval TextInOut(const char16_t (&literal)[kSize]) noexcept : literal_(literal) {}
   template <std::size_t kSize>
   TextInOut(char16_t (&array)[kSize]) = delete;
+  // NOLINTEND(google-explicit-constructor, bugprone-forwarding-reference-overload)
 
   /// Returns the text to read and write: the caller's, or `own` after it was given the literal.
   Text& In(Text& own) const { return variable_ != nullptr ? *variable_ : own = literal_; }
@@ -38,6 +41,7 @@ class TextInOut {
 /// without a name, such as one of the constants of `PredefinedRoot`. Any other variable does not compile.
 class RootInOut {
  public:
+  // NOLINTBEGIN(google-explicit-constructor, bugprone-forwarding-reference-overload): as above
   RootInOut(platform::KeyHandle& variable) noexcept : root_(variable) {}
   template <typename Value>
   requires(std::same_as<Value, platform::KeyHandle> || std::same_as<Value, platform::PredefinedRoot>)
@@ -45,6 +49,7 @@ class RootInOut {
   noexcept : root_(value) {}
 
   operator platform::KeyHandle() const noexcept { return root_; }
+  // NOLINTEND(google-explicit-constructor, bugprone-forwarding-reference-overload)
 
  private:
   platform::KeyHandle root_;

@@ -53,7 +53,7 @@ Status AppendInPlace(int file, std::string record, std::uint64_t offset) {
   if (status != kSuccess) {
     // The zeros come back, the trailer's first, so that the old value stays. Parts of the record may have reached the
     // disk: they must not be found there after the next one, which may be shorter.
-    WriteAt(file, std::string_view("", 1), offset + trailer);
+    WriteAt(file, std::string(1, '\0'), offset + trailer);
     const bool clean =
         WriteAt(file, std::string(record.size(), '\0'), offset) == kSuccess && SyncFile(file) == kSuccess;
     if (!clean) SetNote(file, Note::RoomNotClean, true);

@@ -188,7 +188,7 @@ std::size_t RoomFor(Node& top) {
     const Element* const element = AsElement(node);
     room += kMarkup + (node->kind == Kind::kBytesText ? Base64Length(node->count) : node->count);
     if (element == nullptr) continue;
-    room += 2 * element->name->length;
+    room += std::size_t{2} * element->name->length;
     for (const Node* each = element->attributes.first; each != nullptr; each = each->next) {
       room += kMarkup + static_cast<const NamedValue*>(each)->name->length + each->count;
     }
