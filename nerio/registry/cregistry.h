@@ -94,7 +94,8 @@ class NERIO_PUBLIC CRegistry {
   /// Deletes a value of the work branch, below HKEY_LOCAL_MACHINE.
   /// @return True when it was deleted; False when it was not there, could not be deleted, or there is no work branch.
   /// @throws Error 0, source "RamoLavoro", when there is no work branch; Error 5, source "CancellaChiave", "Errore
-  ///   durante la rimozione delle chiave '" + `sChiave` + "'", when the value was not deleted.
+  ///   durante la rimozione delle chiave '" + `sChiave` + "'", when the value was not deleted; `sChiave` as it was
+  ///   passed, letters outside the code page included.
   Boolean CancellaRegistro(TextView sChiave);
 
   /// Tests whether the key `sRamo` below HKEY_LOCAL_MACHINE is missing. The answer is the inverse of the name,

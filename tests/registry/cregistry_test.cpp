@@ -516,6 +516,19 @@ TEST_F(CRegistryTest, CancellaRegistro_MissingValueOrBranch_AnswersFalseOrRaises
   }
 }
 
+// The call has the letter replaced, also in the copy of the name that it gives back; the description has it as passed.
+TEST_F(CRegistryTest, CancellaRegistro_LetterOutsideTheCodePage_IsReplacedInTheCallAndNotInTheDescription) {
+  Store("Software\\Nerio\\App"_ansi, "Nome ?"_ansi, "x");
+  registry_->RamoPredefinito(u"App");
+  registry_->RitornaErrori(True);
+  KeyHandle key = Next();
+  EXPECT_EQ(registry_->CancellaRegistro(u"Nome Ж"), True);
+  EXPECT_EQ(calls(), (Transcript{OpenKeyCall{kHkeyLocalMachine, "Software\\Nerio\\App"_ansi, 0, kMask},
+                                 DeleteValueCall{key, "Nome ?"_ansi}, CloseKeyCall{key}}));
+  ExpectRaised([&] { registry_->CancellaRegistro(u"Nome Ж"); }, 5, u"CancellaChiave",
+               u"Errore durante la rimozione delle chiave 'Nome Ж'");
+}
+
 // VerificaRamo and VerificaRamoEx.
 
 TEST_F(CRegistryTest, VerificaRamoAndVerificaRamoEx_AnswerInOppositeSenses) {

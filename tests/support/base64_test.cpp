@@ -17,9 +17,20 @@
 namespace nerio {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using testing::FakeHost;
 using testing::RecordingXmlDom;
+
+// A DOM that loads a text and says that it did not.
+class DenyingXmlDom final : public RecordingXmlDom {
+ public:
+  using RecordingXmlDom::RecordingXmlDom;
+  bool LoadXml(platform::XmlObject* document, TextView xml) override {
+    static_cast<void>(RecordingXmlDom::LoadXml(document, xml));
+    return false;
+  }
+};
 
 class Base64 : public ::testing::Test {
  protected:
@@ -47,6 +58,14 @@ TEST_F(Base64, EncodeBase64_LetterA_MakesTheseCallsAndReleasesDocumentAndElement
   EXPECT_THAT(dom_.calls,
               ElementsAre("CreateDocument() = 1", "CreateElement(1, \"TEMP\") = 2", "PutDataType(2, \"bin.base64\")",
                           "PutNodeTypedValue(2, <4100>)", "GetText(2)", "Release(1)", "Release(2)"));
+}
+
+TEST_F(Base64, DecodeBase64_WhetherTheFixedTextWasLoaded_IsNotLookedAt) {
+  DenyingXmlDom denying(portable_);
+  const FakeHost host{.xml = &denying};
+  EXPECT_EQ(DecodeBase64(u"QQA=", host.View()), u"A");
+  EXPECT_THAT(denying.calls, Contains("LoadXml(1, \"<DOC></DOC>\")"));
+  EXPECT_EQ(denying.OpenReferences(), 0u);
 }
 
 TEST_F(Base64, DecodeBase64_LetterA_SelectsTheNodeAfreshForEachProperty) {

