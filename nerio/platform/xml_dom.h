@@ -38,7 +38,10 @@ struct XmlLoadError {
 /// reference that the caller gives back with `Release`, and it keeps its whole document alive. `XmlReference` does that
 /// by itself.
 ///
-/// Texts end at their first NUL. Lone surrogates and control characters are stored as they are.
+/// A handle belongs to the DOM that returned it: no call takes that of another one, not even of a second host's. What
+/// would mix them is refused above this interface.
+///
+/// Texts end at their first NUL, that of `LoadXml` too. Lone surrogates and control characters are stored as they are.
 class NERIO_PUBLIC XmlDom {
  public:
   virtual ~XmlDom() = default;

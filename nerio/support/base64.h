@@ -19,7 +19,8 @@ constexpr std::int32_t kErrInternal = 51;
 ///
 /// Never raises.
 ///
-/// @param text any text, NULs and lone surrogates included. May be the same variable as `encoded`.
+/// @param text any text, NULs and lone surrogates included, of less than 2^31 code units; more of them, 4 GiB, are
+///   `kErrOutOfMemory`. May be the same variable as `encoded`.
 /// @param encoded receives the Base64 text: the standard alphabet, padded with "=". Whether it is broken into lines is
 ///   the host's DOM's own way; `DecodeBase64` takes both. Untouched on failure.
 /// @return 0 on success, otherwise the number of the error that stopped it: the DOM's own, `kErrOutOfMemory` or

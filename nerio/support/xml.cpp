@@ -17,6 +17,13 @@ XmlDom& DomOf(const XmlReference& reference) {
   return *reference.dom();
 }
 
+// A DOM takes any handle for one of its own, so another's must not reach it.
+XmlDom& OneDomOf(const XmlReference& first, const XmlReference& second) {
+  if (&DomOf(first) != &DomOf(second))
+    throw Error(platform::kErrDomArgument, u"XmlDom", u"the document and the node belong to two DOMs");
+  return *first.dom();
+}
+
 }  // namespace
 
 bool CheckXMLParser(const platform::Host& host) {
@@ -34,7 +41,7 @@ void SetXMLAttribute(const XmlDocument& document, const XmlNode& node, TextView 
   const XmlReference attributes(dom, dom.Attributes(node.get()));
   XmlNode attribute(dom, dom.GetNamedItem(attributes.get(), name));
   if (!attribute) {
-    attribute = XmlNode(dom, DomOf(document).CreateAttribute(document.get(), name));
+    attribute = XmlNode(dom, OneDomOf(document, node).CreateAttribute(document.get(), name));
     const XmlNode discarded(dom, dom.SetNamedItem(attributes.get(), attribute.get()));
   }
   dom.PutText(attribute.get(), value);
@@ -43,7 +50,7 @@ void SetXMLAttribute(const XmlDocument& document, const XmlNode& node, TextView 
 XmlNode AddXMLElement(const XmlDocument& document, const XmlNode& parent, const Text& name, TextView text) {
   XmlDom& dom = DomOf(document);
   XmlNode element(dom, dom.CreateElement(document.get(), name));
-  const XmlNode discarded(dom, DomOf(parent).AppendChild(parent.get(), element.get()));
+  const XmlNode discarded(dom, OneDomOf(document, parent).AppendChild(parent.get(), element.get()));
   dom.PutText(element.get(), text);
   return element;
 }

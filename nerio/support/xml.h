@@ -26,8 +26,9 @@ NERIO_PUBLIC bool CheckXMLParser(const platform::Host& host = platform::ThisHost
 /// @param name the qualified name, matched exactly, up to its first NUL.
 /// @param value the value, up to its first NUL; may be empty, the attribute is there then too.
 /// @throws Error 91 (`RaiseObjectNotSet`) when `node` is empty or can carry no attributes, or `document` is empty and
-///   needed; otherwise the DOM's own number, source and description, unchanged, such as `kErrDomFailure` for a name
-///   that is not a valid XML name.
+///   needed; `kErrDomArgument` when a missing attribute is to be created and the two belong to two DOMs; otherwise the
+///   DOM's own number, source and description, unchanged, such as `kErrDomFailure` for a name that is not a valid XML
+///   name.
 NERIO_PUBLIC void SetXMLAttribute(const platform::XmlDocument& document, const platform::XmlNode& node, TextView name,
                                   TextView value);
 
@@ -41,8 +42,8 @@ NERIO_PUBLIC void SetXMLAttribute(const platform::XmlDocument& document, const p
 /// @param name the element's tag name, up to its first NUL.
 /// @param text the element's text, up to its first NUL; may be empty, the element is appended then too.
 /// @return the new element: a reference that the caller owns and may use as the parent of further calls.
-/// @throws Error 91 (`RaiseObjectNotSet`) when `document` or `parent` is empty; otherwise the DOM's own number, source
-///   and description, unchanged.
+/// @throws Error 91 (`RaiseObjectNotSet`) when `document` or `parent` is empty; `kErrDomArgument` when they belong to
+///   two DOMs; otherwise the DOM's own number, source and description, unchanged.
 NERIO_PUBLIC platform::XmlNode AddXMLElement(const platform::XmlDocument& document, const platform::XmlNode& parent,
                                              const Text& name, TextView text);
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <new>
 #include <string>
 
@@ -82,6 +83,27 @@ TEST_F(Xml, SetXMLAttribute_TwiceWithTheSameName_LeavesOneAttributeWithTheSecond
   SetXMLAttribute(document_, root_, u"nome", u"primo");
   SetXMLAttribute(document_, root_, u"nome", u"secondo");
   EXPECT_EQ(Document(), "<radice nome=\"secondo\"/>");
+}
+
+// A DOM takes any handle for one of its own: another's would be read as what it is not.
+TEST_F(Xml, ObjectsOfTwoDoms_AreRefusedAndStayAsTheyWere) {
+  platform::XmlDom& other = platform::OwnXmlDom();
+  const XmlDocument foreign(other, other.CreateDocument());
+  const XmlNode stranger(other, other.CreateElement(foreign.get(), u"estraneo"));
+  const TextView why = u"the document and the node belong to two DOMs";
+  const auto refused = [&](const std::function<void()>& call) {
+    ExpectError(ErrorOf(call), platform::kErrDomArgument, u"XmlDom", Text(why));
+  };
+  refused([&] { SetXMLAttribute(foreign, root_, u"nome", u"x"); });
+  refused([&] { SetXMLAttribute(document_, stranger, u"nome", u"x"); });
+  refused([&] { AddXMLElement(foreign, root_, u"nome", u"x"); });
+  refused([&] { AddXMLElement(document_, stranger, u"nome", u"x"); });
+  EXPECT_EQ(Document(), "<radice/>");
+  EXPECT_EQ(other.GetXml(stranger.get()), u"<estraneo/>");
+  // The document is not needed where the attribute is there.
+  SetXMLAttribute(document_, root_, u"nome", u"x");
+  SetXMLAttribute(foreign, root_, u"nome", u"y");
+  EXPECT_EQ(Document(), "<radice nome=\"y\"/>");
 }
 
 TEST_F(Xml, SetXMLAttribute_PrefixedName_IsFoundAgain) {

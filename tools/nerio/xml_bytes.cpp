@@ -59,6 +59,14 @@ bool DecodeXmlBytes(std::string_view bytes, Text& text, platform::XmlLoadError& 
     error = xml::ErrorAt(decoded, offset, Text(u"a byte sequence that is not ").append(encoding));
     return false;
   }
+  if (decoded.starts_with(u'\xFEFF')) {
+    error = xml::ErrorAt(decoded, 0, u"a second byte-order mark");
+    return false;
+  }
+  if (const std::size_t nul = decoded.find(u'\0'); nul != Text::npos) {
+    error = xml::ErrorAt(decoded, nul, u"a character that XML does not have");
+    return false;
+  }
   const TextView declared = xml::DeclaredEncoding(decoded);
   if (!declared.empty() && !xml::EqualInAnyCase(declared, encoding)) {
     const auto offset = static_cast<std::size_t>(declared.data() - decoded.data());

@@ -470,6 +470,16 @@ TEST_P(XmlDomConformance, LoadXml_NotWellFormed_AnswersFalseEmptiesTheDocumentAn
   }
 }
 
+TEST_P(XmlDomConformance, LoadXml_TextWithANul_IsReadUpToIt) {
+  const XmlDocument document = Loaded(u"<vecchio/>");
+  EXPECT_TRUE(dom_->LoadXml(document.get(), TextView(u"<a>x</a>\0<b>", 12)));
+  EXPECT_EQ(Xml(document), "<a>x</a>");
+  EXPECT_EQ(dom_->LoadError(document.get()), XmlLoadError());
+  EXPECT_FALSE(dom_->LoadXml(document.get(), TextView(u"<a>\0</a>", 8)));
+  EXPECT_FALSE(dom_->LoadXml(document.get(), TextView(u"\0<a/>", 5)));
+  EXPECT_EQ(Xml(document), "");
+}
+
 TEST_P(XmlDomConformance, LoadXml_PrefixDeclaredNowhere_IsNotWellFormed) {
   for (const TextView xml : {u"<p:a/>", u"<a p:b='1'/>"}) {
     const XmlDocument document = NewDocument();

@@ -10,6 +10,7 @@ void Arena::Clear() noexcept {
   end_ = first_ + sizeof first_;
   last_ = first_;
   chunkSize_ = kSmallestChunk;
+  Poison(first_, sizeof first_);
 }
 
 std::byte* Arena::AddChunk(std::size_t bytes) {
@@ -26,12 +27,18 @@ void* Arena::AllocateInNewChunk(std::size_t bytes) {
   // it.
   constexpr std::size_t kApart = 1024;
   if (bytes > SIZE_MAX - kApart) throw std::bad_alloc();
-  if (bytes > chunkSize_ / 4) return AddChunk(bytes + kApart);
+  if (bytes > chunkSize_ / 4) {
+    std::byte* const own = AddChunk(bytes + kApart);
+    Poison(own + bytes, kApart);
+    return own;
+  }
   const std::size_t size = chunkSize_ - sizeof(Chunk);
   std::byte* const start = AddChunk(size);
   chunkSize_ = std::min(chunkSize_ * 2, kLargestChunk);
+  Poison(start, size);
+  Unpoison(start, bytes);
   last_ = start;
-  next_ = start + bytes;
+  next_ = start + bytes + kPoisonGap;
   end_ = start + size;
   return start;
 }

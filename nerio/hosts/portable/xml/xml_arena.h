@@ -1,11 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <new>
 #include <type_traits>
 #include <utility>
 
+#include "nerio/hosts/portable/xml/xml_poison.h"
 #include "nerio/types/text.h"
 
 namespace nerio::platform::xml {
@@ -14,8 +16,11 @@ namespace nerio::platform::xml {
 /// hundreds of bytes lie in the arena itself, so that a small document is one allocation.
 class Arena {
  public:
-  Arena() noexcept : next_(first_), end_(first_ + sizeof first_), last_(first_) {}
-  ~Arena() { Clear(); }
+  Arena() noexcept : next_(first_), end_(first_ + sizeof first_), last_(first_) { Poison(first_, sizeof first_); }
+  ~Arena() {
+    Clear();
+    Unpoison(first_, sizeof first_);
+  }
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
 
@@ -55,17 +60,20 @@ class Arena {
   void ShortenTo(void* end) noexcept {
     // A room of its own chunk keeps its size: the end of the current chunk is elsewhere.
     auto* const place = static_cast<std::byte*>(end);
-    if (last_ <= place && place <= next_) next_ = place;
+    if (last_ > place || place > next_) return;
+    Poison(place, static_cast<std::size_t>(next_ - place));
+    next_ = place + kPoisonGap;
   }
 
   /// Returns `bytes` bytes, aligned as asked for, at most to a pointer.
   void* Allocate(std::size_t bytes, std::size_t alignment) {
+    alignment = std::max(alignment, kPoisonGap);
     const std::size_t gap = (alignment - reinterpret_cast<std::uintptr_t>(next_) % alignment) % alignment;
-    if (bytes > static_cast<std::size_t>(end_ - next_) || gap > static_cast<std::size_t>(end_ - next_) - bytes) {
-      return AllocateInNewChunk(bytes);
-    }
+    const auto room = static_cast<std::size_t>(end_ - next_);
+    if (bytes > room || gap + kPoisonGap > room - bytes) return AllocateInNewChunk(bytes);
     last_ = next_ + gap;
-    next_ = last_ + bytes;
+    next_ = last_ + bytes + kPoisonGap;
+    Unpoison(last_, bytes);
     return last_;
   }
 

@@ -241,6 +241,12 @@ bool PortableXmlDom::LoadXml(XmlObject* document, TextView xml) {
   tree.loadError = {};
   try {
     if (xml::Parse(xml, tree, tree.loadError)) return true;
+    // No document holds a NUL, so only one that was refused has to be looked through for where it ends.
+    if (const TextView ended = UpToNul(xml); ended.size() < xml.size()) {
+      tree.Empty();
+      tree.loadError = {};
+      if (xml::Parse(ended, tree, tree.loadError)) return true;
+    }
   } catch (...) {
     tree.Empty();
     throw;

@@ -26,7 +26,7 @@ namespace nerio::platform {
 ///   under "string" and without a type; other types raise `kErrDomNotImplemented`. Reading a text that is not Base64
 ///   raises `kErrDomFailure`.
 /// - `LoadXml` takes well-formed documents of XML 1.0 (4th edition) and Namespaces in XML 1.0 without document type
-///   declaration. A NUL is a character that XML does not have. Texts of blanks only are dropped unless
+///   declaration, up to the first NUL. Texts of blanks only are dropped unless
 ///   xml:space="preserve" holds. An encoding named in the XML declaration is not looked at and not kept.
 /// - `SelectSingleNode` takes paths of names without prefix ("DOC", "a/b", "/a/b"); any other query raises
 ///   `kErrDomFailure`.
