@@ -150,10 +150,10 @@ struct SetOptions {
 Exit Set(Session& session, const SetOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text value = ContentOf(options.value, "the value");
-  const auto [document, namesEncoding] = Load(options.file, ReadFile(session, options.file));
-  const XmlNode node = Select(document, options.path, options.file);
-  Building([&, &document = document] { SetXMLAttribute(document, node, name, value); });
-  WriteOutput(session, options.file, Written(document, namesEncoding));
+  const LoadedFile loaded = Load(options.file, ReadFile(session, options.file));
+  const XmlNode node = Select(loaded.document, options.path, options.file);
+  Building([&] { SetXMLAttribute(loaded.document, node, name, value); });
+  WriteOutput(session, options.file, Written(loaded.document, loaded.namesEncoding));
   session.output.Result(
       {{"file", options.file}, {"path", options.path}, {"attribute", options.name}, {"value", options.value}},
       "set " + options.name + " of " + options.path + " in " + options.file);
@@ -170,10 +170,10 @@ struct AddOptions {
 Exit Add(Session& session, const AddOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text text = ContentOf(options.text.value_or(""), "the text");
-  const auto [document, namesEncoding] = Load(options.file, ReadFile(session, options.file));
-  const XmlNode parent = Select(document, options.path, options.file);
-  Building([&, &document = document] { return AddXMLElement(document, parent, name, text); });
-  WriteOutput(session, options.file, Written(document, namesEncoding));
+  const LoadedFile loaded = Load(options.file, ReadFile(session, options.file));
+  const XmlNode parent = Select(loaded.document, options.path, options.file);
+  Building([&] { return AddXMLElement(loaded.document, parent, name, text); });
+  WriteOutput(session, options.file, Written(loaded.document, loaded.namesEncoding));
   session.output.Result({{"file", options.file}, {"path", options.path}, {"element", options.name}},
                         "added " + options.name + " to " + options.path + " in " + options.file);
   return Exit::kDone;
