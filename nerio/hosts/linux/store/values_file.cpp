@@ -99,6 +99,51 @@ Status WriteNewFile(int folder, const char* name, std::string_view bytes, unsign
   return status == kSuccess ? WriteAt(file.get(), bytes, 0) : status;
 }
 
+// A longer file is looked at before memory is taken for it: it may be mostly holes.
+constexpr std::size_t kMaxBytesUnchecked = std::size_t{2} << 20;
+constexpr std::size_t kPieceSize = std::size_t{64} << 10;
+
+char* Allocate(std::size_t size) {
+  auto* const bytes = static_cast<char*>(std::malloc(size));
+  if (bytes == nullptr) throw std::bad_alloc();
+  return bytes;
+}
+
+// Gives what is stored between two offsets of a file, piece by piece, without its holes.
+template <typename Act>
+Status ForEachPiece(int file, std::uint64_t offset, std::uint64_t end, Act act) {
+  std::string piece(kPieceSize, '\0');
+  while (offset < end) {
+    const off_t data = ::lseek(file, static_cast<off_t>(offset), SEEK_DATA);
+    if (data < 0 && errno == ENXIO) return kSuccess;
+    if (data < 0) return RegistryStatus(errno);
+    offset = static_cast<std::uint64_t>(data);
+    if (offset >= end) return kSuccess;
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kPieceSize, end - offset));
+    const ssize_t got = Uninterrupted([&] { return ::pread(file, piece.data(), wanted, data); });
+    if (got < 0) return RegistryStatus(errno);
+    // Somebody cut the file by hand: the rest counts as zeros, as it does for holes.
+    if (got == 0) return kSuccess;
+    act(offset, std::string_view(piece).substr(0, static_cast<std::size_t>(got)));
+    offset += static_cast<std::uint64_t>(got);
+  }
+  return kSuccess;
+}
+
+// Goes from one record's head to the next. @return where the last one ends whose head checks.
+std::uint64_t ReachOfRecords(int file, std::uint64_t end) {
+  std::string head(kRecordHeadSize, '\0');
+  std::uint64_t offset = kSectorSize;
+  for (;;) {
+    if (end - offset < kRecordHeadSize) return offset;
+    const ssize_t got =
+        Uninterrupted([&] { return ::pread(file, head.data(), head.size(), static_cast<off_t>(offset)); });
+    const std::uint64_t space = got == static_cast<ssize_t>(head.size()) ? RecordSpace(head) : 0;
+    if (space == 0 || space > end - offset) return offset;
+    offset += space;
+  }
+}
+
 // Owner and group stay as they were, as far as whoever writes may give a file away.
 void KeepOwner(int file, const struct stat& old) {
   constexpr auto kAsItIs = static_cast<uid_t>(-1);
@@ -188,6 +233,7 @@ Status ValuesFile::ReadBytes(int file, std::size_t wanted) {
 
 void ValuesFile::MakeEmpty(const ValuesHeader& header) {
   size_ = 0;
+  leftOut_ = 0;
   large_.reset();
   header_ = header;
   header_.fileSize = 0;
@@ -198,6 +244,7 @@ void ValuesFile::MakeEmpty(const ValuesHeader& header) {
 
 Status ValuesFile::ReadStart(int file, std::size_t wanted) {
   size_ = 0;
+  leftOut_ = 0;
   large_.reset();
   const Status status = ReadBytes(file, wanted);
   if (status == kSuccess) state_ = ParseHeader(bytes(), header_, damage_) ? End::Whole : End::Damaged;
@@ -221,9 +268,35 @@ Status ValuesFile::ReadRest(int file) {
   const auto wanted = static_cast<std::size_t>(header_.fileSize);
   // Somebody may have cut the file by hand since its start was read.
   size_ = std::min(size_, wanted);
-  large_.reset(new char[wanted]);
+  if (wanted > kMaxBytesUnchecked && ::lseek(file, 0, SEEK_HOLE) < end) return ReadWithHoles(file);
+  large_.reset(Allocate(wanted));
   std::copy_n(small_.begin(), size_, large_.get());
   return ReadBytes(file, wanted);
+}
+
+// Reads a file that says to be much longer than what it takes on the disk. Holes take no memory, either: what follows the
+// records is looked at piece by piece, and a buffer that nothing was written to has no pages.
+Status ValuesFile::ReadWithHoles(int file) {
+  const std::uint64_t reach = ReachOfRecords(file, header_.fileSize);
+  const std::uint64_t wanted = std::min(header_.fileSize, reach + kMaxRoom + kPageSize);
+  Damage strange;
+  Status status = ForEachPiece(file, wanted, header_.fileSize, [&](std::uint64_t offset, std::string_view piece) {
+    const std::size_t place = piece.find_first_not_of('\0');
+    if (place != piece.npos && strange.what == nullptr) strange = {offset + place, "no zeros behind the records"};
+  });
+  if (status == kSuccess && strange.what != nullptr) {
+    state_ = End::Damaged;
+    damage_ = strange;
+    return kSuccess;
+  }
+  large_.reset(static_cast<char*>(std::calloc(wanted, 1)));
+  if (!large_) throw std::bad_alloc();
+  size_ = static_cast<std::size_t>(wanted);
+  leftOut_ = header_.fileSize - wanted;
+  if (status != kSuccess) return status;
+  return ForEachPiece(file, 0, wanted, [&](std::uint64_t offset, std::string_view piece) {
+    std::copy(piece.begin(), piece.end(), large_.get() + offset);
+  });
 }
 
 Status ValuesFile::Read(int file) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -37,7 +38,11 @@ class ValuesFile {
   const ValuesHeader& header() const { return header_; }
 
   /// Goes through the records that are in order.
-  RecordCursor Records() const { return {bytes(), header_}; }
+  RecordCursor Records() const {
+    ValuesHeader seen = header_;
+    seen.fileSize -= leftOut_;
+    return {bytes(), seen};
+  }
   /// Where the next record belongs.
   std::uint64_t recordsEnd() const { return recordsEnd_; }
   std::uint64_t nextSequence() const { return nextSequence_; }
@@ -58,11 +63,17 @@ class ValuesFile {
   Status ReadBytes(int file, std::size_t wanted);
   Status ReadStart(int file, std::size_t wanted);
   Status ReadRest(int file);
+  Status ReadWithHoles(int file);
 
   // Most values files are one page; a byte more tells a longer one.
   std::array<char, kPageSize + 1> small_;
-  std::unique_ptr<char[]> large_;
+  struct Free {
+    void operator()(char* bytes) const { std::free(bytes); }
+  };
+  std::unique_ptr<char[], Free> large_;
   std::size_t size_ = 0;
+  /// How many of the zeros at the end of the file were not read into the buffer.
+  std::uint64_t leftOut_ = 0;
   ValuesHeader header_;
   RecordCursor::End state_ = RecordCursor::End::Damaged;
   Damage damage_;

@@ -133,6 +133,11 @@ std::uint64_t RecordSpace(std::size_t nameLength, std::size_t dataLength) {
   return RoundUp(RecordLength(nameLength, dataLength), kRecordAlignment);
 }
 
+std::uint64_t RecordSpace(std::string_view head) {
+  const auto parsed = ParseHead(head);
+  return parsed ? RecordSpace(parsed->nameLength, parsed->dataLength) : 0;
+}
+
 void AppendRecord(std::string& out, const ValueRecord& record) {
   const std::size_t start = out.size();
   std::string head;

@@ -77,6 +77,9 @@ bool ParseHeader(std::string_view start, ValuesHeader& header, Damage& damage);
 /// Returns the bytes that a record takes in a file, the zeros up to the next record included.
 std::uint64_t RecordSpace(std::size_t nameLength, std::size_t dataLength);
 
+/// The same for the record whose head this is; 0 when the head does not check. @param head `kRecordHeadSize` bytes.
+std::uint64_t RecordSpace(std::string_view head);
+
 /// Appends a record to `out`, with the zeros up to the next record.
 void AppendRecord(std::string& out, const ValueRecord& record);
 

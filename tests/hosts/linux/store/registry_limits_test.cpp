@@ -160,6 +160,42 @@ TEST(RegistryLimits, FileOfDeletedValues_ShrinksAgain) {
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
 
+// A file that takes 4 KiB on the disk and says to be 1 GiB long.
+TEST(RegistryLimits, FileOfHoles_CostsAReaderNoMemory) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "x"), kSuccess);
+  const std::string written = testing::FileContent(stored.ValuesFile("k"));
+  ValuesHeader header;
+  Damage damage;
+  ASSERT_TRUE(ParseHeader(written, header, damage));
+  // The holes follow the records; something lies at their end; the header counts them among the first records.
+  enum class Holes { AtTheEnd, BeforeSomething, SettledZeros };
+  for (const Holes holes : {Holes::AtTheEnd, Holes::BeforeSomething, Holes::SettledZeros}) {
+    SCOPED_TRACE(static_cast<int>(holes));
+    header.fileSize = kMaxFileSize;
+    header.settledEnd = holes == Holes::SettledZeros ? kMaxFileSize : kSectorSize;
+    std::string content = written;
+    content.replace(0, kSectorSize, EncodeHeader(header));
+    testing::WriteFile(stored.ValuesFile("k"), content);
+    fs::resize_file(stored.ValuesFile("k"), kMaxFileSize);
+    if (holes == Holes::BeforeSomething) {
+      std::fstream file(stored.ValuesFile("k"), std::ios::in | std::ios::out | std::ios::binary);
+      file.seekp(static_cast<std::streamoff>(kMaxFileSize) - 1);
+      file.put('x');
+    }
+    const std::string answer = AnswerOfChild([&] {
+      LinuxRegistry registry(stored.folder());
+      std::string value = Calls(registry).Get("k"_ansi, "v"_ansi);
+      rusage usage{};
+      ::getrusage(RUSAGE_SELF, &usage);
+      return value + (usage.ru_maxrss < 256L * 1024 ? " little" : " " + std::to_string(usage.ru_maxrss) + " KiB");
+    });
+    EXPECT_EQ(answer, holes == Holes::AtTheEnd ? "x little" : "[1015] little");
+  }
+}
+
 TEST(RegistryLimits, NoMoreDescriptors_FailsWithoutATrace) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
