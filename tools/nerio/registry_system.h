@@ -13,7 +13,7 @@ struct RegistryPlace {
   platform::KeyHandle root = 0;
   /// Where it is, in UTF-8: the folder of the root, or the root's own name where the system keeps its registry itself.
   std::string place;
-  /// False when the root is not there yet: its first use makes it, or answers 2 to whoever may not.
+  /// False when the root is not there yet: the first change makes it, or answers 2 to whoever may not.
   bool present = false;
 };
 

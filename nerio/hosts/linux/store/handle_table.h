@@ -16,6 +16,8 @@ struct HandleTarget {
   KeyId id{};
   /// The rights that were granted.
   std::uint32_t access = 0;
+  /// The predefined root that this is; 0 for every other key. Where it is kept is looked up with each call.
+  KeyHandle root = 0;
 };
 
 /// Keeps the open handles of one registry. Any thread may call it.

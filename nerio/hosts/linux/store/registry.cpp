@@ -41,24 +41,30 @@ Status CheckSearchedName(std::string_view name) {
 
 // Finds what a handle stands for.
 Status LinuxRegistry::Find(KeyHandle handle, HandleTarget& key) {
-  if (handle < kFirstPredefined) return handles_.Find(handle, key) ? kSuccess : kInvalidHandle;
-  key = {KeyFolder(), {}, kAllRights};
-  return roots_.Find(handle, key.folder);
+  if (handle >= kFirstPredefined) {
+    key = {KeyFolder(), {}, kAllRights, handle};
+  } else if (!handles_.Find(handle, key)) {
+    return kInvalidHandle;
+  }
+  return key.root == 0 ? kSuccess : roots_.Find(key.root, key.folder);
 }
 
-// Makes a call on the key that a handle stands for, and once more when it was a root that had to be made first.
+// Makes a call on the key that a handle stands for, and once more when it was a root that is kept elsewhere by now, or
+// that a change had to make first.
+// @param change the deadline of a change, null for anything else.
 template <typename Call>
-Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, Call call) {
+Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, const Deadline* change, Call call) {
   return CatchLackOfMemory([&] {
     HandleTarget key;
     Status status = Find(handle, key);
-    if (status != kSuccess) return status;
     // What the handle was opened for comes before whether its key is still there.
-    status = (key.access & right) == right ? call(key) : kAccessDenied;
-    const bool missing = status == kFileNotFound || status == kKeyDeleted;
-    if (!missing || handle < kFirstPredefined) return status;
+    if (status == kSuccess || status == kFileNotFound) {
+      const bool isAllowed = (key.access & right) == right;
+      status = !isAllowed ? kAccessDenied : status == kSuccess ? call(key) : status;
+    }
+    if (key.root == 0 || (status != kFileNotFound && status != kKeyDeleted)) return status;
     bool moved = false;
-    const Status again = roots_.FindAgain(handle, moved);
+    const Status again = change != nullptr ? roots_.Make(key.root, *change, moved) : roots_.FindAgain(key.root, moved);
     if (again != kSuccess) return again;
     if (!moved) return status;
     status = Find(handle, key);
@@ -68,12 +74,33 @@ Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, Call call) {
 
 // Makes a call on a key path below what a handle stands for. That this key is still there is checked before the path.
 template <typename Call>
-Status LinuxRegistry::OnPath(KeyHandle root, const AnsiText& path, Call call) {
-  return OnKey(root, 0, [&](const HandleTarget& base) {
+Status LinuxRegistry::OnPath(KeyHandle root, const AnsiText& path, const Deadline* change, Call call) {
+  const Status status = OnKey(root, 0, change, [&](const HandleTarget& base) {
     std::vector<std::string_view> names;
-    Status status = CheckExists(base);
-    if (status == kSuccess) status = SplitKeyPath(root, path.bytes(), names);
-    return status == kSuccess ? call(base, names) : status;
+    const Status there = CheckExists(base);
+    const Status split = there == kSuccess ? SplitKeyPath(root, path.bytes(), names) : there;
+    return split == kSuccess ? call(base, names) : split;
+  });
+  if (status != kFileNotFound) return status;
+  // Below a missing root there is nothing, but no path is no path there either.
+  return CatchLackOfMemory([&] {
+    std::vector<std::string_view> names;
+    const Status split = SplitKeyPath(root, path.bytes(), names);
+    return split == kSuccess ? kFileNotFound : split;
+  });
+}
+
+// Tells whether a handle stands for a root that is missing and that this user may make: to him it is empty.
+bool LinuxRegistry::IsYetToBeMade(KeyHandle handle, HandleTarget& key) {
+  Find(handle, key);
+  return key.root != 0 && roots_.MayMake(key.root);
+}
+
+// Returns what a call answers on such a root, and 2 for everything else that is missing.
+Status LinuxRegistry::IfYetToBeMade(KeyHandle handle, Status answer) {
+  return CatchLackOfMemory([&] {
+    HandleTarget key;
+    return IsYetToBeMade(handle, key) ? answer : kFileNotFound;
   });
 }
 
@@ -81,11 +108,20 @@ Status LinuxRegistry::OpenKey(KeyHandle root, const AnsiText& subKey, std::uint3
                               KeyHandle& opened) {
   if (root == 0) return kInvalidHandle;
   opened = 0;
-  return OnPath(root, subKey, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+  const Status status =
+      OnPath(root, subKey, nullptr, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+        HandleTarget key;
+        const Status opening = OpenExistingKey(cache_, base, names, access, key);
+        if (names.empty()) key.root = base.root;
+        if (opening == kSuccess) opened = handles_.Add(std::move(key));
+        return opening;
+      });
+  if (status != kFileNotFound || !CutAtNul(subKey.bytes()).empty()) return status;
+  return CatchLackOfMemory([&] {
     HandleTarget key;
-    const Status status = OpenExistingKey(cache_, base, names, access, key);
-    if (status == kSuccess) opened = handles_.Add(std::move(key));
-    return status;
+    if (!IsYetToBeMade(root, key)) return kFileNotFound;
+    opened = handles_.Add({KeyFolder(), {}, RightsOfCreator(access), key.root});
+    return kSuccess;
   });
 }
 
@@ -95,11 +131,12 @@ Status LinuxRegistry::CreateKey(KeyHandle root, const AnsiText& subKey, std::uin
                                 std::uint32_t& disposition) {
   if (reserved != 0) return kInvalidParameter;
   const Deadline deadline(kChangeLimit);
-  return OnPath(root, subKey, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+  return OnPath(root, subKey, &deadline, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
     HandleTarget key;
     bool isNew = false;
     const Status status = CreateOrOpenKey(cache_, base, names, access, deadline, key, isNew);
     if (status != kSuccess) return status;
+    if (names.empty()) key.root = base.root;
     created = handles_.Add(std::move(key));
     disposition = isNew ? kRegCreatedNewKey : kRegOpenedExistingKey;
     return kSuccess;
@@ -112,7 +149,7 @@ Status LinuxRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uint3
   type = kRegNone;
   const std::string_view wanted = CutAtNul(name.bytes());
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
-  return OnKey(key, kKeyQueryValue, [&](const HandleTarget& opened) {
+  return OnKey(key, kKeyQueryValue, nullptr, [&](const HandleTarget& opened) {
     ValueRecord value;
     ValuesFile values;
     bool found = false;
@@ -143,16 +180,19 @@ Status LinuxRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_
   const std::string_view wanted = CutAtNul(name.bytes());
   if (wanted.size() > kMaxValueNameLength) return kInvalidParameter;
   const Deadline deadline(kChangeLimit);
-  return OnKey(key, kKeySetValue, [&](const HandleTarget& opened) {
+  return OnKey(key, kKeySetValue, &deadline, [&](const HandleTarget& opened) {
     return StoreValue(opened, wanted, type, {data.data(), data.size()}, deadline);
   });
 }
 
 Status LinuxRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
   const Deadline deadline(kChangeLimit);
-  return OnPath(key, subKey, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
-    return RemoveKey(base, names, deadline);
-  });
+  const Status status =
+      OnPath(key, subKey, nullptr, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+        return RemoveKey(base, names, deadline);
+      });
+  const bool isItself = CutAtNul(subKey.bytes()).empty();
+  return status == kFileNotFound && isItself ? IfYetToBeMade(key, kAccessDenied) : status;
 }
 
 Status LinuxRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
@@ -160,7 +200,8 @@ Status LinuxRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
   const std::string_view wanted = CutAtNul(name.bytes());
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   const Deadline deadline(kChangeLimit);
-  return OnKey(key, kKeySetValue, [&](const HandleTarget& opened) { return RemoveValue(opened, wanted, deadline); });
+  return OnKey(key, kKeySetValue, nullptr,
+               [&](const HandleTarget& opened) { return RemoveValue(opened, wanted, deadline); });
 }
 
 Status LinuxRegistry::CloseKey(KeyHandle key) {
@@ -170,13 +211,14 @@ Status LinuxRegistry::CloseKey(KeyHandle key) {
 }
 
 Status LinuxRegistry::EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) {
-  return OnKey(key, kKeyEnumerateSubKeys,
-               [&](const HandleTarget& opened) { return NameOfSubkey(opened, index, name); });
+  const Status status = OnKey(key, kKeyEnumerateSubKeys, nullptr,
+                              [&](const HandleTarget& opened) { return NameOfSubkey(opened, index, name); });
+  return status == kFileNotFound ? IfYetToBeMade(key, kNoMoreItems) : status;
 }
 
 Status LinuxRegistry::EnumValue(KeyHandle key, std::uint32_t index, AnsiText& name, std::uint32_t& type,
                                 std::string& data) {
-  return OnKey(key, kKeyQueryValue, [&](const HandleTarget& opened) {
+  const Status listing = OnKey(key, kKeyQueryValue, nullptr, [&](const HandleTarget& opened) {
     ValuesFile file;
     const Status status = ReadKey(opened, Extent::Whole, file);
     if (status != kSuccess) return status;
@@ -187,6 +229,7 @@ Status LinuxRegistry::EnumValue(KeyHandle key, std::uint32_t index, AnsiText& na
     data = values[index].data;
     return kSuccess;
   });
+  return listing == kFileNotFound ? IfYetToBeMade(key, kNoMoreItems) : listing;
 }
 
 }  // namespace nerio::platform

@@ -27,7 +27,8 @@ class LinuxRegistry final : public RegistryApi {
   /// @param folder the folder of all roots, made on first use, with mode 0700. Empty: that of the environment variable
   /// NERIO_REGISTRY; where that is not set, /var/lib/nerio/registry (0755), and for HKEY_CURRENT_USER
   /// $XDG_DATA_HOME/nerio/registry or ~/.local/share/nerio/registry (0700). The environment is asked on the first call
-  /// that needs it. A root that is missing and that this user may not make answers 2.
+  /// that needs it. A missing root is made by the first change, and is empty until then; where this user may not make it,
+  /// it answers 2.
   explicit LinuxRegistry(std::filesystem::path folder = {}) : roots_(std::move(folder)) {}
 
   /// Every right of `access` is checked against the permissions of the key's folder, for the effective user: reading
@@ -56,9 +57,11 @@ class LinuxRegistry final : public RegistryApi {
  private:
   Status Find(KeyHandle handle, HandleTarget& key);
   template <typename Call>
-  Status OnKey(KeyHandle handle, std::uint32_t right, Call call);
+  Status OnKey(KeyHandle handle, std::uint32_t right, const Deadline* change, Call call);
   template <typename Call>
-  Status OnPath(KeyHandle root, const AnsiText& path, Call call);
+  Status OnPath(KeyHandle root, const AnsiText& path, const Deadline* change, Call call);
+  bool IsYetToBeMade(KeyHandle handle, HandleTarget& key);
+  Status IfYetToBeMade(KeyHandle handle, Status answer);
 
   RegistryRoots roots_;
   HandleTable handles_;

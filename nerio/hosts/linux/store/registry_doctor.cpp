@@ -48,7 +48,7 @@ class Check {
   void Root(RegistryRoots& roots, KeyHandle root) {
     KeyFolder folder;
     std::string place;
-    const Status status = roots.FindPresent(root, folder);
+    const Status status = roots.Find(root, folder);
     if (status == kSuccess) {
       Tree(folder);
     } else if (status != kFileNotFound && roots.Place(root, place) == kSuccess) {

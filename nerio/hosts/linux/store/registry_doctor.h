@@ -14,7 +14,7 @@ struct RegistryPlace {
   KeyHandle root = 0;
   /// The folder of the root, in UTF-8.
   std::string place;
-  /// False when the root is not there yet: its first use makes it, or answers 2 to whoever may not.
+  /// False when the root is not there yet: the first change makes it, or answers 2 to whoever may not.
   bool present = false;
 };
 

@@ -23,8 +23,9 @@ constexpr unsigned kPrivateMode = 0700;
 constexpr std::array<const char*, kRoots.size()> kRootNames = {
     "HKEY_CLASSES_ROOT", "HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE", "HKEY_USERS", "HKEY_CURRENT_CONFIG"};
 
+// A program that runs with another user's rights takes no place from its caller.
 std::string Environment(const char* name) {
-  const char* const value = std::getenv(name);
+  const char* const value = ::secure_getenv(name);
   return value != nullptr ? value : "";
 }
 
@@ -39,18 +40,42 @@ std::string UserFolder() {
   return data + "/nerio/registry";
 }
 
-// Makes a folder and those above it that are missing.
+// Gives a folder that was just made its mode, and makes its entry durable. The owner of the folder above may put a link
+// in its place meanwhile: it is not followed.
+Status SettleFolder(int above, const char* name, unsigned mode) {
+  Descriptor folder;
+  Status status = OpenInside(above, name, O_RDONLY | O_DIRECTORY, folder);
+  // The umask may take away what the owner needs.
+  if (status == kAccessDenied && ::fchmodat(above, name, 0700, AT_SYMLINK_NOFOLLOW) == 0) {
+    status = OpenInside(above, name, O_RDONLY | O_DIRECTORY, folder);
+  }
+  if (status == kSuccess) status = StatusOf([&] { return ::fchmod(folder.get(), mode); });
+  // A folder that this user may write and search, but not read, cannot be synced.
+  Descriptor readable;
+  const bool isReadable = OpenInside(above, ".", O_RDONLY | O_DIRECTORY, readable) == kSuccess;
+  return status == kSuccess && isReadable ? SyncFolder(readable.get()) : status;
+}
+
+// Makes a folder and those above it that are missing. What is there already may be a link.
 Status MakeFolders(const std::string& folder, unsigned mode) {
-  for (std::size_t end = 0; end != std::string::npos;) {
-    end = folder.find('/', end + 1);
-    const std::string upper = folder.substr(0, end);
-    if (::mkdir(upper.c_str(), 0700) != 0) {
-      if (errno == EEXIST || ::access(upper.c_str(), F_OK) == 0) continue;
-      return RegistryStatus(errno);
+  constexpr int kFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
+  Descriptor above(::open("/", kFolder));
+  for (std::size_t begin = 1, end = 0; end < folder.size(); begin = end + 1) {
+    end = std::min(folder.find('/', begin), folder.size());
+    const std::string name = folder.substr(begin, end - begin);
+    if (name.empty()) continue;
+    if (Uninterrupted([&] { return ::mkdirat(above.get(), name.c_str(), 0700); }) == 0) {
+      const Status status = SettleFolder(above.get(), name.c_str(), mode);
+      if (status != kSuccess) return status;
+    } else if (errno != EEXIST) {
+      const Status status = RegistryStatus(errno);
+      struct stat entry {};
+      // Who may not write into a folder is told so, also about what is there in it.
+      if (::fstatat(above.get(), name.c_str(), &entry, 0) != 0) return status;
     }
-    const Descriptor above(
-        ::open((upper.substr(0, upper.rfind('/')) + '/').c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (::chmod(upper.c_str(), mode) != 0 || (above && ::fsync(above.get()) != 0)) return RegistryStatus(errno);
+    Descriptor next(::openat(above.get(), name.c_str(), kFolder));
+    if (!next) return RegistryStatus(errno);
+    above = std::move(next);
   }
   return kSuccess;
 }
@@ -64,12 +89,11 @@ Status ResolveLinks(const std::string& folder, std::string& resolved) {
   return kSuccess;
 }
 
-Status MakeRoot(const std::string& parent, const char* name, unsigned mode) {
+Status MakeRoot(const std::string& parent, const char* name, unsigned mode, const Deadline& deadline) {
   Status status = MakeFolders(parent, mode);
   std::string resolved;
   if (status == kSuccess) status = ResolveLinks(parent, resolved);
   // The folder of the roots has a lock of its own, so that two processes make a root once.
-  const Deadline deadline(kChangeLimit);
   LockedKey locked;
   if (status == kSuccess) status = LockKey(KeyFolder(resolved), O_RDONLY, deadline, locked);
   struct stat entry {};
@@ -78,80 +102,113 @@ Status MakeRoot(const std::string& parent, const char* name, unsigned mode) {
   return MakeSubkey(locked, name, name, mode, deadline, id);
 }
 
+// Returns kRoots.size() for what is no root.
 std::size_t IndexOf(KeyHandle root) {
   return static_cast<std::size_t>(std::find(kRoots.begin(), kRoots.end(), root) - kRoots.begin());
 }
 
 }  // namespace
 
-Status RegistryRoots::PlaceOf(KeyHandle root, Parent& parent, std::string& folder) {
-  const std::size_t index = IndexOf(root);
-  if (index == kRoots.size()) return kInvalidHandle;
-  if (!decided_) {
-    if (folder_.empty()) folder_ = Environment("NERIO_REGISTRY");
-    if (folder_.empty()) {
-      machine_ = {kMachineFolder, kMachineMode};
-      user_ = {UserFolder(), kPrivateMode};
-    } else {
-      std::error_code error;
-      std::string absolute = std::filesystem::absolute(folder_, error).native();
-      if (error) return RegistryStatus(error.value());
-      while (absolute.size() > 1 && absolute.ends_with('/')) absolute.pop_back();
-      machine_ = user_ = {absolute, kPrivateMode};
-    }
-    decided_ = true;
+Status RegistryRoots::Decide(const std::filesystem::path& folder, Parents& parents) {
+  const std::filesystem::path chosen = folder.empty() ? std::filesystem::path(Environment("NERIO_REGISTRY")) : folder;
+  if (chosen.empty()) {
+    parents = {{kMachineFolder, kMachineMode}, {UserFolder(), kPrivateMode}};
+    return kSuccess;
   }
-  parent = root == kHkeyCurrentUser ? user_ : machine_;
-  folder = parent.folder + '/' + kRootNames[index];
+  std::error_code error;
+  std::string absolute = std::filesystem::absolute(chosen, error).native();
+  if (error) return RegistryStatus(error.value());
+  while (absolute.size() > 1 && absolute.ends_with('/')) absolute.pop_back();
+  parents = {{absolute, kPrivateMode}, {absolute, kPrivateMode}};
+  return kSuccess;
+}
+
+Status RegistryRoots::ParentOf(KeyHandle root, Parent& parent) {
+  if (IndexOf(root) == kRoots.size()) return kInvalidHandle;
+  std::unique_lock hold(mutex_);
+  if (!parents_) {
+    hold.unlock();
+    Parents decided;
+    const Status status = Decide(folder_, decided);
+    if (status != kSuccess) return status;
+    hold.lock();
+    if (!parents_) parents_ = decided;
+  }
+  parent = root == kHkeyCurrentUser ? parents_->user : parents_->machine;
   return parent.folder.empty() ? kFileNotFound : kSuccess;
 }
 
-Status RegistryRoots::Resolve(KeyHandle root, bool mayMake, bool& made) {
-  made = false;
-  Parent parent;
-  std::string folder;
-  Status status = PlaceOf(root, parent, folder);
-  if (status != kSuccess) return status;
-  std::string& found = found_[IndexOf(root)];
-  status = ResolveLinks(folder, found);
-  if (status != kFileNotFound || !mayMake) return status;
-  status = MakeRoot(parent.folder, kRootNames[IndexOf(root)], parent.mode);
-  if (status != kSuccess) return status == kAccessDenied ? kFileNotFound : status;
-  made = true;
-  return ResolveLinks(folder, found);
+std::string RegistryRoots::Known(KeyHandle root) {
+  const std::size_t index = IndexOf(root);
+  const std::scoped_lock hold(mutex_);
+  return index < found_.size() ? found_[index] : "";
+}
+
+// Returns whether this is something new.
+bool RegistryRoots::Remember(KeyHandle root, const std::string& found) {
+  const std::scoped_lock hold(mutex_);
+  std::string& before = found_[IndexOf(root)];
+  const bool differs = before != found;
+  before = found;
+  return differs;
 }
 
 Status RegistryRoots::Place(KeyHandle root, std::string& folder) {
-  const std::scoped_lock hold(mutex_);
   Parent parent;
-  return PlaceOf(root, parent, folder);
+  const Status status = ParentOf(root, parent);
+  if (status == kSuccess) folder = parent.folder + '/' + kRootNames[IndexOf(root)];
+  return status;
 }
 
 Status RegistryRoots::Find(KeyHandle root, KeyFolder& folder) {
-  const std::scoped_lock hold(mutex_);
-  const std::size_t index = IndexOf(root);
-  bool made = false;
-  const bool known = index < found_.size() && !found_[index].empty();
-  const Status status = known ? kSuccess : Resolve(root, true, made);
-  if (status == kSuccess) folder = KeyFolder(found_[index]);
-  return status;
-}
-
-Status RegistryRoots::FindPresent(KeyHandle root, KeyFolder& folder) {
-  const std::scoped_lock hold(mutex_);
-  bool made = false;
-  const Status status = Resolve(root, false, made);
-  if (status == kSuccess) folder = KeyFolder(found_[IndexOf(root)]);
-  return status;
+  std::string known = Known(root);
+  if (known.empty()) {
+    bool moved = false;
+    const Status status = FindAgain(root, moved);
+    if (status != kSuccess) return status;
+    known = Known(root);
+  }
+  // Another thread may have found out meanwhile that it is gone.
+  if (known.empty()) return kFileNotFound;
+  folder = KeyFolder(std::move(known));
+  return kSuccess;
 }
 
 Status RegistryRoots::FindAgain(KeyHandle root, bool& moved) {
-  const std::scoped_lock hold(mutex_);
-  std::string& found = found_[IndexOf(root)];
-  const std::string before = found;
-  const Status status = Resolve(root, true, moved);
-  moved = moved || found != before;
+  std::string place;
+  std::string found;
+  Status status = Place(root, place);
+  if (status == kInvalidHandle) return status;
+  if (status == kSuccess) status = ResolveLinks(place, found);
+  moved = Remember(root, found);
   return status;
+}
+
+Status RegistryRoots::Make(KeyHandle root, const Deadline& deadline, bool& moved) {
+  Status status = FindAgain(root, moved);
+  if (status != kFileNotFound) return status;
+  Parent parent;
+  status = ParentOf(root, parent);
+  if (status != kSuccess) return status;
+  status = MakeRoot(parent.folder, kRootNames[IndexOf(root)], parent.mode, deadline);
+  if (status == kAccessDenied) return kFileNotFound;
+  if (status == kSuccess) status = FindAgain(root, moved);
+  // Whoever made it, it was not there for this call.
+  moved = status == kSuccess;
+  return status;
+}
+
+bool RegistryRoots::MayMake(KeyHandle root) {
+  std::string place;
+  bool moved = false;
+  if (FindAgain(root, moved) != kFileNotFound || Place(root, place) != kSuccess) return false;
+  // What is missing is made in the first folder above that is there.
+  Status status = kFileNotFound;
+  while (status == kFileNotFound && !place.empty()) {
+    place.resize(place.rfind('/'));
+    status = StatusOf([&] { return ::faccessat(AT_FDCWD, (place + '/').c_str(), W_OK | X_OK, AT_EACCESS); });
+  }
+  return status == kSuccess;
 }
 
 }  // namespace nerio::platform

@@ -3,6 +3,7 @@
 #include <array>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "nerio/hosts/linux/store/key_folder.h"
@@ -14,7 +15,7 @@ namespace nerio::platform {
 constexpr std::array<KeyHandle, 5> kRoots = {kHkeyClassesRoot, kHkeyCurrentUser, kHkeyLocalMachine, kHkeyUsers,
                                              kHkeyCurrentConfig};
 
-/// Knows where the roots are kept. Any thread may call it.
+/// Knows where the roots are kept. Any thread may call it; none waits for another's calls to the system.
 class RegistryRoots {
  public:
   /// @param folder the folder of all roots. Empty: that of the environment variable NERIO_REGISTRY; where that is not
@@ -26,33 +27,40 @@ class RegistryRoots {
   /// @return 6 when there is no such root, 2 when nothing says where it is.
   Status Place(KeyHandle root, std::string& folder);
 
-  /// Gives the path of a root with all links resolved, and makes a missing one. Links are resolved on first use and by
-  /// `FindAgain`, not with each call.
-  /// @return 6 when there is no such root, 2 when it is missing and this user may not make it.
+  /// Gives the path of a root with all links resolved. They are resolved on first use and by the two below, not with
+  /// each call.
+  /// @return 6 when there is no such root, 2 when it is missing.
   Status Find(KeyHandle root, KeyFolder& folder);
 
-  /// The same, but a missing root stays missing.
-  Status FindPresent(KeyHandle root, KeyFolder& folder);
-
-  /// Looks again where a root is that `Find` gave, and makes it if it is gone.
-  /// @param[out] moved true when `Find` gives another answer now, or the root had to be made.
+  /// Looks again where a root is. @param[out] moved true when `Find` gives another answer now.
   /// @return as `Find` does.
   Status FindAgain(KeyHandle root, bool& moved);
+
+  /// The same, and makes the root if it is missing.
+  /// @return 2 when it is missing and this user may not make it, 170 when that had to wait until the deadline.
+  Status Make(KeyHandle root, const Deadline& deadline, bool& moved);
+
+  /// Tells whether a root is missing and this user may make it.
+  bool MayMake(KeyHandle root);
 
  private:
   struct Parent {
     std::string folder;
     unsigned mode = 0;
   };
-  // These are called with the mutex held.
-  Status PlaceOf(KeyHandle root, Parent& parent, std::string& folder);
-  Status Resolve(KeyHandle root, bool mayMake, bool& made);
+  struct Parents {
+    Parent machine;
+    Parent user;
+  };
+  static Status Decide(const std::filesystem::path& folder, Parents& parents);
+  Status ParentOf(KeyHandle root, Parent& parent);
+  std::string Known(KeyHandle root);
+  bool Remember(KeyHandle root, const std::string& found);
 
-  std::mutex mutex_;
   std::filesystem::path folder_;
-  bool decided_ = false;
-  Parent machine_;
-  Parent user_;
+  // Held for what is in memory only.
+  std::mutex mutex_;
+  std::optional<Parents> parents_;
   std::array<std::string, kRoots.size()> found_;
 };
 

@@ -25,6 +25,7 @@ namespace fs = std::filesystem;
 using testing::AnswerOfChild;
 using testing::Calls;
 using ::testing::ElementsAre;
+using testing::InOrder;
 using ::testing::IsEmpty;
 using testing::kFullAccess;
 using testing::StoredRegistry;
@@ -47,13 +48,15 @@ mode_t ModeOf(const fs::path& path) {
   return entry.st_mode & 07777;
 }
 
-std::string OpenRoots(RegistryApi& registry) {
-  std::string answers;
-  for (const KeyHandle root : {kHkeyLocalMachine, kHkeyCurrentUser}) {
-    KeyHandle key = 0;
-    answers += std::to_string(NumberOf(registry.OpenKey(root, ""_ansi, 0, kFullAccess, key))) + " ";
-  }
-  return answers;
+// Makes a root, as any change of it does.
+Status Make(RegistryApi& registry, KeyHandle root) {
+  KeyHandle key = 0;
+  std::uint32_t disposition = 0;
+  return registry.CreateKey(root, ""_ansi, 0, ""_ansi, 0, kFullAccess, {}, key, disposition);
+}
+
+std::string MakeRoots(RegistryApi& registry) {
+  return InOrder({Make(registry, kHkeyLocalMachine), Make(registry, kHkeyCurrentUser), ""});
 }
 
 TEST(LinuxRegistry, Construction_TouchesNothing) {
@@ -63,15 +66,16 @@ TEST(LinuxRegistry, Construction_TouchesNothing) {
   EXPECT_FALSE(fs::exists(place));
 }
 
-TEST(LinuxRegistry, GivenFolder_GetsEachRootOnItsFirstUse) {
+TEST(LinuxRegistry, GivenFolder_GetsEachRootWithItsFirstChange) {
   const TemporaryFolder folder;
   const fs::path place = folder.path() / "a/b";
   LinuxRegistry registry(place);
   KeyHandle key = 0;
-  EXPECT_EQ(registry.OpenKey(kHkeyLocalMachine, ""_ansi, 0, kFullAccess, key), kSuccess);
+  EXPECT_EQ(Make(registry, kHkeyLocalMachine), kSuccess);
   EXPECT_TRUE(fs::exists(place / "HKEY_LOCAL_MACHINE"));
-  EXPECT_FALSE(fs::exists(place / "HKEY_CURRENT_USER"));
   EXPECT_EQ(registry.OpenKey(kHkeyCurrentUser, "missing"_ansi, 0, kFullAccess, key), kFileNotFound);
+  EXPECT_FALSE(fs::exists(place / "HKEY_CURRENT_USER"));
+  EXPECT_EQ(Make(registry, kHkeyCurrentUser), kSuccess);
   for (const char* made : {"", "HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER"}) EXPECT_EQ(ModeOf(place / made), 0700u);
   EXPECT_EQ(ModeOf(place / "HKEY_LOCAL_MACHINE/%values"), 0600u);
   EXPECT_EQ(ModeOf(place / "HKEY_LOCAL_MACHINE/%lock"), 0600u);
@@ -84,12 +88,12 @@ TEST(LinuxRegistry, Environment_NamesTheFolderAndIsAskedOnFirstUse) {
     ::setenv("NERIO_REGISTRY", "/nowhere/at/all", 1);
     LinuxRegistry registry;
     ::setenv("NERIO_REGISTRY", place.c_str(), 1);
-    std::string answers = OpenRoots(registry);
+    std::string answers = MakeRoots(registry);
     // Decided by now.
     ::setenv("NERIO_REGISTRY", "/nowhere/at/all", 1);
-    answers += OpenRoots(registry);
+    answers += MakeRoots(registry);
     LinuxRegistry given(folder.path() / "given");
-    return answers + OpenRoots(given);
+    return answers + MakeRoots(given);
   });
   EXPECT_EQ(answer, "0 0 0 0 0 0 ");
   EXPECT_TRUE(fs::exists(place / "HKEY_LOCAL_MACHINE/%values"));
@@ -102,7 +106,7 @@ TEST(LinuxRegistry, RelativeFolder_IsTakenFromTheCurrentFolderOfTheFirstUse) {
   const std::string answer = AnswerOfChild([&] {
     fs::current_path(folder.path());
     LinuxRegistry registry("here");
-    std::string answers = OpenRoots(registry);
+    std::string answers = MakeRoots(registry);
     fs::current_path("/");
     return answers + std::to_string(NumberOf(Calls(registry).Create("k"_ansi)));
   });
@@ -120,8 +124,7 @@ TEST(LinuxRegistry, CurrentUsersRoot_LiesInTheUsersDataFolder) {
       ::setenv(variable, value.c_str(), 1);
       if (home != nullptr) ::setenv("HOME", home, 1);
       LinuxRegistry registry;
-      KeyHandle key = 0;
-      return std::to_string(NumberOf(registry.OpenKey(kHkeyCurrentUser, ""_ansi, 0, kFullAccess, key)));
+      return std::to_string(NumberOf(Make(registry, kHkeyCurrentUser)));
     });
   };
   const fs::path home = folder.path() / "home";

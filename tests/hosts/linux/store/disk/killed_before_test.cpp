@@ -101,7 +101,7 @@ TEST(KilledBefore, FolderAboveThatCannotBeOpened_IsSyncedWithItsWholeFileSystem)
     const auto create = [](const Calls& calls) { return calls.Create("a"_ansi); };
     const auto read = [](const Calls& calls) { return calls.Open("a"_ansi, kKeyRead); };
     const auto open = [](const Calls& calls) { return calls.Open("a"_ansi); };
-    if (testing::Do([](const Calls& calls) { return calls.Open(""_ansi); }, folder.path()) != kSuccess)
+    if (testing::Do([](const Calls& calls) { return calls.Set(""_ansi, "v"_ansi, "x"); }, folder.path()) != kSuccess)
       return "no root";
     testing::RecordDisk();
     testing::DieAfter(1, DiskEvent::Kind::Rename);
