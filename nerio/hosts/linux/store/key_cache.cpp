@@ -77,7 +77,7 @@ std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source, bool& isT
   ValuesFile values;
   if (OpenByPath(key->file, O_RDONLY, file) != kSuccess || !HasReliableTimes(file.get()) ||
       values.Read(file.get()) != kSuccess || values.state() != RecordCursor::End::Whole ||
-      values.header().keyNotSynced) {
+      values.header().keyNotSynced || values.header().keyDeleted) {
     return nullptr;
   }
   // Checked after the read, too: nobody is kept from changing the file meanwhile.

@@ -2,10 +2,13 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -91,6 +94,27 @@ Status SyncFolderAbove(int folder, int inside) {
   return status == kAccessDenied ? StatusOf([&] { return ::syncfs(inside); }) : status;
 }
 
+bool HoldsNothingButLock(int folder) {
+  std::vector<FolderEntry> entries;
+  if (ListFolder(folder, entries) != kSuccess) return false;
+  return std::all_of(entries.begin(), entries.end(),
+                     [](const FolderEntry& entry) { return entry.name == kLockFileName; });
+}
+
+// Deletes a key whose folder cannot be moved: one byte in its values file does it, whatever becomes of the files.
+Status RemoveInPlace(int parent, const char* name, int folder) {
+  Descriptor file;
+  Status status = OpenInside(folder, kValuesFileName, O_RDWR, file);
+  if (status == kSuccess) status = SetNote(file.get(), Note::KeyDeleted, true);
+  if (status == kSuccess) status = SyncFile(file.get());
+  if (status != kSuccess) {
+    if (file) SetNote(file.get(), Note::KeyDeleted, false);
+    return status;
+  }
+  RemoveKeyFolder(parent, name, folder);
+  return SyncFolder(parent);
+}
+
 // Nothing is replaced, not even an empty folder that somebody put there by hand.
 Status RenameToFreeName(int folder, const char* from, const char* to) {
   const auto rename = [&] { return ::renameat2(folder, from, folder, to, RENAME_NOREPLACE); };
@@ -143,7 +167,8 @@ Status LockKey(const KeyFolder& key, int folderFlags, const Deadline& deadline, 
     status = CheckInPlace(folder.get(), key, inPlace);
     if (status != kSuccess) return status;
     if (!inPlace && !deadline.HasPassed()) continue;
-    if (!inPlace || granted != kSuccess) return inPlace ? granted : kBusy;
+    if (!inPlace) return kBusy;
+    if (granted != kSuccess) return IsDeletedInPlace(folder.get(), ".") ? kFileNotFound : granted;
     locked.folder = std::move(folder);
     locked.lock = std::move(lock);
     return kSuccess;
@@ -193,11 +218,38 @@ Status SettleKey(int folder) {
   return status;
 }
 
+bool IsOnOverlay(int folder) {
+  struct statfs system {};
+  return ::fstatfs(folder, &system) == 0 && static_cast<unsigned long>(system.f_type) == OVERLAYFS_SUPER_MAGIC;
+}
+
+bool IsDeletedInPlace(int parent, const std::string& folderName) {
+  Descriptor folder;
+  if (OpenInside(parent, folderName.c_str(), O_RDONLY | O_DIRECTORY, folder) != kSuccess) return false;
+  Descriptor file;
+  const Status status = OpenInside(folder.get(), kValuesFileName, O_RDONLY, file);
+  if (status == kFileNotFound) return IsOnOverlay(folder.get()) && HoldsNothingButLock(folder.get());
+  ValuesFile values;
+  return status == kSuccess && values.ReadHeader(file.get()) == kSuccess &&
+         values.state() == RecordCursor::End::Whole && values.header().keyDeleted;
+}
+
+void SweepDeletedInPlace(const LockedKey& parent, const std::string& folderName) {
+  const int where = parent.folder.get();
+  Descriptor folder;
+  if (!IsDeletedInPlace(where, folderName)) return;
+  if (OpenInside(where, folderName.c_str(), O_RDONLY | O_DIRECTORY, folder) != kSuccess) return;
+  RemoveKeyFolder(where, folderName.c_str(), folder.get());
+}
+
 Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName) {
   const int where = parent.folder.get();
   RemoveLeftovers(key);
   FreeName(where, kDeletedKeyName);
   Status status = RenameToFreeName(where, folderName.c_str(), kDeletedKeyName);
+  if (status != kSuccess && (errno == EXDEV || status == kDiskFull)) {
+    return RemoveInPlace(where, folderName.c_str(), key.folder.get());
+  }
   if (status == kSuccess) status = SyncFolder(where);
   if (status == kSuccess) RemoveKeyFolder(where, kDeletedKeyName, key.folder.get());
   return status;

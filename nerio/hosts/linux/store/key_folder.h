@@ -71,6 +71,16 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
 /// @param folder the key's, opened with O_PATH at least.
 Status SettleKey(int folder);
 
+/// Tells whether what looks like a subkey is one that was deleted where it lies: an overlay cannot move the folder of a
+/// key from its lower layer, nor a full disk any. A killed process leaves it so. @param parent opened with O_PATH at least.
+bool IsDeletedInPlace(int parent, const std::string& folderName);
+
+/// Tells whether an open folder lies on an overlay.
+bool IsOnOverlay(int folder);
+
+/// Removes what is left of such a subkey. @param parent locked for writing.
+void SweepDeletedInPlace(const LockedKey& parent, const std::string& folderName);
+
 /// Removes a key that has no subkeys, durably.
 /// @param parent,key locked for writing, `parent` first, its folder open for reading.
 Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName);

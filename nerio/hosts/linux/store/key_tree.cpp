@@ -47,7 +47,7 @@ Status CheckExistsLocked(const HandleTarget& key) {
   if (status == kSuccess) status = values.ReadHeader(file.get());
   if (status != kSuccess) return status == kFileNotFound ? kKeyDeleted : status;
   if (values.state() == RecordCursor::End::Damaged) return kRegistryCorrupt;
-  return values.header().id == key.id ? kSuccess : kKeyDeleted;
+  return values.header().id == key.id && !values.header().keyDeleted ? kSuccess : kKeyDeleted;
 }
 
 // Creates one level below a key.
@@ -60,6 +60,7 @@ Status CreateLevel(const HandleTarget& base, const KeyFolder& parent, std::strin
   if (status != kSuccess) return status;
   struct stat entry {};
   const std::string folderName = FolderNameOfKey(name);
+  SweepDeletedInPlace(locked, folderName);
   created = ::fstatat(locked.folder.get(), folderName.c_str(), &entry, AT_SYMLINK_NOFOLLOW) != 0;
   if (!created) return kSuccess;
   if (errno != ENOENT) return RegistryStatus(errno);
@@ -83,6 +84,7 @@ Status CreateMissing(const HandleTarget& base, const std::vector<std::string_vie
     created = false;
     Descriptor folder;
     Status status = OpenByPath(key.folder.path(), O_PATH | O_DIRECTORY, folder);
+    if (status == kSuccess && IsDeletedInPlace(folder.get(), ".")) status = kFileNotFound;
     if (status == kFileNotFound) status = CreateLevel(base, parent, name, deadline, key, created);
     if (status != kSuccess) return status;
     // Two long names whose cut folder names are the same: only one of them can be there.
@@ -105,8 +107,9 @@ Status ListSubkeys(const KeyFolder& key, std::vector<ListedKey>& subkeys) {
   std::vector<FolderEntry> entries;
   if (status == kSuccess) status = ListFolder(folder.get(), entries);
   if (status != kSuccess) return status;
+  const bool mayHoldDeleted = IsOnOverlay(folder.get());
   for (const FolderEntry& entry : entries) {
-    if (!entry.isFolder) continue;
+    if (!entry.isFolder || (mayHoldDeleted && IsDeletedInPlace(folder.get(), entry.name))) continue;
     std::optional<std::string> name = KeyNameOfFolder(entry.name);
     if (!name && IsCutFolderName(entry.name)) {
       KeyFolder subkey = key;
@@ -206,12 +209,17 @@ Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& 
   if (status == kFileNotFound || (status == kSuccess && values.state() == RecordCursor::End::Damaged)) {
     return kRegistryCorrupt;
   }
+  if (status == kSuccess && values.header().keyDeleted) return missing;
   std::vector<FolderEntry> entries;
   if (status == kSuccess) status = ListFolder(key.folder.get(), entries);
   if (status != kSuccess) return status;
   // What somebody put there by hand counts as a subkey too: it is not for this to delete.
-  const bool hasSubkeys =
-      std::any_of(entries.begin(), entries.end(), [](const FolderEntry& entry) { return !IsReservedName(entry.name); });
+  const bool hasSubkeys = std::any_of(entries.begin(), entries.end(), [&](const FolderEntry& entry) {
+    if (IsReservedName(entry.name)) return false;
+    SweepDeletedInPlace(key, entry.name);
+    struct stat left {};
+    return ::fstatat(key.folder.get(), entry.name.c_str(), &left, AT_SYMLINK_NOFOLLOW) == 0;
+  });
   if (hasSubkeys) return kAccessDenied;
   // Once it is renamed the key counts as deleted, so whoever could not finish must not begin.
   for (const KeyFolder& changed : {folder.Parent(), folder}) {

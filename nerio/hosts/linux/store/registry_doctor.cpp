@@ -84,6 +84,9 @@ class Check {
     std::vector<FolderEntry> entries;
     if (status == kSuccess) status = ListFolder(folder.get(), entries);
     if (status != kSuccess) return AddFailure(key.path(), status);
+    if (!key.isRoot() && IsDeletedInPlace(folder.get(), ".")) {
+      return Add(Kind::Leftover, key.path(), 0, "a deleted key, left behind by a process that was killed");
+    }
     if (OwnFile(key, folder.get(), kLockFileName)) LockFile(key, folder.get());
     if (OwnFile(key, folder.get(), kValuesFileName)) Values(key);
     Entries(key, std::move(entries));

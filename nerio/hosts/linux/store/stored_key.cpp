@@ -34,7 +34,7 @@ Status Look(const KeyFolder& key, Extent extent, ValuesFile& values) {
   status = CheckInPlace(folder.get(), key, inPlace);
   if (status != kSuccess) return status;
   if (!inPlace) return kFileNotFound;
-  if (!key.isRoot()) return kRegistryCorrupt;
+  if (!key.isRoot()) return IsDeletedInPlace(folder.get(), ".") ? kFileNotFound : kRegistryCorrupt;
   // One that was made by hand has none yet.
   values.MakeEmpty({});
   return kSuccess;
@@ -93,7 +93,9 @@ Status OpenForWriting(const HandleTarget& key, const Deadline& deadline, Writabl
   // Reading shows whether it is an ordinary file; an fstat would cost more than its own time, see `ReadRest`.
   status = writable.values.Read(writable.file.get());
   if (status == kSuccess) status = Verdict(writable.values);
-  if (status == kSuccess && !IsSameKey(key, writable.values)) status = kKeyDeleted;
+  if (status == kSuccess && (!IsSameKey(key, writable.values) || writable.values.header().keyDeleted)) {
+    status = kKeyDeleted;
+  }
   // What is about to be acknowledged would be lost with the key.
   if (status == kSuccess && writable.values.header().keyNotSynced) status = SettleKey(writable.locked.folder.get());
   return status;
@@ -110,7 +112,7 @@ Status ReadKey(const KeyFolder& key, Extent extent, ValuesFile& values) {
   Descriptor file;
   Status seen = OpenByPath(key.File(kValuesFileName), O_RDONLY, file);
   if (seen == kSuccess) seen = ReadExtent(file.get(), extent, values);
-  if (seen == kSuccess && values.state() == End::Whole) return kSuccess;
+  if (seen == kSuccess && values.state() == End::Whole) return values.header().keyDeleted ? kFileNotFound : kSuccess;
   if (seen != kSuccess && seen != kFileNotFound) return seen;
   return LookAgain(key, extent, values);
 }

@@ -338,8 +338,8 @@ std::vector<ValueRecord> ValuesFile::Values() const {
   return values;
 }
 
-void SetNote(int file, Note note, bool set) {
-  WriteAt(file, std::string(1, set ? kNoted : '\0'), static_cast<std::uint64_t>(note));
+Status SetNote(int file, Note note, bool set) {
+  return WriteAt(file, std::string(1, set ? kNoted : '\0'), static_cast<std::uint64_t>(note));
 }
 
 Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file) {

@@ -84,7 +84,7 @@ class ValuesFile {
 
 /// Sets or clears a note in the header of an open values file, where that can be done. A note that stays set costs the
 /// next writer time, nothing else.
-void SetNote(int file, Note note, bool set);
+Status SetNote(int file, Note note, bool set);
 
 /// Writes the values file of a new key, which notes that the key's entry is not synced. Neither its content nor its name
 /// in the folder is durable yet.

@@ -14,7 +14,7 @@ constexpr std::string_view kMagic = "NerioKey";
 constexpr std::uint32_t kVersion = 1;
 constexpr std::size_t kHeaderCrcOffset = 12;
 constexpr std::size_t kSpellingOffset = 60;
-constexpr std::size_t kNotesOffset = static_cast<std::size_t>(Note::RoomNotClean);
+constexpr std::size_t kNotesOffset = static_cast<std::size_t>(Note::KeyDeleted);
 
 constexpr std::uint16_t kValueKind = 1;
 constexpr std::uint16_t kDeletionKind = 2;
@@ -90,6 +90,7 @@ std::string EncodeHeader(const ValuesHeader& header) {
   std::string crc;
   Put(crc, HeaderCrc(sector));
   sector.replace(kHeaderCrcOffset, kCrcSize, crc);
+  if (header.keyDeleted) sector[static_cast<std::size_t>(Note::KeyDeleted)] = kNoted;
   if (header.roomNotClean) sector[static_cast<std::size_t>(Note::RoomNotClean)] = kNoted;
   if (header.keyNotSynced) sector[static_cast<std::size_t>(Note::KeyNotSynced)] = kNoted;
   if (header.fileNotSynced) sector[static_cast<std::size_t>(Note::FileNotSynced)] = kNoted;
@@ -123,7 +124,8 @@ bool ParseHeader(std::string_view start, ValuesHeader& header, Damage& damage) {
   }
   if (spellingLength > kMaxKeyNameLength) return damaged(56, "the key's name is too long");
   header.spelling = start.substr(kSpellingOffset, spellingLength);
-  const bool notesCheck = ParseNote(start, Note::RoomNotClean, header.roomNotClean) &&
+  const bool notesCheck = ParseNote(start, Note::KeyDeleted, header.keyDeleted) &&
+                          ParseNote(start, Note::RoomNotClean, header.roomNotClean) &&
                           ParseNote(start, Note::KeyNotSynced, header.keyNotSynced) &&
                           ParseNote(start, Note::FileNotSynced, header.fileNotSynced);
   return notesCheck || damaged(kNotesOffset, "a note of the header is neither set nor cleared");

@@ -25,9 +25,11 @@ constexpr std::size_t kRecordHeadSize = 24;
 /// call.
 constexpr std::uint64_t kMaxFileSize = std::uint64_t{1} << 30;
 
-/// A byte at the end of the header that is changed in place. No note needs to be durable: after a power cut what is there
-/// lies on the disk.
+/// A byte at the end of the header that is changed in place. But for the first one no note needs to be durable: after a
+/// power cut what is there lies on the disk.
 enum class Note : std::size_t {
+  /// The key is deleted: its folder could not be moved out of the way. This one is synced.
+  KeyDeleted = 508,
   /// What follows the records may not be zeros on the disk: a record that could not be made durable was taken back.
   RoomNotClean = 509,
   /// The entry of the key's folder in the folder above may not be durable.
@@ -47,6 +49,7 @@ struct ValuesHeader {
   std::uint64_t firstSequence = 1;
   /// The key's name as its creator spelt it, in the ANSI code page; at most 256 bytes.
   std::string spelling;
+  bool keyDeleted = false;
   bool roomNotClean = false;
   bool keyNotSynced = false;
   bool fileNotSynced = false;

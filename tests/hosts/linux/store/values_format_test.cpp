@@ -91,7 +91,8 @@ TEST(ValuesFormat, Header_HasTheseBytes) {
 }
 
 TEST(ValuesFormat, Notes_AreTheLastBytesOfTheHeaderAndOutsideItsChecksum) {
-  for (const auto& [offset, note] : {std::pair(509, &ValuesHeader::roomNotClean),
+  for (const auto& [offset, note] : {std::pair(508, &ValuesHeader::keyDeleted),
+                                     {509, &ValuesHeader::roomNotClean},
                                      {510, &ValuesHeader::keyNotSynced},
                                      {511, &ValuesHeader::fileNotSynced}}) {
     ValuesHeader header;
