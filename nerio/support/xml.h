@@ -23,7 +23,8 @@ NERIO_PUBLIC bool CheckXMLParser(const platform::Host& host = platform::ThisHost
 /// @param document the document that owns the node. Used only to create a missing attribute; may be empty when there is
 ///   one.
 /// @param node the element to receive the attribute.
-/// @param name the qualified name, matched exactly, up to its first NUL.
+/// @param name the qualified name, matched exactly, up to its first NUL. Two prefixes of one namespace are two names:
+///   a document with both p:b and q:b of the same element cannot be loaded again.
 /// @param value the value, up to its first NUL; may be empty, the attribute is there then too.
 /// @throws Error 91 (`RaiseObjectNotSet`) when `node` is empty or can carry no attributes, or `document` is empty and
 ///   needed; `kErrDomArgument` when a missing attribute is to be created and the two belong to two DOMs; otherwise the

@@ -85,6 +85,13 @@ TEST_F(Xml, SetXMLAttribute_TwiceWithTheSameName_LeavesOneAttributeWithTheSecond
   EXPECT_EQ(Document(), "<radice nome=\"secondo\"/>");
 }
 
+TEST_F(Xml, SetXMLAttribute_OtherPrefixOfTheSameNamespace_LeavesTheFirstAttributeAsItWas) {
+  ASSERT_TRUE(portable_.LoadXml(document_.get(), u"<r xmlns:p='urn:u' xmlns:q='urn:u' p:b='1'/>"));
+  const XmlNode root(dom_, dom_.SelectSingleNode(document_.get(), u"r"));
+  SetXMLAttribute(document_, root, u"q:b", u"2");
+  EXPECT_EQ(Document(), "<r xmlns:p=\"urn:u\" xmlns:q=\"urn:u\" p:b=\"1\" q:b=\"2\"/>");
+}
+
 // A DOM takes any handle for one of its own: another's would be read as what it is not.
 TEST_F(Xml, ObjectsOfTwoDoms_AreRefusedAndStayAsTheyWere) {
   platform::XmlDom& other = platform::OwnXmlDom();

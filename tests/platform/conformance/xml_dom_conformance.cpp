@@ -470,6 +470,14 @@ TEST_P(XmlDomConformance, LoadXml_NotWellFormed_AnswersFalseEmptiesTheDocumentAn
   }
 }
 
+// Two prefixes of one namespace are two names: the qualified name decides.
+TEST_P(XmlDomConformance, GetNamedItem_OtherPrefixOfTheSameNamespace_IsAnotherAttribute) {
+  const XmlDocument document = Loaded(u"<r xmlns:p='urn:u' xmlns:q='urn:u' p:b='1'/>");
+  const XmlNode root = Select(document, u"r");
+  EXPECT_FALSE(Attribute(root, u"q:b"));
+  EXPECT_EQ(dom_->GetText(Attribute(root, u"p:b").get()), u"1");
+}
+
 TEST_P(XmlDomConformance, LoadXml_TextWithANul_IsReadUpToIt) {
   const XmlDocument document = Loaded(u"<vecchio/>");
   EXPECT_TRUE(dom_->LoadXml(document.get(), TextView(u"<a>x</a>\0<b>", 12)));

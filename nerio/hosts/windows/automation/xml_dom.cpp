@@ -60,6 +60,32 @@ bool HoldsBase64(IXMLDOMNode& node) {
   return node.get_dataType(type.put()) == S_OK && FromNative(type.get()) == Variant(Text(kBase64Type));
 }
 
+// The qualified name of an attribute.
+Text NameOf(IXMLDOMNode& attribute) {
+  Bstr name;
+  Check(attribute.get_nodeName(name.put()));
+  return Text(name.view());
+}
+
+// Tells whether the system's DOM puts an attribute "p:b" that a document created in the place of "b". A private document
+// shows it; where there is none, nothing has to be minded.
+bool PutsPrefixedInPlaceOfPlain() {
+  ComPointer<IXMLDOMDocument> document;
+  ComPointer<IXMLDOMElement> element;
+  ComPointer<IXMLDOMNamedNodeMap> map;
+  ComPointer<IXMLDOMAttribute> prefixed;
+  ComPointer<IXMLDOMNode> set;
+  ComPointer<IXMLDOMNode> plain;
+  VARIANT_BOOL loaded = VARIANT_FALSE;
+  return SUCCEEDED(::CoCreateInstance(kDocumentClass, nullptr, CLSCTX_INPROC_SERVER, IID_IXMLDOMDocument,
+                                      document.putVoid())) &&
+         document->loadXML(Bstr(u"<a b='1'/>").get(), &loaded) == S_OK &&
+         document->get_documentElement(element.put()) == S_OK && element->get_attributes(map.put()) == S_OK &&
+         document->createAttribute(Bstr(u"p:b").get(), prefixed.put()) == S_OK &&
+         map->setNamedItem(prefixed.get(), set.put()) == S_OK &&
+         map->getNamedItem(Bstr(u"b").get(), plain.put()) != S_OK;
+}
+
 XmlObject* NewDocument(const CLSID& id, DWORD context) {
   ClearErrorInfo();
   ComPointer<IXMLDOMDocument> document;
@@ -103,15 +129,15 @@ XmlObject* WindowsXmlDom::GetNamedItem(XmlObject* attributes, TextView name) {
   const ComPointer<IXMLDOMNamedNodeMap> map = AsMap(attributes);
   ComPointer<IXMLDOMNode> found;
   Check(map->getNamedItem(ToDomText(name).get(), found.put()));
-  if (found || name.find(u':') == TextView::npos) return ToHandle(found.release());
+  // A DOM that looks for the namespace and not for the prefix finds another attribute, or none that it was given itself.
+  if (name.find(u':') == TextView::npos || (found && NameOf(*found.get()) == UpToNul(name)))
+    return ToHandle(found.release());
   LONG count = 0;
   Check(map->get_length(&count));
   for (LONG i = 0; i < count; ++i) {
     ComPointer<IXMLDOMNode> candidate;
     Check(map->get_item(i, candidate.put()));
-    Bstr candidateName;
-    Check(candidate->get_nodeName(candidateName.put()));
-    if (candidateName.view() == UpToNul(name)) return ToHandle(candidate.release());
+    if (NameOf(*candidate.get()) == UpToNul(name)) return ToHandle(candidate.release());
   }
   return nullptr;
 }
@@ -119,11 +145,16 @@ XmlObject* WindowsXmlDom::GetNamedItem(XmlObject* attributes, TextView name) {
 XmlObject* WindowsXmlDom::SetNamedItem(XmlObject* attributes, XmlObject* attribute) {
   const ComPointer<IXMLDOMNamedNodeMap> map = AsMap(attributes);
   const ComPointer<IXMLDOMNode> item = AsNode(attribute);
-  Bstr name;
-  Check(item->get_nodeName(name.put()));
+  const Text name = NameOf(*item.get());
+  const std::size_t colon = name.find(u':');
   ComPointer<IXMLDOMNode> namesake;
-  if (const std::size_t colon = name.view().find(u':'); colon != TextView::npos) {
-    Check(map->removeNamedItem(Bstr(name.view().substr(colon + 1)).get(), namesake.put()));
+  if (colon != Text::npos) Check(map->getNamedItem(Bstr(TextView(name).substr(colon + 1)).get(), namesake.put()));
+  // The namesake steps aside only where it would be lost.
+  if (namesake && PutsPrefixedInPlaceOfPlain()) {
+    ComPointer<IXMLDOMNode> removed;
+    Check(map->removeNamedItem(Bstr(TextView(name).substr(colon + 1)).get(), removed.put()));
+  } else {
+    namesake = {};
   }
   ComPointer<IXMLDOMNode> set;
   const HRESULT result = map->setNamedItem(item.get(), set.put());

@@ -62,6 +62,14 @@ TEST_F(SystemDom, SetXMLAttribute_AnyQualifiedName_IsSetOnceAndReplaced) {
   EXPECT_EQ(Attribute(root, u"manca"), u"(none)");
 }
 
+TEST_F(SystemDom, SetXMLAttribute_OtherPrefixOfTheSameNamespace_LeavesTheFirstAttributeAsItWas) {
+  ASSERT_TRUE(dom_.LoadXml(document_.get(), u"<r xmlns:p='urn:u' xmlns:q='urn:u' p:b='1'/>"));
+  const XmlNode root(dom_, dom_.SelectSingleNode(document_.get(), u"r"));
+  SetXMLAttribute(document_, root, u"q:b", u"2");
+  EXPECT_EQ(Attribute(root, u"p:b"), u"1");
+  EXPECT_EQ(Attribute(root, u"q:b"), u"2");
+}
+
 TEST_F(SystemDom, AddXMLElement_AppendsInOrderAndNests) {
   const XmlNode root = Root();
   for (const TextView name : {u"a", u"b", u"c"}) AddXMLElement(document_, root, Text(name), name);
