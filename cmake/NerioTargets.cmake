@@ -15,7 +15,13 @@ target_compile_options(nerio_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow
 if(NERIO_WERROR)
   target_compile_options(nerio_options INTERFACE -Werror)
 endif()
-if(NOT NERIO_HOST STREQUAL windows)
+if(NERIO_HOST STREQUAL windows)
+  # The system that the files ask for is the one whose functions the definitions above let them use. No time of linking is
+  # in them, so that the same sources give the same bytes.
+  target_link_options(nerio_options INTERFACE
+    -Wl,--major-subsystem-version,6 -Wl,--minor-subsystem-version,1 -Wl,--major-os-version,6 -Wl,--minor-os-version,1
+    -Wl,--no-insert-timestamp)
+else()
   # COM interfaces have no virtual destructor, by their binary layout.
   target_compile_options(nerio_options INTERFACE -Wnon-virtual-dtor)
 endif()
