@@ -43,6 +43,9 @@ struct ProcessHost {
   ProcessHost() noexcept : view((new (memory) LinuxHost)->Services()) {}
 };
 
+// Made when the library is loaded: a child that is forked while another thread makes it would wait for it for ever.
+[[maybe_unused]] const Host& madeWhenLoaded = ThisHost();
+
 }  // namespace
 
 std::unique_ptr<HostInstance> OpenHost(const HostOptions& options) {

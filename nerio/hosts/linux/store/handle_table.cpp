@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "nerio/hosts/linux/store/fork_safety.h"
 namespace nerio::platform {
 namespace {
 
@@ -12,7 +13,7 @@ constexpr KeyHandle kLargest = 0x7FFFFFFC;
 }  // namespace
 
 KeyHandle HandleTable::Add(HandleTarget key) {
-  const std::scoped_lock hold(mutex_);
+  const std::scoped_lock hold(MemoryMutex());
   do {
     last_ = last_ >= kLargest ? kStep : last_ + kStep;
   } while (keys_.contains(last_));
@@ -21,7 +22,7 @@ KeyHandle HandleTable::Add(HandleTarget key) {
 }
 
 bool HandleTable::Find(KeyHandle handle, HandleTarget& key) const {
-  const std::scoped_lock hold(mutex_);
+  const std::scoped_lock hold(MemoryMutex());
   const auto found = keys_.find(handle);
   if (found == keys_.end()) return false;
   key = found->second;
@@ -29,7 +30,7 @@ bool HandleTable::Find(KeyHandle handle, HandleTarget& key) const {
 }
 
 bool HandleTable::Remove(KeyHandle handle) {
-  const std::scoped_lock hold(mutex_);
+  const std::scoped_lock hold(MemoryMutex());
   return keys_.erase(handle) != 0;
 }
 

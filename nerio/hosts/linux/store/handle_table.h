@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <unordered_map>
 
 #include "nerio/hosts/linux/store/key_folder.h"
@@ -34,7 +33,6 @@ class HandleTable {
   bool Remove(KeyHandle handle);
 
  private:
-  mutable std::mutex mutex_;
   std::unordered_map<KeyHandle, HandleTarget> keys_;
   KeyHandle last_ = 0;
 };

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/fork_safety.h"
 #include "nerio/hosts/linux/store/key_name.h"
 #include "nerio/hosts/linux/store/values_file.h"
 #include "nerio/hosts/portable/text/fold_case.h"
@@ -131,14 +132,14 @@ void KeyCache::RecordRead(const KeyFolder& key) noexcept {
 }
 
 std::shared_ptr<const CachedKey> KeyCache::Lookup(const std::string& folder) {
-  const std::scoped_lock hold(mutex_);
+  const std::scoped_lock hold(MemoryMutex());
   const auto entry = Touch(folder);
   return entry == entries_.end() ? nullptr : entry->key;
 }
 
 // Counts a read, and tells whether there were enough of them and it is not too soon to try again.
 bool KeyCache::ShouldStore(const std::string& folder) {
-  const std::scoped_lock hold(mutex_);
+  const std::scoped_lock hold(MemoryMutex());
   auto entry = Touch(folder);
   if (entry == entries_.end()) {
     entries_.push_front({folder, nullptr, 0, {}});
@@ -157,7 +158,7 @@ bool KeyCache::ShouldStore(const std::string& folder) {
 
 // Replaces what is cached of a key; by nothing when it cannot be cached now.
 void KeyCache::Store(const std::string& folder, std::shared_ptr<const CachedKey> key, bool isTooLarge) {
-  const std::scoped_lock hold(mutex_);
+  const std::scoped_lock hold(MemoryMutex());
   const auto entry = Touch(folder);
   if (entry == entries_.end()) return;
   bytes_ -= Memory(*entry);

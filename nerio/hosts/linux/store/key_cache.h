@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -86,7 +85,6 @@ class KeyCache {
   static std::size_t Memory(const Entry& entry);
   void Shrink();
 
-  std::mutex mutex_;
   /// The most recently used come first.
   Entries entries_;
   /// Views of the folders in `entries_`.

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/fork_safety.h"
 #include "nerio/hosts/linux/store/key_name.h"
 
 namespace nerio::platform {
@@ -52,23 +53,42 @@ unsigned LockFileMode(unsigned folderMode, bool sameGroup) {
 }
 
 KeyLock::~KeyLock() {
-  // Closing alone would leave the lock with a child that was forked meanwhile.
-  if (file_) SetLock(file_.get(), F_UNLCK);
+  if (!file_) return;
+  // Closing alone would leave the lock with a child that was made without `fork`.
+  SetLock(file_.get(), F_UNLCK);
+  ForgetLockDescriptor(file_.get());
+}
+
+// Opens the lock file by a descriptor that no forked child has a copy of.
+Status KeyLock::Open(int folder, bool makeFile) {
+  for (;;) {
+    const unsigned forks = ForkCount();
+    Descriptor file;
+    Status status = OpenInside(folder, kLockFileName, O_RDWR, file);
+    if (status == kFileNotFound && makeFile) status = OpenInside(folder, kLockFileName, O_RDWR | O_CREAT, file);
+    if (status != kSuccess) return status;
+    KeyLock opened;
+    const bool isOwn = NoteLockDescriptor(file.get(), forks);
+    opened.file_ = std::move(file);
+    if (!isOwn) continue;
+    *this = std::move(opened);
+    return kSuccess;
+  }
 }
 
 Status KeyLock::Take(int folder, bool makeFile, const Deadline& deadline) {
-  Descriptor file;
-  Status status = OpenInside(folder, kLockFileName, O_RDWR, file);
-  if (status == kFileNotFound && makeFile) status = OpenInside(folder, kLockFileName, O_RDWR | O_CREAT, file);
+  KeyLock taken;
+  Status status = taken.Open(folder, makeFile);
   if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
+  const int file = taken.file_.get();
   struct stat entry {};
-  if (::fstat(file.get(), &entry) != 0) return RegistryStatus(errno);
+  if (::fstat(file, &entry) != 0) return RegistryStatus(errno);
   if (!S_ISREG(entry.st_mode)) return kRegistryCorrupt;
   // Before the wait: nobody who is closed out now can come in between.
-  CloseToReaders(folder, file.get(), entry);
+  CloseToReaders(folder, file, entry);
   Pauses pauses;
-  while ((status = SetLock(file.get(), F_WRLCK)) == kBusy && !deadline.HasPassed()) pauses.Next();
-  if (status == kSuccess) file_ = std::move(file);
+  while ((status = SetLock(file, F_WRLCK)) == kBusy && !deadline.HasPassed()) pauses.Next();
+  if (status == kSuccess) *this = std::move(taken);
   return status;
 }
 

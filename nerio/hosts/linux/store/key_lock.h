@@ -51,6 +51,9 @@ class KeyLock {
   bool TryRead(int folder);
 
  private:
+  Status Open(int folder, bool makeFile);
+
+  // Noted in `fork_safety.h` while it is open.
   Descriptor file_;
 };
 

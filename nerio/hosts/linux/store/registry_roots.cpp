@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/fork_safety.h"
 #include "nerio/hosts/linux/store/system_call.h"
 
 namespace nerio::platform {
@@ -125,7 +126,7 @@ Status RegistryRoots::Decide(const std::filesystem::path& folder, Parents& paren
 
 Status RegistryRoots::ParentOf(KeyHandle root, Parent& parent) {
   if (IndexOf(root) == kRoots.size()) return kInvalidHandle;
-  std::unique_lock hold(mutex_);
+  std::unique_lock hold(MemoryMutex());
   if (!parents_) {
     hold.unlock();
     Parents decided;
@@ -140,13 +141,13 @@ Status RegistryRoots::ParentOf(KeyHandle root, Parent& parent) {
 
 std::string RegistryRoots::Known(KeyHandle root) {
   const std::size_t index = IndexOf(root);
-  const std::scoped_lock hold(mutex_);
+  const std::scoped_lock hold(MemoryMutex());
   return index < found_.size() ? found_[index] : "";
 }
 
 // Returns whether this is something new.
 bool RegistryRoots::Remember(KeyHandle root, const std::string& found) {
-  const std::scoped_lock hold(mutex_);
+  const std::scoped_lock hold(MemoryMutex());
   std::string& before = found_[IndexOf(root)];
   const bool differs = before != found;
   before = found;

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <filesystem>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -58,8 +57,6 @@ class RegistryRoots {
   bool Remember(KeyHandle root, const std::string& found);
 
   std::filesystem::path folder_;
-  // Held for what is in memory only.
-  std::mutex mutex_;
   std::optional<Parents> parents_;
   std::array<std::string, kRoots.size()> found_;
 };
