@@ -20,11 +20,11 @@ namespace nerio::platform {
 /// the new one. What is stored, and how, docs/registry-format.md says.
 ///
 /// Beside the return codes of the interface, calls answer 8 when memory or descriptors run out, 112 when the disk is
-/// full, 1015 when what is stored is damaged or something else is in its place (nothing is changed then), and
-/// 1016 when the system fails in another way. Any thread may make any call.
+/// full, 170 when a change has waited 30 s for other writers, 1015 when what is stored is damaged or something else is in
+/// its place (nothing is changed then), and 1016 when the system fails in another way. Any thread may make any call.
 class LinuxRegistry final : public RegistryApi {
  public:
-  /// @param folder the folder of all roots, made on first use, with mode 0700. Empty: that of the environment variable
+  /// @param folder the folder of all roots, made by the first change, with mode 0700. Empty: that of the environment variable
   /// NERIO_REGISTRY; where that is not set, /var/lib/nerio/registry (0755), and for HKEY_CURRENT_USER
   /// $XDG_DATA_HOME/nerio/registry or ~/.local/share/nerio/registry (0700). The environment is asked on the first call
   /// that needs it. A missing root is made by the first change, and is empty until then; where this user may not make it,
