@@ -22,9 +22,9 @@ constexpr KeyHandle kFirstPredefined = 0x80000000;
 std::string_view UpToNul(std::string_view name) { return name.substr(0, name.find('\0')); }
 
 // Parts a path into its levels; empty ones, of doubled and trailing separators, do not count.
-Status SplitPath(KeyHandle root, std::string_view path, std::vector<std::string_view>& levels) {
+Status SplitPath(std::string_view path, std::vector<std::string_view>& levels) {
   path = UpToNul(path);
-  if (path.starts_with('\\') && root != kHkeyClassesRoot) return kBadPathname;
+  if (path.starts_with('\\')) return kBadPathname;
   while (!path.empty()) {
     const std::string_view level = path.substr(0, path.find('\\'));
     if (level.size() > kLongestKeyName) return kInvalidParameter;
@@ -50,7 +50,7 @@ InMemoryRegistry::InMemoryRegistry() {
 
 void InMemoryRegistry::SetRights(KeyHandle root, const AnsiText& path, std::uint32_t rights) {
   std::vector<std::string_view> levels;
-  if (!roots_.contains(root) || SplitPath(root, path.bytes(), levels) != kSuccess)
+  if (!roots_.contains(root) || SplitPath(path.bytes(), levels) != kSuccess)
     throw std::logic_error("no path: " + path.bytes());
   Key* key = roots_.at(root).get();
   for (const std::string_view level : levels) {
@@ -104,7 +104,10 @@ Status InMemoryRegistry::OpenKey(KeyHandle root, const AnsiText& subKey, std::ui
   OpenHandle base;
   if (const Status status = Resolve(root, base); status != kSuccess) return status;
   std::vector<std::string_view> levels;
-  if (const Status status = SplitPath(root, subKey.bytes(), levels); status != kSuccess) return status;
+  std::string_view path = UpToNul(subKey.bytes());
+  // Opening takes one leading backslash there, and nothing else does.
+  if (path.starts_with('\\') && base.key == roots_.at(kHkeyClassesRoot)) path.remove_prefix(1);
+  if (const Status status = SplitPath(path, levels); status != kSuccess) return status;
   std::shared_ptr<Key> key = base.key;
   for (const std::string_view level : levels) {
     const auto found = key->subKeys.find(level);
@@ -121,7 +124,7 @@ Status InMemoryRegistry::CreateKey(KeyHandle root, const AnsiText& subKey, std::
   OpenHandle base;
   if (const Status status = Resolve(root, base); status != kSuccess) return status;
   std::vector<std::string_view> levels;
-  if (const Status status = SplitPath(root, subKey.bytes(), levels); status != kSuccess) return status;
+  if (const Status status = SplitPath(subKey.bytes(), levels); status != kSuccess) return status;
   std::shared_ptr<Key> key = base.key;
   auto level = levels.begin();
   for (; level != levels.end(); ++level) {
@@ -180,7 +183,7 @@ Status InMemoryRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
   OpenHandle base;
   if (const Status status = Resolve(key, base); status != kSuccess) return status;
   std::vector<std::string_view> levels;
-  if (const Status status = SplitPath(key, subKey.bytes(), levels); status != kSuccess) return status;
+  if (const Status status = SplitPath(subKey.bytes(), levels); status != kSuccess) return status;
   Key* doomed = base.key.get();
   for (const std::string_view level : levels) {
     const auto found = doomed->subKeys.find(level);

@@ -143,6 +143,25 @@ TEST_P(RegistryConformance, Paths_LeadingSeparator_AnswersBadPathname) {
   EXPECT_THAT(SubKeys(work_), ElementsAre("a"_ansi));
 }
 
+TEST_P(RegistryConformance, Paths_BelowClassesRoot_OpeningAloneTakesOneLeadingSeparator) {
+  const AnsiText name = "NerioConformance"_ansi;
+  DeleteTree(registry_, kHkeyClassesRoot, name);
+  const KeyHandle key = Create(kHkeyClassesRoot, name);
+  Create(key, "sub"_ansi);
+  for (const KeyHandle root : {KeyHandle{kHkeyClassesRoot}, Open(kHkeyClassesRoot, ""_ansi)}) {
+    for (const AnsiText& path : {"\\"_ansi, "\\"_ansi + name, "\\"_ansi + name + "\\\\sub\\"_ansi})
+      EXPECT_EQ(TryOpen(root, path), "0") << path;
+    EXPECT_EQ(TryOpen(root, "\\NerioMissing"_ansi), "2");
+    for (const AnsiText& path : {"\\\\"_ansi, "\\\\"_ansi + name}) EXPECT_EQ(TryOpen(root, path), "161") << path;
+    for (const AnsiText& path : {"\\"_ansi, "\\"_ansi + name, "\\\\"_ansi + name, "\\NerioMissing"_ansi}) {
+      EXPECT_EQ(TryCreate(root, path), "161") << path;
+      EXPECT_EQ(registry_.DeleteKey(root, path), kBadPathname) << path;
+    }
+  }
+  EXPECT_EQ(TryOpen(key, "\\sub"_ansi), "161");
+  DeleteTree(registry_, kHkeyClassesRoot, name);
+}
+
 TEST_P(RegistryConformance, Paths_EmptyOne_IsTheHandlesOwnKey) {
   const KeyHandle key = Create(work_, "a"_ansi);
   EXPECT_EQ(Set(key, "v"_ansi, kRegSz, "x"), kSuccess);

@@ -54,9 +54,9 @@ bool IsReservedName(std::string_view fileName) {
 
 std::string_view CutAtNul(std::string_view name) { return name.substr(0, name.find('\0')); }
 
-Status SplitKeyPath(KeyHandle root, std::string_view path, std::vector<std::string_view>& names) {
+Status SplitKeyPath(std::string_view path, std::vector<std::string_view>& names) {
   path = CutAtNul(path);
-  if (path.starts_with('\\') && root != kHkeyClassesRoot) return kBadPathname;
+  if (path.starts_with('\\')) return kBadPathname;
   constexpr std::size_t kUsualDepth = 8;
   names.reserve(kUsualDepth);
   while (!path.empty()) {

@@ -33,11 +33,10 @@ bool IsReservedName(std::string_view fileName);
 
 /// Splits a key path into the names of its levels; empty names between backslashes are
 /// ignored.
-/// @param root the handle that the path is below; below HKEY_CLASSES_ROOT alone a leading backslash is ignored.
 /// @param path ends at its first NUL.
 /// @param[out] names views of `path`; empty for the empty path. Undefined on failure.
 /// @return 161 when the path begins with a backslash, 87 when a name is longer than 256 bytes.
-Status SplitKeyPath(KeyHandle root, std::string_view path, std::vector<std::string_view>& names);
+Status SplitKeyPath(std::string_view path, std::vector<std::string_view>& names);
 
 /// Returns the name up to its first NUL.
 std::string_view CutAtNul(std::string_view name);

@@ -74,20 +74,26 @@ Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, const Deadlin
 
 // Makes a call on a key path below what a handle stands for. That this key is still there is checked before the path.
 template <typename Call>
-Status LinuxRegistry::OnPath(KeyHandle root, const AnsiText& path, const Deadline* change, Call call) {
+Status LinuxRegistry::OnPath(KeyHandle root, std::string_view path, const Deadline* change, Call call) {
   const Status status = OnKey(root, 0, change, [&](const HandleTarget& base) {
     std::vector<std::string_view> names;
     const Status there = CheckExists(base);
-    const Status split = there == kSuccess ? SplitKeyPath(root, path.bytes(), names) : there;
+    const Status split = there == kSuccess ? SplitKeyPath(path, names) : there;
     return split == kSuccess ? call(base, names) : split;
   });
   if (status != kFileNotFound) return status;
   // Below a missing root there is nothing, but no path is no path there either.
   return CatchLackOfMemory([&] {
     std::vector<std::string_view> names;
-    const Status split = SplitKeyPath(root, path.bytes(), names);
+    const Status split = SplitKeyPath(path, names);
     return split == kSuccess ? kFileNotFound : split;
   });
+}
+
+// Tells whether a handle stands for HKEY_CLASSES_ROOT itself.
+bool LinuxRegistry::IsClassesRoot(KeyHandle handle) const {
+  HandleTarget key;
+  return handle == kHkeyClassesRoot || (handles_.Find(handle, key) && key.root == kHkeyClassesRoot);
 }
 
 // Tells whether a handle stands for a root that is missing and that this user may make: to him it is empty.
@@ -104,24 +110,30 @@ Status LinuxRegistry::IfYetToBeMade(KeyHandle handle, Status answer) {
   });
 }
 
-Status LinuxRegistry::OpenKey(KeyHandle root, const AnsiText& subKey, std::uint32_t /*options*/, std::uint32_t access,
-                              KeyHandle& opened) {
-  if (root == 0) return kInvalidHandle;
-  opened = 0;
+Status LinuxRegistry::OpenPath(KeyHandle root, std::string_view path, std::uint32_t access, KeyHandle& opened) {
   const Status status =
-      OnPath(root, subKey, nullptr, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+      OnPath(root, path, nullptr, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
         HandleTarget key;
         const Status opening = OpenExistingKey(cache_, base, names, access, key);
         if (names.empty()) key.root = base.root;
         if (opening == kSuccess) opened = handles_.Add(std::move(key));
         return opening;
       });
-  if (status != kFileNotFound || !CutAtNul(subKey.bytes()).empty()) return status;
+  HandleTarget key;
+  if (status != kFileNotFound || !path.empty() || !IsYetToBeMade(root, key)) return status;
+  opened = handles_.Add({KeyFolder(), {}, RightsOfCreator(access), key.root});
+  return kSuccess;
+}
+
+Status LinuxRegistry::OpenKey(KeyHandle root, const AnsiText& subKey, std::uint32_t /*options*/, std::uint32_t access,
+                              KeyHandle& opened) {
+  if (root == 0) return kInvalidHandle;
+  opened = 0;
   return CatchLackOfMemory([&] {
-    HandleTarget key;
-    if (!IsYetToBeMade(root, key)) return kFileNotFound;
-    opened = handles_.Add({KeyFolder(), {}, RightsOfCreator(access), key.root});
-    return kSuccess;
+    std::string_view path = CutAtNul(subKey.bytes());
+    // Opening takes one leading backslash there, and nothing else does.
+    if (path.starts_with('\\') && IsClassesRoot(root)) path.remove_prefix(1);
+    return OpenPath(root, path, access, opened);
   });
 }
 
@@ -131,16 +143,17 @@ Status LinuxRegistry::CreateKey(KeyHandle root, const AnsiText& subKey, std::uin
                                 std::uint32_t& disposition) {
   if (reserved != 0) return kInvalidParameter;
   const Deadline deadline(kChangeLimit);
-  return OnPath(root, subKey, &deadline, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
-    HandleTarget key;
-    bool isNew = false;
-    const Status status = CreateOrOpenKey(cache_, base, names, access, deadline, key, isNew);
-    if (status != kSuccess) return status;
-    if (names.empty()) key.root = base.root;
-    created = handles_.Add(std::move(key));
-    disposition = isNew ? kRegCreatedNewKey : kRegOpenedExistingKey;
-    return kSuccess;
-  });
+  return OnPath(root, subKey.bytes(), &deadline,
+                [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+                  HandleTarget key;
+                  bool isNew = false;
+                  const Status status = CreateOrOpenKey(cache_, base, names, access, deadline, key, isNew);
+                  if (status != kSuccess) return status;
+                  if (names.empty()) key.root = base.root;
+                  created = handles_.Add(std::move(key));
+                  disposition = isNew ? kRegCreatedNewKey : kRegOpenedExistingKey;
+                  return kSuccess;
+                });
 }
 
 Status LinuxRegistry::QueryValue(KeyHandle key, const AnsiText& name, std::uint32_t& type, std::span<char> data,
@@ -188,7 +201,7 @@ Status LinuxRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_
 Status LinuxRegistry::DeleteKey(KeyHandle key, const AnsiText& subKey) {
   const Deadline deadline(kChangeLimit);
   const Status status =
-      OnPath(key, subKey, nullptr, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
+      OnPath(key, subKey.bytes(), nullptr, [&](const HandleTarget& base, const std::vector<std::string_view>& names) {
         return RemoveKey(base, names, deadline);
       });
   const bool isItself = CutAtNul(subKey.bytes()).empty();

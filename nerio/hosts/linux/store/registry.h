@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 #include "nerio/hosts/linux/store/handle_table.h"
@@ -59,7 +60,9 @@ class LinuxRegistry final : public RegistryApi {
   template <typename Call>
   Status OnKey(KeyHandle handle, std::uint32_t right, const Deadline* change, Call call);
   template <typename Call>
-  Status OnPath(KeyHandle root, const AnsiText& path, const Deadline* change, Call call);
+  Status OnPath(KeyHandle root, std::string_view path, const Deadline* change, Call call);
+  bool IsClassesRoot(KeyHandle handle) const;
+  Status OpenPath(KeyHandle root, std::string_view path, std::uint32_t access, KeyHandle& opened);
   bool IsYetToBeMade(KeyHandle handle, HandleTarget& key);
   Status IfYetToBeMade(KeyHandle handle, Status answer);
 

@@ -27,6 +27,9 @@ TEST(RegistryRoots, ReadingAMissingRoot_FindsItEmptyAndMakesNothing) {
   const Calls calls(registry);
   EXPECT_EQ(calls.Open("k"_ansi), kFileNotFound);
   EXPECT_EQ(calls.Open("\\k"_ansi), kBadPathname);
+  KeyHandle opened = 0;
+  EXPECT_EQ(registry.OpenKey(kHkeyClassesRoot, "\\"_ansi, 0, testing::kFullAccess, opened), kSuccess);
+  EXPECT_EQ(registry.OpenKey(opened, "\\k"_ansi, 0, testing::kFullAccess, opened), kFileNotFound);
   EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), "[2]");
   EXPECT_EQ(calls.Get(""_ansi, "v"_ansi), "[2]");
   EXPECT_EQ(calls.Delete("k"_ansi), kFileNotFound);
