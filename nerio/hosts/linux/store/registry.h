@@ -32,8 +32,9 @@ class LinuxRegistry final : public RegistryApi {
   /// it answers 2.
   explicit LinuxRegistry(std::filesystem::path folder = {}) : roots_(std::move(folder)) {}
 
-  /// Every right of `access` is checked against the permissions of the key's folder, for the effective user: reading
-  /// needs read and search, changing write and search. Folders above it need search only.
+  /// Every right of `access` is checked against the permissions of the key's folder, for the effective user: a handle
+  /// for reading needs read and search, one for changing write and search. The change itself needs read too, which is
+  /// not asked for before. Folders above it need search only.
   Status OpenKey(KeyHandle root, const AnsiText& subKey, std::uint32_t options, std::uint32_t access,
                  KeyHandle& opened) override;
 
@@ -48,7 +49,8 @@ class LinuxRegistry final : public RegistryApi {
   Status SetValue(KeyHandle key, const AnsiText& name, std::uint32_t reserved, std::uint32_t type,
                   std::span<const char> data) override;
 
-  /// Needs no right of the handle, only writing and searching the folders of the key and of the key above it.
+  /// Needs no right of the handle, only reading, writing and searching the folders of the key and of the key
+  /// above it.
   Status DeleteKey(KeyHandle key, const AnsiText& subKey) override;
   Status DeleteValue(KeyHandle key, const AnsiText& name) override;
   Status CloseKey(KeyHandle key) override;

@@ -130,6 +130,28 @@ TEST_F(RegistryRights, ReadOnlyAccess_NeedsReadAndSearchOnly) {
   EXPECT_EQ(answer, "0 0 5 0 / 5 5 5 5 / 5 5 0 0 / 0 0 0 0 / ");
 }
 
+TEST_F(RegistryRights, KeyThatCannotBeRead_GivesAHandleForChangingButIsNotChanged) {
+  const std::string answers = AsOwner([&](LinuxRegistry& registry) {
+    const Calls calls(registry);
+    const fs::path key = folder_.path() / "HKEY_LOCAL_MACHINE/k";
+    fs::permissions(key, static_cast<fs::perms>(0300));
+    const std::string large(5000, 'x');
+    const AnsiText path = "k"_ansi;
+    KeyHandle handle = 0;
+    KeyHandle created = 0;
+    std::uint32_t disposition = 0;
+    std::string results =
+        InOrder({registry.OpenKey(kHkeyLocalMachine, path, 0, kKeySetValue | kKeyCreateSubKey, handle),
+                 registry.SetValue(handle, "w"_ansi, 0, kRegSz, large),
+                 registry.CreateKey(handle, "new"_ansi, 0, ""_ansi, 0, kKeySetValue, {}, created, disposition),
+                 registry.DeleteKey(handle, "sub"_ansi)});
+    fs::permissions(key, static_cast<fs::perms>(0700));
+    return results + ", " +
+           InOrder({calls.Get("k"_ansi, "w"_ansi), calls.Open("k\\new"_ansi), calls.Open("k\\sub"_ansi)});
+  });
+  EXPECT_EQ(answers, "0 5 5 5, [2] 2 0");
+}
+
 TEST_F(RegistryRights, KeyThatCannotBeWritten_CanStillBeReadAndItsSubkeysChanged) {
   const std::string answer = AsOwner([&](LinuxRegistry& registry) {
     const Calls calls(registry);
