@@ -105,12 +105,8 @@ bool HoldsNothingButLock(int folder) {
 Status RemoveInPlace(int parent, const char* name, int folder) {
   Descriptor file;
   Status status = OpenInside(folder, kValuesFileName, O_RDWR, file);
-  if (status == kSuccess) status = SetNote(file.get(), Note::KeyDeleted, true);
-  if (status == kSuccess) status = SyncFile(file.get());
-  if (status != kSuccess) {
-    if (file) SetNote(file.get(), Note::KeyDeleted, false);
-    return status;
-  }
+  if (status == kSuccess) status = NoteKeyDeleted(folder, file.get());
+  if (status != kSuccess) return status;
   RemoveKeyFolder(parent, name, folder);
   return SyncFolder(parent);
 }
@@ -214,7 +210,7 @@ Status SettleKey(int folder) {
   const bool isRead = file && values.ReadHeader(file.get()) == kSuccess && values.state() == RecordCursor::End::Whole;
   if (isRead && !values.header().keyNotSynced) return kSuccess;
   status = SyncFolderAbove(folder, file ? file.get() : folder);
-  if (status == kSuccess && isRead) SetNote(file.get(), Note::KeyNotSynced, false);
+  if (status == kSuccess && isRead) ClearKeyNotSynced(file.get());
   return status;
 }
 

@@ -182,10 +182,17 @@ std::vector<ValueRecord> ValuesAfter(const ValuesFile& current, const ValueRecor
   return values;
 }
 
+// Whoever keeps a file under a second name, in a snapshot for instance, keeps its bytes. Any doubt counts as one.
+bool HasOtherName(int file) {
+  // Not by fstat: once a file's times were read, some file systems write its inode again with the next change.
+  struct statx entry {};
+  return ::statx(file, "", AT_EMPTY_PATH, STATX_NLINK, &entry) != 0 || entry.stx_nlink > 1;
+}
+
 bool FitsInPlace(int file, const ValuesFile& current, std::uint64_t space) {
   const ValuesHeader& header = current.header();
   return file >= 0 && current.state() == End::Whole && !header.roomNotClean && !header.fileNotSynced &&
-         space <= header.fileSize - current.recordsEnd();
+         space <= header.fileSize - current.recordsEnd() && !HasOtherName(file);
 }
 
 // Tells whether it is worth the time to find out if a file is too long: there may be many values, and only records that
@@ -340,6 +347,26 @@ std::vector<ValueRecord> ValuesFile::Values() const {
 
 Status SetNote(int file, Note note, bool set) {
   return WriteAt(file, std::string(1, set ? kNoted : '\0'), static_cast<std::uint64_t>(note));
+}
+
+void ClearKeyNotSynced(int file) {
+  if (!HasOtherName(file)) SetNote(file, Note::KeyNotSynced, false);
+}
+
+Status NoteKeyDeleted(int folder, int file) {
+  if (HasOtherName(file)) {
+    ValuesFile values;
+    Status status = values.ReadHeader(file);
+    if (status == kSuccess && values.state() == End::Damaged) status = kRegistryCorrupt;
+    if (status != kSuccess) return status;
+    ValuesHeader header = values.header();
+    header.keyDeleted = true;
+    return ReplaceBy(folder, file, header, header.firstSequence, {}, Room::None);
+  }
+  Status status = SetNote(file, Note::KeyDeleted, true);
+  if (status == kSuccess) status = SyncFile(file);
+  if (status != kSuccess) SetNote(file, Note::KeyDeleted, false);
+  return status;
 }
 
 Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file) {

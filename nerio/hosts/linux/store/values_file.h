@@ -86,6 +86,13 @@ class ValuesFile {
 /// next writer time, nothing else.
 Status SetNote(int file, Note note, bool set);
 
+/// Clears the note that a key's entry is not synced, unless the file has a second name.
+void ClearKeyNotSynced(int file);
+
+/// Notes in an open values file, durably, that its key is deleted. A file that has a second name is replaced by one
+/// without values. @param folder the key's folder; the caller holds its lock for writing.
+Status NoteKeyDeleted(int folder, int file);
+
 /// Writes the values file of a new key, which notes that the key's entry is not synced. Neither its content nor its name
 /// in the folder is durable yet.
 /// @param mode of the file, regardless of the umask.
@@ -96,8 +103,8 @@ Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, 
 /// the old ones, or the new ones if only the last sync failed.
 ///
 /// The record is written into the zeros at the end of the file. Where they do not suffice, where the record cannot be
-/// told from an incomplete one, where an incomplete one or one that was taken back is in the way, or where a writer was
-/// killed before it had made the file's name durable, the file is replaced by a new one that holds what is left of the
+/// told from an incomplete one, where an incomplete one or one that was taken back is in the way, where the file has a
+/// second name (a hard link), or where a writer was killed before it had made the file's name durable, the file is replaced by a new one that holds what is left of the
 /// values and the record. So is, after the change, a file that is much longer than what is left in it; where that fails,
 /// the change counts nevertheless. For a deletion on a full disk the new file may have no room for further records.
 /// @param folder the key's folder; the caller holds its lock for writing.

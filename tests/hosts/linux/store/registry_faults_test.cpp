@@ -191,6 +191,30 @@ TEST(RegistryFaultsOfTheKernel, FileThatCannotBeShortened_KeepsTheChangeThatMade
 }
 
 // Without openat2 the folders are walked step by step, to the same end.
+// Where there is no room to rename the key's folder, a note in the file deletes the key; not in a file with a second name.
+TEST(RegistryFaultsOfTheKernel, DeletionOnAFullDisk_LeavesAFileWithASecondNameAsItIs) {
+  bool reached = true;
+  int deletions = 0;
+  for (std::uint64_t nth = 0; reached; ++nth) {
+    StoredRegistry stored;
+    const Calls calls = stored.calls();
+    ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+    ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "x"), kSuccess);
+    const fs::path other = stored.folder() / "snapshot";
+    fs::create_hard_link(stored.ValuesFile("k"), other);
+    const std::string before = testing::FileContent(other);
+    PlanFault(nth, Fault::NoSpace);
+    const Status deleted = calls.Delete("k"_ansi);
+    reached = EndFaults();
+    if (reached && deleted == kSuccess) ++deletions;
+    if (deleted == kSuccess) {
+      EXPECT_EQ(calls.Open("k"_ansi), kFileNotFound) << nth;
+    }
+    EXPECT_EQ(testing::FileContent(other), before) << nth;
+  }
+  EXPECT_GT(deletions, 0);
+}
+
 TEST(RegistryFaultsOfTheKernel, WithoutOpenat2_WalksStepByStep) {
   testing::RefuseOpenat2(true);
   StoredRegistry stored;

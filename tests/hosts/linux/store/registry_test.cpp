@@ -349,6 +349,38 @@ TEST(LinuxRegistry, ManyOverwrites_DoNotMakeTheFileGrow) {
   EXPECT_THAT(stored.Findings(), IsEmpty());
 }
 
+// A hard link, as `cp -al` makes for a snapshot.
+TEST(LinuxRegistry, ValuesFileWithASecondName_IsReadAndReplacedNeverWritten) {
+  using Change = Status (*)(const Calls&);
+  const Change changes[] = {
+      [](const Calls& calls) { return calls.Set("k"_ansi, "v"_ansi, "new"); },
+      [](const Calls& calls) { return calls.DeleteValue("k"_ansi, "v"_ansi); },
+      [](const Calls& calls) { return calls.Set("k"_ansi, "w"_ansi, std::string(5000, 'x')); },
+      [](const Calls& calls) { return calls.Open("k"_ansi, kFullAccess); },
+  };
+  constexpr std::size_t kKeyNotSyncedOffset = 510;
+  for (const char note : {'\0', '\xA5'}) {
+    for (const Change change : changes) {
+      StoredRegistry stored;
+      const Calls calls = stored.calls();
+      ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+      ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "old"), kSuccess);
+      std::string before = testing::FileContent(stored.ValuesFile("k"));
+      before[kKeyNotSyncedOffset] = note;
+      testing::WriteFile(stored.ValuesFile("k"), before);
+      const fs::path other = stored.folder() / "snapshot";
+      fs::create_hard_link(stored.ValuesFile("k"), other);
+      EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), "old");
+      EXPECT_EQ(change(calls), kSuccess);
+      EXPECT_EQ(testing::FileContent(other), before);
+      EXPECT_EQ(calls.Set("k"_ansi, "v"_ansi, "last"), kSuccess);
+      EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), "last");
+      EXPECT_EQ(testing::FileContent(other), before);
+      EXPECT_EQ(fs::hard_link_count(stored.ValuesFile("k")), 1u);
+    }
+  }
+}
+
 TEST(LinuxRegistry, ZeroFilledData_IsStoredLikeAnyOther) {
   StoredRegistry stored;
   const Calls calls = stored.calls();
