@@ -34,6 +34,7 @@ enum class Status : std::int32_t {
   kAccessDenied = 5,
   kInvalidHandle = 6,
   kNotEnoughMemory = 8,
+  kWriteProtect = 19,
   kInvalidParameter = 87,
   kDiskFull = 112,
   kBadPathname = 161,

@@ -7,6 +7,7 @@
 #include "tests/testing/forwarding_registry.h"
 #include "tests/testing/status_output.h"
 #include "tests/tools/tool_run.h"
+#include "tools/nerio/registry/registry_failure.h"
 
 namespace nerio::tool {
 namespace {
@@ -65,6 +66,12 @@ TEST(ReadBranch, KeyThatVanishesMeanwhile_IsLeftOut) {
   const Walk walk(registry);
   EXPECT_EQ(walk.status, platform::kSuccess);
   EXPECT_THAT(walk.keys, ElementsAre("Software"_ansi, "Software\\Altra"_ansi));
+}
+
+TEST(RegistryFailure, DiskThatCannotBeWrittenTo_IsExplainedAndNoMatterOfRights) {
+  const Failure failure = RegistryFailure(platform::kWriteProtect, "cannot write it");
+  EXPECT_EQ(failure.exit(), Exit::kFailed);
+  EXPECT_STREQ(failure.what(), "cannot write it: the disk cannot be written to (19)");
 }
 
 }  // namespace

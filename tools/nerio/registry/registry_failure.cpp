@@ -25,6 +25,8 @@ constexpr Meaning kMeanings[] = {
      "some systems accept at most 260 characters below the root key"},
     {kNameOutsideCodePage, Exit::kFailed, "its name has characters outside the code page",
      "rename the key with the system's own editor, or handle the other keys one by one"},
+    {platform::kWriteProtect, Exit::kFailed, "the disk cannot be written to",
+     "it is mounted read-only, or has been since an error; findmnt shows it"},
     {platform::kDiskFull, Exit::kFailed, "the disk is full", "free some space and try again"},
     {platform::kNotEnoughMemory, Exit::kFailed, "there is not enough memory", ""},
     {platform::kRegistryCorrupt, Exit::kFailed, "what the registry stores there is damaged",

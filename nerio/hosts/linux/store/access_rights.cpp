@@ -33,7 +33,10 @@ Status CheckFolderRights(const KeyFolder& key, std::uint32_t access) {
   int rights = 0;
   if ((access & kReadingRights) != 0) rights |= R_OK | X_OK;
   if (AllowChanges(access)) rights |= W_OK | X_OK;
-  return rights == 0 ? kSuccess : CheckRights(key.path(), rights);
+  if (rights == 0) return kSuccess;
+  const Status status = CheckRights(key.path(), rights);
+  // A disk that cannot be written to is no missing right: the write itself is refused.
+  return status == kWriteProtect ? CheckRights(key.path(), rights & ~W_OK) : status;
 }
 
 }  // namespace

@@ -18,7 +18,8 @@ bool AllowChanges(std::uint32_t rights);
 std::uint32_t RightsOfCreator(std::uint32_t asked);
 
 /// Finds out which of the rights asked for this process has, by the permissions of the key's folder. All of them are
-/// needed, unless only as many as possible are asked for.
+/// needed, unless only as many as possible are asked for. Those to change the key are not looked at on a disk that cannot
+/// be written to.
 /// @param[out] granted without generic rights; undefined on failure.
 /// @return 5 when a right is refused, 2 when the folder is missing.
 Status GrantRights(const KeyFolder& key, std::uint32_t asked, std::uint32_t& granted);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -85,7 +86,16 @@ Status CheckRights(const std::string& path, int rights) {
     flags |= AT_EMPTY_PATH;
   }
   const int start = folder ? folder.get() : AT_FDCWD;
-  return StatusOf([&] { return ::faccessat(start, name, rights, flags); });
+  const Status status = StatusOf([&] { return ::faccessat(start, name, rights, flags); });
+  if (status != kAccessDenied || (rights & W_OK) == 0) return status;
+  // For a mount, unlike a whole file system, the kernel looks at the permissions first.
+  if (!folder && OpenByPath(path, O_PATH, folder) != kSuccess) return status;
+  return IsReadOnly(folder.get()) ? kWriteProtect : status;
+}
+
+bool IsReadOnly(int file) {
+  struct statvfs system {};
+  return ::fstatvfs(file, &system) == 0 && (system.f_flag & ST_RDONLY) != 0;
 }
 
 Status SyncFile(int file) {

@@ -19,7 +19,12 @@ Status OpenInside(int folder, const char* name, int flags, Descriptor& opened);
 
 /// Tells whether the process, with its effective user and groups, has rights on the file or folder at an absolute path.
 /// @param rights of `access`.
+/// @return 5 when one is missing; 19, whoever asks, when writing is one of them and the disk cannot be written to: then
+/// the others are not known.
 Status CheckRights(const std::string& path, int rights);
+
+/// Tells whether an open file or folder lies on a disk that cannot be written to, by the file system or by this mount.
+bool IsReadOnly(int file);
 
 /// Makes a file's content durable, and its length.
 Status SyncFile(int file);

@@ -164,7 +164,10 @@ Status LockKey(const KeyFolder& key, int folderFlags, const Deadline& deadline, 
     if (status != kSuccess) return status;
     if (!inPlace && !deadline.HasPassed()) continue;
     if (!inPlace) return kBusy;
-    if (granted != kSuccess) return IsDeletedInPlace(folder.get(), ".") ? kFileNotFound : granted;
+    if (granted != kSuccess && IsDeletedInPlace(folder.get(), ".")) return kFileNotFound;
+    // The kernel may look at the lock file's permissions first.
+    if (granted == kAccessDenied && IsReadOnly(folder.get())) return kWriteProtect;
+    if (granted != kSuccess) return granted;
     locked.folder = std::move(folder);
     locked.lock = std::move(lock);
     return kSuccess;
@@ -203,7 +206,9 @@ Status MakeSubkey(const LockedKey& parent, const std::string& folderName, std::s
 Status SettleKey(int folder) {
   Descriptor file;
   Status status = OpenInside(folder, kValuesFileName, O_RDWR, file);
-  if (status == kAccessDenied) status = OpenInside(folder, kValuesFileName, O_RDONLY, file);
+  if (status == kAccessDenied || status == kWriteProtect) {
+    status = OpenInside(folder, kValuesFileName, O_RDONLY, file);
+  }
   // A root that was made by hand has none yet.
   if (status == kFileNotFound) return kSuccess;
   ValuesFile values;

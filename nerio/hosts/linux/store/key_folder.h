@@ -52,7 +52,7 @@ struct LockedKey {
 /// that lost it in a power cut.
 /// @param folderFlags O_PATH, or O_RDONLY for what lists or syncs the folder.
 /// @return 2 when the key is not there, or no more once the lock is granted; 1015 when it has no lock file; 170 when
-/// it was not granted until the deadline.
+/// it was not granted until the deadline; 19, whoever asks, on a disk that cannot be written to.
 Status LockKey(const KeyFolder& key, int folderFlags, const Deadline& deadline, LockedKey& locked);
 
 /// Tells whether an open folder is the one at a key's path now. @return 2 when there is none.

@@ -163,7 +163,9 @@ Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vec
   if (status != kSuccess || !notSynced || !(acknowledges || AllowChanges(key.access))) return status;
   Descriptor folder;
   status = OpenByPath(key.folder.path(), O_PATH | O_DIRECTORY, folder);
-  return status == kSuccess ? SettleKey(folder.get()) : status;
+  if (status == kSuccess) status = SettleKey(folder.get());
+  // Where nothing can be synced, nothing that would rest on it can be written.
+  return status == kWriteProtect && !acknowledges ? kSuccess : status;
 }
 
 Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,

@@ -192,7 +192,7 @@ Status RegistryRoots::Make(KeyHandle root, const Deadline& deadline, bool& moved
   status = ParentOf(root, parent);
   if (status != kSuccess) return status;
   status = MakeRoot(parent.folder, kRootNames[IndexOf(root)], parent.mode, deadline);
-  if (status == kAccessDenied) return kFileNotFound;
+  if (status == kAccessDenied || status == kWriteProtect) return kFileNotFound;
   if (status == kSuccess) status = FindAgain(root, moved);
   // Whoever made it, it was not there for this call.
   moved = status == kSuccess;

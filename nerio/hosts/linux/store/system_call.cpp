@@ -8,8 +8,9 @@ Status RegistryStatus(int systemError) {
       return kFileNotFound;
     case EACCES:
     case EPERM:
-    case EROFS:
       return kAccessDenied;
+    case EROFS:
+      return kWriteProtect;
     case ENOMEM:
     case EMFILE:
     case ENFILE:

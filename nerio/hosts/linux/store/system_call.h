@@ -20,8 +20,8 @@ auto Uninterrupted(Call call) {
 }
 
 /// Returns the registry's return code for an error number of the system: 2 for what is missing, 5 for what is refused,
-/// 8 for lack of memory or descriptors, 112 for a full disk, 1015 for something else than a file or folder where one
-/// belongs, 1016 for everything else.
+/// 8 for lack of memory or descriptors, 19 for a disk that cannot be written to, 112 for a full one, 1015 for something
+/// else than a file or folder where one belongs, 1016 for everything else.
 Status RegistryStatus(int systemError);
 
 /// Makes a system call as `Uninterrupted` does. @return 0, or the return code for its failure.

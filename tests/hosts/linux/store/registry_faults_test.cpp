@@ -156,6 +156,8 @@ std::string NameOf(const ::testing::TestParamInfo<Fault>& tested) {
       return "FromNowOn";
     case Fault::NoSyncs:
       return "NoSyncs";
+    case Fault::ReadOnlySyncs:
+      return "ReadOnlySyncs";
   }
   return "";
 }

@@ -39,7 +39,7 @@ std::optional<Plan> plan;
 bool reached = false;
 bool failEverything = false;
 bool failNextWrite = false;
-bool failSyncs = false;
+int syncError = 0;
 bool recording = false;
 std::optional<std::size_t> eventsToLive;
 std::optional<Kind> countedEvent;
@@ -64,6 +64,8 @@ int ErrorOf(Fault fault) {
       return EMFILE;
     case Fault::Interrupted:
       return EINTR;
+    case Fault::ReadOnlySyncs:
+      return EROFS;
     default:
       return EIO;
   }
@@ -73,8 +75,8 @@ int ErrorOf(Fault fault) {
 // cut.
 bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
   const bool isWrite = transfer == Transfer::Write;
-  if (failEverything || (failSyncs && transfer == Transfer::Sync)) {
-    errno = EIO;
+  if (failEverything || (syncError != 0 && transfer == Transfer::Sync)) {
+    errno = failEverything ? EIO : syncError;
     return true;
   }
   if (isWrite && failNextWrite) {
@@ -97,8 +99,8 @@ bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
     failNextWrite = fault == Fault::ShortThenNoSpace && isWrite;
     return false;
   }
-  failSyncs = fault == Fault::NoSyncs;
-  if (failSyncs && transfer != Transfer::Sync) return false;
+  syncError = fault == Fault::NoSyncs || fault == Fault::ReadOnlySyncs ? ErrorOf(fault) : 0;
+  if (syncError != 0 && transfer != Transfer::Sync) return false;
   failEverything = fault == Fault::FromNowOn;
   errno = ErrorOf(fault);
   return true;
@@ -136,13 +138,15 @@ void Record(DiskEvent event) {
 
 void PlanFault(std::uint64_t nth, Fault fault) {
   plan = Plan{nth, fault};
-  reached = failEverything = failNextWrite = failSyncs = false;
+  reached = failEverything = failNextWrite = false;
+  syncError = 0;
 }
 
 bool EndFaults() {
   plan.reset();
   eventsToLive.reset();
-  failEverything = failNextWrite = failSyncs = false;
+  failEverything = failNextWrite = false;
+  syncError = 0;
   return reached;
 }
 

@@ -31,6 +31,8 @@ enum class Fault {
   FromNowOn,
   /// From it on every sync fails with EIO; all other calls are left alone.
   NoSyncs,
+  /// The same with EROFS, as on a disk that was remounted after an error.
+  ReadOnlySyncs,
 };
 
 /// Makes the `nth` system call from now on meet with a fault; 0 is the next one.
