@@ -24,7 +24,8 @@
 #include "tests/testing/temporary_folder.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/allocator_interface.h>
+// Of the sanitizers' run-time library; the compiler comes without the header that declares it.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();  // NOLINT(bugprone-reserved-identifier)
 #endif
 
 namespace nerio::platform {
