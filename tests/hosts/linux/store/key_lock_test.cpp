@@ -29,7 +29,8 @@ using testing::Calls;
 using Clock = std::chrono::steady_clock;
 
 constexpr uid_t kNobody = 65534;
-const Deadline kLong{kChangeLimit};
+// From now on, not from the start of the program.
+Deadline Long() { return Deadline(kChangeLimit); }
 
 class KeyLockTest : public ::testing::Test {
  protected:
@@ -49,7 +50,7 @@ class KeyLockTest : public ::testing::Test {
 
 TEST_F(KeyLockTest, HeldByAnother_AnswersBusyAtTheDeadlineAndNotBefore) {
   KeyLock held;
-  ASSERT_EQ(held.Take(Folder().get(), false, kLong), kSuccess);
+  ASSERT_EQ(held.Take(Folder().get(), false, Long()), kSuccess);
   for (const int limit : {0, 20, 100}) {
     KeyLock wanted;
     const Clock::time_point start = Clock::now();
@@ -68,7 +69,7 @@ TEST_F(KeyLockTest, HeldByAReader_IsGrantedOnceTheReaderIsDone) {
     held = KeyLock();
   });
   KeyLock wanted;
-  EXPECT_EQ(wanted.Take(Folder().get(), false, kLong), kSuccess);
+  EXPECT_EQ(wanted.Take(Folder().get(), false, Long()), kSuccess);
 }
 
 TEST_F(KeyLockTest, ModeOfTheFile_IsThatOfTheFolderForThoseWhoMayWriteThere) {
@@ -97,7 +98,7 @@ TEST_F(KeyLockTest, FileThatIsOpenToReaders_IsClosedToThemWhenItsOwnerTakesIt) {
     SetMode(stored_.Key("k"), folder);
     SetMode(File(), 0666);
     KeyLock lock;
-    ASSERT_EQ(lock.Take(Folder().get(), false, kLong), kSuccess);
+    ASSERT_EQ(lock.Take(Folder().get(), false, Long()), kSuccess);
     EXPECT_EQ(ModeOfFile(), LockFileMode(folder, true)) << folder;
   }
 }
@@ -117,7 +118,7 @@ TEST_F(KeyLockTest, ChangesOfAKeyThatIsLocked_AnswerBusyAtTheirDeadline) {
   ASSERT_EQ(ReadKey(folder, Extent::Header, values), kSuccess);
   const HandleTarget key{folder, values.header().id, testing::kFullAccess};
   KeyLock held;
-  ASSERT_EQ(held.Take(Folder().get(), false, kLong), kSuccess);
+  ASSERT_EQ(held.Take(Folder().get(), false, Long()), kSuccess);
   const auto soon = [] { return Deadline(milliseconds(20)); };
   KeyCache cache;
   HandleTarget created;
@@ -198,7 +199,7 @@ TEST_F(TwoUsers, OwnerOfADamagedKeyWhoHoldsItsLock_HoldsUpNoReader) {
   content[20] = static_cast<char>(content[20] ^ 1);
   testing::WriteFile(stored_.ValuesFile("k"), content);
   KeyLock held;  // by another open file: whose process it is makes no difference
-  ASSERT_EQ(held.Take(Folder().get(), false, kLong), kSuccess);
+  ASSERT_EQ(held.Take(Folder().get(), false, Long()), kSuccess);
   const Clock::time_point start = Clock::now();
   LinuxRegistry registry(stored_.folder());
   const Calls calls(registry);
