@@ -73,16 +73,27 @@ void FreeName(int parent, const char* name) {
   if (IsThere(parent, name)) MoveAside(parent, name);
 }
 
+// Returns the magic number of a file system, 0 for one that cannot be told.
+unsigned long FileSystemOf(int folder) {
+  struct statfs system {};
+  return ::fstatfs(folder, &system) == 0 ? static_cast<unsigned long>(system.f_type) : 0;
+}
+
+// Tells whether syncing a new file makes its name durable as well. With ext4 that is so without a journal, too.
+bool SyncsNamesOfNewFiles(int folder) {
+  const unsigned long system = FileSystemOf(folder);
+  return system == EXT4_SUPER_MAGIC || system == XFS_SUPER_MAGIC || system == BTRFS_SUPER_MAGIC;
+}
+
 Status MakeFiles(int folder, std::string_view spelling, unsigned mode, const Deadline& deadline, KeyId& id,
                  KeyLock& lock, Descriptor& values) {
   Status status = MakeKeyId(id);
   if (status == kSuccess) status = CreateValuesFile(folder, id, spelling, mode & 0666, values);
   if (status == kSuccess) status = StatusOf([&] { return ::fchmod(folder, mode); });
   if (status == kSuccess) status = lock.Take(folder, true, deadline);
-  // Both files are there before the first sync: a journal takes the folder's entries along with the file's content, and
-  // the second sync finds them written.
   if (status == kSuccess) status = SyncFile(values.get());
-  return status == kSuccess ? SyncFolder(folder) : status;
+  // The name of the lock file may be lost: the next writer makes it again.
+  return status == kSuccess && !SyncsNamesOfNewFiles(folder) ? SyncFolder(folder) : status;
 }
 
 // The folder above may be one that this user can search, but not open. Then the whole file system is synced: this is
@@ -219,10 +230,7 @@ Status SettleKey(int folder) {
   return status;
 }
 
-bool IsOnOverlay(int folder) {
-  struct statfs system {};
-  return ::fstatfs(folder, &system) == 0 && static_cast<unsigned long>(system.f_type) == OVERLAYFS_SUPER_MAGIC;
-}
+bool IsOnOverlay(int folder) { return FileSystemOf(folder) == OVERLAYFS_SUPER_MAGIC; }
 
 bool IsDeletedInPlace(int parent, const std::string& folderName) {
   Descriptor folder;

@@ -5,14 +5,19 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "tests/hosts/linux/store/disk/killed_cases.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/hosts/linux/store/system_call_seam.h"
+#include "tests/testing/ansi_literal.h"
 #include "tests/testing/status_output.h"
 
 namespace nerio::platform {
@@ -63,6 +68,17 @@ class FileSystems : public ::testing::TestWithParam<FileSystem> {
   }
   void Unmount() { isMounted_ = !Succeeds("umount " + Mounted().string()); }
 
+  // Returns how often a piece of work in the registry "1" waits for the disk.
+  std::ptrdiff_t SyncsOf(const testing::Work& work) const {
+    testing::RecordDisk();
+    EXPECT_EQ(testing::Do(work, Mounted() / "1"), kSuccess);
+    const std::vector<testing::DiskEvent> events = testing::EndRecording();
+    return std::count_if(events.begin(), events.end(), [](const testing::DiskEvent& event) {
+      using Kind = testing::DiskEvent::Kind;
+      return event.kind == Kind::SyncFile || event.kind == Kind::SyncFolder || event.kind == Kind::SyncAll;
+    });
+  }
+
   // Does what one case does, up to a cut. @return what is missing after it.
   std::string Loss(const KilledCase& one, testing::KillMoments& moments, const fs::path& folder) {
     EXPECT_TRUE(Mount(Image()));
@@ -73,13 +89,18 @@ class FileSystems : public ::testing::TestWithParam<FileSystem> {
     moments.Kill(Mounted() / folder);
     testing::EndRecording();
     EXPECT_EQ(testing::Do(one.acknowledged, Mounted() / folder), kSuccess);
+    return LossByACut(one.missing, folder);
+  }
+
+  // Cuts the power, and leaves nothing mounted. @return what is missing after it.
+  std::string LossByACut(const std::function<std::string(const Calls&)>& missing, const fs::path& folder) {
     const fs::path cut = place_.path() / "cut";
     EXPECT_TRUE(Succeeds("cp --sparse=always " + Image().string() + " " + cut.string()));
     Unmount();
     Succeeds(GetParam().check + (" " + cut.string()));
     EXPECT_TRUE(Mount(cut));
     LinuxRegistry registry(Mounted() / folder);
-    std::string loss = one.missing(Calls(registry));
+    std::string loss = missing(Calls(registry));
     for (const RegistryFinding& finding : CheckRegistry({Mounted() / folder})) {
       if (finding.kind == RegistryFinding::Kind::Damage) loss += finding.place + ": " + finding.what;
     }
@@ -108,6 +129,23 @@ TEST_P(FileSystems, WhatIsAcknowledgedAfterAKill_SurvivesAPowerCut) {
     }
     EXPECT_EQ(losses, 0) << "of " << combinations << ", " << example;
   }
+}
+
+TEST_P(FileSystems, BranchOfThreeLevelsWithAValue_TakesSevenSyncsAndSurvivesAPowerCut) {
+  const AnsiText branch = "a\\b\\c"_ansi;
+  const auto create = [&](const Calls& calls) { return calls.Create(branch); };
+  const auto set = [&](const Calls& calls) { return calls.Set(branch, "v"_ansi, "written"); };
+  ASSERT_TRUE(Mount(Image()));
+  fs::create_directory(Mounted() / "1");
+  ASSERT_EQ(testing::Do([](const Calls& calls) { return calls.Create("other"_ansi); }, Mounted() / "1"), kSuccess);
+  ::sync();
+  EXPECT_EQ(SyncsOf(create), 6);
+  EXPECT_EQ(LossByACut([&](const Calls& calls) { return calls.Open(branch) == kSuccess ? "" : "the key"; }, "1"), "");
+  ASSERT_TRUE(Mount(Image()));
+  EXPECT_EQ(SyncsOf(set), 1);
+  EXPECT_EQ(
+      LossByACut([&](const Calls& calls) { return calls.Get(branch, "v"_ansi) == "written" ? "" : "the value"; }, "1"),
+      "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
