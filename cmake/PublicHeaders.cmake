@@ -11,6 +11,7 @@ set(NERIO_PUBLIC_HEADERS
   nerio/platform/registry_api.h
   nerio/platform/status.h
   nerio/platform/xml_dom.h
+  nerio/registry/branch_names.h
   nerio/registry/cregistry.h
   nerio/registry/in_out.h
   nerio/support/base64.h

@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <concepts>
 #include <string>
 #include <string_view>
 
 #include "nerio/platform/host.h"
+#include "nerio/registry/branch_names.h"
 #include "nerio/registry/cregistry.h"
 #include "nerio/support/base64.h"
 #include "nerio/support/build_path.h"
