@@ -1,11 +1,14 @@
 #include "nerio/hosts/linux/store/file_stamp.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/fsuid.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <ctime>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
@@ -29,6 +32,14 @@ FileStamp StampOf(const struct stat& entry) {
           .nanoseconds = entry.st_ctim.tv_nsec};
 }
 
+// @param rights of `access`. @param ofOwner the mode bits that give them to the owner.
+bool May(int rights, std::uint32_t ofOwner, const FileStamp& stamp, const std::string& path) {
+  // There is no such user to change to: the call only tells the present one, whose rights the kernel checks.
+  const bool isOwner = static_cast<std::uint32_t>(::setfsuid(kNoUser)) == stamp.owner;
+  if (isOwner && (stamp.mode & ofOwner) == ofOwner) return true;
+  return CheckRights(path, rights) == kSuccess;
+}
+
 }  // namespace
 
 bool ReadStamp(const std::string& path, FileStamp& stamp) {
@@ -45,11 +56,17 @@ bool ReadStamp(int descriptor, FileStamp& stamp) {
   return true;
 }
 
-bool MayRead(const FileStamp& stamp, const std::string& path) {
-  // There is no such user to change to: the call only tells the present one, whose rights the kernel checks.
-  const bool isOwner = static_cast<std::uint32_t>(::setfsuid(kNoUser)) == stamp.owner;
-  if (isOwner && (stamp.mode & S_IRUSR) != 0) return true;
-  return CheckRights(path, R_OK) == kSuccess;
+bool MayRead(const FileStamp& stamp, const std::string& path) { return May(R_OK, S_IRUSR, stamp, path); }
+
+bool MayList(const FileStamp& stamp, const std::string& path) {
+  return May(R_OK | X_OK, S_IRUSR | S_IXUSR, stamp, path);
+}
+
+bool HasReliableTimes(int descriptor) {
+  constexpr std::array<unsigned long, 4> kLocal = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC, TMPFS_MAGIC};
+  struct statfs system {};
+  return ::fstatfs(descriptor, &system) == 0 &&
+         std::find(kLocal.begin(), kLocal.end(), static_cast<unsigned long>(system.f_type)) != kLocal.end();
 }
 
 FileStamp StampOfNow() {

@@ -35,6 +35,13 @@ bool ReadStamp(int descriptor, FileStamp& stamp);
 /// @param path the one that the stamp was read from.
 bool MayRead(const FileStamp& stamp, const std::string& path);
 
+/// The same for listing a folder and looking at what is in it.
+bool MayList(const FileStamp& stamp, const std::string& path);
+
+/// Tells whether each change of a file or folder shows in its stamp, by the file system that it is open on: over a
+/// network each machine sees the times late.
+bool HasReliableTimes(int descriptor);
+
 /// Returns the time that a file system gives to a change that happens now; of the stamp only `seconds` and
 /// `nanoseconds` are set.
 FileStamp StampOfNow();

@@ -70,6 +70,11 @@ Status OpenByPath(const std::string& path, int flags, Descriptor& opened) {
   return opened ? kSuccess : RegistryStatus(errno);
 }
 
+Status OpenBelow(int folder, const std::string& path, int flags, Descriptor& opened) {
+  opened = Descriptor(OpenWithoutLinks(folder, path, WithAlwaysFlags(flags)));
+  return opened ? kSuccess : RegistryStatus(errno);
+}
+
 Status OpenInside(int folder, const char* name, int flags, Descriptor& opened) {
   opened = Descriptor(Uninterrupted([&] { return ::openat(folder, name, WithAlwaysFlags(flags) | O_NOFOLLOW, 0600); }));
   return opened ? kSuccess : RegistryStatus(errno);

@@ -14,6 +14,9 @@ namespace nerio::platform {
 /// link or another kind of file stands in the way.
 Status OpenByPath(const std::string& path, int flags, Descriptor& opened);
 
+/// The same for a path below an open folder, shorter than PATH_MAX.
+Status OpenBelow(int folder, const std::string& path, int flags, Descriptor& opened);
+
 /// The same for a name inside an open folder.
 Status OpenInside(int folder, const char* name, int flags, Descriptor& opened);
 

@@ -1,11 +1,8 @@
 #include "nerio/hosts/linux/store/key_cache.h"
 
 #include <fcntl.h>
-#include <linux/magic.h>
-#include <sys/statfs.h>
 
 #include <algorithm>
-#include <array>
 #include <new>
 #include <utility>
 
@@ -39,38 +36,61 @@ std::size_t MemoryOf(const std::string& text) {
   return isInside ? 0 : Allocated(text.capacity() + 1);
 }
 
-// On a network file system each machine sees such times late.
-bool HasReliableTimes(int file) {
-  constexpr std::array<unsigned long, 4> kLocal = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC, TMPFS_MAGIC};
-  struct statfs system {};
-  return ::fstatfs(file, &system) == 0 &&
-         std::find(kLocal.begin(), kLocal.end(), static_cast<unsigned long>(system.f_type)) != kLocal.end();
-}
-
-// @return false when they are too many to be cached.
-bool CopyValues(const ValuesFile& from, CachedKey& to) {
-  const std::vector<ValueRecord> values = from.Values();
+std::size_t BytesOf(const std::vector<ValueRecord>& values) {
   std::size_t size = 0;
   for (const ValueRecord& value : values) size += value.name.size() + value.data.size();
-  if (size + values.size() * sizeof(CachedKey::Slot) > kMaxBytesOfKey) return false;
-  to.content.reserve(size);
-  to.slots.reserve(values.size());
-  for (const ValueRecord& value : values) {
-    to.slots.push_back({.start = static_cast<std::uint32_t>(to.content.size()),
-                        .dataLength = static_cast<std::uint32_t>(value.data.size()),
-                        .type = value.type,
-                        .nameLength = static_cast<std::uint16_t>(value.name.size())});
-    (to.content += value.name) += value.data;
-  }
+  return size;
+}
+
+}  // namespace
+
+bool CachedKey::Find(std::string_view name, ValueRecord& value) const {
+  const AnsiNameOrder order;
+  const auto found = std::lower_bound(slots.begin(), slots.end(), name, [&](const Slot& slot, std::string_view wanted) {
+    return order(NameOf(slot), wanted);
+  });
+  if (found == slots.end() || order(name, NameOf(*found))) return false;
+  value = At(static_cast<std::size_t>(found - slots.begin()));
   return true;
 }
 
-// Reads a key; nothing where its file's stamp would not show every later change, or where opening the key has to sync.
-std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source, bool& isTooLarge) {
+ValueRecord CachedKey::At(std::size_t index) const {
+  const Slot& slot = slots[index];
+  return {.sequence = 0,
+          .deletion = false,
+          .type = slot.type,
+          .name = NameOf(slot),
+          .data = std::string_view(content).substr(slot.start + slot.nameLength, slot.dataLength)};
+}
+
+bool CachedKey::IsCurrent() const {
+  FileStamp now;
+  return ReadStamp(file, now) && now == stamp && MayRead(now, file);
+}
+
+void CachedKey::TakeValues(const std::vector<ValueRecord>& values) {
+  content.reserve(BytesOf(values));
+  slots.reserve(values.size());
+  for (const ValueRecord& value : values) {
+    slots.push_back({.start = static_cast<std::uint32_t>(content.size()),
+                     .dataLength = static_cast<std::uint32_t>(value.data.size()),
+                     .type = value.type,
+                     .nameLength = static_cast<std::uint16_t>(value.name.size())});
+    (content += value.name) += value.data;
+  }
+}
+
+std::size_t CachedKey::Memory() const {
+  // It lies in one block with the counts of its references.
+  return Allocated(sizeof(CachedKey) + 2 * sizeof(void*)) + MemoryOf(file) + MemoryOf(content) +
+         Allocated(slots.capacity() * sizeof(Slot));
+}
+
+std::shared_ptr<const CachedKey> ReadWithStamp(const KeyFolder& source, const ReadLimits& limits, bool& isTooLarge) {
   auto key = std::make_shared<CachedKey>();
   key->file = source.File(kValuesFileName);
   const FileStamp now = StampOfNow();
-  if (!ReadStamp(key->file, key->stamp) || key->stamp.size > kMaxBytesOfFile || !IsOldEnough(key->stamp, now))
+  if (!ReadStamp(key->file, key->stamp) || key->stamp.size > limits.file || !IsOldEnough(key->stamp, now))
     return nullptr;
 
   Descriptor file;
@@ -84,38 +104,16 @@ std::shared_ptr<const CachedKey> ReadForCache(const KeyFolder& source, bool& isT
   // Checked after the read, too: nobody is kept from changing the file meanwhile.
   if (!ReadStamp(file.get(), opened) || opened != key->stamp) return nullptr;
   key->id = values.header().id;
-  isTooLarge = !CopyValues(values, *key);
-  return isTooLarge ? nullptr : key;
-}
-
-}  // namespace
-
-bool CachedKey::Find(std::string_view name, ValueRecord& value) const {
-  const AnsiNameOrder order;
-  const auto found = std::lower_bound(slots.begin(), slots.end(), name, [&](const Slot& slot, std::string_view wanted) {
-    return order(NameOf(slot), wanted);
-  });
-  if (found == slots.end() || order(name, NameOf(*found))) return false;
-  value = {.sequence = 0,
-           .deletion = false,
-           .type = found->type,
-           .name = NameOf(*found),
-           .data = std::string_view(content).substr(found->start + found->nameLength, found->dataLength)};
-  return true;
-}
-
-std::size_t CachedKey::Memory() const {
-  // It lies in one block with the counts of its references.
-  return Allocated(sizeof(CachedKey) + 2 * sizeof(void*)) + MemoryOf(file) + MemoryOf(content) +
-         Allocated(slots.capacity() * sizeof(Slot));
+  const std::vector<ValueRecord> records = values.Values();
+  isTooLarge = BytesOf(records) + records.size() * sizeof(CachedKey::Slot) > limits.values;
+  if (isTooLarge) return nullptr;
+  key->TakeValues(records);
+  return key;
 }
 
 std::shared_ptr<const CachedKey> KeyCache::Find(const KeyFolder& key) {
   std::shared_ptr<const CachedKey> cached = Lookup(key.path());
-  FileStamp stamp;
-  if (!cached || !ReadStamp(cached->file, stamp) || stamp != cached->stamp || !MayRead(stamp, cached->file))
-    return nullptr;
-  return cached;
+  return cached && cached->IsCurrent() ? cached : nullptr;
 }
 
 void KeyCache::RecordRead(const KeyFolder& key) noexcept {
@@ -124,7 +122,7 @@ void KeyCache::RecordRead(const KeyFolder& key) noexcept {
   try {
     if (!ShouldStore(key.path())) return;
     bool isTooLarge = false;
-    const std::shared_ptr<const CachedKey> read = ReadForCache(key, isTooLarge);
+    const std::shared_ptr<const CachedKey> read = ReadWithStamp(key, {kMaxBytesOfFile, kMaxBytesOfKey}, isTooLarge);
     Store(key.path(), read, isTooLarge);
   } catch (const std::bad_alloc&) {
     // When memory is short, nothing is cached.

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <list>
 #include <memory>
 #include <string>
@@ -23,6 +25,15 @@ struct CachedKey {
   /// Finds the value called `name`, whatever its case, in a time that hardly grows with their number.
   /// @return false when there is none.
   bool Find(std::string_view name, ValueRecord& value) const;
+
+  /// Returns a value by its place in the order of the folded names, less than `slots.size()`.
+  ValueRecord At(std::size_t index) const;
+
+  /// Tells whether the values are still those of the file, and the kernel lets this user read them, by one `lstat`.
+  bool IsCurrent() const;
+
+  /// Takes copies of values that are in the order of their folded names; only into one that has none.
+  void TakeValues(const std::vector<ValueRecord>& values);
 
   /// Returns how much memory the key takes, all in all.
   std::size_t Memory() const;
@@ -48,6 +59,17 @@ struct CachedKey {
     return std::string_view(content).substr(slot.start, slot.nameLength);
   }
 };
+
+/// How much is read at most to be kept: bytes of the file, and bytes of memory for the values.
+struct ReadLimits {
+  std::int64_t file = std::numeric_limits<std::int64_t>::max();
+  std::size_t values = std::numeric_limits<std::size_t>::max();
+};
+
+/// Reads a key's values with the stamp that shows when they are no longer current. Null where no stamp would show every
+/// later change, where opening the key has to sync, and where the values are not in order.
+/// @param[out] isTooLarge set to true when there were more than `limits` allow.
+std::shared_ptr<const CachedKey> ReadWithStamp(const KeyFolder& source, const ReadLimits& limits, bool& isTooLarge);
 
 /// Caches the values of keys that are read again and again, so that the next read of one needs one `lstat` of its
 /// values file instead of the content. It never changes an answer: a cached key counts only as long as the stamp of

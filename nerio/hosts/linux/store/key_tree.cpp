@@ -11,6 +11,7 @@
 
 #include "nerio/hosts/linux/store/access_rights.h"
 #include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/fork_safety.h"
 #include "nerio/hosts/linux/store/key_name.h"
 #include "nerio/hosts/linux/store/stored_key.h"
 #include "nerio/hosts/portable/text/fold_case.h"
@@ -95,44 +96,49 @@ Status CreateMissing(const HandleTarget& base, const std::vector<std::string_vie
   return kSuccess;
 }
 
-struct ListedKey {
-  std::string foldedName;
-  std::string folderName;
-};
-
-// Gives the subkeys in the order of their folded names.
-Status ListSubkeys(const KeyFolder& key, std::vector<ListedKey>& subkeys) {
-  Descriptor folder;
-  Status status = OpenByPath(key.path(), O_RDONLY | O_DIRECTORY, folder);
+// Gives the subkeys in a key's open folder, in the order of their folded names. Those whose folder's name was cut have
+// their own already: it is only known from inside.
+Status ListFolders(const KeyFolder& key, int folder, std::vector<SubkeyList::Subkey>& subkeys) {
   std::vector<FolderEntry> entries;
-  if (status == kSuccess) status = ListFolder(folder.get(), entries);
+  const Status status = ListFolder(folder, entries);
   if (status != kSuccess) return status;
-  const bool mayHoldDeleted = IsOnOverlay(folder.get());
-  for (const FolderEntry& entry : entries) {
-    if (!entry.isFolder || (mayHoldDeleted && IsDeletedInPlace(folder.get(), entry.name))) continue;
-    std::optional<std::string> name = KeyNameOfFolder(entry.name);
-    if (!name && IsCutFolderName(entry.name)) {
+  std::vector<std::pair<std::string, SubkeyList::Subkey>> byName;
+  const bool mayHoldDeleted = IsOnOverlay(folder);
+  for (FolderEntry& entry : entries) {
+    if (!entry.isFolder || (mayHoldDeleted && IsDeletedInPlace(folder, entry.name))) continue;
+    std::optional<std::string> foldedName = KeyNameOfFolder(entry.name);
+    std::string name;
+    if (!foldedName && IsCutFolderName(entry.name)) {
       KeyFolder subkey = key;
       subkey.Enter(entry.name);
       ValuesFile values;
-      if (ReadKey(subkey, Extent::Header, values) == kSuccess) name = FoldAnsi(values.header().spelling);
+      if (ReadKey(subkey, Extent::Header, values) == kSuccess) {
+        name = values.header().spelling;
+        foldedName = FoldAnsi(name);
+      }
     }
-    if (name) subkeys.push_back({std::move(*name), entry.name});
+    if (foldedName) byName.push_back({std::move(*foldedName), {std::move(entry.name), std::move(name)}});
   }
-  std::sort(subkeys.begin(), subkeys.end(), [](const ListedKey& left, const ListedKey& right) {
-    return AnsiNameOrder()(left.foldedName, right.foldedName);
-  });
+  std::sort(byName.begin(), byName.end(),
+            [](const auto& left, const auto& right) { return AnsiNameOrder()(left.first, right.first); });
+  subkeys.reserve(byName.size());
+  for (auto& [foldedName, subkey] : byName) subkeys.push_back(std::move(subkey));
   return kSuccess;
 }
 
-// Returns the name as its creator spelt it. Where that cannot be read, or the folder was renamed by hand since, it is
-// the name of the folder that counts.
-std::string Spelling(KeyFolder parent, const ListedKey& subkey) {
-  parent.Enter(subkey.folderName);
+// Reads the name of a subkey from inside its folder. @return empty where it cannot be read, or is not that folder's.
+std::string ReadName(const KeyFolder& key, int folder, const std::string& folderName) {
+  Descriptor file;
   ValuesFile values;
-  const bool known = ReadKey(parent, Extent::Header, values) == kSuccess;
-  return known && FoldAnsi(values.header().spelling) == subkey.foldedName ? values.header().spelling
-                                                                          : subkey.foldedName;
+  Status status = OpenBelow(folder, folderName + '/' + kValuesFileName, O_RDONLY, file);
+  if (status == kSuccess) status = values.ReadHeader(file.get());
+  if (status != kSuccess || values.state() != RecordCursor::End::Whole) {
+    KeyFolder subkey = key;
+    subkey.Enter(folderName);
+    status = ReadKey(subkey, Extent::Header, values);
+  }
+  const bool isKnown = status == kSuccess && FolderNameOfKey(values.header().spelling) == folderName;
+  return isKnown ? values.header().spelling : std::string();
 }
 
 }  // namespace
@@ -231,18 +237,58 @@ Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& 
   return RemoveSubkey(parent, key, folder.Name());
 }
 
-Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, AnsiText& name) {
-  std::vector<ListedKey> subkeys;
-  const Status status = ListSubkeys(base.folder, subkeys);
+bool SubkeyList::IsCurrent(const KeyFolder& folder) const {
+  FileStamp now;
+  return folder.path() == key.path() && ReadStamp(key.path(), now) && now == stamp && MayList(now, key.path());
+}
+
+Status ListSubkeys(const HandleTarget& base, std::shared_ptr<SubkeyList>& list) {
+  list = std::make_shared<SubkeyList>();
+  list->key = base.folder;
+  const FileStamp now = StampOfNow();
+  const bool isStamped = ReadStamp(base.folder.path(), list->stamp) && IsOldEnough(list->stamp, now);
+  Descriptor folder;
+  Status status = OpenByPath(base.folder.path(), O_RDONLY | O_DIRECTORY, folder);
+  if (status == kSuccess) status = ListFolders(base.folder, folder.get(), list->subkeys);
   // Whose subkeys these are is checked after the listing: the key may be deleted, and created again, at any moment.
   if (status == kSuccess || status == kFileNotFound) {
     const Status there = CheckExists(base);
     if (there != kSuccess) return there;
   }
   if (status != kSuccess) return status;
-  if (index >= subkeys.size()) return kNoMoreItems;
-  name = AnsiText(Spelling(base.folder, subkeys[index]));
+  FileStamp listed;
+  list->lasts = isStamped && !list->subkeys.empty() && HasReliableTimes(folder.get()) &&
+                ReadStamp(folder.get(), listed) && listed == list->stamp;
   return kSuccess;
+}
+
+AnsiText NameOfSubkey(SubkeyList& list, std::size_t index) {
+  constexpr std::size_t kMostNamesToRead = 256;
+  std::vector<std::pair<std::size_t, std::string>> read;
+  {
+    const std::scoped_lock hold(MemoryMutex());
+    const SubkeyList::Subkey& wanted = list.subkeys[index];
+    if (!wanted.name.empty()) return AnsiText(wanted.name);
+    const std::size_t most = wanted.isRefused ? 1 : list.namesToRead;
+    if (!wanted.isRefused) list.namesToRead = std::min(2 * most, kMostNamesToRead);
+    for (std::size_t i = index; i < std::min(index + most, list.subkeys.size()); ++i) {
+      if (list.subkeys[i].name.empty()) read.push_back({i, {}});
+    }
+  }
+  Descriptor folder;
+  const Status status = OpenByPath(list.key.path(), O_PATH | O_DIRECTORY, folder);
+  for (auto& [place, name] : read) {
+    if (status == kSuccess) name = ReadName(list.key, folder.get(), list.subkeys[place].folderName);
+  }
+  const std::scoped_lock hold(MemoryMutex());
+  for (auto& [place, name] : read) {
+    SubkeyList::Subkey& subkey = list.subkeys[place];
+    subkey.isRefused = name.empty() && subkey.name.empty();
+    if (!name.empty()) subkey.name = std::move(name);
+  }
+  const SubkeyList::Subkey& wanted = list.subkeys[index];
+  if (!wanted.name.empty()) return AnsiText(wanted.name);
+  return AnsiText(KeyNameOfFolder(wanted.folderName).value_or(wanted.folderName));
 }
 
 }  // namespace nerio::platform

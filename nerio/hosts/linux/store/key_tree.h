@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/handle_table.h"
 #include "nerio/hosts/linux/store/key_cache.h"
 #include "nerio/platform/status.h"
@@ -38,8 +42,37 @@ Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vec
 /// @return 2 when there is no such key, 1018 when it is that of `base`; 5 when it has subkeys or is a root.
 Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& names, const Deadline& deadline);
 
-/// Gives the name of one subkey of `base`, as its creator spelt it. Subkeys are in the order of their folded names.
-/// @return 259 when there are no more than `index`.
-Status NameOfSubkey(const HandleTarget& base, std::uint32_t index, AnsiText& name);
+/// The subkeys of a key as its folder listed them.
+struct SubkeyList {
+  struct Subkey {
+    std::string folderName;
+    /// As its creator spelt it; empty until it was read. Guarded by `MemoryMutex`, as is what follows.
+    std::string name;
+    /// Set when it could not be read: it is tried again each time.
+    bool isRefused = false;
+  };
+
+  /// Tells whether these are still the subkeys of the key in `folder`, and the kernel lets this user list them, by one
+  /// `lstat`. Only of a list that `lasts`.
+  bool IsCurrent(const KeyFolder& folder) const;
+
+  KeyFolder key;
+  /// Of the key's folder. As long as it is unchanged, so are the names in it.
+  FileStamp stamp;
+  /// Whether the stamp shows every later change. Never for a list without subkeys: a key that is deleted has none, and
+  /// not every way to delete it changes its folder.
+  bool lasts = false;
+  /// In the order of their folded names.
+  std::vector<Subkey> subkeys;
+  /// How many names are read when the next one is missing. Guarded by `MemoryMutex`.
+  std::size_t namesToRead = 1;
+};
+
+/// Lists the subkeys of `base`. @return 1018 when it is not there any more.
+Status ListSubkeys(const HandleTarget& base, std::shared_ptr<SubkeyList>& list);
+
+/// Returns the name of a subkey as its creator spelt it, by its place in the list. Names are read once, more and more of
+/// them at a time. Where one cannot be read, or the folder was renamed by hand since, the name of the folder counts.
+AnsiText NameOfSubkey(SubkeyList& list, std::size_t index);
 
 }  // namespace nerio::platform

@@ -218,28 +218,61 @@ Status LinuxRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
 }
 
 Status LinuxRegistry::CloseKey(KeyHandle key) {
+  const bool wasOpen = handles_.Remove(key);
   // There is nothing to close about a predefined root, not even about one that does not exist.
-  if (key >= kFirstPredefined) return kSuccess;
-  return handles_.Remove(key) ? kSuccess : kInvalidHandle;
+  return wasOpen || key >= kFirstPredefined ? kSuccess : kInvalidHandle;
+}
+
+// Gives the subkeys of a key: those that the handle remembers, as long as they are current.
+Status LinuxRegistry::SubkeysOf(KeyHandle handle, const HandleTarget& opened, std::shared_ptr<SubkeyList>& subkeys) {
+  subkeys = handles_.Subkeys(handle);
+  if (subkeys && subkeys->IsCurrent(opened.folder)) return kSuccess;
+  const Status status = ListSubkeys(opened, subkeys);
+  handles_.RememberSubkeys(handle, status == kSuccess && subkeys->lasts ? subkeys : nullptr);
+  return status;
 }
 
 Status LinuxRegistry::EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) {
-  const Status status = OnKey(key, kKeyEnumerateSubKeys, nullptr,
-                              [&](const HandleTarget& opened) { return NameOfSubkey(opened, index, name); });
+  const Status status = OnKey(key, kKeyEnumerateSubKeys, nullptr, [&](const HandleTarget& opened) {
+    std::shared_ptr<SubkeyList> subkeys;
+    const Status listing = SubkeysOf(key, opened, subkeys);
+    if (listing != kSuccess) return listing;
+    if (index >= subkeys->subkeys.size()) return kNoMoreItems;
+    name = NameOfSubkey(*subkeys, index);
+    return kSuccess;
+  });
   return status == kFileNotFound ? IfYetToBeMade(key, kNoMoreItems) : status;
+}
+
+// Gives the values of a key in their order: those that the handle remembers, as long as they are current.
+Status LinuxRegistry::ValuesOf(KeyHandle handle, const HandleTarget& opened, std::shared_ptr<const CachedKey>& values) {
+  values = handles_.Values(handle);
+  if (values && values->file == opened.folder.File(kValuesFileName) && values->IsCurrent()) return kSuccess;
+  bool isTooLarge = false;
+  values = ReadWithStamp(opened.folder, {}, isTooLarge);
+  if (values && !opened.folder.isRoot() && values->id != opened.id) values = nullptr;
+  handles_.RememberValues(handle, values);
+  if (values) return kSuccess;
+  ValuesFile file;
+  const Status status = ReadKey(opened, Extent::Whole, file);
+  if (status != kSuccess) return status;
+  const auto read = std::make_shared<CachedKey>();
+  read->TakeValues(file.Values());
+  values = read;
+  return kSuccess;
 }
 
 Status LinuxRegistry::EnumValue(KeyHandle key, std::uint32_t index, AnsiText& name, std::uint32_t& type,
                                 std::string& data) {
   const Status listing = OnKey(key, kKeyQueryValue, nullptr, [&](const HandleTarget& opened) {
-    ValuesFile file;
-    const Status status = ReadKey(opened, Extent::Whole, file);
+    std::shared_ptr<const CachedKey> values;
+    const Status status = ValuesOf(key, opened, values);
     if (status != kSuccess) return status;
-    const std::vector<ValueRecord> values = file.Values();
-    if (index >= values.size()) return kNoMoreItems;
-    name = AnsiText(std::string(values[index].name));
-    type = values[index].type;
-    data = values[index].data;
+    if (index >= values->slots.size()) return kNoMoreItems;
+    const ValueRecord value = values->At(index);
+    name = AnsiText(std::string(value.name));
+    type = value.type;
+    data = value.data;
     return kSuccess;
   });
   return listing == kFileNotFound ? IfYetToBeMade(key, kNoMoreItems) : listing;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -13,9 +14,9 @@
 namespace nerio::platform {
 
 /// The registry on the file system: a key is a folder, its values are one file in it. No server, and no memory between
-/// calls but the open handles and a cache that every call checks first, so several processes and threads work on
-/// the same keys at once and see each other's changes with the next call. The kernel decides who may do what: the
-/// permissions of a key's folder are the key's.
+/// calls but the open handles, what each of them listed last, and a cache; every call checks first whether that is still
+/// current, so several processes and threads work on the same keys at once and see each other's changes with the next
+/// call. The kernel decides who may do what: the permissions of a key's folder are the key's.
 ///
 /// A change is durable and whole when its call has returned 0; a call that fails or is killed leaves the old state or
 /// the new one. What is stored, and how, docs/registry-format.md says.
@@ -67,6 +68,8 @@ class LinuxRegistry final : public RegistryApi {
   Status OpenPath(KeyHandle root, std::string_view path, std::uint32_t access, KeyHandle& opened);
   bool IsYetToBeMade(KeyHandle handle, HandleTarget& key);
   Status IfYetToBeMade(KeyHandle handle, Status answer);
+  Status SubkeysOf(KeyHandle handle, const HandleTarget& opened, std::shared_ptr<SubkeyList>& subkeys);
+  Status ValuesOf(KeyHandle handle, const HandleTarget& opened, std::shared_ptr<const CachedKey>& values);
 
   RegistryRoots roots_;
   HandleTable handles_;

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <bit>
 #include <cerrno>
-#include <map>
 #include <new>
 #include <utility>
 
@@ -20,11 +19,6 @@ namespace {
 
 using End = RecordCursor::End;
 
-// Zeros after the records of a file that is written as a whole: as much again as its records, so that it is written
-// again only when it has grown to twice its live content; not less than most keys ever need, not more than is
-// worth reserving.
-constexpr std::uint64_t kMinRoom = 2048;
-constexpr std::uint64_t kMaxRoom = std::uint64_t{1} << 20;
 // A file longer than so many times what a new one would have is replaced.
 constexpr std::uint64_t kMaxSlack = 4;
 
@@ -59,37 +53,6 @@ Status AppendInPlace(int file, std::string record, std::uint64_t offset) {
     if (!clean) SetNote(file, Note::RoomNotClean, true);
   }
   return status;
-}
-
-enum class Room { Ample, None };
-
-std::uint64_t SpaceOf(const std::vector<ValueRecord>& records) {
-  std::uint64_t space = 0;
-  for (const ValueRecord& record : records) space += RecordSpace(record.name.size(), record.data.size());
-  return space;
-}
-
-// Returns the length of a new file whose records take so much space.
-std::uint64_t FileSizeFor(std::uint64_t space, Room room) {
-  const std::uint64_t wanted = kSectorSize + space + (room == Room::Ample ? std::clamp(space, kMinRoom, kMaxRoom) : 0);
-  return (wanted + kPageSize - 1) / kPageSize * kPageSize;
-}
-
-// Returns the whole content of a file with these records, which are numbered from `header.firstSequence` on.
-std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& records, Room room) {
-  const std::uint64_t space = SpaceOf(records);
-  header.settledEnd = kSectorSize + space;
-  header.fileSize = FileSizeFor(space, room);
-  if (header.fileSize > kMaxFileSize) throw std::bad_alloc();
-  std::string bytes = EncodeHeader(header);
-  bytes.reserve(header.fileSize);
-  std::uint64_t sequence = header.firstSequence;
-  for (ValueRecord record : records) {
-    record.sequence = sequence++;
-    AppendRecord(bytes, record);
-  }
-  bytes.resize(header.fileSize);
-  return bytes;
 }
 
 // Writes a whole values file under a name that no file has.
@@ -335,13 +298,23 @@ bool ValuesFile::Find(std::string_view name, ValueRecord& value) const {
 }
 
 std::vector<ValueRecord> ValuesFile::Values() const {
-  std::map<std::string_view, ValueRecord, AnsiNameOrder> latest;
-  RecordCursor cursor = Records();
-  for (ValueRecord record; cursor.Next(record);) latest.insert_or_assign(record.name, record);
   std::vector<ValueRecord> values;
-  for (const auto& [name, record] : latest) {
-    if (!record.deletion) values.push_back(record);
+  RecordCursor cursor = Records();
+  for (ValueRecord record; cursor.Next(record);) values.push_back(record);
+  const auto isBefore = [order = AnsiNameOrder()](const ValueRecord& left, const ValueRecord& right) {
+    return order(left.name, right.name);
+  };
+  // A file that was just written as a whole has them in this order.
+  if (!std::is_sorted(values.begin(), values.end(), isBefore)) {
+    std::stable_sort(values.begin(), values.end(), isBefore);
   }
+  // The last record of a name wins.
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const bool isLast = i + 1 == values.size() || isBefore(values[i], values[i + 1]);
+    if (isLast && !values[i].deletion) values[kept++] = values[i];
+  }
+  values.resize(kept);
   return values;
 }
 

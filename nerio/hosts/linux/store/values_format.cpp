@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <optional>
 
 #include "nerio/hosts/linux/store/crc32c.h"
@@ -163,6 +164,33 @@ bool HoldsZeroSector(std::uint64_t offset, std::string_view record) {
     if (AllZero(record.substr(sector - offset, kSectorSize))) return true;
   }
   return false;
+}
+
+std::uint64_t SpaceOf(const std::vector<ValueRecord>& records) {
+  std::uint64_t space = 0;
+  for (const ValueRecord& record : records) space += RecordSpace(record.name.size(), record.data.size());
+  return space;
+}
+
+std::uint64_t FileSizeFor(std::uint64_t space, Room room) {
+  const std::uint64_t zeros = room == Room::Ample ? std::clamp(space, kMinRoom, kMaxRoom) : 0;
+  return RoundUp(kSectorSize + space + zeros, kPageSize);
+}
+
+std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& records, Room room) {
+  const std::uint64_t space = SpaceOf(records);
+  header.settledEnd = kSectorSize + space;
+  header.fileSize = FileSizeFor(space, room);
+  if (header.fileSize > kMaxFileSize) throw std::bad_alloc();
+  std::string bytes = EncodeHeader(header);
+  bytes.reserve(header.fileSize);
+  std::uint64_t sequence = header.firstSequence;
+  for (ValueRecord record : records) {
+    record.sequence = sequence++;
+    AppendRecord(bytes, record);
+  }
+  bytes.resize(header.fileSize);
+  return bytes;
 }
 
 RecordCursor::RecordCursor(std::string_view file, const ValuesHeader& header)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace nerio::platform {
 
@@ -89,6 +90,25 @@ void AppendRecord(std::string& out, const ValueRecord& record);
 /// Tells whether a record that is written at `offset` would fill a whole sector with zeros. Such a record cannot be
 /// told from an incomplete one, so it is never written in place.
 bool HoldsZeroSector(std::uint64_t offset, std::string_view record);
+
+/// Zeros after the records of a file that is written as a whole: as much again as its records, so that it is written
+/// again only when it has grown to twice its live content; not less than most keys ever need, not more than is worth
+/// reserving.
+constexpr std::uint64_t kMinRoom = 2048;
+constexpr std::uint64_t kMaxRoom = std::uint64_t{1} << 20;
+
+/// Whether a new file has these zeros.
+enum class Room { Ample, None };
+
+/// Returns the bytes that records take in a file.
+std::uint64_t SpaceOf(const std::vector<ValueRecord>& records);
+
+/// Returns the length of a new file whose records take so much space.
+std::uint64_t FileSizeFor(std::uint64_t space, Room room);
+
+/// Returns the whole content of a file with these records, which are numbered from `header.firstSequence` on.
+/// @throws std::bad_alloc when it would be longer than a file can be.
+std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& records, Room room);
 
 /// Goes through the records of a values file.
 class RecordCursor {

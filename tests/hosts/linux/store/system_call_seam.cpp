@@ -35,6 +35,7 @@ struct Plan {
   Fault fault;
 };
 
+CallCount counted;
 std::optional<Plan> plan;
 bool reached = false;
 bool failEverything = false;
@@ -75,6 +76,8 @@ int ErrorOf(Fault fault) {
 // cut.
 bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
   const bool isWrite = transfer == Transfer::Write;
+  ++counted.calls;
+  if (transfer == Transfer::Sync) ++counted.syncs;
   if (failEverything || (syncError != 0 && transfer == Transfer::Sync)) {
     errno = failEverything ? EIO : syncError;
     return true;
@@ -150,6 +153,8 @@ bool EndFaults() {
   return reached;
 }
 
+CallCount TakeCount() { return std::exchange(counted, {}); }
+
 void BeforeNextSeek(std::function<void()> act) { beforeSeek = std::move(act); }
 
 void BeforeEach(Moment moment, std::function<void()> act) { beforeEach[moment] = std::move(act); }
@@ -176,7 +181,10 @@ std::vector<DiskEvent> EndRecording() {
 
 NERIO_WRAPPED(ssize_t, pread, int file, void* buffer, size_t size, off_t offset) {
   Act(beforeEach[Moment::Read]);
-  return Fails(Transfer::Read, &size) ? -1 : __real_pread(file, buffer, size, offset);
+  if (Fails(Transfer::Read, &size)) return -1;
+  const ssize_t got = __real_pread(file, buffer, size, offset);
+  if (got > 0) counted.bytesRead += static_cast<std::uint64_t>(got);
+  return got;
 }
 
 extern "C" ssize_t __real_pwrite(int file, const void* bytes, size_t size, off_t offset);

@@ -41,6 +41,17 @@ void PlanFault(std::uint64_t nth, Fault fault);
 /// Ends all faults. @return whether the planned call was reached.
 bool EndFaults();
 
+/// What the layer has asked of the system.
+struct CallCount {
+  std::uint64_t calls = 0;
+  std::uint64_t syncs = 0;
+  std::uint64_t renames = 0;
+  std::uint64_t bytesRead = 0;
+};
+
+/// Returns the count since the last time.
+CallCount TakeCount();
+
 /// Does something just before the next lseek: what another process may do by hand at that moment.
 void BeforeNextSeek(std::function<void()> act);
 

@@ -222,6 +222,50 @@ TEST(Stress, FourThreadsOnTheSameKeysThroughOneRegistry) {
     ADD_FAILURE() << finding.place << ": " << finding.what;
 }
 
+// Two threads list while another one changes what is listed.
+TEST(Stress, ThreadsThroughOneHandle_ListWhatIsThere) {
+  const testing::TemporaryFolder folder(testing::MemoryFolder());
+  LinuxRegistry registry(folder.path());
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_EQ(Calls(registry).Create(AnsiText("k\\Sub" + std::to_string(i))), kSuccess);
+    ASSERT_EQ(Calls(registry).Set("k"_ansi, AnsiText("v" + std::to_string(i)), Whole(50)), kSuccess);
+  }
+  KeyHandle handle = 0;
+  ASSERT_EQ(registry.OpenKey(kHkeyLocalMachine, "k"_ansi, 0, kKeyRead, handle), kSuccess);
+  std::atomic<bool> done = false;
+  std::array<std::string, 2> wrong;
+  {
+    std::vector<std::jthread> threads;
+    for (std::string& found : wrong) {
+      threads.emplace_back([&] {
+        AnsiText name;
+        std::uint32_t type = 0;
+        std::string data;
+        for (std::uint32_t i = 0; found.empty() && !done; i = (i + 1) % 22) {
+          const Status value = registry.EnumValue(handle, i, name, type, data);
+          if (value == kSuccess ? !IsWhole(data) : value != kNoMoreItems) found = "value: " + data;
+          const Status key = registry.EnumKey(handle, i, name);
+          // A key that vanishes between its listing and the reading of its name has the folder's.
+          const std::string start = name.bytes().substr(0, 3);
+          if (key == kSuccess ? start != "Sub" && start != "sub" : key != kNoMoreItems) found = "key: " + name.bytes();
+        }
+      });
+    }
+    const Calls calls(registry);
+    for (int i = 0; i < 200; ++i) {
+      const AnsiText key("k\\Sub" + std::to_string(20 + i % 3));
+      EXPECT_EQ(calls.Set("k"_ansi, AnsiText("v" + std::to_string(i % 25)), Whole(static_cast<std::uint32_t>(i))),
+                kSuccess);
+      EXPECT_EQ(calls.Create(key), kSuccess);
+      EXPECT_EQ(calls.Delete(key), kSuccess);
+      if (i % 10 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    }
+    done = true;
+  }
+  EXPECT_THAT(wrong, ::testing::Each(""));
+  EXPECT_EQ(registry.CloseKey(handle), kSuccess);
+}
+
 // Readers keep a key that rests for a while.
 TEST(Stress, FourThreadsReadingAKeyThatRestsBetweenWrites_NeverSeeLessThanWasAcknowledged) {
   const testing::TemporaryFolder folder(testing::MemoryFolder());
