@@ -135,55 +135,17 @@ CheckFish() {
   done
 }
 
-# Every verb has its place in the guide, and every example gives what the guide shows. In a block that begins with
-# ```console, a line "$ COMMAND" is run, in one folder and one registry for the whole guide; "..." in what follows
-# stands for anything.
+# Every verb has its place in the guide, and every example gives what the guide shows.
 CheckGuide() {
-  local name line command='' wanted='' number=0 at=0 inside=false ran=0
+  local name said
   for name in "${names[@]}"; do
     IsVerb "$name" || continue
     checks=$((checks + 1))
     grep -qE "^\\$ (.*\| )?nerio (--json )?$name( |\$)" "$guide" || fail "tool.md: no example of $name"
   done
-  # The trace file lies beside the library, so the examples get a library of their own.
-  local library
-  library=$(ldd "$program" | awk '/libnerio/ { print $3 }')
-  mkdir "$folder/bin" "$folder/lib" "$folder/work"
-  if ! { cp "$program" "$folder/bin/nerio" && cp -L "$library" "$folder/lib/"; }; then
-    fail "no copy of nerio and its library $library"
-  fi
-  cd "$folder/work" || exit 1
-  Finish() {
-    [ -n "$command" ] || return
-    local given pattern
-    given=$(env -u LC_ALL -u LC_TIME -u LC_NUMERIC -u XDG_DATA_HOME LANG=C.UTF-8 PATH="$folder/bin:$PATH" \
-      LD_LIBRARY_PATH="$folder/lib" NERIO_REGISTRY="$folder/registry" bash -c "$command" 2>&1 </dev/null)
-    given=${given//$'\r'/} # a file's CR LF is a line end to the guide
-    ran=$((ran + 1)) checks=$((checks + 1))
-    pattern=$(sed 's/[][\\*?()|]/\\&/g; s/\.\.\./*/g' <<<"${wanted%$'\n'}")
-    # shellcheck disable=SC2053
-    if [[ $given != $pattern ]]; then
-      fail "tool.md:$at: $command"
-      diff <(printf '%s\n' "${wanted%$'\n'}") <(printf '%s\n' "$given") |
-        sed -n 's/^</  the guide:/p; s/^>/  the tool: /p'
-    fi
-    command='' wanted=''
-  }
-  while IFS= read -r line; do
-    number=$((number + 1))
-    if [ "$line" = '```console' ]; then
-      inside=true
-    elif [ "$line" = '```' ]; then
-      Finish
-      inside=false
-    elif $inside && [[ $line == '$ '* ]]; then
-      Finish
-      command=${line#'$ '} at=$number
-    elif $inside; then
-      wanted+=$line$'\n'
-    fi
-  done <"$guide"
-  [ "$ran" -gt 10 ] || fail "tool.md: $ran examples only"
+  said=$(bash "$source/tests/docs/run_console.sh" "$program" "$guide") || fail "$said"
+  said=${said##*$'\n'}
+  checks=$((checks + ${said%% *}))
 }
 
 # The shells and the formatter read their files without a complaint; they are no part of what the build needs.
@@ -213,7 +175,7 @@ CheckManual
 Apart CheckBash
 CheckZsh
 CheckFish
-Apart CheckGuide
+CheckGuide
 CheckSyntax
 echo "$checks checks of ${#names[@]} verbs and groups, $failures failed"
 [ "$failures" = 0 ]
