@@ -27,8 +27,9 @@ struct Host {
 
 /// Says how a host is opened.
 struct HostOptions {
-  /// The folder that holds all registry roots. Empty: where the system keeps them (on Linux the environment variable
-  /// NERIO_REGISTRY, else the system's and the user's own folders). Windows has one registry and ignores it.
+  /// The folder that holds all registry roots. Empty: where the system keeps them (on Linux the folder that the environment
+  /// variable NERIO_REGISTRY names, else the machine's registry for whoever may use it and the user's own for everybody
+  /// else; README.md has the table). Windows has one registry and ignores it.
   std::filesystem::path registryFolder;
 };
 

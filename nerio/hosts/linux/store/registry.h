@@ -27,10 +27,10 @@ namespace nerio::platform {
 class LinuxRegistry final : public RegistryApi {
  public:
   /// @param folder the folder of all roots, made by the first change, with mode 0700. Empty: that of the environment variable
-  /// NERIO_REGISTRY; where that is not set, /var/lib/nerio/registry (0755), and for HKEY_CURRENT_USER
-  /// $XDG_DATA_HOME/nerio/registry or ~/.local/share/nerio/registry (0700). The environment is asked on the first call
-  /// that needs it. A missing root is made by the first change, and is empty until then; where this user may not make it,
-  /// it answers 2.
+  /// NERIO_REGISTRY; where that is not set, $XDG_DATA_HOME/nerio/registry or ~/.local/share/nerio/registry (0700), and for
+  /// all roots but HKEY_CURRENT_USER /var/lib/nerio/registry (0755) in a process that may use it, see `RegistryRoots`. The
+  /// environment is asked on the first call that needs it. A missing root is made by the first change, and is empty until
+  /// then; where this user may not make it, it answers 2.
   explicit LinuxRegistry(std::filesystem::path folder = {}) : roots_(std::move(folder)) {}
 
   /// Every right of `access` is checked against the permissions of the key's folder, for the effective user: a handle

@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
 
+#include "nerio/hosts/linux/store/access_rights.h"
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/fork_safety.h"
 #include "nerio/hosts/linux/store/system_call.h"
@@ -23,6 +25,9 @@ constexpr unsigned kPrivateMode = 0700;
 // In the order of kRoots.
 constexpr std::array<const char*, kRoots.size()> kRootNames = {
     "HKEY_CLASSES_ROOT", "HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE", "HKEY_USERS", "HKEY_CURRENT_CONFIG"};
+
+// The rights that the layer opens every key with.
+constexpr std::uint32_t kLayerAccess = kKeyRead | kKeySetValue | kKeyCreateSubKey | kKeyCreateLink;
 
 // A program that runs with another user's rights takes no place from its caller.
 std::string Environment(const char* name) {
@@ -90,8 +95,8 @@ Status ResolveLinks(const std::string& folder, std::string& resolved) {
   return kSuccess;
 }
 
-Status MakeRoot(const std::string& parent, const char* name, unsigned mode, const Deadline& deadline) {
-  Status status = MakeFolders(parent, mode);
+Status MakeRoot(const std::string& parent, const char* name, bool isMachines, const Deadline& deadline) {
+  Status status = MakeFolders(parent, isMachines ? kMachineMode : kPrivateMode);
   std::string resolved;
   if (status == kSuccess) status = ResolveLinks(parent, resolved);
   // The folder of the roots has a lock of its own, so that two processes make a root once.
@@ -99,8 +104,40 @@ Status MakeRoot(const std::string& parent, const char* name, unsigned mode, cons
   if (status == kSuccess) status = LockKey(KeyFolder(resolved), O_RDONLY, deadline, locked);
   struct stat entry {};
   if (status != kSuccess || ::fstatat(locked.folder.get(), name, &entry, 0) == 0) return status;
+  if (::fstat(locked.folder.get(), &entry) != 0) return RegistryStatus(errno);
   KeyId id;
-  return MakeSubkey(locked, name, name, mode, deadline, id);
+  return MakeSubkey(locked, name, name, isMachines ? entry.st_mode & (S_ISGID | 0777) : kPrivateMode, deadline, id);
+}
+
+// Tells whether this user may make what is missing at a path: in the first folder above that is there.
+bool MayMakeAt(std::string path) {
+  Status status = kFileNotFound;
+  while (status == kFileNotFound && !path.empty()) {
+    path.resize(path.rfind('/'));
+    status = StatusOf([&] { return ::faccessat(AT_FDCWD, (path + '/').c_str(), W_OK | X_OK, AT_EACCESS); });
+  }
+  return status == kSuccess;
+}
+
+PlaceReason FindReason() {
+  if (::geteuid() == 0) return PlaceReason::Superuser;
+  const std::string root = std::string(kMachineFolder) + "/HKEY_LOCAL_MACHINE";
+  std::string resolved;
+  Status status = ResolveLinks(root, resolved);
+  if (status == kFileNotFound) return MayMakeAt(root) ? PlaceReason::MayMake : PlaceReason::MayNotMake;
+  std::uint32_t granted = 0;
+  if (status == kSuccess) status = GrantRights(KeyFolder(resolved), kLayerAccess, granted);
+  return status == kSuccess ? PlaceReason::HasRights : PlaceReason::LacksRights;
+}
+
+// Settings must not change their place while a program runs, whatever becomes of the rights or of the user: the first
+// answer in a process is the answer.
+PlaceReason ReasonOfProcess() {
+  static std::atomic<PlaceReason> decided = PlaceReason::Named;  // stands for none yet
+  PlaceReason reason = decided;
+  if (reason != PlaceReason::Named) return reason;
+  const PlaceReason found = FindReason();
+  return decided.compare_exchange_strong(reason, found) ? found : reason;
 }
 
 // Returns kRoots.size() for what is no root.
@@ -113,19 +150,20 @@ std::size_t IndexOf(KeyHandle root) {
 Status RegistryRoots::Decide(const std::filesystem::path& folder, Parents& parents) {
   const std::filesystem::path chosen = folder.empty() ? std::filesystem::path(Environment("NERIO_REGISTRY")) : folder;
   if (chosen.empty()) {
-    parents = {{kMachineFolder, kMachineMode}, {UserFolder(), kPrivateMode}};
+    const PlaceReason reason = ReasonOfProcess();
+    const Parent own{UserFolder()};
+    parents = {IsMachinesPlace(reason) ? Parent{kMachineFolder, true} : own, own, reason};
     return kSuccess;
   }
   std::error_code error;
   std::string absolute = std::filesystem::absolute(chosen, error).native();
   if (error) return RegistryStatus(error.value());
   while (absolute.size() > 1 && absolute.ends_with('/')) absolute.pop_back();
-  parents = {{absolute, kPrivateMode}, {absolute, kPrivateMode}};
+  parents = {{absolute}, {absolute}};
   return kSuccess;
 }
 
-Status RegistryRoots::ParentOf(KeyHandle root, Parent& parent) {
-  if (IndexOf(root) == kRoots.size()) return kInvalidHandle;
+Status RegistryRoots::Decided(Parents& parents) {
   std::unique_lock hold(MemoryMutex());
   if (!parents_) {
     hold.unlock();
@@ -135,8 +173,32 @@ Status RegistryRoots::ParentOf(KeyHandle root, Parent& parent) {
     hold.lock();
     if (!parents_) parents_ = decided;
   }
-  parent = root == kHkeyCurrentUser ? parents_->user : parents_->machine;
+  parents = *parents_;
+  return kSuccess;
+}
+
+Status RegistryRoots::ParentOf(KeyHandle root, Parent& parent) {
+  if (IndexOf(root) == kRoots.size()) return kInvalidHandle;
+  Parents parents;
+  const Status status = Decided(parents);
+  if (status != kSuccess) return status;
+  parent = root == kHkeyCurrentUser ? parents.user : parents.machine;
   return parent.folder.empty() ? kFileNotFound : kSuccess;
+}
+
+Status RegistryRoots::Reason(PlaceReason& reason) {
+  Parents parents;
+  const Status status = Decided(parents);
+  reason = parents.reason;
+  return status;
+}
+
+std::string RegistryRoots::UnusedPlace(KeyHandle root) {
+  Parents parents;
+  if (root == kHkeyCurrentUser || IndexOf(root) == kRoots.size()) return "";
+  if (Decided(parents) != kSuccess || parents.reason == PlaceReason::Named) return "";
+  const std::string other = parents.machine.isMachines ? parents.user.folder : kMachineFolder;
+  return other.empty() ? "" : other + '/' + kRootNames[IndexOf(root)];
 }
 
 std::string RegistryRoots::Known(KeyHandle root) {
@@ -191,7 +253,7 @@ Status RegistryRoots::Make(KeyHandle root, const Deadline& deadline, bool& moved
   Parent parent;
   status = ParentOf(root, parent);
   if (status != kSuccess) return status;
-  status = MakeRoot(parent.folder, kRootNames[IndexOf(root)], parent.mode, deadline);
+  status = MakeRoot(parent.folder, kRootNames[IndexOf(root)], parent.isMachines, deadline);
   if (status == kAccessDenied || status == kWriteProtect) return kFileNotFound;
   if (status == kSuccess) status = FindAgain(root, moved);
   // Whoever made it, it was not there for this call.
@@ -202,14 +264,7 @@ Status RegistryRoots::Make(KeyHandle root, const Deadline& deadline, bool& moved
 bool RegistryRoots::MayMake(KeyHandle root) {
   std::string place;
   bool moved = false;
-  if (FindAgain(root, moved) != kFileNotFound || Place(root, place) != kSuccess) return false;
-  // What is missing is made in the first folder above that is there.
-  Status status = kFileNotFound;
-  while (status == kFileNotFound && !place.empty()) {
-    place.resize(place.rfind('/'));
-    status = StatusOf([&] { return ::faccessat(AT_FDCWD, (place + '/').c_str(), W_OK | X_OK, AT_EACCESS); });
-  }
-  return status == kSuccess;
+  return FindAgain(root, moved) == kFileNotFound && Place(root, place) == kSuccess && MayMakeAt(std::move(place));
 }
 
 }  // namespace nerio::platform

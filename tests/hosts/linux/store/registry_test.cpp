@@ -152,16 +152,6 @@ TEST(LinuxRegistry, Places_AreToldWithoutMakingThem) {
     EXPECT_EQ(place.present, place.root == kHkeyLocalMachine) << place.place;
     EXPECT_EQ(place.place == stored.Root(), place.root == kHkeyLocalMachine) << place.place;
   }
-
-  const std::string machine = AnswerOfChild([] {
-    ::unsetenv("NERIO_REGISTRY");
-    std::string answer;
-    for (const RegistryPlace& place : RegistryPlaces()) {
-      if (place.root == kHkeyLocalMachine) answer = place.place;
-    }
-    return answer;
-  });
-  EXPECT_EQ(machine, "/var/lib/nerio/registry/HKEY_LOCAL_MACHINE");
 }
 
 TEST(LinuxRegistry, RootThatIsGone_IsMadeAgain) {
