@@ -77,7 +77,7 @@ Run 2 '' '*see nerio --help*' nessuno
 Run 2 '' '*see nerio reg get --help*' reg get
 Run 0 '?' '' reg get --help
 case $host in
-  linux) Run 0 'one view: every program of this system sees the same registry\n' '' --view ;;
+  linux) Run 0 'one view: 32-bit and 64-bit programs see the same registry\n' '' --view ;;
   windows) Run 0 'the 32-bit view, the only one of this system\n' '' --view ;;
 esac
 

@@ -6,7 +6,7 @@ namespace nerio::tool {
 namespace {
 
 TEST(ViewText, EachView_SaysWhatItMeans) {
-  EXPECT_EQ(ViewText({0, true}), "one view: every program of this system sees the same registry");
+  EXPECT_EQ(ViewText({0, true}), "one view: 32-bit and 64-bit programs see the same registry");
   EXPECT_EQ(ViewText({32, true}), "the 32-bit view, the only one of this system");
   EXPECT_EQ(
       ViewText({32, false}),

@@ -5,7 +5,7 @@
 namespace nerio::tool {
 
 std::string ViewText(const RegistryView& view) {
-  if (view.bits == 0) return "one view: every program of this system sees the same registry";
+  if (view.bits == 0) return "one view: 32-bit and 64-bit programs see the same registry";
   const std::string name = "the " + std::to_string(view.bits) + "-bit view";
   if (view.only) return name + ", the only one of this system";
   return name +
