@@ -291,7 +291,7 @@ if [ "$host" = linux ]; then
   As 4 '*bytes
 on' 'nerio: you cannot append to *Nerio.log: Permission denied; WriteLog raises this*' trace status
   As 4 '*"writable":false*' '*' trace status --json
-  NERIO_REGISTRY=$folder/none As 1 '*
+  NERIO_REGISTRY=$folder/work/none As 1 '*
 trace: you cannot append to *Nerio.log: Permission denied;*not all is well' '' doctor
   As 0 '00:00:00' 'nerio: "31/12/1999" is a date; GetDate answered otherwise because it could not write to the trace log*' \
     date 31/12/1999

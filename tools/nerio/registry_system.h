@@ -17,6 +17,22 @@ struct RegistryPlace {
   bool present = false;
 };
 
+/// Says which place the machine's roots have for this user.
+struct MachineRoots {
+  enum class Place {
+    System,   ///< the system keeps its registry itself
+    Named,    ///< the folder that NERIO_REGISTRY names
+    Machine,  ///< the machine's, which its users share
+    User,     ///< the user's own
+    None,     ///< the user's own, and nothing says where that is
+  };
+  Place place = Place::System;
+  /// What decided it, in English: the rest of a sentence that begins with "because".
+  std::string why;
+  /// Roots that are there in the other one of the machine's place and the user's, where no call looks.
+  std::vector<RegistryPlace> unused;
+};
+
 /// One thing that a check of the registry found.
 struct RegistryFinding {
   enum class Kind {
@@ -56,6 +72,14 @@ RegistryView ViewOfRegistry() noexcept;
 /// Returns where the registry of this system keeps each root. Makes nothing and changes nothing.
 /// @throws std::bad_alloc and nothing else.
 std::vector<RegistryPlace> RegistryPlaces();
+
+/// Says which place the machine's roots have for this user, and why. Makes nothing and changes nothing.
+/// @throws std::bad_alloc and nothing else.
+MachineRoots ChosenMachineRoots();
+
+/// Tells whether a root that is there can be written to at all, whoever asks.
+/// @return 0, or 19 where its disk cannot be written to.
+platform::Status CheckDisk(platform::KeyHandle root);
 
 /// Checks every key of the registry of this system, and returns what is wrong with it, in the order of the places.
 /// Changes nothing. Empty where the system keeps and checks its registry itself.

@@ -8,7 +8,10 @@
 #include <filesystem>
 #include <utility>
 
+#include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/registry_doctor.h"
+#include "nerio/hosts/linux/store/registry_roots.h"
+#include "nerio/types/utf8.h"
 
 namespace nerio::tool {
 namespace {
@@ -38,7 +41,63 @@ bool IsThereOrMayBeMade(std::filesystem::path path) {
   return false;
 }
 
+bool IsFolder(const std::string& path) {
+  struct stat entry {};
+  return ::stat(path.c_str(), &entry) == 0 && S_ISDIR(entry.st_mode);
+}
+
+// Says why the machine's roots are where they are. @param folder that of HKEY_LOCAL_MACHINE in the machine's place.
+std::string Why(platform::PlaceReason reason, const std::string& folder) {
+  switch (reason) {
+    case platform::PlaceReason::Named:
+      return "NERIO_REGISTRY names the folder of all roots";
+    case platform::PlaceReason::Superuser:
+      return "you are root";
+    case platform::PlaceReason::HasRights:
+      return "you have the rights on " + folder;
+    case platform::PlaceReason::MayMake:
+      return folder + " is not there and you may make it";
+    case platform::PlaceReason::LacksRights:
+      return "you may not read, write and search " + folder;
+    case platform::PlaceReason::MayNotMake:
+      break;
+  }
+  return folder + " is not there and you may not make it";
+}
+
 }  // namespace
+
+MachineRoots ChosenMachineRoots() {
+  platform::RegistryRoots roots({});
+  platform::PlaceReason reason{};
+  std::string place;
+  const bool isKnown = roots.Place(platform::kHkeyLocalMachine, place) == platform::kSuccess;
+  if (roots.Reason(reason) != platform::kSuccess) return {MachineRoots::Place::None, "the current folder is gone", {}};
+  const bool isMachines = platform::IsMachinesPlace(reason);
+  MachineRoots chosen;
+  chosen.place = reason == platform::PlaceReason::Named ? MachineRoots::Place::Named
+                 : isMachines                           ? MachineRoots::Place::Machine
+                 : isKnown                              ? MachineRoots::Place::User
+                                                        : MachineRoots::Place::None;
+  chosen.why = Why(reason, isMachines ? place : roots.UnusedPlace(platform::kHkeyLocalMachine));
+  if (chosen.place == MachineRoots::Place::None)
+    chosen.why += "; neither XDG_DATA_HOME nor HOME names a place of yours";
+  for (const platform::KeyHandle root : platform::kRoots) {
+    const std::string folder = roots.UnusedPlace(root);
+    if (!folder.empty() && IsFolder(folder)) chosen.unused.push_back({root, ToUtf8(FromUtf8(folder)), true});
+  }
+  return chosen;
+}
+
+platform::Status CheckDisk(platform::KeyHandle root) {
+  platform::RegistryRoots roots({});
+  platform::KeyFolder folder;
+  platform::Descriptor opened;
+  if (roots.Find(root, folder) != platform::kSuccess) return platform::kSuccess;
+  if (platform::OpenByPath(folder.path(), O_PATH | O_DIRECTORY, opened) != platform::kSuccess)
+    return platform::kSuccess;
+  return platform::IsReadOnly(opened.get()) ? platform::kWriteProtect : platform::kSuccess;
+}
 
 // A key is a folder, and a folder is removed from the one above.
 const std::uint32_t kDeletionRightsAbove = platform::kKeyCreateSubKey;

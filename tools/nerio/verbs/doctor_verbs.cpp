@@ -5,6 +5,7 @@
 #include "nerio/types/utf8.h"
 #include "tools/nerio/region_system.h"
 #include "tools/nerio/registry_system.h"
+#include "tools/nerio/verbs/main_branch.h"
 #include "tools/nerio/verbs/reg_verbs.h"
 #include "tools/nerio/verbs/registry_output.h"
 #include "tools/nerio/verbs/trace_file.h"
@@ -54,16 +55,54 @@ std::string Verdict(const std::vector<RegistryFinding>& findings) {
 }
 
 struct RegistryReport {
+  explicit RegistryReport(Session& session) : mainBranch(ExamineMainBranch(session)) {}
+
   std::vector<RegistryPlace> places = RegistryPlaces();
+  MachineRoots machineRoots = ChosenMachineRoots();
+  MainBranch mainBranch;
   std::vector<RegistryFinding> findings = CheckRegistry();
 };
 
-Json ToJson(Session& session, const RegistryReport& report) {
-  Json object{{"places", Json::array()}, {"findings", Json::array()}, {"verdict", Verdict(report.findings)}};
-  for (const RegistryPlace& place : report.places) {
-    object["places"].push_back(
-        {{"root", Shown(session, {place.root, {}})}, {"place", place.place}, {"present", place.present}});
+// How --json names the place of the machine's roots, and how a sentence does.
+struct PlaceName {
+  const char* word;
+  const char* sentence;
+};
+
+PlaceName NameOf(MachineRoots::Place place) {
+  switch (place) {
+    case MachineRoots::Place::System:
+      return {"system", "the machine's roots are the system's"};
+    case MachineRoots::Place::Named:
+      return {"named", "all roots are in one folder"};
+    case MachineRoots::Place::Machine:
+      return {"machine", "the machine's roots are the machine's"};
+    case MachineRoots::Place::User:
+      return {"user", "the machine's roots are your own"};
+    case MachineRoots::Place::None:
+      break;
   }
+  return {"none", "the machine's roots are nowhere"};
+}
+
+Json ToJson(Session& session, const RegistryPlace& place) {
+  return {{"root", Shown(session, {place.root, {}})}, {"place", place.place}, {"present", place.present}};
+}
+
+Json ToJson(Session& session, const RegistryReport& report) {
+  Json object{{"places", Json::array()},
+              {"machineRoots", {{"place", NameOf(report.machineRoots.place).word}, {"why", report.machineRoots.why}}},
+              {"unused", Json::array()},
+              {"mainBranch",
+               {{"present", report.mainBranch.present},
+                {"canRead", report.mainBranch.canRead},
+                {"canChange", report.mainBranch.canChange},
+                {"status", NumberOf(report.mainBranch.status)},
+                {"what", report.mainBranch.what}}},
+              {"findings", Json::array()},
+              {"verdict", Verdict(report.findings)}};
+  for (const RegistryPlace& place : report.places) object["places"].push_back(ToJson(session, place));
+  for (const RegistryPlace& place : report.machineRoots.unused) object["unused"].push_back(ToJson(session, place));
   for (const RegistryFinding& finding : report.findings) {
     object["findings"].push_back({{"kind", KindName(finding.kind)},
                                   {"place", finding.place},
@@ -78,6 +117,12 @@ void Show(Session& session, const RegistryReport& report) {
     session.output.Line("registry: " + Shown(session, {place.root, {}}) + " in " + place.place +
                         (place.present ? "" : " (not there yet)"));
   }
+  session.output.Line("registry: " + std::string(NameOf(report.machineRoots.place).sentence) + ", because " +
+                      report.machineRoots.why);
+  session.output.Line("registry: " + report.mainBranch.what);
+  for (const RegistryPlace& place : report.machineRoots.unused) {
+    session.output.Line("unused: " + place.place + ": no program of yours looks there");
+  }
   for (const RegistryFinding& finding : report.findings) {
     std::string line = std::string(KindName(finding.kind)) + ": " + finding.place;
     if (finding.offset > 0) line += ", byte " + std::to_string(finding.offset);
@@ -86,7 +131,7 @@ void Show(Session& session, const RegistryReport& report) {
 }
 
 Exit CheckRegistryFiles(Session& session) {
-  const RegistryReport report;
+  const RegistryReport report(session);
   Show(session, report);
   session.output.Result(ToJson(session, report), Verdict(report.findings));
   return ExitOf(report.findings);
@@ -168,10 +213,12 @@ Exit ExamineAll(Session& session) {
   report.Examine("version", [&] { return std::pair<Json, std::string>(session.version, session.version); });
   report.Examine("host", [&] { return std::pair<Json, std::string>(NERIO_HOST, NERIO_HOST); });
 
-  const RegistryReport registry;
+  const RegistryReport registry(session);
   Show(session, registry);
   report.Add("registry", ToJson(session, registry));
   report.Worsen(ExitOf(registry.findings));
+  const MainBranch& branch = registry.mainBranch;
+  if (!branch.canRead && !branch.canChange) report.Worsen(Exit::kAccessDenied);
 
   report.Examine("trace", [&] {
     const TraceFile trace = FindTraceFile(session);
