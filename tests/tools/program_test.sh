@@ -101,6 +101,11 @@ input='y\n' Run 2 '' '*nobody is at a terminal to be asked*' reg delete "$key" N
 Run 0 "deleted \"Nome\" in $shown\n" '' reg delete "$key" Nome --yes
 Run 5 '' '*' reg get 'HKXX\Software' Nome
 
+case $host in # without a change
+  linux) Run '[24]' '' 'nerio: *machine*registry*' reg init --group root ;;
+  windows) Run 2 '' '*the system keeps its registry itself*' reg init --group root ;;
+esac
+
 if [ "$host" = linux ]; then # a folder that nobody can make
   NERIO_REGISTRY=/proc/none Run 4 '' '*cannot open or create *: its root key does not exist yet, and you may not make it (2)*reg doctor*' reg set "$key" a b
   NERIO_REGISTRY=/proc/none Run 4 '' '*cannot create *: its root key does not exist yet, and you may not make it (2)*reg doctor*' reg create "$key"

@@ -81,6 +81,25 @@ MachineRoots ChosenMachineRoots();
 /// @return 0, or 19 where its disk cannot be written to.
 platform::Status CheckDisk(platform::KeyHandle root);
 
+/// What opening the machine's registry to a group came upon.
+struct SharedRegistry {
+  std::string folder;               ///< that of the machine's roots
+  std::vector<std::string> made;    ///< roots that were missing
+  std::vector<std::string> opened;  ///< the folders of roots, and of all of them, that belong to the group from now on
+  std::size_t keys = 0;             ///< how many keys below those roots were opened with them
+  std::vector<std::string> kept;    ///< keys with rights of their own, which were left as they are
+  std::string closed;               ///< a folder above that members of the group cannot go through; empty: none
+  std::string failed;               ///< the folder or file at which it ended
+};
+
+/// Makes the machine's registry where it is missing and gives it to the members of a group: they may change every key of
+/// it, and those that they make. Keys that were there before and have the group and the permissions of their root are
+/// opened with it.
+/// @param[out] shared what was done, also on failure.
+/// @throws Failure where it is refused before anything is done: another user than root, a group that does not exist, a
+/// registry that is somewhere else, or a system that keeps its registry itself.
+platform::Status ShareRegistry(const std::string& group, SharedRegistry& shared);
+
 /// Checks every key of the registry of this system, and returns what is wrong with it, in the order of the places.
 /// Changes nothing. Empty where the system keeps and checks its registry itself.
 /// @throws std::bad_alloc and nothing else.

@@ -4,7 +4,7 @@
 _nerio_verbs() {
   case $1 in
     '') echo reg trace guid date msg template base64 xml doctor ;;
-    reg) echo get test list tree export set create delete import doctor ;;
+    reg) echo get test list tree export set create delete import init doctor ;;
     trace) echo on off status tail ;;
     base64) echo encode decode ;;
     xml) echo check new set add ;;
@@ -22,6 +22,7 @@ _nerio_options() {
     'reg set') own='--stdin' ;;
     'reg delete') own='-r --recursive -y --yes' ;;
     'reg import') own='-n --dry-run' ;;
+    'reg init') own='--group' ;;
     'trace on') own='--for-all' ;;
     'trace off') own='-y --yes' ;;
     'trace tail') own='-n --lines -f --follow' ;;
@@ -43,6 +44,7 @@ _nerio() {
   COMPREPLY=()
   case "$place:$before" in
     'reg export:-o' | 'reg export:--output') files=true ;;
+    'reg init:--group') mapfile -t COMPREPLY < <(compgen -g -- "$word"); return ;;
     'reg get:--default' | 'trace tail:-n' | 'trace tail:--lines' | 'guid:-n' | 'guid:--count') return ;;
   esac
   case "$place:$arguments" in

@@ -44,6 +44,7 @@ complete -c nerio -n '__nerio_group reg' -a set -d 'Store a text and make the ke
 complete -c nerio -n '__nerio_group reg' -a create -d 'Make a key and the keys above it that are missing'
 complete -c nerio -n '__nerio_group reg' -a delete -d 'Delete a value, or a key with its values'
 complete -c nerio -n '__nerio_group reg' -a import -d 'Apply a .reg file, all of it or nothing'
+complete -c nerio -n '__nerio_group reg' -a init -d 'Make the registry of the machine for the members of a group'
 complete -c nerio -n '__nerio_group reg' -a doctor -d 'Check the files of the registry'
 complete -c nerio -n '__nerio_verb reg get' -l default -x -d 'Print this when the value or its key is missing'
 complete -c nerio -n '__nerio_verb reg tree' -l values -d 'Show their values too'
@@ -53,6 +54,7 @@ complete -c nerio -n '__nerio_verb reg delete' -s r -l recursive -d 'Delete the 
 complete -c nerio -n '__nerio_verb reg delete' -s y -l yes -d 'Do not ask'
 complete -c nerio -n '__nerio_verb reg import' -s n -l dry-run -d 'Show what would change, and change nothing'
 complete -c nerio -n '__nerio_verb reg import' -F
+complete -c nerio -n '__nerio_verb reg init' -l group -x -a '(__fish_complete_groups)' -d 'Whose members share it'
 
 complete -c nerio -n '__nerio_group trace' -a on -d 'Switch tracing on'
 complete -c nerio -n '__nerio_group trace' -a off -d 'Switch tracing off'

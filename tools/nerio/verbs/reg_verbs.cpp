@@ -12,6 +12,7 @@ void AddRegistryVerbs(Verb program) {
   AddExport(reg);
   AddChangingVerbs(reg);
   AddImport(reg);
+  AddInit(reg);
   AddRegistryDoctor(reg);
 }
 

@@ -13,6 +13,7 @@ void AddReadingVerbs(Verb reg);  // get, test, list, tree
 void AddExport(Verb reg);
 void AddChangingVerbs(Verb reg);  // set, create, delete
 void AddImport(Verb reg);
+void AddInit(Verb reg);
 void AddRegistryDoctor(Verb reg);
 
 }  // namespace nerio::tool

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "tools/nerio/output.h"
+
 namespace nerio::tool {
 
 const std::uint32_t kDeletionRightsAbove = 0;
@@ -27,6 +29,11 @@ std::vector<RegistryPlace> RegistryPlaces() {
 MachineRoots ChosenMachineRoots() { return {MachineRoots::Place::System, "the system keeps its registry itself", {}}; }
 
 platform::Status CheckDisk(platform::KeyHandle) { return platform::kSuccess; }
+
+platform::Status ShareRegistry(const std::string&, SharedRegistry&) {
+  throw Failure(Exit::kRefused, "the system keeps its registry itself",
+                "give the rights on HKEY_LOCAL_MACHINE\\Software\\Nerio to the group in regedit");
+}
 
 std::vector<RegistryFinding> CheckRegistry() { return {}; }
 
