@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <span>
 
+#include "nerio/platform/whole_keys.h"
+
 namespace nerio::tool {
 namespace {
 
@@ -64,6 +66,11 @@ Status StoreValue(platform::RegistryApi& registry, platform::KeyHandle key, cons
 }
 
 Status ListValues(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<StoredValue>& values) {
+  if (auto* const whole = dynamic_cast<platform::WholeKeys*>(&registry)) {
+    return whole->ReadValues(key, [&values](const platform::WholeKeys::Value& value) {
+      values.push_back({AnsiText(std::string(value.name)), value.type, std::string(value.data)});
+    });
+  }
   for (std::uint32_t index = 0;; ++index) {
     StoredValue value;
     const Status status = registry.EnumValue(key, index, value.name, value.type, value.data);
@@ -74,6 +81,7 @@ Status ListValues(platform::RegistryApi& registry, platform::KeyHandle key, std:
 }
 
 Status ListKeys(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<AnsiText>& names) {
+  if (auto* const whole = dynamic_cast<platform::WholeKeys*>(&registry)) return whole->ReadSubkeys(key, names);
   for (std::uint32_t index = 0;; ++index) {
     AnsiText name;
     const Status status = registry.EnumKey(key, index, name);
@@ -101,7 +109,9 @@ void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::ui
     if (here.status == kSuccess) here.status = ListKeys(registry, opened.get(), names);
     const bool vanished = here.status == platform::kFileNotFound || here.status == platform::kKeyDeleted;
     if (vanished && next.depth > 0) {
-      if (!IsListed(registry, next.key)) continue;
+      // Where every listed name opens its key, one that is listed again was made again.
+      const bool opens = dynamic_cast<platform::WholeKeys*>(&registry) != nullptr;
+      if (opens || !IsListed(registry, next.key)) continue;
       here.status = kNameOutsideCodePage;
     }
     if (here.status == kSuccess) {

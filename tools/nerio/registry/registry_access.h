@@ -69,7 +69,8 @@ platform::Status ReadValue(platform::RegistryApi& registry, platform::KeyHandle 
 /// Stores a value. @return the registry's return code.
 platform::Status StoreValue(platform::RegistryApi& registry, platform::KeyHandle key, const StoredValue& value);
 
-/// Lists the values of an open key, in the registry's order.
+/// Lists the values of an open key, in the registry's order: out of one version of them where the registry offers that
+/// (`WholeKeys`), index by index otherwise.
 platform::Status ListValues(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<StoredValue>& values);
 
 /// Lists the names of the keys directly below an open key, in the registry's order.

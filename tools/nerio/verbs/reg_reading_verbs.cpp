@@ -112,6 +112,8 @@ Exit Tree(Session& session, const TreeOptions& options) {
     std::vector<StoredValue> values;
     Status status = here.status;
     if (status == kSuccess && options.values) status = ListValues(session.host.registry, here.handle, values);
+    // It vanished since it was opened: it is left out, as if that had been earlier.
+    if (status == platform::kKeyDeleted && here.depth > 0) return true;
     const std::string name =
         here.depth == 0
             ? Shown(session, here.key)

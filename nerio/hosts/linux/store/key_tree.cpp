@@ -121,13 +121,19 @@ Status ListFolders(const KeyFolder& key, int folder, std::vector<SubkeyList::Sub
   }
   std::sort(byName.begin(), byName.end(),
             [](const auto& left, const auto& right) { return AnsiNameOrder()(left.first, right.first); });
+  // A file system may list a folder twice that is removed and made again meanwhile.
+  const auto isSame = [](const auto& left, const auto& right) {
+    return left.second.folderName == right.second.folderName;
+  };
+  byName.erase(std::unique(byName.begin(), byName.end(), isSame), byName.end());
   subkeys.reserve(byName.size());
   for (auto& [foldedName, subkey] : byName) subkeys.push_back(std::move(subkey));
   return kSuccess;
 }
 
-// Reads the name of a subkey from inside its folder. @return empty where it cannot be read, or is not that folder's.
-std::string ReadName(const KeyFolder& key, int folder, const std::string& folderName) {
+// Reads the name of a subkey from inside its folder. @param[out] name untouched where it cannot be read, or is not that
+// folder's. @return 2 when the subkey is gone.
+Status ReadName(const KeyFolder& key, int folder, const std::string& folderName, std::string& name) {
   Descriptor file;
   ValuesFile values;
   Status status = OpenBelow(folder, folderName + '/' + kValuesFileName, O_RDONLY, file);
@@ -138,7 +144,13 @@ std::string ReadName(const KeyFolder& key, int folder, const std::string& folder
     status = ReadKey(subkey, Extent::Header, values);
   }
   const bool isKnown = status == kSuccess && FolderNameOfKey(values.header().spelling) == folderName;
-  return isKnown ? values.header().spelling : std::string();
+  if (isKnown) name = values.header().spelling;
+  return status;
+}
+
+// The name that counts where the one inside the folder does not.
+AnsiText NameByFolder(const std::string& folderName) {
+  return AnsiText(KeyNameOfFolder(folderName).value_or(folderName));
 }
 
 }  // namespace
@@ -278,7 +290,7 @@ AnsiText NameOfSubkey(SubkeyList& list, std::size_t index) {
   Descriptor folder;
   const Status status = OpenByPath(list.key.path(), O_PATH | O_DIRECTORY, folder);
   for (auto& [place, name] : read) {
-    if (status == kSuccess) name = ReadName(list.key, folder.get(), list.subkeys[place].folderName);
+    if (status == kSuccess) ReadName(list.key, folder.get(), list.subkeys[place].folderName, name);
   }
   const std::scoped_lock hold(MemoryMutex());
   for (auto& [place, name] : read) {
@@ -287,8 +299,20 @@ AnsiText NameOfSubkey(SubkeyList& list, std::size_t index) {
     if (!name.empty()) subkey.name = std::move(name);
   }
   const SubkeyList::Subkey& wanted = list.subkeys[index];
-  if (!wanted.name.empty()) return AnsiText(wanted.name);
-  return AnsiText(KeyNameOfFolder(wanted.folderName).value_or(wanted.folderName));
+  return wanted.name.empty() ? NameByFolder(wanted.folderName) : AnsiText(wanted.name);
+}
+
+Status NamesOfSubkeys(const SubkeyList& list, std::vector<AnsiText>& names) {
+  Descriptor folder;
+  const Status status = OpenByPath(list.key.path(), O_PATH | O_DIRECTORY, folder);
+  if (status != kSuccess) return status == kFileNotFound ? kKeyDeleted : status;
+  names.reserve(list.subkeys.size());
+  for (const SubkeyList::Subkey& subkey : list.subkeys) {
+    std::string name = subkey.name;
+    if (name.empty() && ReadName(list.key, folder.get(), subkey.folderName, name) == kFileNotFound) continue;
+    names.push_back(name.empty() ? NameByFolder(subkey.folderName) : AnsiText(std::move(name)));
+  }
+  return kSuccess;
 }
 
 }  // namespace nerio::platform

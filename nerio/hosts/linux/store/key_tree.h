@@ -75,4 +75,7 @@ Status ListSubkeys(const HandleTarget& base, std::shared_ptr<SubkeyList>& list);
 /// them at a time. Where one cannot be read, or the folder was renamed by hand since, the name of the folder counts.
 AnsiText NameOfSubkey(SubkeyList& list, std::size_t index);
 
+/// Gives the names of all subkeys of a list that are still there. @return 1018 when the key itself is not.
+Status NamesOfSubkeys(const SubkeyList& list, std::vector<AnsiText>& names);
+
 }  // namespace nerio::platform

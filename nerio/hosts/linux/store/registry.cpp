@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "nerio/hosts/linux/store/access_rights.h"
@@ -276,6 +277,30 @@ Status LinuxRegistry::EnumValue(KeyHandle key, std::uint32_t index, AnsiText& na
     return kSuccess;
   });
   return listing == kFileNotFound ? IfYetToBeMade(key, kNoMoreItems) : listing;
+}
+
+Status LinuxRegistry::ReadValues(KeyHandle key, const std::function<void(const Value&)>& take) {
+  const Status status = OnKey(key, kKeyQueryValue, nullptr, [&](const HandleTarget& opened) {
+    ValuesFile file;
+    const Status reading = ReadKey(opened, Extent::Whole, file);
+    if (reading != kSuccess) return reading;
+    for (const ValueRecord& value : file.Values()) take({value.name, value.type, value.data});
+    return kSuccess;
+  });
+  return status == kFileNotFound ? IfYetToBeMade(key, kSuccess) : status;
+}
+
+Status LinuxRegistry::ReadSubkeys(KeyHandle key, std::vector<AnsiText>& names) {
+  std::vector<AnsiText> read;
+  const Status status = OnKey(key, kKeyEnumerateSubKeys, nullptr, [&](const HandleTarget& opened) {
+    std::shared_ptr<SubkeyList> subkeys;
+    const Status listing = ListSubkeys(opened, subkeys);
+    return listing == kSuccess ? NamesOfSubkeys(*subkeys, read) : listing;
+  });
+  if (status != kSuccess && status != kFileNotFound) return status;
+  const Status answer = status == kFileNotFound ? IfYetToBeMade(key, kSuccess) : status;
+  if (answer == kSuccess) names = std::move(read);
+  return answer;
 }
 
 }  // namespace nerio::platform

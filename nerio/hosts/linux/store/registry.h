@@ -2,14 +2,17 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "nerio/hosts/linux/store/handle_table.h"
 #include "nerio/hosts/linux/store/key_cache.h"
 #include "nerio/hosts/linux/store/registry_roots.h"
 #include "nerio/platform/registry_api.h"
+#include "nerio/platform/whole_keys.h"
 
 namespace nerio::platform {
 
@@ -24,7 +27,7 @@ namespace nerio::platform {
 /// Beside the return codes of the interface, calls answer 8 when memory or descriptors run out, 112 when the disk is
 /// full, 170 when a change has waited 30 s for other writers, 1015 when what is stored is damaged or something else is in
 /// its place (nothing is changed then), and 1016 when the system fails in another way. Any thread may make any call.
-class LinuxRegistry final : public RegistryApi {
+class LinuxRegistry final : public RegistryApi, public WholeKeys {
  public:
   /// @param folder the folder of all roots, made by the first change, with mode 0700. Empty: that of the environment variable
   /// NERIO_REGISTRY; where that is not set, $XDG_DATA_HOME/nerio/registry or ~/.local/share/nerio/registry (0700), and for
@@ -57,6 +60,9 @@ class LinuxRegistry final : public RegistryApi {
   Status CloseKey(KeyHandle key) override;
   Status EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name) override;
   Status EnumValue(KeyHandle key, std::uint32_t index, AnsiText& name, std::uint32_t& type, std::string& data) override;
+
+  Status ReadValues(KeyHandle key, const std::function<void(const Value&)>& take) override;
+  Status ReadSubkeys(KeyHandle key, std::vector<AnsiText>& names) override;
 
  private:
   Status Find(KeyHandle handle, HandleTarget& key);

@@ -26,7 +26,6 @@ namespace {
 namespace fs = std::filesystem;
 using testing::Calls;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using testing::TakeCount;
 
 // Longer than the time for which a change keeps a listing from being remembered.
@@ -254,6 +253,68 @@ TEST_F(RegistryListing, PredefinedRoot_IsRememberedUntilItIsClosed) {
   EXPECT_EQ(stored_.registry().CloseKey(kHkeyLocalMachine), kSuccess);
   EXPECT_EQ(list(), 51u);
   EXPECT_GT(TakeCount().calls, 50u);
+}
+
+// All at once, and index by index: the same values and names in the same order.
+TEST_F(RegistryListing, KeyAsAWhole_IsWhatTheIndexesTell) {
+  SetValues(30);
+  CreateKeys(30);
+  const Calls other(other_);
+  ASSERT_EQ(other.Set("k"_ansi, ""_ansi, "unnamed"), kSuccess);
+  ASSERT_EQ(other.Set("k"_ansi, "v10007"_ansi, "again"), kSuccess);
+  ASSERT_EQ(other.DeleteValue("k"_ansi, "V10008"_ansi), kSuccess);
+  ASSERT_EQ(other.Create("k\\"_ansi + AnsiText(std::string(250, '\xC8'))), kSuccess);
+  testing::WriteFile(stored_.Key("k") / "note", "x");
+  std::vector<std::string> values;
+  TakeCount();
+  ASSERT_EQ(stored_.registry().ReadValues(key_,
+                                          [&](const WholeKeys::Value& value) {
+                                            values.push_back(std::string(value.name) + "=" + std::string(value.data));
+                                          }),
+            kSuccess);
+  EXPECT_LE(TakeCount().calls, 4u);
+  EXPECT_EQ(values.size(), 30u);
+  EXPECT_EQ(values, Values());
+  std::vector<AnsiText> names;
+  ASSERT_EQ(stored_.registry().ReadSubkeys(key_, names), kSuccess);
+  std::vector<std::string> bytes;
+  for (const AnsiText& name : names) bytes.push_back(name.bytes());
+  EXPECT_EQ(bytes.size(), 31u);
+  EXPECT_EQ(bytes, Subkeys());
+}
+
+TEST_F(RegistryListing, KeyAsAWhole_AnswersAsTheIndexesDo) {
+  LinuxRegistry& registry = stored_.registry();
+  std::vector<AnsiText> names{"junk"_ansi};
+  const auto both = [&](KeyHandle key) {
+    const Status values = registry.ReadValues(key, [](const WholeKeys::Value&) { ADD_FAILURE() << "there is none"; });
+    return testing::InOrder({values, registry.ReadSubkeys(key, names), std::to_string(names.size())});
+  };
+  EXPECT_EQ(both(4711), "6 6 1");
+  EXPECT_EQ(both(kHkeyUsers), "0 0 0") << "a root that is yet to be made is empty";
+  names = {"junk"_ansi};
+  KeyHandle writing = 0;
+  ASSERT_EQ(registry.OpenKey(kHkeyLocalMachine, "k"_ansi, 0, kKeySetValue, writing), kSuccess);
+  EXPECT_EQ(both(writing), "5 5 1");
+  ASSERT_EQ(Calls(other_).Delete("k"_ansi), kSuccess);
+  EXPECT_EQ(both(key_), "1018 1018 1");
+  EXPECT_EQ(registry.CloseKey(writing), kSuccess);
+}
+
+// A key that is deleted right after the folder was read is not among the names.
+TEST_F(RegistryListing, KeyThatVanishesMeanwhile_IsLeftOutOfTheWhole) {
+  CreateKeys(3);
+  int reads = 0;
+  testing::BeforeEach(testing::Moment::Read, [&] {
+    // The first one is of the key itself, once its folder is listed.
+    if (++reads > 1) return;
+    ASSERT_EQ(Calls(other_).Delete("k\\Key10001"_ansi), kSuccess);
+  });
+  std::vector<AnsiText> names;
+  const Status status = stored_.registry().ReadSubkeys(key_, names);
+  testing::BeforeEach(testing::Moment::Read, nullptr);
+  EXPECT_EQ(status, kSuccess);
+  EXPECT_THAT(names, ElementsAre("Key10000"_ansi, "Key10002"_ansi));
 }
 
 TEST_F(RegistryListing, CallThatFails_LeavesNothingWrongBehind) {
