@@ -43,8 +43,9 @@ while IFS= read -r line; do
   elif $inside && [[ $line == '$ '* ]]; then
     finish
     command=${line#'$ '} at=$number
-  elif $inside && [[ $line == '> '* ]] && [ -z "$wanted" ]; then
-    command+=$'\n'${line#'> '} # the command goes on
+  elif $inside && [[ $line == '>'* ]] && [ -z "$wanted" ]; then
+    line=${line#>}
+    command+=$'\n'${line# } # the command goes on
   elif $inside; then
     wanted+=$line$'\n'
   fi

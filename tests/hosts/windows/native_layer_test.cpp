@@ -11,6 +11,7 @@
 #include "nerio/hosts/windows/automation/wide.h"
 #include "nerio/hosts/windows/code_page.h"
 #include "nerio/hosts/windows/registry.h"
+#include "nerio/registry/branch_names.h"
 #include "nerio/registry/cregistry.h"
 #include "nerio/types/utf8.h"
 #include "tests/hosts/windows/scratch_key.h"
@@ -137,6 +138,24 @@ TEST_F(NativeLayerOnWindows, ScriviRegistroEx_KeyThatDeniesWriting_AnswersAsItsP
     EXPECT_EQ(error.source(), u"ScriviRegistro");
     EXPECT_EQ(error.description(), u"Errore durante la creazione del ramo " + sRamoLavoro);
   }
+}
+
+// A key that was opened on another machine is a root; here the machine is this one.
+TEST(RemoteRegistryOnWindows, HandleOfAnotherMachine_IsARootToReadAndToList) {
+  const ScratchKey scratch;
+  testing::StoreValue(platform::ThisHost().registry, kHkeyLocalMachine, scratch.Path("Posta"_ansi), "Server"_ansi, 1,
+                      "a");
+  HKEY remote = nullptr;
+  ASSERT_EQ(::RegConnectRegistryA(nullptr, HKEY_LOCAL_MACHINE, &remote), ERROR_SUCCESS);
+  auto root = static_cast<platform::KeyHandle>(reinterpret_cast<std::uintptr_t>(remote));
+  const Text branch = FromUtf8(scratch.Path("Posta"_ansi).bytes());
+  CRegistry registry;
+  Text sRamo = branch;
+  EXPECT_EQ(registry.LeggiRegistroEx(u"Server", root, sRamo, u"-"), u"a");
+  std::vector<Text> names;
+  for (const Text& name : ValueNames(branch, root)) names.push_back(name);
+  EXPECT_EQ(names, std::vector<Text>{u"Server"});
+  ::RegCloseKey(remote);
 }
 
 }  // namespace
