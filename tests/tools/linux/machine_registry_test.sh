@@ -23,9 +23,10 @@ export LD_LIBRARY_PATH=$folder/bin LANG=C.UTF-8
 cd "$folder" || exit 1
 checks=0 failures=0
 
-# Is WHAT WANTED GIVEN: WANTED is a pattern.
+# Is WHAT WANTED GIVEN [literal]: WANTED is a pattern, unless it is called literal.
 Is() {
   checks=$((checks + 1))
+  [[ -n ${4:-} && $3 == "$2" ]] && return
   # shellcheck disable=SC2053
   [[ $3 == $2 ]] && return
   failures=$((failures + 1))
@@ -182,6 +183,18 @@ mount -o remount,ro /var/lib
 Is 'doctor, a read-only disk' "the machine's roots are the machine's, because you have the rights on $machine
 CRegistry can read HKEY_LOCAL_MACHINE\\\\Software\\\\Nerio and not change it: the disk cannot be written to (19)
 *" "$(Place $stranger)"
+printf 'REGEDIT4\n[HKEY_LOCAL_MACHINE\\Software\\Nerio\\Nuova]\n' >new.reg
+printf 'REGEDIT4\n[HKEY_LOCAL_MACHINE\\Software\\Nerio\\App]\n"a"="b"\n' >value.reg
+printf 'REGEDIT4\n[-HKEY_LOCAL_MACHINE\\Software\\Nerio\\App]\n' >gone.reg
+chmod 644 ./*.reg
+for user in root $anna; do
+  for file in new value gone; do
+    imported=$(Tool "$user" reg import $file.reg)
+    Is "$user imports $file.reg on a read-only disk" '*the disk cannot be written to (19)*findmnt*' "$imported"
+    tried=$(Tool "$user" reg import $file.reg --dry-run)
+    Is "$user tries to" "${imported/; nothing was imported/}" "$tried" literal
+  done
+done
 Is 'init, a read-only disk' '*the disk cannot be written to (19)*' "$(Tool root reg init --group games)"
 
 echo "$checks checks, $failures failed"

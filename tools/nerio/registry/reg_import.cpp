@@ -63,7 +63,7 @@ class Importer {
       for (auto key = change.keys.rbegin(); key != change.keys.rend(); ++key) {
         if (change.kind == Change::kCreateKey) {
           const Status status = registry_.DeleteKey(key->key.root, key->key.path);
-          check(status == kFileNotFound ? kSuccess : status, "the new key " + ShownKey(key->key, codePage_));
+          check(IsMissing(key->key, status) ? kSuccess : status, "the new key " + ShownKey(key->key, codePage_));
         } else {
           check(Restore(*key), "the deleted key " + ShownKey(key->key, codePage_));
         }
@@ -74,6 +74,13 @@ class Importer {
             ShownValue(change.key, name, codePage_));
     }
     return left;
+  }
+
+  // A deletion may be refused before it looks for the key, by a read-only disk for instance.
+  bool IsMissing(const RegistryKey& key, Status deletion) {
+    KeyGuard opened;
+    return deletion == kFileNotFound ||
+           (deletion != kSuccess && OpenKey(registry_, key, platform::kKeyQueryValue, opened) == kFileNotFound);
   }
 
   static bool IsOfKeys(const Change& change) {

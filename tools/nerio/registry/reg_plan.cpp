@@ -230,14 +230,23 @@ class Rights {
     if (!granted_.insert({identity, access}).second) return;
     KeyGuard opened;
     Status status = OpenKey(registry_, key, access, opened);
+    if (status == kSuccess) status = Disk(key.root);
     if (status == kFileNotFound) status = key.path.empty() ? CheckRootCreation(key.root) : kSuccess;
     if (status != kSuccess) throw RefusedCall{status, "cannot " + doing, false, change.line};
+  }
+
+  // A disk that cannot be written to takes no right away, and refuses the change all the same.
+  Status Disk(platform::KeyHandle root) {
+    const auto [known, isNew] = disks_.try_emplace(root, kSuccess);
+    if (isNew) known->second = CheckDisk(root);
+    return known->second;
   }
 
   RegistryApi& registry_;
   platform::CodePage& codePage_;
   std::vector<Identity> deleted_;
   std::set<std::pair<Identity, std::uint32_t>> granted_;
+  std::map<platform::KeyHandle, Status> disks_;
 };
 
 }  // namespace

@@ -60,8 +60,8 @@ struct RefusedCall {
 ImportPlan PlanImport(const std::vector<RegSection>& sections, platform::RegistryApi& registry,
                       platform::CodePage& codePage);
 
-/// Finds out whether the user may make the changes of a plan, by asking for each right that they will need. Another
-/// user's changes between this and the import may still have it refused.
+/// Finds out whether the user may make the changes of a plan, by asking for each right that they will need, and for a
+/// disk that can be written to. Another user's changes between this and the import may still have it refused.
 /// @throws RefusedCall for the first change that would be refused, as the import itself would have it.
 void CheckRights(const ImportPlan& plan, platform::RegistryApi& registry, platform::CodePage& codePage);
 
