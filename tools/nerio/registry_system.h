@@ -60,6 +60,10 @@ struct RegistryView {
   friend bool operator==(const RegistryView&, const RegistryView&) = default;
 };
 
+/// What to do about a disk that cannot be written to, and about a key that another program keeps locked.
+extern const char* const kReadOnlyDiskAdvice;
+extern const char* const kBusyAdvice;
+
 /// The rights that the deletion of a key asks for on the key above it; 0 where that key is not asked.
 extern const std::uint32_t kDeletionRightsAbove;
 

@@ -99,6 +99,9 @@ platform::Status CheckDisk(platform::KeyHandle root) {
   return platform::IsReadOnly(opened.get()) ? platform::kWriteProtect : platform::kSuccess;
 }
 
+const char* const kReadOnlyDiskAdvice = "it is mounted read-only, or has been since an error; findmnt shows it";
+const char* const kBusyAdvice = "try again; if that program hangs, lslocks shows which one holds the key's %lock";
+
 // A key is a folder, and a folder is removed from the one above.
 const std::uint32_t kDeletionRightsAbove = platform::kKeyCreateSubKey;
 

@@ -2,6 +2,7 @@
 
 #include "nerio/platform/registry_api.h"
 #include "tools/nerio/registry/registry_access.h"
+#include "tools/nerio/registry_system.h"
 
 namespace nerio::tool {
 namespace {
@@ -13,20 +14,19 @@ struct Meaning {
   const char* advice;
 };
 
-constexpr Meaning kMeanings[] = {
+const Meaning kMeanings[] = {
     {platform::kFileNotFound, Exit::kNotFound, "it is not there", ""},
     {platform::kAccessDenied, Exit::kAccessDenied, "access is denied",
      "ask the key's owner for the rights, or run this as a user who has them"},
     {platform::kInvalidParameter, Exit::kBadInput, "the registry does not accept this name", ""},
     {platform::kBadPathname, Exit::kBadInput, "the registry does not accept this path", ""},
     {platform::kBusy, Exit::kFailed, "another program is changing it and has not finished within half a minute",
-     "try again; if that program hangs, lslocks shows which one holds the key's %lock"},
+     kBusyAdvice},
     {platform::kMoreData, Exit::kBadInput, "the path is longer than the system accepts",
      "some systems accept at most 260 characters below the root key"},
     {kNameOutsideCodePage, Exit::kFailed, "its name has characters outside the code page",
      "rename the key with the system's own editor, or handle the other keys one by one"},
-    {platform::kWriteProtect, Exit::kFailed, "the disk cannot be written to",
-     "it is mounted read-only, or has been since an error; findmnt shows it"},
+    {platform::kWriteProtect, Exit::kFailed, "the disk cannot be written to", kReadOnlyDiskAdvice},
     {platform::kDiskFull, Exit::kFailed, "the disk is full", "free some space and try again"},
     {platform::kNotEnoughMemory, Exit::kFailed, "there is not enough memory", ""},
     {platform::kRegistryCorrupt, Exit::kFailed, "what the registry stores there is damaged",

@@ -6,6 +6,9 @@
 
 namespace nerio::tool {
 
+const char* const kReadOnlyDiskAdvice = "take the write protection off the drive that Windows is on";
+const char* const kBusyAdvice = "try again when that program is done";
+
 const std::uint32_t kDeletionRightsAbove = 0;
 
 // The system's own roots are always there.
