@@ -46,20 +46,43 @@ std::string UserFolder() {
   return data + "/nerio/registry";
 }
 
-// Gives a folder that was just made its mode, and makes its entry durable. The owner of the folder above may put a link
-// in its place meanwhile: it is not followed.
-Status SettleFolder(int above, const char* name, unsigned mode) {
+// Gives a folder that was just made its mode. The owner of the folder above may put a link in its place meanwhile: it is
+// not followed.
+Status GiveMode(int above, const char* name, unsigned mode) {
   Descriptor folder;
   Status status = OpenInside(above, name, O_RDONLY | O_DIRECTORY, folder);
   // The umask may take away what the owner needs.
   if (status == kAccessDenied && ::fchmodat(above, name, 0700, AT_SYMLINK_NOFOLLOW) == 0) {
     status = OpenInside(above, name, O_RDONLY | O_DIRECTORY, folder);
   }
-  if (status == kSuccess) status = StatusOf([&] { return ::fchmod(folder.get(), mode); });
-  // A folder that this user may write and search, but not read, cannot be synced.
-  Descriptor readable;
-  const bool isReadable = OpenInside(above, ".", O_RDONLY | O_DIRECTORY, readable) == kSuccess;
-  return status == kSuccess && isReadable ? SyncFolder(readable.get()) : status;
+  return status == kSuccess ? StatusOf([&] { return ::fchmod(folder.get(), mode); }) : status;
+}
+
+// Makes a folder's entry in the one above durable, and theirs in those above them, whoever made them: it may have been a
+// process that was killed before it synced them, and what is acknowledged below would be lost with them. A folder on
+// another file system is a mount's, and none that was made here.
+Status SyncFoldersAbove(int start) {
+  Descriptor folder;
+  Status status = OpenInside(start, ".", O_RDONLY | O_DIRECTORY, folder);
+  while (status == kSuccess) {
+    Descriptor above;
+    struct stat inner {};
+    struct stat outer {};
+    status = OpenInside(folder.get(), "..", O_PATH | O_DIRECTORY, above);
+    if (status != kSuccess) return status;
+    if (::fstat(folder.get(), &inner) != 0 || ::fstat(above.get(), &outer) != 0) return RegistryStatus(errno);
+    if (inner.st_dev != outer.st_dev || inner.st_ino == outer.st_ino) return kSuccess;
+    Descriptor readable;
+    status = OpenInside(above.get(), ".", O_RDONLY | O_DIRECTORY, readable);
+    // Above a folder that this user may only search, none was made by this user's processes.
+    if (status == kAccessDenied) {
+      const bool mayMake = ::faccessat(above.get(), ".", W_OK | X_OK, AT_EACCESS) == 0;
+      return mayMake ? StatusOf([&] { return ::syncfs(folder.get()); }) : kSuccess;
+    }
+    if (status == kSuccess) status = SyncFolder(readable.get());
+    folder = std::move(readable);
+  }
+  return status;
 }
 
 // Makes a folder and those above it that are missing. What is there already may be a link.
@@ -70,8 +93,8 @@ Status MakeFolders(const std::string& folder, unsigned mode) {
     end = std::min(folder.find('/', begin), folder.size());
     const std::string name = folder.substr(begin, end - begin);
     if (name.empty()) continue;
-    if (Uninterrupted([&] { return ::mkdirat(above.get(), name.c_str(), 0700); }) == 0) {
-      const Status status = SettleFolder(above.get(), name.c_str(), mode);
+    if (Uninterrupted([&] { return ::mkdirat(above.get(), name.c_str(), mode); }) == 0) {
+      const Status status = GiveMode(above.get(), name.c_str(), mode);
       if (status != kSuccess) return status;
     } else if (errno != EEXIST) {
       const Status status = RegistryStatus(errno);
@@ -105,6 +128,8 @@ Status MakeRoot(const std::string& parent, const char* name, bool isMachines, co
   struct stat entry {};
   if (status != kSuccess || ::fstatat(locked.folder.get(), name, &entry, 0) == 0) return status;
   if (::fstat(locked.folder.get(), &entry) != 0) return RegistryStatus(errno);
+  status = SyncFoldersAbove(locked.folder.get());
+  if (status != kSuccess) return status;
   KeyId id;
   return MakeSubkey(locked, name, name, isMachines ? entry.st_mode & (S_ISGID | 0777) : kPrivateMode, deadline, id);
 }

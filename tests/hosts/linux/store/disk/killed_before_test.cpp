@@ -35,9 +35,9 @@ std::string LossByACut(const Disk& disk, const std::vector<DiskEvent>& events, c
     for (const bool sectors : {false, true}) {
       disk.LayOut(
           events, events.size(), kept, [sectors] { return sectors; }, target);
-      LinuxRegistry registry(target);
+      LinuxRegistry registry(target / one.place);
       std::string loss = one.missing(Calls(registry));
-      for (const RegistryFinding& finding : CheckRegistry({target})) {
+      for (const RegistryFinding& finding : CheckRegistry({target / one.place})) {
         if (finding.kind == RegistryFinding::Kind::Damage) loss += finding.place + ": " + finding.what;
       }
       if (!loss.empty()) return loss;
@@ -60,11 +60,11 @@ Outcome KillInTurn(const KilledCase& one) {
   const testing::TemporaryFolder place(testing::MemoryFolder());
   for (testing::KillMoments moments(one); moments.More(); moments.Next()) {
     const testing::TemporaryFolder folder(testing::MemoryFolder());
-    EXPECT_EQ(testing::Do(one.before, folder.path()), kSuccess);
+    EXPECT_EQ(testing::Do(one.before, folder.path() / one.place), kSuccess);
     const Disk disk(folder.path());
     testing::RecordDisk();
     moments.Kill(folder.path());
-    EXPECT_EQ(testing::Do(one.acknowledged, folder.path()), kSuccess);
+    EXPECT_EQ(testing::Do(one.acknowledged, folder.path() / one.place), kSuccess);
     const std::vector<DiskEvent> events = testing::EndRecording();
     ++outcome.combinations;
     const std::string loss = LossByACut(disk, events, one, place.path() / "registry");

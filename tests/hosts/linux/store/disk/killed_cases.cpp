@@ -88,6 +88,7 @@ std::vector<KilledCase> KilledCases() {
        CreatesAndSets(kAbc),
        LacksValue(kAbc, v, "written")},
       {"the roots", nullptr, {Creates(kA)}, CreatesAndSets(kA), written},
+      {"the folders of the roots", nullptr, {Creates(kA)}, CreatesAndSets(kA), written, false, "x/y"},
       {"replaced file, value written", withA, {replaced}, overwritten, written, true},
       {"replaced file, two kills", withA, {replaced, replacedAgain}, overwritten, written, true},
       {"replaced file, value deleted",
@@ -110,7 +111,7 @@ void KillMoments::Kill(const std::filesystem::path& folder) {
   wasKilled_.clear();
   for (std::size_t i = 0; i < killed_.size(); ++i) {
     DieAfter(moments_[i], counted_);
-    Do(killed_[i], folder);
+    Do(killed_[i], folder / place_);
     wasKilled_.push_back(EndFaults());
   }
 }

@@ -27,6 +27,8 @@ struct KilledCase {
   std::function<std::string(const Calls&)> missing;
   /// It is tried on real file systems too, where each combination of moments takes its time.
   bool onFileSystems = false;
+  /// Where the registry is in the folder that is there at first.
+  const char* place = "";
 };
 
 /// Returns all of them.
@@ -40,7 +42,7 @@ class KillMoments {
  public:
   /// @param counted after which events; after any, when there is none.
   explicit KillMoments(const KilledCase& one, std::optional<DiskEvent::Kind> counted = std::nullopt)
-      : killed_(one.killed), counted_(counted), moments_(killed_.size(), 1) {}
+      : killed_(one.killed), place_(one.place), counted_(counted), moments_(killed_.size(), 1) {}
 
   bool More() const { return more_; }
   /// Does the work of the processes, each up to its moment, while events are written down.
@@ -51,6 +53,7 @@ class KillMoments {
 
  private:
   std::vector<Work> killed_;
+  std::filesystem::path place_;
   std::optional<DiskEvent::Kind> counted_;
   std::vector<std::size_t> moments_;
   std::vector<bool> wasKilled_;
