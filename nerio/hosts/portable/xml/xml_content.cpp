@@ -56,9 +56,9 @@ const char16_t* StoreReference(const char16_t* place, const char16_t* end, char1
 
 }  // namespace
 
-void StoreContent(Value& value, TextView piece, Form form) {
+void StoreContent(Tree& tree, Value& value, TextView piece, Form form) {
   // No piece grows: the shortest reference to a pair of surrogates has eight units.
-  value.tree->SetValue(value, piece);
+  tree.SetValue(value, piece);
   const char16_t* place = piece.data();
   const char16_t* const end = place + piece.size();
   while (place != end && !Stops(*place, form)) ++place;
@@ -94,7 +94,7 @@ void StoreContent(Value& value, TextView piece, Form form) {
     }
   }
   value.count = static_cast<std::uint32_t>(out - value.units);
-  value.tree->Memory().ShortenTo(out);
+  tree.Memory().Shorten(value.units, piece.size() * sizeof(char16_t), value.count * sizeof(char16_t));
 }
 
 }  // namespace nerio::platform::xml

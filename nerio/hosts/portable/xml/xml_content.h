@@ -31,8 +31,8 @@ constexpr bool Stops(char16_t unit, Form form) noexcept {
   }
 }
 
-/// Gives a value its text from a piece of the document. Throws a `Failure` where the piece is not well-formed, and
+/// Gives a value of `tree` its text from a piece of the document. Throws a `Failure` where the piece is not well-formed, and
 /// std::bad_alloc.
-void StoreContent(Value& value, TextView piece, Form form);
+void StoreContent(Tree& tree, Value& value, TextView piece, Form form);
 
 }  // namespace nerio::platform::xml

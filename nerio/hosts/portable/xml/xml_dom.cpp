@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <utility>
 
 #include "nerio/hosts/portable/base64/base64_codec.h"
@@ -20,48 +19,52 @@ namespace {
 
 using xml::BytesText;
 using xml::Element;
+using xml::HeldNode;
 using xml::Kind;
 using xml::NamedValue;
 using xml::Node;
 using xml::Parent;
 using xml::Tree;
+using xml::TreeOf;
 using xml::TypedAs;
 using xml::TypeOf;
 using xml::UpToNul;
 using xml::Value;
 
-// A handle is the address of a node. The handle of an element's attribute map is the element's with this bit set, which
-// no node's address has.
+// A handle is the address of the entry of a node that is held. The handle of an element's attribute map is the
+// element's with this bit set, which no entry's address has.
 constexpr std::ptrdiff_t kMapBit = 1;
-static_assert(alignof(Node) > kMapBit);
+static_assert(alignof(HeldNode) > kMapBit);
 
 [[noreturn]] void Raise(std::int32_t number, TextView description) {
   throw Error(number, u"XmlDom", Text(description));
 }
 
-// Counts a handle to a node that is given out; null stays null.
-XmlObject* Give(Node* node, std::ptrdiff_t bit = 0) {
-  if (node == nullptr) return nullptr;
-  node->tree->AddHandle();
-  return reinterpret_cast<XmlObject*>(reinterpret_cast<char*>(node) + bit);
+XmlObject* HandleOf(HeldNode* held, std::ptrdiff_t bit = 0) {
+  return reinterpret_cast<XmlObject*>(reinterpret_cast<char*>(held) + bit);
 }
 
-bool IsMap(XmlObject* handle) { return reinterpret_cast<std::uintptr_t>(handle) % alignof(Node) == kMapBit; }
+// Counts a handle to a node that is given out; null stays null.
+XmlObject* Give(Node* node, std::ptrdiff_t bit = 0) {
+  return node != nullptr ? HandleOf(Tree::Hold(*node), bit) : nullptr;
+}
 
-Node* NodeBehind(XmlObject* handle) {
-  return reinterpret_cast<Node*>(reinterpret_cast<char*>(handle) - (IsMap(handle) ? kMapBit : 0));
+bool IsMap(XmlObject* handle) { return reinterpret_cast<std::uintptr_t>(handle) % alignof(HeldNode) == kMapBit; }
+
+HeldNode& HeldBehind(XmlObject* handle) {
+  return *reinterpret_cast<HeldNode*>(reinterpret_cast<char*>(handle) - (IsMap(handle) ? kMapBit : 0));
 }
 
 Node& TakeNode(XmlObject* handle) {
   if (handle == nullptr) RaiseObjectNotSet();
   if (IsMap(handle)) Raise(kErrDomArgument, u"an attribute map is not a node");
-  return *NodeBehind(handle);
+  return *HeldBehind(handle).node;
 }
 
 Element& TakeMap(XmlObject* handle) {
   if (handle == nullptr) RaiseObjectNotSet();
   if (!IsMap(handle)) Raise(kErrDomArgument, u"a node is not an attribute map");
-  auto& element = static_cast<Element&>(*NodeBehind(handle));
+  auto& element = static_cast<Element&>(*HeldBehind(handle).node);
   xml::ShowDataType(element);
   return element;
 }
@@ -69,7 +72,7 @@ Element& TakeMap(XmlObject* handle) {
 Tree& TakeDocument(XmlObject* handle) {
   Node& node = TakeNode(handle);
   if (node.kind != Kind::kDocument) Raise(kErrDomArgument, u"the node is not a document");
-  return *node.tree;
+  return TreeOf(node);
 }
 
 // Returns the text of an element that is kept as bytes, or null.
@@ -79,8 +82,8 @@ const BytesText* BytesTextOf(Node& node) {
 }
 
 // Returns the name of a new node, as the tree keeps it. A name that the tree has already was found right before.
-const xml::Name* TakeName(Tree& tree, TextView name) {
-  const xml::Name* const taken = tree.Names().Intern(UpToNul(name), xml::IsName);
+xml::Name* TakeName(Tree& tree, TextView name) {
+  xml::Name* const taken = tree.Names().Intern(UpToNul(name), xml::IsName);
   if (taken == nullptr) Raise(kErrDomFailure, u"the name is not one of XML 1.0");
   return taken;
 }
@@ -100,12 +103,14 @@ bool Holds(const Node& node, const Node* other) {
 // Keeps a text that is plain Base64 as the bytes that it stands for: less than half the memory, and the typed value is
 // there already. Returns whether it is.
 bool PutPlainBase64(Element& element, TextView text) {
-  xml::Arena& memory = element.tree->Memory();
-  std::uint8_t* const bytes = memory.MakeBytes(text.size() / 4 * 3);
+  Tree& tree = TreeOf(element);
+  const std::size_t most = text.size() / 4 * 3;
+  std::uint8_t* const bytes = tree.Memory().MakeBytes(most);
   std::uint8_t* const end = ReadPlainBase64(text, bytes);
-  memory.ShortenTo(end != nullptr ? end : bytes);
+  const std::size_t count = end != nullptr ? static_cast<std::size_t>(end - bytes) : 0;
+  tree.Memory().Shorten(bytes, most, count);
   if (end == nullptr) return false;
-  element.tree->MakeOnlyBytesText(element, {bytes, end});
+  tree.KeepOnlyBytes(element, {bytes, count});
   return true;
 }
 
@@ -119,12 +124,12 @@ XmlObject* PortableXmlDom::CreateDocument() { return Give(&(new Tree)->Root()); 
 
 XmlObject* PortableXmlDom::CreateElement(XmlObject* document, TextView name) {
   Tree& tree = TakeDocument(document);
-  return Give(tree.MakeElement(TakeName(tree, name)));
+  return HandleOf(tree.HoldLoose(*tree.MakeElement(TakeName(tree, name))));
 }
 
 XmlObject* PortableXmlDom::CreateAttribute(XmlObject* document, TextView name) {
   Tree& tree = TakeDocument(document);
-  return Give(tree.MakeNamedValue(Kind::kAttribute, TakeName(tree, name)));
+  return HandleOf(tree.HoldLoose(*tree.MakeNamedValue(Kind::kAttribute, TakeName(tree, name))));
 }
 
 XmlObject* PortableXmlDom::Attributes(XmlObject* node) { return Give(xml::AsElement(&TakeNode(node)), kMapBit); }
@@ -137,12 +142,15 @@ XmlObject* PortableXmlDom::SetNamedItem(XmlObject* attributes, XmlObject* attrib
   Element& element = TakeMap(attributes);
   Node& item = TakeNode(attribute);
   if (item.kind != Kind::kAttribute) Raise(kErrDomFailure, u"the node is not an attribute");
-  if (item.tree != element.tree) Raise(kErrDomFailure, u"the attribute belongs to another document");
+  Tree& tree = TreeOf(element);
+  if (&TreeOf(item) != &tree) Raise(kErrDomFailure, u"the attribute belongs to another document");
   if (item.parent != nullptr && item.parent != &element) {
     Raise(kErrDomFailure, u"the attribute belongs to another element");
   }
-  element.tree->AddAttribute(element, static_cast<NamedValue&>(item));
-  return Give(&item);
+  tree.AddAttribute(element, static_cast<NamedValue&>(item));
+  XmlObject* const given = Give(&item);
+  tree.Tidy();
+  return given;
 }
 
 XmlObject* PortableXmlDom::AppendChild(XmlObject* parent, XmlObject* child) {
@@ -150,7 +158,7 @@ XmlObject* PortableXmlDom::AppendChild(XmlObject* parent, XmlObject* child) {
   Node& item = TakeNode(child);
   Parent* const list = xml::AsParent(&owner);
   if (list == nullptr) Raise(kErrDomFailure, u"the node can have no children");
-  Element* const element = xml::AsElement(&item);
+  Element* element = xml::AsElement(&item);
   if (element == nullptr) Raise(kErrDomFailure, u"only an element can be appended");
   // An element without children is above nothing, so that the way up is walked only where it matters.
   if (element == &owner || (element->children.first != nullptr && Holds(*element, &owner))) {
@@ -163,25 +171,32 @@ XmlObject* PortableXmlDom::AppendChild(XmlObject* parent, XmlObject* child) {
       }
     }
   }
-  Tree::Detach(item);
-  if (item.tree != owner.tree) owner.tree->Adopt(item);
-  Tree::Append(*list, item);
-  return Give(&item);
+  Tree& tree = TreeOf(owner);
+  if (&TreeOf(item) == &tree) {
+    tree.TakeOut(*element);
+  } else {
+    element = &tree.Adopt(*element);
+  }
+  Tree::Append(*list, *element);
+  return Give(element);
 }
 
 void PortableXmlDom::PutText(XmlObject* node, TextView text) {
   Node& target = TakeNode(node);
   if (target.kind == Kind::kDocument) Raise(kErrDomFailure, u"a document has no text of its own");
   Element* const element = xml::AsElement(&target);
-  if (element != nullptr && !text.empty() && TypeOf(target) == TypedAs::kBase64 && PutPlainBase64(*element, text))
-    return;
-  text = UpToNul(text);
-  if (element != nullptr && text.empty()) {
-    Tree::DetachChildren(*element);
-  } else {
-    Value& value = element != nullptr ? target.tree->MakeOnlyText(*element) : static_cast<Value&>(target);
-    target.tree->SetValue(value, text);
+  Tree& tree = TreeOf(target);
+  if (element == nullptr) {
+    tree.SetValue(static_cast<Value&>(target), UpToNul(text));
+  } else if (text.empty() || TypeOf(target) != TypedAs::kBase64 || !PutPlainBase64(*element, text)) {
+    text = UpToNul(text);
+    if (text.empty()) {
+      tree.DropChildren(*element);
+    } else {
+      tree.SetOnlyText(*element, text);
+    }
   }
+  tree.Tidy();
 }
 
 Text PortableXmlDom::GetText(XmlObject* node) {
@@ -199,6 +214,7 @@ void PortableXmlDom::PutDataType(XmlObject* node, TextView type) {
   if (!xml::SetDataType(*element, UpToNul(type))) Raise(kErrDomFailure, u"the data type is not known");
   // Where there are attributes, a caller may hold their map already.
   if (element->count != 0) xml::ShowDataType(*element);
+  TreeOf(*element).Tidy();
 }
 
 void PortableXmlDom::PutNodeTypedValue(XmlObject* node, std::span<const std::uint8_t> bytes) {
@@ -206,9 +222,9 @@ void PortableXmlDom::PutNodeTypedValue(XmlObject* node, std::span<const std::uin
   const TypedAs type = TypeOf(target);
   if (type == TypedAs::kOther) Raise(kErrDomNotImplemented, kNoTypedValue);
   if (type == TypedAs::kBase64 && !bytes.empty()) {
-    std::uint8_t* const kept = target.tree->Memory().MakeBytes(bytes.size());
-    std::memcpy(kept, bytes.data(), bytes.size());
-    target.tree->MakeOnlyBytesText(static_cast<Element&>(target), {kept, bytes.size()});
+    Tree& tree = TreeOf(target);
+    tree.SetOnlyBytes(static_cast<Element&>(target), bytes);
+    tree.Tidy();
     return;
   }
   PutText(node, TextOfBytes({bytes.begin(), bytes.end()}));
@@ -271,9 +287,9 @@ XmlObject* PortableXmlDom::SelectSingleNode(XmlObject* node, TextView query) {
 
 Text PortableXmlDom::GetXml(XmlObject* node) { return xml::Write(TakeNode(node)); }
 
-void PortableXmlDom::AddRef(XmlObject* object) noexcept { NodeBehind(object)->tree->AddHandle(); }
+void PortableXmlDom::AddRef(XmlObject* object) noexcept { ++HeldBehind(object).handles; }
 
-void PortableXmlDom::Release(XmlObject* object) noexcept { NodeBehind(object)->tree->RemoveHandle(); }
+void PortableXmlDom::Release(XmlObject* object) noexcept { Tree::LetGo(HeldBehind(object)); }
 
 XmlDom& OwnXmlDom() noexcept {
   static PortableXmlDom dom;

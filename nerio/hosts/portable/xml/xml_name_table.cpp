@@ -28,24 +28,25 @@ std::uint32_t NameTable::Hash(TextView spelling) noexcept {
   return static_cast<std::uint32_t>(hash);
 }
 
-const Name* NameTable::FindHashed(TextView spelling, std::uint32_t hash) const noexcept {
-  for (const Name* name = buckets_[hash & (bucketCount_ - 1)]; name != nullptr; name = name->next) {
+Name* NameTable::FindHashed(TextView spelling, std::uint32_t hash) const noexcept {
+  for (Name* name = buckets_[hash & (bucketCount_ - 1)]; name != nullptr; name = name->next) {
     if (name->Is(spelling, hash)) return name;
   }
   return nullptr;
 }
 
-const Name* NameTable::Add(TextView spelling, std::uint32_t hash) {
+Name* NameTable::Add(TextView spelling, std::uint32_t hash) {
   if (spelling.size() > std::numeric_limits<std::uint32_t>::max() / sizeof(char16_t) - sizeof(Name)) {
     throw std::bad_alloc();
   }
   if (nameCount_ >= bucketCount_) Grow();
   void* const place = arena_->Allocate(sizeof(Name) + spelling.size() * sizeof(char16_t), alignof(Name));
   Name*& bucket = buckets_[hash & (bucketCount_ - 1)];
-  auto* const name = ::new (place) Name{bucket, hash, static_cast<std::uint32_t>(spelling.size())};
+  auto* const name = ::new (place) Name{bucket, tree_, 0, hash, static_cast<std::uint32_t>(spelling.size())};
   spelling.copy(reinterpret_cast<char16_t*>(name + 1), spelling.size());
   bucket = name;
   ++nameCount_;
+  arena_->Waste(name->Size());
   return name;
 }
 
@@ -54,6 +55,13 @@ void NameTable::Clear() noexcept {
   buckets_ = firstBuckets_;
   bucketCount_ = kFirstBuckets;
   nameCount_ = 0;
+}
+
+void NameTable::TakeOver(const NameTable& other) noexcept {
+  std::copy(std::begin(other.firstBuckets_), std::end(other.firstBuckets_), firstBuckets_);
+  buckets_ = other.buckets_ == other.firstBuckets_ ? firstBuckets_ : other.buckets_;
+  bucketCount_ = other.bucketCount_;
+  nameCount_ = other.nameCount_;
 }
 
 void NameTable::Grow() {
@@ -68,6 +76,7 @@ void NameTable::Grow() {
       name = next;
     }
   }
+  if (buckets_ != firstBuckets_) arena_->Waste(bucketCount_ * sizeof(Name*));
   buckets_ = buckets;
   bucketCount_ = count;
 }

@@ -108,9 +108,10 @@ class Parser : public Cursor {
     const TextView piece(start, static_cast<std::size_t>(place_ - start));
     if (!keepsBlanks_ && AllBlank(piece)) return;
     Value* const text = tree_.MakeValue(Kind::kText);
-    StoreContent(*text, piece, Form::kText);
+    StoreContent(tree_, *text, piece, Form::kText);
     // References may have been to blanks.
-    if (keepsBlanks_ || !AllBlank(text->View())) Tree::Append(*current_, *text);
+    if (!keepsBlanks_ && AllBlank(text->View())) return tree_.Drop(*text);
+    Tree::Append(*current_, *text);
   }
 
   void ParseEndTag() {
@@ -138,7 +139,7 @@ class Parser : public Cursor {
     const TextView rest = TakeUpTo(u"?>", u"the instruction");
     if (!blanks && !rest.empty()) Fail(content, u"a blank is needed after the target of an instruction");
     NamedValue* const instruction = tree_.MakeNamedValue(Kind::kInstruction, tree_.Names().Intern(target));
-    StoreContent(*instruction, rest, Form::kVerbatim);
+    StoreContent(tree_, *instruction, rest, Form::kVerbatim);
     Tree::Append(*current_, *instruction);
   }
 
@@ -155,7 +156,7 @@ class Parser : public Cursor {
 
   void AppendValue(Kind kind, TextView content) {
     Value* const value = tree_.MakeValue(kind);
-    StoreContent(*value, content, Form::kVerbatim);
+    StoreContent(tree_, *value, content, Form::kVerbatim);
     Tree::Append(*current_, *value);
   }
 
@@ -195,7 +196,7 @@ class Parser : public Cursor {
     TakeEquals();
     const TextView content = TakeQuoted();
     NamedValue* const attribute = tree_.MakeNamedValue(Kind::kAttribute, tree_.Names().Intern(name.whole));
-    StoreContent(*attribute, content, Form::kAttribute);
+    StoreContent(tree_, *attribute, content, Form::kAttribute);
     const std::uint32_t before = element.count;
     tree_.AddAttribute(element, *attribute);
     if (element.count == before) {

@@ -26,7 +26,7 @@ Element* SelectPath(Node& start, TextView query) {
   Node* top = &start;
   if (query.starts_with(u'/')) {
     query.remove_prefix(1);
-    top = &start.tree->Root();
+    top = &TreeOf(start).Root();
   }
   const Parent* const parent = AsParent(top);
   if (parent == nullptr) return nullptr;

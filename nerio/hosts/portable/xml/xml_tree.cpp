@@ -1,17 +1,15 @@
 #include "nerio/hosts/portable/xml/xml_tree.h"
 
+#include <algorithm>
 #include <bit>
 #include <limits>
 #include <new>
-#include <utility>
 
 #include "nerio/hosts/portable/base64/base64_codec.h"
+#include "nerio/hosts/portable/xml/xml_copy.h"
 
 namespace nerio::platform::xml {
 namespace {
-
-// Up to here comparing each attribute is faster than a hash table.
-constexpr std::uint32_t kMostWithoutIndex = 16;
 
 bool HoldsText(const Node& node) {
   return node.kind == Kind::kText || node.kind == Kind::kBytesText || node.kind == Kind::kCData;
@@ -39,6 +37,19 @@ void Enter(const AttributeIndex& index, NamedValue& attribute) noexcept {
   *SlotOf(index, attribute.name->View(), attribute.name->hash) = &attribute;
 }
 
+std::size_t SizeOf(const AttributeIndex& index) {
+  return sizeof index + (std::size_t{index.mask} + 1) * sizeof(NamedValue*);
+}
+
+// Returns the node after `node` and all below it.
+Node* FollowingBeside(Node* node, const Node* top) noexcept {
+  while (node != top) {
+    if (node->next != nullptr) return node->next;
+    node = node->parent;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 void NodeList::Remove(Node& node) noexcept {
@@ -52,11 +63,7 @@ Node* Following(Node* node, const Node* top) noexcept {
   if (const Parent* const parent = AsParent(node)) {
     if (parent->children.first != nullptr) return parent->children.first;
   }
-  while (node != top) {
-    if (node->next != nullptr) return node->next;
-    node = node->parent;
-  }
-  return nullptr;
+  return FollowingBeside(node, top);
 }
 
 BytesText* OnlyBytesText(const Element& element) noexcept {
@@ -86,56 +93,132 @@ TextView TextOf(Node& node, Text& joined) {
   return joined;
 }
 
-Tree::Tree() noexcept { root_.tree = this; }
-
-void Tree::End() noexcept {
-  Tree* tree = &Leader();
-  while (tree != nullptr) delete std::exchange(tree, tree->nextJoined_);
+// A quarter of the slots is taken; when half of them are, it is time for the next index.
+void MakeIndex(Element& element, Arena& memory) {
+  const std::uint32_t size = std::bit_ceil(4 * element.count);
+  auto* const index = memory.Make<AttributeIndex>(size - 1, memory.MakeZeros<NamedValue*>(size));
+  for (Node* node = element.attributes.first; node != nullptr; node = node->next) {
+    Enter(*index, static_cast<NamedValue&>(*node));
+  }
+  if (element.index != nullptr) memory.Waste(SizeOf(*element.index));
+  element.index = index;
 }
 
-void Tree::Empty() noexcept {
-  DetachChildren(root_);
-  if (arena_.IsUnused()) return;
-  if (Leader().handles_ > 1 || leader_ != this || nextJoined_ != nullptr) return;
+Tree::Tree() noexcept { root_.tree = this; }
+
+void Tree::LastLetGo(HeldNode& held) noexcept {
+  Node& node = *held.node;
+  Tree& tree = *held.tree;
+  Tree& issuer = *held.issuer;
+  node.held = nullptr;
+  held.tree = &issuer;
+  issuer.handles_.GiveBack(held);
+  if (&issuer != &tree && --issuer.abroad_ == 0 && issuer.heldCount_ == 0) delete &issuer;
+  if (tree.heldCount_ == 0) return tree.End();
+  if (tree.handles_.IsIdleWith(tree.heldCount_)) tree.handles_.ReleaseUnused(tree.heldCount_);
+  if (!node.isLoose) return;
+  tree.RemoveLoose(node);
+  tree.Drop(node);
+  tree.Tidy();
+}
+
+void Tree::End() noexcept {
+  if (abroad_ == 0) {
+    delete this;
+    return;
+  }
+  root_.children = {};
   names_.Clear();
   arena_.Clear();
 }
 
-void Tree::Join(Tree& other) noexcept {
-  Tree& leader = Leader();
-  Tree& joined = other.Leader();
-  if (&leader == &joined) return;
-  joined.leader_ = &leader;
-  leader.handles_ += joined.handles_;
-  leader.lastJoined_->nextJoined_ = &joined;
-  leader.lastJoined_ = joined.lastJoined_;
+void Tree::Empty() noexcept {
+  if (heldCount_ > 1) {
+    DropChildren(root_);
+    Tidy();
+    return;
+  }
+  // The one node that is held is the document.
+  root_.children = {};
+  if (arena_.IsUnused()) return;
+  names_.Clear();
+  arena_.Clear();
+}
+
+void Tree::Compact() noexcept {
+  try {
+    Arena arena;
+    arena.LeaveFirstBytes();
+    NameTable names(arena, this);
+    const NodeList children = CopyNodes(root_.children, names, arena);
+    const NodeList loose = CopyNodes(loose_, names, arena);
+    // From here on nothing fails.
+    names_.TakeOver(names);
+    arena_.TakeOver(arena);
+    root_.children = children;
+    loose_ = loose;
+    for (const NodeList& list : {root_.children, loose_}) {
+      for (Node* top = list.first; top != nullptr; top = top->next) {
+        VisitAll(*top, [](Node& node) {
+          if (node.held != nullptr) node.held->node = &node;
+        });
+      }
+    }
+  } catch (const std::bad_alloc&) {
+    // There is no memory for it now. The next time is after as much waste again.
+    arena_.ForgetWaste();
+  }
 }
 
 void Tree::SetValue(Value& value, TextView text) {
   if (text.size() > value.count) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max() / sizeof(char16_t)) throw std::bad_alloc();
-    value.units = arena_.MakeUnits(text.size());
+    char16_t* const units = arena_.MakeUnits(text.size());
+    arena_.Waste(value.count * sizeof(char16_t));
+    value.units = units;
+  } else {
+    arena_.Waste((value.count - text.size()) * sizeof(char16_t));
   }
   value.count = static_cast<std::uint32_t>(text.size());
   text.copy(value.units, text.size());
 }
 
-Value& Tree::MakeOnlyText(Element& element) {
+void Tree::SetOnlyText(Element& element, TextView text) {
   Node* const only = element.children.first;
-  if (only != nullptr && only == element.children.last && only->kind == Kind::kText) return static_cast<Value&>(*only);
-  Value* const text = MakeValue(Kind::kText);
-  DetachChildren(element);
-  Append(element, *text);
-  return *text;
+  if (only != nullptr && only == element.children.last && only->kind == Kind::kText) {
+    return SetValue(static_cast<Value&>(*only), text);
+  }
+  Value* const value = MakeValue(Kind::kText);
+  SetValue(*value, text);
+  DropChildren(element);
+  Append(element, *value);
 }
 
-void Tree::MakeOnlyBytesText(Element& element, std::span<std::uint8_t> bytes) {
+void Tree::SetOnlyBytes(Element& element, std::span<const std::uint8_t> bytes) {
+  BytesText* const only = OnlyBytesText(element);
+  if (only != nullptr && bytes.size() <= only->count) {
+    arena_.Waste(only->count - bytes.size());
+    std::copy(bytes.begin(), bytes.end(), only->bytes);
+    only->count = static_cast<std::uint32_t>(bytes.size());
+    return;
+  }
+  std::uint8_t* const kept = arena_.MakeBytes(bytes.size());
+  std::copy(bytes.begin(), bytes.end(), kept);
+  KeepOnlyBytes(element, {kept, bytes.size()});
+}
+
+void Tree::KeepOnlyBytes(Element& element, std::span<std::uint8_t> bytes) {
   if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
-  auto* const text = MakeNode<BytesText>(Kind::kBytesText);
+  BytesText* text = OnlyBytesText(element);
+  if (text != nullptr) {
+    arena_.Waste(text->count);
+  } else {
+    text = MakeNode<BytesText>(Kind::kBytesText);
+    DropChildren(element);
+    Append(element, *text);
+  }
   text->bytes = bytes.data();
   text->count = static_cast<std::uint32_t>(bytes.size());
-  DetachChildren(element);
-  Append(element, *text);
 }
 
 NamedValue* Tree::FindInIndex(const Element& element, TextView name) noexcept {
@@ -143,12 +226,16 @@ NamedValue* Tree::FindInIndex(const Element& element, TextView name) noexcept {
 }
 
 void Tree::AddAttribute(Element& element, NamedValue& attribute) {
-  if (NamedValue* const before = FindAttribute(element, attribute.name->View())) {
+  NamedValue* const before = FindAttribute(element, attribute.name->View());
+  if (before == nullptr && element.count >= (element.index == nullptr ? kMostWithoutIndex : element.index->mask / 2)) {
+    MakeIndex(element, arena_);
+  }
+  if (attribute.isLoose) RemoveLoose(attribute);
+  if (before != nullptr) {
     element.attributes.Remove(*before);
     before->parent = nullptr;
     --element.count;
-  } else if (element.count >= (element.index == nullptr ? kMostWithoutIndex : element.index->mask / 2)) {
-    MakeIndex(element);
+    if (before != &attribute) Drop(*before);
   }
   attribute.parent = &element;
   element.attributes.Append(attribute);
@@ -156,41 +243,95 @@ void Tree::AddAttribute(Element& element, NamedValue& attribute) {
   if (element.index != nullptr) Enter(*element.index, attribute);
 }
 
-// A quarter of the slots is taken; when half of them are, it is time for the next index.
-void Tree::MakeIndex(Element& element) {
-  const std::uint32_t size = std::bit_ceil(4 * element.count);
-  auto* const index = arena_.Make<AttributeIndex>(size - 1, arena_.MakeZeros<NamedValue*>(size));
-  for (Node* node = element.attributes.first; node != nullptr; node = node->next) {
-    Enter(*index, static_cast<NamedValue&>(*node));
+void Tree::TakeOut(Element& element) noexcept {
+  if (element.isLoose) {
+    RemoveLoose(element);
+  } else {
+    static_cast<Parent*>(element.parent)->children.Remove(element);
   }
-  element.index = index;
 }
 
-void Tree::Detach(Node& child) noexcept {
-  if (child.parent == nullptr) return;
-  static_cast<Parent*>(child.parent)->children.Remove(child);
-  child.parent = nullptr;
+void Tree::CountAsWaste(Node& node) noexcept {
+  switch (node.kind) {
+    case Kind::kElement: {
+      auto& element = static_cast<Element&>(node);
+      names_.Leave(*element.name);
+      arena_.Waste(sizeof(Element) + (element.index != nullptr ? SizeOf(*element.index) : 0));
+      break;
+    }
+    case Kind::kAttribute:
+    case Kind::kInstruction:
+      names_.Leave(*static_cast<NamedValue&>(node).name);
+      arena_.Waste(sizeof(NamedValue) + node.count * sizeof(char16_t));
+      break;
+    case Kind::kBytesText:
+      arena_.Waste(sizeof(BytesText) + node.count);
+      break;
+    default:
+      arena_.Waste(sizeof(Value) + node.count * sizeof(char16_t));
+      break;
+  }
 }
 
-void Tree::DetachChildren(Parent& parent) noexcept {
+void Tree::Drop(Node& top) noexcept {
+  for (Node* node = &top; node != nullptr;) {
+    if (node->held != nullptr) {
+      Node* const next = FollowingBeside(node, &top);
+      node->parent = nullptr;
+      AddLoose(*node);
+      node = next;
+      continue;
+    }
+    CountAsWaste(*node);
+    Element* const element = AsElement(node);
+    for (Node* attribute = element != nullptr ? element->attributes.first : nullptr; attribute != nullptr;) {
+      Node* const next = attribute->next;
+      if (attribute->held != nullptr) {
+        // It still counts as one of another element.
+        attribute->parent = &root_;
+        AddLoose(*attribute);
+      } else {
+        CountAsWaste(*attribute);
+      }
+      attribute = next;
+    }
+    node = Following(node, &top);
+  }
+}
+
+void Tree::DropChildren(Parent& parent) noexcept {
   for (Node* child = parent.children.first; child != nullptr;) {
     Node* const next = child->next;
-    child->parent = child->previous = child->next = nullptr;
+    Drop(*child);
     child = next;
   }
   parent.children = {};
 }
 
-void Tree::Adopt(Node& top) noexcept {
-  Join(*top.tree);
-  for (Node* below = &top; below != nullptr; below = Following(below, &top)) {
-    below->tree = this;
-    if (const Element* const element = AsElement(below)) {
-      for (Node* attribute = element->attributes.first; attribute != nullptr; attribute = attribute->next) {
-        attribute->tree = this;
-      }
-    }
+Element& Tree::Adopt(Element& top) {
+  Tree& from = TreeOf(top);
+  auto& copy = static_cast<Element&>(*CopyNode(top, names_, arena_));
+  from.TakeOut(top);
+  copy.isLoose = false;
+  std::size_t moved = 0;
+  VisitAll(copy, [&](Node& node) {
+    if (node.held == nullptr) return;
+    ++moved;
+    node.held->node->held = nullptr;
+    node.held->node = &node;
+    node.held->tree = this;
+    if (node.held->issuer == &from) ++from.abroad_;
+    if (node.held->issuer == this) --abroad_;
+  });
+  heldCount_ += moved;
+  from.heldCount_ -= moved;
+  from.Drop(top);
+  if (from.heldCount_ == 0) {
+    from.End();
+  } else {
+    from.Tidy();
   }
+  return copy;
 }
 
 }  // namespace nerio::platform::xml

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "nerio/hosts/portable/xml/xml_arena.h"
+#include "nerio/hosts/portable/xml/xml_handles.h"
 #include "nerio/hosts/portable/xml/xml_name_table.h"
 #include "nerio/hosts/portable/xml/xml_names.h"
 #include "nerio/platform/xml_dom.h"
@@ -12,11 +13,9 @@
 
 namespace nerio::platform::xml {
 
-class Tree;
-
 /// What a node is, and with that which of the types below it has.
 enum class Kind : std::uint8_t {
-  kDocument,     // Parent
+  kDocument,     // DocumentNode
   kElement,      // Element
   kAttribute,    // NamedValue
   kInstruction,  // NamedValue: its target and what follows
@@ -27,13 +26,15 @@ enum class Kind : std::uint8_t {
   kDeclaration,  // Value: what stands between "<?xml " and "?>", without the encoding
 };
 
-/// A node of a tree, in the tree's arena.
+/// A node of a tree, in the tree's arena. It may be copied to another place whenever no call is at work; what stays in
+/// place is its entry for handles.
 struct Node {
-  Tree* tree = nullptr;
+  HeldNode* held = nullptr;  ///< null while no handle leads to it, never one to a text and its like
   Kind kind = Kind::kDocument;
   std::uint8_t notedType = 0;  ///< an element: its data type where no attribute says so yet; see xml_types.h
+  bool isLoose = false;        ///< held, and standing nowhere
   std::uint32_t count = 0;     ///< code units of a value, bytes of a text kept as such, attributes of an element
-  Node* parent = nullptr;      ///< the element of an attribute; null while the node is detached
+  Node* parent = nullptr;      ///< the element of an attribute; null while the node stands nowhere
   Node* previous = nullptr;    ///< among the children or attributes of its parent
   Node* next = nullptr;
 };
@@ -54,7 +55,7 @@ struct BytesText : Node {
 
 /// A value with a name.
 struct NamedValue : Value {
-  const Name* name = nullptr;
+  Name* name = nullptr;
 };
 
 /// A doubly linked list of nodes.
@@ -83,9 +84,14 @@ struct AttributeIndex {
 };
 
 struct Element : Parent {
-  const Name* name = nullptr;
+  Name* name = nullptr;
   NodeList attributes;
   AttributeIndex* index = nullptr;
+};
+
+/// The node of the document itself, which lies in its tree.
+struct DocumentNode : Parent {
+  Tree* tree = nullptr;
 };
 
 /// Returns the node as a parent, null when it is of a kind that has no children.
@@ -101,6 +107,29 @@ inline Element* AsElement(Node* node) noexcept {
 /// met. This is how every walk over a tree goes: step by step, so that no depth of nesting needs a deep stack.
 Node* Following(Node* node, const Node* top) noexcept;
 
+/// Returns the tree of a node that a handle may lead to: a document, an element, an attribute.
+inline Tree& TreeOf(const Node& node) noexcept {
+  if (node.kind == Kind::kElement) return *static_cast<const Element&>(node).name->tree;
+  if (node.kind == Kind::kDocument) return *static_cast<const DocumentNode&>(node).tree;
+  return *static_cast<const NamedValue&>(node).name->tree;
+}
+
+/// Calls `visit` with each node of the subtree of `top` and each attribute there.
+template <typename Visit>
+void VisitAll(Node& top, Visit visit) {
+  for (Node* node = &top; node != nullptr; node = Following(node, &top)) {
+    visit(*node);
+    Element* const element = AsElement(node);
+    if (element == nullptr) continue;
+    for (Node* each = element->attributes.first; each != nullptr; each = each->next) visit(*each);
+  }
+}
+
+/// Makes the index over the attributes of an element, in place of a smaller one.
+void MakeIndex(Element& element, Arena& memory);
+/// Up to here comparing each attribute is faster than an index.
+constexpr std::uint32_t kMostWithoutIndex = 16;
+
 /// Returns the text node that is the only child of an element, when it is one kept as bytes; otherwise null.
 BytesText* OnlyBytesText(const Element& element) noexcept;
 
@@ -109,12 +138,13 @@ BytesText* OnlyBytesText(const Element& element) noexcept;
 /// @param joined receives the text where it is not stored in one piece; the view is then one of it.
 TextView TextOf(Node& node, Text& joined);
 
-/// One document: its nodes, names and texts in one arena, and the count of the handles that keep it alive. Made by
-/// `new`; it ends itself.
+/// One document: its nodes, names and texts in one arena. Made by `new`; it ends itself when no handle leads to any of
+/// its nodes any more.
 ///
-/// What a document no longer shows (detached nodes, replaced attributes and texts) keeps its memory until the document
-/// goes; a text that fits where the one before it lies is written there. Names are kept once for each spelling. Every
-/// operation but `Adopt` takes nodes of this tree.
+/// What nothing leads to any more (elements that were replaced or released without having been put anywhere, replaced
+/// attributes, texts and names) is counted as waste. `Tidy` copies the rest together and releases the memory once the
+/// waste is much. So a document takes less than three times what a fresh one with the same content does, whatever was
+/// done to it before. Names are kept once for each spelling. Every operation but `Adopt` takes nodes of this tree.
 class Tree {
  public:
   Tree() noexcept;
@@ -128,36 +158,64 @@ class Tree {
   /// Why the last text was not loaded.
   XmlLoadError loadError;
 
-  /// Counts one more handle to any node of this tree.
-  void AddHandle() noexcept { ++Leader().handles_; }
-  /// Counts one handle less; the last one ends the tree, and those joined with it.
-  void RemoveHandle() noexcept {
-    if (--Leader().handles_ == 0) End();
+  /// Counts one more handle to a node. Raises nothing but std::bad_alloc, and that for the first handle only.
+  static HeldNode* Hold(Node& node) {
+    if (node.held != nullptr) {
+      ++node.held->handles;
+    } else {
+      Tree& tree = TreeOf(node);
+      node.held = tree.handles_.Take(node);
+      ++tree.heldCount_;
+    }
+    return node.held;
+  }
+  /// Counts one handle less. The last one to a node that stands nowhere gives it up; the last one of all ends the tree.
+  static void LetGo(HeldNode& held) noexcept {
+    if (--held.handles != 0) return;
+    Tree& tree = *held.tree;
+    Node& node = *held.node;
+    if (tree.handles_.IsIdleWith(--tree.heldCount_) || held.issuer != &tree || node.isLoose) return LastLetGo(held);
+    node.held = nullptr;
+    tree.handles_.GiveBack(held);
+  }
+  /// Holds a node that was just made and stands nowhere.
+  HeldNode* HoldLoose(Node& node) {
+    HeldNode* const held = Hold(node);
+    AddLoose(node);
+    return held;
   }
 
-  /// Detaches all that the document holds. The memory of a document that only one handle keeps alive, which is that of
-  /// the document itself, is released.
+  /// Gives up all that the document holds; what a handle leads to is detached.
   void Empty() noexcept;
 
+  /// Copies everything together where much of the memory is waste. No reference to a node holds after it.
+  void Tidy() noexcept {
+    if (arena_.IsWasteful()) Compact();
+  }
+
   /// Makes a detached node. Raises nothing but std::bad_alloc, as all that follows.
-  Element* MakeElement(const Name* name) {
+  Element* MakeElement(Name* name) {
     auto* const element = MakeNode<Element>(Kind::kElement);
     element->name = name;
+    names_.Use(*name);
     return element;
   }
-  NamedValue* MakeNamedValue(Kind kind, const Name* name) {
+  NamedValue* MakeNamedValue(Kind kind, Name* name) {
     auto* const value = MakeNode<NamedValue>(kind);
     value->name = name;
+    names_.Use(*name);
     return value;
   }
   Value* MakeValue(Kind kind) { return MakeNode<Value>(kind); }
 
   /// Gives a value its text.
   void SetValue(Value& value, TextView text);
-  /// Returns the text node that is the only child of an element, in place of the children before if need be.
-  Value& MakeOnlyText(Element& element);
-  /// Makes a text that is kept as bytes, which lie in this tree's memory, the only child of an element.
-  void MakeOnlyBytesText(Element& element, std::span<std::uint8_t> bytes);
+  /// Makes a text the only child of an element.
+  void SetOnlyText(Element& element, TextView text);
+  /// Makes a text that is kept as bytes the only child of an element.
+  void SetOnlyBytes(Element& element, std::span<const std::uint8_t> bytes);
+  /// The same with bytes that lie in this tree's memory already.
+  void KeepOnlyBytes(Element& element, std::span<std::uint8_t> bytes);
 
   /// Returns the attribute of this name, or null. Takes the same time however many there are.
   static NamedValue* FindAttribute(const Element& element, TextView name) noexcept {
@@ -168,49 +226,55 @@ class Tree {
     }
     return nullptr;
   }
-  /// Adds a detached attribute after the others. One of the same name is detached.
+  /// Adds a detached attribute after the others, or moves one of the element there. Another one of the same name is
+  /// given up.
   void AddAttribute(Element& element, NamedValue& attribute);
 
-  /// Makes a detached node the last child.
+  /// Makes a node that stands nowhere and was taken out, or just made, the last child.
   static void Append(Parent& parent, Node& child) noexcept {
     child.parent = &parent;
     parent.children.Append(child);
   }
-  /// Takes a child out of its parent; a detached node stays as it is.
-  static void Detach(Node& child) noexcept;
-  static void DetachChildren(Parent& parent) noexcept;
+  /// Takes an element that is held out of where it stands.
+  void TakeOut(Element& element) noexcept;
+  /// Gives up a node that was taken out or never stood anywhere, with all below it. What a handle leads to, and what is
+  /// below that, is detached.
+  void Drop(Node& top) noexcept;
+  void DropChildren(Parent& parent) noexcept;
 
-  /// Takes over a detached subtree of another tree. Both trees end together from now on: the nodes stay where they are
-  /// in memory, and handles to them stay valid.
-  void Adopt(Node& top) noexcept;
+  /// Copies an element of another tree with all below it and gives up the original; the handles lead to the copy.
+  Element& Adopt(Element& top);
 
  private:
-  /// The tree that counts the handles of all that are joined.
-  Tree& Leader() noexcept {
-    if (leader_ == this) return *this;
-    while (leader_->leader_ != leader_) leader_ = leader_->leader_;
-    return *leader_;
-  }
-  void Join(Tree& other) noexcept;
-  // Ends the trees that are joined, this one among them.
+  ~Tree() = default;
+  static void LastLetGo(HeldNode& held) noexcept;
+  // Ends the tree, to whose nodes no handle leads any more, but for its entries that other trees' nodes have.
   void End() noexcept;
+  void Compact() noexcept;
+  void CountAsWaste(Node& node) noexcept;
   template <typename Made>
   Made* MakeNode(Kind kind) {
     auto* const node = arena_.Make<Made>();
-    node->tree = this;
     node->kind = kind;
     return node;
   }
   static NamedValue* FindInIndex(const Element& element, TextView name) noexcept;
-  void MakeIndex(Element& element);
+  void AddLoose(Node& node) noexcept {
+    node.isLoose = true;
+    loose_.Append(node);
+  }
+  void RemoveLoose(Node& node) noexcept {
+    node.isLoose = false;
+    loose_.Remove(node);
+  }
 
   Arena arena_;
-  NameTable names_{arena_};
-  Parent root_;
-  Tree* leader_ = this;
-  Tree* nextJoined_ = nullptr;  // the list of a leader's trees
-  Tree* lastJoined_ = this;     // its end; meant for the leader only
-  std::size_t handles_ = 0;     // meant for the leader only
+  NameTable names_{arena_, this};
+  DocumentNode root_;
+  NodeList loose_;             // the nodes that are held and stand nowhere
+  std::size_t heldCount_ = 0;  // nodes of this tree that a handle leads to
+  std::size_t abroad_ = 0;     // entries of the pool that nodes of other trees have
+  HandlePool handles_{*this};
 };
 
 }  // namespace nerio::platform::xml

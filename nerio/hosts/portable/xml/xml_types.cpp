@@ -25,7 +25,7 @@ static_assert(kTypeNames[kNotedBase64 - 1] == kBase64);
 constexpr TextView kTypeAttribute = u"dt:dt";
 
 void SetAttribute(Element& element, TextView name, TextView text) {
-  Tree& tree = *element.tree;
+  Tree& tree = TreeOf(element);
   if (NamedValue* const there = Tree::FindAttribute(element, name)) {
     tree.SetValue(*there, text);
     return;

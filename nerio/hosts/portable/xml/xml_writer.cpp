@@ -52,7 +52,22 @@ TextView Replacement(char16_t unit, Place place) {
   }
 }
 
+// Tells whether a unit of a text may have to be written in another way. Without a way out of the loop the compiler
+// makes it work on many units at a time.
+bool MayChange(TextView text) {
+  std::uint16_t found = 0;
+  for (const char16_t unit : text) {
+    found |= static_cast<std::uint16_t>((unit < 0x20) | (unit == u'&') | (unit == u'<') | (unit == u'>') |
+                                        (unit == u'"') | (unit >= 0xD800));
+  }
+  return found != 0;
+}
+
 void AppendEscaped(Text& xml, TextView text, Place place) {
+  if (!MayChange(text)) {
+    xml += text;
+    return;
+  }
   std::size_t start = 0;  // of what is not written yet
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (!Changes(text[i], place)) continue;

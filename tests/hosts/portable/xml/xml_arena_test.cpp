@@ -13,27 +13,60 @@ namespace {
 
 constexpr std::size_t kLarge = 100'000;  // gets a chunk of its own
 
-TEST(XmlArena, ShortenTo_RoomOfItsOwnChunk_LeavesTheCurrentChunkAsItIs) {
+TEST(XmlArena, Shorten_RoomOfItsOwnChunk_LeavesTheCurrentChunkAsItIs) {
   // One arena lies above the rooms in memory and one may lie below them; both look for the next room at home.
   Arena onStack;
   const auto onHeap = std::make_unique<Arena>();
   for (Arena* const arena : {&onStack, onHeap.get()}) {
     const auto* const home = reinterpret_cast<const std::uint8_t*>(arena);
-    std::uint8_t* const large = arena->MakeBytes(kLarge);
-    arena->ShortenTo(large + 1);
+    arena->Shorten(arena->MakeBytes(kLarge), kLarge, 1);
     const std::uint8_t* const small = arena->MakeBytes(8);
     EXPECT_TRUE(home <= small && small < home + sizeof(Arena));
     arena->Clear();
-    arena->ShortenTo(arena->MakeBytes(kLarge));
+    arena->Shorten(arena->MakeBytes(kLarge), kLarge, 0);
     EXPECT_EQ(arena->MakeBytes(8), small);
   }
 }
 
-TEST(XmlArena, ShortenTo_LastRoomOfTheCurrentChunk_GivesItsEndBack) {
+TEST(XmlArena, Shorten_LastRoomOfTheCurrentChunk_GivesItsEndBack) {
   Arena arena;
   std::uint8_t* const room = arena.MakeBytes(100);
-  arena.ShortenTo(room + 10);
+  arena.Shorten(room, 100, 10);
   EXPECT_EQ(arena.MakeBytes(1), kPoisonGap == 0 ? room + 10 : room + 24);
+}
+
+TEST(XmlArena, IsWasteful_WhenAThirdOfAllIsNoLongerUsed) {
+  Arena arena;
+  arena.MakeBytes(kLarge);
+  arena.Waste(kLarge);
+  EXPECT_TRUE(arena.IsWasteful());
+  arena.Regain(kLarge);
+  EXPECT_FALSE(arena.IsWasteful());
+  // A room shortened within its own chunk is waste, one that is given back is not.
+  arena.Shorten(arena.MakeBytes(kLarge), kLarge, 0);
+  EXPECT_FALSE(arena.IsWasteful());
+  arena.Shorten(arena.MakeBytes(kLarge), kLarge, 10);
+  EXPECT_TRUE(arena.IsWasteful());
+  arena.Clear();
+  EXPECT_FALSE(arena.IsWasteful());
+}
+
+TEST(XmlArena, TakeOver_LeavesWhatTheOtherMadeInItsPlace) {
+  Arena arena;
+  arena.MakeBytes(kLarge);
+  {
+    Arena other;
+    other.LeaveFirstBytes();
+    std::uint8_t* const small = other.MakeBytes(8);
+    std::uint8_t* const large = other.MakeBytes(kLarge);
+    small[7] = large[kLarge - 1] = 5;
+    arena.TakeOver(other);
+    EXPECT_EQ(arena.MakeBytes(8), small + 8 + kPoisonGap);
+  }
+  Arena empty;
+  empty.LeaveFirstBytes();
+  arena.TakeOver(empty);
+  EXPECT_TRUE(arena.IsUnused());
 }
 
 #ifdef NERIO_ADDRESS_SANITIZER
@@ -47,7 +80,7 @@ TEST(XmlArena, WhatLiesAroundARoom_IsPoisoned) {
     EXPECT_TRUE(poisoned(room + count)) << count;
   }
   std::uint8_t* const shortened = arena->MakeBytes(100);
-  arena->ShortenTo(shortened + 10);
+  arena->Shorten(shortened, 100, 10);
   EXPECT_FALSE(poisoned(shortened + 9));
   EXPECT_TRUE(poisoned(shortened + 10));
   arena->Clear();
