@@ -25,14 +25,18 @@ Failure FileFailure(Session& session, platform::SystemStatus status, const std::
       .WithStatus(NumberOf(status));
 }
 
+bool ReadPiece(Session& session, std::string& piece) {
+  constexpr std::size_t kMost = std::size_t{1} << 16;
+  piece.resize(kMost);
+  session.in.read(piece.data(), kMost);
+  if (session.in.bad()) throw Failure(Exit::kFailed, "cannot read standard input");
+  piece.resize(static_cast<std::size_t>(session.in.gcount()));
+  return !piece.empty();
+}
+
 std::string ReadStandardInput(Session& session) {
   std::string bytes;
-  char block[1 << 16];
-  do {
-    session.in.read(block, sizeof block);
-    bytes.append(block, static_cast<std::size_t>(session.in.gcount()));
-  } while (session.in);
-  if (session.in.bad()) throw Failure(Exit::kFailed, "cannot read standard input");
+  for (std::string piece; ReadPiece(session, piece);) bytes += piece;
   return bytes;
 }
 

@@ -10,6 +10,10 @@ namespace nerio::tool {
 /// Makes the failure that a file operation's error number stands for, in the system's own words.
 Failure FileFailure(Session& session, platform::SystemStatus status, const std::string& doing);
 
+/// Reads the next piece of standard input, some ten thousand bytes unless it ends before.
+/// @return false when there is nothing more. @throws Failure when standard input cannot be read.
+bool ReadPiece(Session& session, std::string& piece);
+
 /// Reads all of standard input.
 std::string ReadStandardInput(Session& session);
 

@@ -5,6 +5,7 @@
 #include "tools/nerio/files.h"
 #include "tools/nerio/registry/value_text.h"
 #include "tools/nerio/verbs/arguments.h"
+#include "tools/nerio/verbs/base64_pieces.h"
 
 namespace nerio::tool {
 namespace {
@@ -14,38 +15,77 @@ struct Base64Options {
   bool bytes = false;
 };
 
-// An element that carries bytes as Base64.
-class ByteElement {
- public:
-  explicit ByteElement(platform::XmlDom& dom)
-      : dom_(dom), document_(dom, dom.CreateDocument()), element_(dom, dom.CreateElement(document_.get(), u"TEMP")) {
-    dom.PutDataType(element_.get(), u"bin.base64");
-  }
+void SayWhatIsNoText(Session& session, bool oddByte, bool isText) {
+  if (oddByte) session.output.Say("an odd number of bytes, the last of which is not a character; --bytes gives all");
+  if (!isText) session.output.Say("these bytes are not text in UTF-16; --bytes gives them as they are");
+}
 
-  Text Encode(const std::string& bytes) {
-    dom_.PutNodeTypedValue(element_.get(), {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
-    return dom_.GetText(element_.get());
-  }
-
-  std::string Decode(const Text& encoded) {
-    try {
-      dom_.PutText(element_.get(), encoded);
-      const auto bytes = std::get<nerio::Bytes>(dom_.GetNodeTypedValue(element_.get()));
-      return {bytes.begin(), bytes.end()};
-    } catch (const Error& error) {
-      throw Failure(Exit::kBadInput, "this is not Base64",
-                    "Base64 is A-Z a-z 0-9 + / in groups of four, = at the end only")
-          .WithError(error);
+// Takes standard input piece by piece and writes what `put` makes of each. What was made of the last piece waits until
+// the next one was taken, so that a small input is answered whole or not at all.
+template <typename Put, typename End>
+void WorkPiecewise(Session& session, Put put, End end) {
+  std::string waiting;
+  bool begun = false;
+  const auto write = [&] {
+    begun = begun || !waiting.empty();
+    session.output.Bytes(waiting);
+    return session.output.Flush();
+  };
+  try {
+    for (std::string piece; ReadPiece(session, piece);) {
+      std::string made = put(piece);
+      // Nobody takes any more; that is told where the program ends.
+      if (!write()) return;
+      waiting = std::move(made);
     }
+    waiting += end();
+    write();
+  } catch (const Failure& failure) {
+    if (!begun) throw;
+    throw Failure(failure.exit(), std::string(failure.what()) + "; the output is incomplete", failure.advice());
   }
+}
 
- private:
-  platform::XmlDom& dom_;
-  platform::XmlDocument document_;
-  platform::XmlNode element_;
-};
+Exit EncodePiecewise(Session& session, bool bytes) {
+  Base64Encoder encoder(session.host.xml);
+  Utf8Pieces text;
+  WorkPiecewise(
+      session, [&](const std::string& piece) { return encoder.Put(bytes ? piece : text.Put(piece)); },
+      [&] {
+        text.End();
+        return encoder.End() + "\n";
+      });
+  return Exit::kDone;
+}
+
+Exit DecodePiecewise(Session& session, bool bytes) {
+  Base64Decoder decoder(session.host.xml);
+  Utf16Pieces text;
+  WorkPiecewise(
+      session,
+      [&](const std::string& piece) {
+        std::string decoded = decoder.Put(piece);
+        return bytes ? decoded : text.Put(decoded);
+      },
+      [&] {
+        decoder.End();
+        if (bytes) return std::string();
+        std::string last = text.End() + "\n";
+        SayWhatIsNoText(session, text.EndedWithAByte(), text.WasText());
+        return last;
+      });
+  return Exit::kDone;
+}
+
+// Tells whether Base64 comes in one line, so that what is made of pieces can be put together.
+bool WritesOneLine(platform::XmlDom& dom) {
+  return ByteElement(dom).Encode(std::string(300, '.')).find(u'\n') == Text::npos;
+}
 
 Exit Encode(Session& session, const Base64Options& options) {
+  if (!options.text && !session.output.json() && WritesOneLine(session.host.xml)) {
+    return EncodePiecewise(session, options.bytes);
+  }
   const std::string input = options.text ? *options.text : ReadStandardInput(session);
   Text encoded;
   if (options.bytes) {
@@ -62,6 +102,7 @@ Exit Encode(Session& session, const Base64Options& options) {
 }
 
 Exit Decode(Session& session, const Base64Options& options) {
+  if (!options.text && !session.output.json()) return DecodePiecewise(session, options.bytes);
   const std::string input = options.text ? *options.text : ReadStandardInput(session);
   const Text encoded = TextOf(input, options.text ? "the Base64 text" : "standard input");
   if (encoded.find(u'\0') != Text::npos) throw Failure(Exit::kBadInput, "this is not Base64: it holds a NUL");
@@ -76,9 +117,7 @@ Exit Decode(Session& session, const Base64Options& options) {
   }
   const Text text = DecodeBase64(encoded, session.host);
   const std::string utf8 = ToUtf8(text);
-  if (bytes.size() % 2 != 0)
-    session.output.Say("an odd number of bytes, the last of which is not a character; --bytes gives all");
-  if (FromUtf8(utf8) != text) session.output.Say("these bytes are not text in UTF-16; --bytes gives them as they are");
+  SayWhatIsNoText(session, bytes.size() % 2 != 0, FromUtf8(utf8) == text);
   session.output.Result({{"text", utf8}}, utf8);
   return Exit::kDone;
 }
