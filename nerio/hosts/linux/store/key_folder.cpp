@@ -112,12 +112,27 @@ bool HoldsNothingButLock(int folder) {
                      [](const FolderEntry& entry) { return entry.name == kLockFileName; });
 }
 
+// The mark of a deleted key's folder, for when its files are gone already: the bit means nothing for a folder. Setting it
+// takes no room on a full disk. Who does not own the folder cannot.
+constexpr mode_t kDeletedMark = S_ISUID;
+
+bool HasDeletedMark(int folder) {
+  struct stat entry {};
+  return ::fstat(folder, &entry) == 0 && (entry.st_mode & kDeletedMark) != 0;
+}
+
+void MarkDeleted(int folder) {
+  struct stat entry {};
+  if (::fstat(folder, &entry) == 0) ::fchmod(folder, (entry.st_mode & 07777) | kDeletedMark);
+}
+
 // Deletes a key whose folder cannot be moved: one byte in its values file does it, whatever becomes of the files.
 Status RemoveInPlace(int parent, const char* name, int folder) {
   Descriptor file;
   Status status = OpenInside(folder, kValuesFileName, O_RDWR, file);
   if (status == kSuccess) status = NoteKeyDeleted(folder, file.get());
   if (status != kSuccess) return status;
+  MarkDeleted(folder);
   RemoveKeyFolder(parent, name, folder);
   return SyncFolder(parent);
 }
@@ -237,7 +252,9 @@ bool IsDeletedInPlace(int parent, const std::string& folderName) {
   if (OpenInside(parent, folderName.c_str(), O_RDONLY | O_DIRECTORY, folder) != kSuccess) return false;
   Descriptor file;
   const Status status = OpenInside(folder.get(), kValuesFileName, O_RDONLY, file);
-  if (status == kFileNotFound) return IsOnOverlay(folder.get()) && HoldsNothingButLock(folder.get());
+  if (status == kFileNotFound) {
+    return (IsOnOverlay(folder.get()) || HasDeletedMark(folder.get())) && HoldsNothingButLock(folder.get());
+  }
   ValuesFile values;
   return status == kSuccess && values.ReadHeader(file.get()) == kSuccess &&
          values.state() == RecordCursor::End::Whole && values.header().keyDeleted;

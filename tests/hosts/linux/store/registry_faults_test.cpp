@@ -217,6 +217,39 @@ TEST(RegistryFaultsOfTheKernel, DeletionOnAFullDisk_LeavesAFileWithASecondNameAs
   EXPECT_GT(deletions, 0);
 }
 
+// The deletion goes on where the folder cannot be renamed, and may be killed at any moment of that.
+TEST(RegistryFaultsOfTheKernel, DeletionOnAFullDiskThatIsKilled_LeavesTheKeyWholeOrGone) {
+  bool reached = true;
+  int rests = 0;
+  for (std::uint64_t nth = 0; reached; ++nth) {
+    bool killed = true;
+    for (std::size_t moment = 1; killed; ++moment) {
+      StoredRegistry stored;
+      const Calls calls = stored.calls();
+      ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+      ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "x"), kSuccess);
+      testing::RecordDisk();
+      testing::DieAfter(moment);
+      PlanFault(nth, Fault::NoSpace);
+      LinuxRegistry(stored.folder()).DeleteKey(kHkeyLocalMachine, "k"_ansi);
+      reached = EndFaults();
+      killed = moment <= testing::EndRecording().size();
+      SCOPED_TRACE(std::to_string(nth) + ", " + std::to_string(moment));
+      EXPECT_THAT(calls.Get("k"_ansi, "v"_ansi), ::testing::AnyOf("x", "[2]"));
+      for (const std::string& finding : stored.Findings()) {
+        EXPECT_THAT(finding, ::testing::StartsWith("leftover:"));
+        if (finding.find("/k:0:") != finding.npos) ++rests;
+      }
+      // What is left is in nobody's way.
+      EXPECT_EQ(calls.Create("k"_ansi), kSuccess);
+      EXPECT_EQ(calls.Set("k"_ansi, "w"_ansi, "new"), kSuccess);
+      EXPECT_EQ(calls.Delete("k"_ansi), kSuccess);
+      EXPECT_THAT(stored.Findings(), IsEmpty());
+    }
+  }
+  EXPECT_GT(rests, 3);
+}
+
 TEST(RegistryFaultsOfTheKernel, WithoutOpenat2_WalksStepByStep) {
   testing::RefuseOpenat2(true);
   StoredRegistry stored;
