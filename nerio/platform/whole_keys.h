@@ -2,6 +2,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -21,6 +24,16 @@ class WholeKeys {
     std::string_view data;
   };
 
+  /// One change of a value: what it is to be, or that it is to be gone.
+  struct ValueChange {
+    std::string_view name;
+    bool deletion = false;
+    std::uint32_t type = 0;
+    std::string_view data;
+    /// Set for a deletion: the name as it was spelt, nothing when there was no such value.
+    std::optional<std::string> deleted;
+  };
+
   /// Gives all values of an open key, in the order of the folded names, out of one version of them: a change that happens
   /// meanwhile counts as a whole or not at all. The handle needs the right to query values.
   /// @param take called for each value, and only when the answer will be 0.
@@ -32,6 +45,11 @@ class WholeKeys {
   /// @param[out] names only when the answer is 0.
   /// @return as `EnumKey`, with 0 in place of 259.
   virtual Status ReadSubkeys(KeyHandle key, std::vector<AnsiText>& names) = 0;
+
+  /// Makes changes of the values of an open key, in their order, all of them or none: durable when the answer is 0. To
+  /// delete what is not there is no failure. The handle needs the right to set values.
+  /// @return as `SetValue`.
+  virtual Status ChangeValues(KeyHandle key, std::span<ValueChange> changes) = 0;
 
  protected:
   ~WholeKeys() = default;

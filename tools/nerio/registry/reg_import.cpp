@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "nerio/platform/whole_keys.h"
+
 namespace nerio::tool {
 namespace {
 
@@ -11,6 +13,7 @@ using platform::kFileNotFound;
 using platform::kSuccess;
 using platform::RegistryApi;
 using platform::Status;
+using ValueChange = platform::WholeKeys::ValueChange;
 
 // The user wants no more of it.
 struct Interrupted {};
@@ -23,8 +26,11 @@ class Importer {
 
   void Apply(ImportPlan& plan) {
     done_.reserve(plan.changes.size());
-    for (Change& change : plan.changes) {
+    for (std::size_t i = 0; i < plan.changes.size();) {
       StopIfInterrupted();
+      Change& change = plan.changes[i];
+      std::vector<Change*> together = ValuesTogether(plan, i);
+      i += std::max<std::size_t>(together.size(), 1);
       // Keys are recorded before the first call: a failing one may leave some of them made or deleted. A value is
       // written or not.
       if (IsOfKeys(change)) done_.push_back(&change);
@@ -32,6 +38,8 @@ class Importer {
         CreateKeys(change);
       } else if (change.kind == Change::kDeleteKey) {
         DeleteKeys(change);
+      } else if (together.size() > 1) {
+        WriteTogether(together);
       } else if (WriteValue(change)) {
         done_.push_back(&change);
       }
@@ -58,7 +66,7 @@ class Importer {
     const auto check = [&left](Status status, const std::string& what) {
       if (status != kSuccess) left.push_back(what + " (" + std::to_string(NumberOf(status)) + ")");
     };
-    for (; !done_.empty(); done_.pop_back()) {
+    while (!done_.empty()) {
       const Change& change = *done_.back();
       for (auto key = change.keys.rbegin(); key != change.keys.rend(); ++key) {
         if (change.kind == Change::kCreateKey) {
@@ -68,10 +76,22 @@ class Importer {
           check(Restore(*key), "the deleted key " + ShownKey(key->key, codePage_));
         }
       }
-      if (IsOfKeys(change)) continue;
-      const AnsiText& name = change.before ? change.before->name : change.after->name;
-      check(change.before ? Store(change.key, *change.before) : Remove(change.key, name),
-            ShownValue(change.key, name, codePage_));
+      if (IsOfKeys(change)) {
+        done_.pop_back();
+        continue;
+      }
+      // As many as were written together.
+      std::vector<ValueChange> back;
+      while (!done_.empty() && (back.empty() || whole_ != nullptr) && !IsOfKeys(*done_.back()) &&
+             done_.back()->key == change.key) {
+        back.push_back(Reversed(*done_.back()));
+        done_.pop_back();
+      }
+      const Status status = back.size() > 1 ? StoreTogether(change.key, back) : StoreOne(change.key, back.front());
+      for (const ValueChange& each : back) {
+        const bool isMissing = back.size() > 1 && status == kSuccess && each.deletion && !each.deleted;
+        check(isMissing ? kFileNotFound : status, ShownValue(change.key, AnsiText(std::string(each.name)), codePage_));
+      }
     }
     return left;
   }
@@ -107,6 +127,61 @@ class Importer {
       }
       change.keys.push_back(std::move(stored));
     }
+  }
+
+  // Returns the changes of the values of one key that come one after the other, from `first` on, where the registry makes
+  // them at once; none for a change of keys.
+  std::vector<Change*> ValuesTogether(ImportPlan& plan, std::size_t first) const {
+    std::vector<Change*> together;
+    for (std::size_t i = first; whole_ != nullptr && i < plan.changes.size(); ++i) {
+      Change& change = plan.changes[i];
+      if (IsOfKeys(change) || change.key != plan.changes[first].key) break;
+      together.push_back(&change);
+    }
+    return together;
+  }
+
+  // What is to be deleted and is gone already is left out of what is undone.
+  void WriteTogether(const std::vector<Change*>& together) {
+    std::vector<ValueChange> changes;
+    changes.reserve(together.size());
+    for (const Change* change : together) {
+      changes.push_back(change->after ? Setting(*change->after) : Deletion(change->before->name));
+    }
+    const Status status = StoreTogether(together.front()->key, changes);
+    const auto set =
+        std::find_if(together.begin(), together.end(), [](const Change* each) { return each->after.has_value(); });
+    // To delete from a key that is gone is no failure.
+    if (status == kFileNotFound && set == together.end()) return;
+    const Change& blamed = status == kFileNotFound ? **set : *together.front();
+    const bool isSet = blamed.after.has_value();
+    Check(status, isSet ? "write" : "delete", blamed, isSet ? blamed.after->name : blamed.before->name);
+    for (std::size_t i = 0; i < together.size(); ++i) {
+      if (changes[i].deletion && !changes[i].deleted) continue;
+      if (changes[i].deletion) together[i]->before->name = AnsiText(*changes[i].deleted);
+      done_.push_back(together[i]);
+    }
+  }
+
+  static ValueChange Setting(const StoredValue& value) {
+    return {value.name.bytes(), false, value.type, value.data, std::nullopt};
+  }
+
+  static ValueChange Deletion(const AnsiText& name) { return {name.bytes(), true, 0, {}, std::nullopt}; }
+
+  static ValueChange Reversed(const Change& change) {
+    return change.before ? Setting(*change.before) : Deletion(change.after->name);
+  }
+
+  Status StoreTogether(const RegistryKey& key, std::vector<ValueChange>& changes) {
+    KeyGuard opened;
+    const Status status = OpenKey(registry_, key, platform::kKeySetValue, opened);
+    return status != kSuccess ? status : whole_->ChangeValues(opened.get(), changes);
+  }
+
+  Status StoreOne(const RegistryKey& key, const ValueChange& change) {
+    const AnsiText name{std::string(change.name)};
+    return change.deletion ? Remove(key, name) : Store(key, {name, change.type, std::string(change.data)});
   }
 
   // Returns false when the value to delete is gone already.
@@ -159,6 +234,11 @@ class Importer {
     KeyGuard opened;
     bool created = false;
     Status status = CreateKey(registry_, stored.key, platform::kKeySetValue, opened, created);
+    if (status == kSuccess && whole_ != nullptr && stored.values.size() > 1) {
+      std::vector<ValueChange> changes;
+      for (const StoredValue& value : stored.values) changes.push_back(Setting(value));
+      return whole_->ChangeValues(opened.get(), changes);
+    }
     for (const StoredValue& value : stored.values) {
       if (status == kSuccess) status = StoreValue(registry_, opened.get(), value);
     }
@@ -168,17 +248,20 @@ class Importer {
   RegistryApi& registry_;
   platform::CodePage& codePage_;
   const std::function<bool()>& interrupted_;
+  platform::WholeKeys* const whole_ = dynamic_cast<platform::WholeKeys*>(&registry_);
   std::vector<const Change*> done_;
 };
 
 }  // namespace
 
-ImportCounts Import(const std::vector<RegSection>& sections, RegistryApi& registry, platform::CodePage& codePage,
+ImportCounts Import(std::vector<RegSection> sections, RegistryApi& registry, platform::CodePage& codePage,
                     const std::function<bool()>& interrupted) {
   Importer importer(registry, codePage, interrupted);
   ImportPlan plan;
   try {
     plan = PlanImport(sections, registry, codePage);
+    // The plan holds all of it by now.
+    sections.clear();
     importer.Apply(plan);
     return plan.counts;
   } catch (const RefusedCall& refused) {

@@ -11,11 +11,13 @@
 namespace nerio::tool {
 
 /// Applies a .reg file to the registry as `PlanImport` finds it, entry by entry in the file's order, all or nothing:
-/// when a call fails, every change made before it is undone in reverse order. A key that was deleted and made again by
+/// when a call fails, every change made before it is undone in reverse order. Where the registry changes the values of a
+/// key at once (`platform::WholeKeys`), those of an entry are one call, whose failure is that of its first value. A key that was deleted and made again by
 /// that is a new key (its old handles stay dead) with the creator's rights.
+/// @param sections handed over, where they are many: they are freed once they are planned.
 /// @param interrupted asked before each call that changes something; true ends the import as a failed call does.
 /// @throws Failure with the line of the file, what the registry answered, and whether everything was undone.
-ImportCounts Import(const std::vector<RegSection>& sections, platform::RegistryApi& registry,
-                    platform::CodePage& codePage, const std::function<bool()>& interrupted);
+ImportCounts Import(std::vector<RegSection> sections, platform::RegistryApi& registry, platform::CodePage& codePage,
+                    const std::function<bool()>& interrupted);
 
 }  // namespace nerio::tool

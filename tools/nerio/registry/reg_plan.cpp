@@ -43,8 +43,10 @@ class Picture {
       missing.push_back({level, {}});
     }
     for (RegistryKey level = key; !level.path.empty(); level = UpperKey(level)) {
-      keys_.try_emplace(IdentityOf(level), Known{level, {}});
+      keys_.try_emplace(IdentityOf(level), Known{level, {}, {}, false});
     }
+    // There is nothing to read of them.
+    for (const StoredKey& made : missing) keys_.at(IdentityOf(made.key)).isRead = true;
     std::reverse(missing.begin(), missing.end());
     return missing;
   }
@@ -60,7 +62,7 @@ class Picture {
       const auto known = keys_.find(IdentityOf(stored.key));
       if (known == keys_.end()) continue;
       Update(stored, known->second);
-      keys_.erase(known);
+      Forget(known);
     }
     // What is left are the keys that the plan makes. In the order of their names, upper ones come first.
     for (auto entry = keys_.begin(); entry != keys_.end();) {
@@ -70,41 +72,61 @@ class Picture {
       }
       branch.push_back({entry->second.key, {}});
       Update(branch.back(), entry->second);
-      entry = keys_.erase(entry);
+      entry = Forget(entry);
     }
     deleted_.push_back(top);
     std::reverse(branch.begin(), branch.end());
     return branch;
   }
 
-  std::optional<StoredValue> Read(const RegistryKey& key, const AnsiText& name) {
-    const Identity identity = IdentityOf(key);
-    const auto known = keys_.find(identity);
-    if (known != keys_.end()) {
-      const auto value = known->second.values.find(Folded(name));
-      if (value != known->second.values.end()) return value->second;
-    }
-    if (IsDeleted(identity)) return std::nullopt;
+  // Returns what a value is by then; null for nothing. It lasts until the next call.
+  const StoredValue* Read(const RegistryKey& key, const AnsiText& name) {
+    Known& known = Of(key);
+    const Text folded = Folded(name);
+    if (const auto value = known.values.find(folded); value != known.values.end()) return value->second;
+    if (known.isRead || IsDeleted(IdentityOf(key))) return nullptr;
+    // Where all values come at once, they are read once.
+    known.isRead = ReadsAtOnce(registry_);
     KeyGuard opened;
-    StoredValue value;
     Status status = OpenKey(registry_, key, platform::kKeyQueryValue, opened);
-    if (status == kSuccess) status = ReadValue(registry_, opened.get(), name, value);
-    if (status == kFileNotFound) return std::nullopt;
+    if (status == kSuccess) {
+      status = known.isRead ? ReadAll(opened.get(), known) : ReadValue(registry_, opened.get(), name, one_);
+    }
+    if (status == kFileNotFound) return nullptr;
     if (status != kSuccess) throw RefusedCall{status, "cannot read " + ShownValue(key, name, codePage_)};
-    return value;
+    if (!known.isRead) return &one_;
+    const auto value = known.values.find(folded);
+    return value != known.values.end() ? value->second : nullptr;
   }
 
-  // Makes the value what it is to be: nothing when it is to be deleted.
-  void Write(const RegistryKey& key, const AnsiText& name, std::optional<StoredValue> value) {
-    keys_.try_emplace(IdentityOf(key), Known{key, {}}).first->second.values[Folded(name)] = std::move(value);
+  // Makes the value what it is to be: null when it is to be deleted. It is borrowed for the life of the picture.
+  void Write(const RegistryKey& key, const AnsiText& name, const StoredValue* value) {
+    Of(key).values[Folded(name)] = value;
   }
 
  private:
-  // A key that an entry of the file is about: its name, and the values that the plan has changed.
+  // A key that an entry of the file is about: its name, and the values that the plan has read or changed.
   struct Known {
     RegistryKey key;
-    std::map<Text, std::optional<StoredValue>> values;
+    std::map<Text, const StoredValue*> values;
+    std::vector<StoredValue> read;
+    bool isRead = false;  // there are no values but these
   };
+
+  // The values of a section come one after the other.
+  Known& Of(const RegistryKey& key) {
+    if (last_ == nullptr || lastKey_ != key) {
+      last_ = &keys_.try_emplace(IdentityOf(key), Known{key, {}, {}, false}).first->second;
+      lastKey_ = key;
+    }
+    return *last_;
+  }
+
+  Status ReadAll(platform::KeyHandle opened, Known& known) const {
+    const Status status = ListValues(registry_, opened, known.read);
+    for (const StoredValue& value : known.read) known.values.emplace(Folded(value.name), &value);
+    return status;
+  }
 
   Text Folded(const AnsiText& name) const { return FoldedName(name, codePage_); }
 
@@ -135,17 +157,23 @@ class Picture {
 
   // Brings a key's values to what the plan has made of them.
   void Update(StoredKey& stored, const Known& known) const {
+    std::map<Text, std::size_t> places;
+    for (std::size_t i = 0; i < stored.values.size(); ++i) places.emplace(Folded(stored.values[i].name), i);
+    std::vector<StoredValue> added;
+    std::vector<bool> isGone(stored.values.size(), false);
     for (const auto& [folded, value] : known.values) {
-      const auto at = std::find_if(stored.values.begin(), stored.values.end(),
-                                   [&, &name = folded](const StoredValue& each) { return Folded(each.name) == name; });
-      if (at == stored.values.end()) {
-        if (value) stored.values.push_back(*value);
-      } else if (value) {
-        *at = {at->name, value->type, value->data};
+      const auto at = places.find(folded);
+      if (at == places.end()) {
+        if (value != nullptr) added.push_back(*value);
+      } else if (value != nullptr) {
+        stored.values[at->second] = {stored.values[at->second].name, value->type, value->data};
       } else {
-        stored.values.erase(at);
+        isGone[at->second] = true;
       }
     }
+    std::size_t place = 0;
+    std::erase_if(stored.values, [&](const StoredValue&) { return isGone[place++]; });
+    stored.values.insert(stored.values.end(), added.begin(), added.end());
   }
 
   // Returns the key with its own name as the registry spells it.
@@ -163,37 +191,51 @@ class Picture {
     return key;
   }
 
+  std::map<Identity, Known>::iterator Forget(std::map<Identity, Known>::iterator known) {
+    last_ = nullptr;
+    return keys_.erase(known);
+  }
+
   RegistryApi& registry_;
   platform::CodePage& codePage_;
   std::map<Identity, Known> keys_;
+  Known* last_ = nullptr;
+  RegistryKey lastKey_;
+  StoredValue one_;
   std::vector<Identity> deleted_;
 };
 
 void PlanValue(const RegSection& section, const RegValue& value, Picture& picture, ImportPlan& plan) {
-  const std::optional<StoredValue> before = picture.Read(section.key, value.name);
-  Change change{Change::kDeleteValue, section.key, value.line, {}, before, {}};
+  const StoredValue* const before = picture.Read(section.key, value.name);
+  if (value.removed ? before == nullptr
+                    : before != nullptr && before->type == value.type && before->data == value.data) {
+    if (!value.removed) ++plan.counts.valuesKept;
+    return;
+  }
+  Change change{Change::kDeleteValue, section.key, value.line, {}, nullptr, {}};
+  if (before != nullptr)
+    change.before = std::make_unique<StoredValue>(StoredValue{value.name, before->type, before->data});
   if (value.removed) {
-    if (!before) return;
     ++plan.counts.valuesDeleted;
   } else {
     change.after = StoredValue{value.name, value.type, value.data};
-    if (before && before->type == value.type && before->data == value.data) {
-      ++plan.counts.valuesKept;
-      return;
-    }
-    change.kind = before ? Change::kChangeValue : Change::kSetValue;
-    ++(before ? plan.counts.valuesChanged : plan.counts.valuesSet);
+    change.kind = before != nullptr ? Change::kChangeValue : Change::kSetValue;
+    ++(before != nullptr ? plan.counts.valuesChanged : plan.counts.valuesSet);
   }
-  picture.Write(section.key, value.name, change.after);
-  plan.changes.push_back(std::move(change));
+  const Change& planned = plan.changes.emplace_back(std::move(change));
+  picture.Write(section.key, value.name, planned.after ? &*planned.after : nullptr);
 }
 
 void PlanKey(const RegSection& section, Picture& picture, ImportPlan& plan) {
   std::vector<StoredKey> keys = section.removed ? picture.DeleteBranch(section.key) : picture.CreateKey(section.key);
   if (keys.empty()) return;
   (section.removed ? plan.counts.keysDeleted : plan.counts.keysCreated) += keys.size();
-  plan.changes.push_back(
-      {section.removed ? Change::kDeleteKey : Change::kCreateKey, section.key, section.line, std::move(keys), {}, {}});
+  plan.changes.push_back({section.removed ? Change::kDeleteKey : Change::kCreateKey,
+                          section.key,
+                          section.line,
+                          std::move(keys),
+                          nullptr,
+                          {}});
 }
 
 // Asks for the rights that changes need, one after the other.

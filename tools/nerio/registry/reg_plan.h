@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,8 +25,8 @@ struct Change {
   /// kCreateKey: the levels that are missing, upper ones first. kDeleteKey: the key and those below it with their
   /// values, lower ones first. In short, in the order in which they are made or deleted.
   std::vector<StoredKey> keys;
-  std::optional<StoredValue> before;  ///< kChangeValue, kDeleteValue
-  std::optional<StoredValue> after;   ///< kSetValue, kChangeValue
+  std::unique_ptr<StoredValue> before;  ///< kChangeValue, kDeleteValue
+  std::optional<StoredValue> after;     ///< kSetValue, kChangeValue
 };
 
 /// Counts what an import does.
@@ -39,7 +41,7 @@ struct ImportCounts {
 
 /// What an import will do, in the order of the file.
 struct ImportPlan {
-  std::vector<Change> changes;
+  std::deque<Change> changes;
   ImportCounts counts;
 };
 

@@ -65,6 +65,8 @@ Status StoreValue(platform::RegistryApi& registry, platform::KeyHandle key, cons
   return registry.SetValue(key, value.name, kReserved, value.type, std::span<const char>(value.data));
 }
 
+bool ReadsAtOnce(platform::RegistryApi& registry) { return dynamic_cast<platform::WholeKeys*>(&registry) != nullptr; }
+
 Status ListValues(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<StoredValue>& values) {
   if (auto* const whole = dynamic_cast<platform::WholeKeys*>(&registry)) {
     return whole->ReadValues(key, [&values](const platform::WholeKeys::Value& value) {
@@ -110,8 +112,7 @@ void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::ui
     const bool vanished = here.status == platform::kFileNotFound || here.status == platform::kKeyDeleted;
     if (vanished && next.depth > 0) {
       // Where every listed name opens its key, one that is listed again was made again.
-      const bool opens = dynamic_cast<platform::WholeKeys*>(&registry) != nullptr;
-      if (opens || !IsListed(registry, next.key)) continue;
+      if (ReadsAtOnce(registry) || !IsListed(registry, next.key)) continue;
       here.status = kNameOutsideCodePage;
     }
     if (here.status == kSuccess) {

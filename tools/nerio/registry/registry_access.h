@@ -69,8 +69,11 @@ platform::Status ReadValue(platform::RegistryApi& registry, platform::KeyHandle 
 /// Stores a value. @return the registry's return code.
 platform::Status StoreValue(platform::RegistryApi& registry, platform::KeyHandle key, const StoredValue& value);
 
-/// Lists the values of an open key, in the registry's order: out of one version of them where the registry offers that
-/// (`WholeKeys`), index by index otherwise.
+/// Tells whether the registry reads and changes the values of a key all at once (`platform::WholeKeys`).
+bool ReadsAtOnce(platform::RegistryApi& registry);
+
+/// Lists the values of an open key, in the registry's order: out of one version of them where the registry reads them at
+/// once, index by index otherwise.
 platform::Status ListValues(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<StoredValue>& values);
 
 /// Lists the names of the keys directly below an open key, in the registry's order.

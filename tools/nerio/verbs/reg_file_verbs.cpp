@@ -1,4 +1,5 @@
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "nerio/types/utf8.h"
 #include "tools/nerio/console.h"
@@ -112,16 +113,20 @@ ImportCounts Preview(Session& session, const std::vector<RegSection>& sections, 
   }
 }
 
-Exit ImportFile(Session& session, const ImportOptions& options) {
+// What was read of the file is freed before the import, which takes more memory than its entries.
+std::vector<RegSection> ReadSections(Session& session, const ImportOptions& options) {
   const std::string bytes = ReadInput(session, options.file);
-  std::vector<RegSection> sections;
   try {
-    sections = ReadRegFile(bytes, session.host.codePage);
+    return ReadRegFile(bytes, session.host.codePage);
   } catch (const BadRegFile& bad) {
     throw Failure(Exit::kBadInput, options.file + ":" + std::to_string(bad.line()) + ": " + bad.what(),
                   "nothing was imported")
         .AtLine(bad.line());
   }
+}
+
+Exit ImportFile(Session& session, const ImportOptions& options) {
+  std::vector<RegSection> sections = ReadSections(session, options);
   Json object{{"file", options.file}, {"dryRun", options.dryRun}};
   ImportCounts counts;
   if (options.dryRun) {
@@ -129,7 +134,8 @@ Exit ImportFile(Session& session, const ImportOptions& options) {
     counts = Preview(session, sections, object["changes"]);
   } else {
     const HeldInterrupts interrupts;
-    counts = Import(sections, session.host.registry, session.host.codePage, [&] { return interrupts.Requested(); });
+    counts = Import(std::move(sections), session.host.registry, session.host.codePage,
+                    [&] { return interrupts.Requested(); });
   }
   object.update({{"keysCreated", counts.keysCreated},
                  {"keysDeleted", counts.keysDeleted},

@@ -303,4 +303,14 @@ Status LinuxRegistry::ReadSubkeys(KeyHandle key, std::vector<AnsiText>& names) {
   return answer;
 }
 
+Status LinuxRegistry::ChangeValues(KeyHandle key, std::span<ValueChange> changes) {
+  for (ValueChange& change : changes) {
+    change.name = CutAtNul(change.name);
+    if (change.name.size() > kMaxValueNameLength) return kInvalidParameter;
+  }
+  const Deadline deadline(kChangeLimit);
+  return OnKey(key, kKeySetValue, &deadline,
+               [&](const HandleTarget& opened) { return StoreValues(opened, changes, deadline); });
+}
+
 }  // namespace nerio::platform

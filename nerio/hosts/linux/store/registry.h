@@ -63,6 +63,7 @@ class LinuxRegistry final : public RegistryApi, public WholeKeys {
 
   Status ReadValues(KeyHandle key, const std::function<void(const Value&)>& take) override;
   Status ReadSubkeys(KeyHandle key, std::vector<AnsiText>& names) override;
+  Status ChangeValues(KeyHandle key, std::span<ValueChange> changes) override;
 
  private:
   Status Find(KeyHandle handle, HandleTarget& key);

@@ -2,11 +2,17 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <numeric>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
+#include "nerio/hosts/portable/text/fold_case.h"
 
 namespace nerio::platform {
 namespace {
@@ -106,6 +112,41 @@ Status Write(const WritableKey& writable, const ValueRecord& change) {
   return WriteRecord(writable.locked.folder.get(), writable.file.get(), writable.values, change);
 }
 
+// Makes changes of values that are in the order of their folded names, and returns what is left in this order.
+std::vector<ValueRecord> ValuesAfter(const std::vector<ValueRecord>& present,
+                                     std::span<WholeKeys::ValueChange> changes) {
+  const AnsiNameOrder isBefore;
+  std::vector<std::size_t> order(changes.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+    return isBefore(changes[left].name, changes[right].name);
+  });
+  std::vector<ValueRecord> after;
+  after.reserve(present.size() + changes.size());
+  auto old = present.begin();
+  for (auto next = order.begin(); next != order.end();) {
+    const std::string_view name = changes[*next].name;
+    while (old != present.end() && isBefore(old->name, name)) after.push_back(*old++);
+    ValueRecord value;
+    bool isThere = old != present.end() && SameAnsiName(old->name, name);
+    if (isThere) value = *old++;
+    for (; next != order.end() && SameAnsiName(changes[*next].name, name); ++next) {
+      WholeKeys::ValueChange& change = changes[*next];
+      if (change.deletion) {
+        change.deleted = isThere ? std::optional(std::string(value.name)) : std::nullopt;
+      } else {
+        // The name keeps the spelling that it has.
+        const std::string_view spelling = isThere ? value.name : change.name;
+        value = {.sequence = 0, .deletion = false, .type = change.type, .name = spelling, .data = change.data};
+      }
+      isThere = !change.deletion;
+    }
+    if (isThere) after.push_back(value);
+  }
+  after.insert(after.end(), old, present.end());
+  return after;
+}
+
 }  // namespace
 
 Status ReadKey(const KeyFolder& key, Extent extent, ValuesFile& values) {
@@ -132,6 +173,21 @@ Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t 
   ValueRecord present;
   if (writable.values.Find(name, present)) name = present.name;
   return Write(writable, {.sequence = 0, .deletion = false, .type = type, .name = name, .data = data});
+}
+
+Status StoreValues(const HandleTarget& key, std::span<WholeKeys::ValueChange> changes, const Deadline& deadline) {
+  WritableKey writable;
+  const Status status = OpenForWriting(key, deadline, writable);
+  if (status != kSuccess) return status;
+  const std::vector<ValueRecord> after = ValuesAfter(writable.values.Values(), changes);
+  bool isChanged = false;
+  bool deletesOnly = true;
+  for (const WholeKeys::ValueChange& change : changes) {
+    isChanged = isChanged || !change.deletion || change.deleted;
+    deletesOnly = deletesOnly && change.deletion;
+  }
+  if (!isChanged) return kSuccess;
+  return WriteValues(writable.locked.folder.get(), writable.file.get(), writable.values, after, deletesOnly);
 }
 
 Status RemoveValue(const HandleTarget& key, std::string_view name, const Deadline& deadline) {

@@ -8,6 +8,7 @@
 #include "nerio/hosts/linux/store/key_folder.h"
 #include "nerio/hosts/linux/store/values_file.h"
 #include "nerio/platform/status.h"
+#include "nerio/platform/whole_keys.h"
 
 namespace nerio::platform {
 
@@ -28,6 +29,9 @@ Status ReadKey(const HandleTarget& key, Extent extent, ValuesFile& file);
 /// another process has it locked until the deadline.
 Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t type, std::string_view data,
                   const Deadline& deadline);
+
+/// Makes several changes of values, all of them or none, by one replacement of the file. @return as `StoreValue`.
+Status StoreValues(const HandleTarget& key, std::span<WholeKeys::ValueChange> changes, const Deadline& deadline);
 
 /// Removes a value. @return as `StoreValue`, and 2 when there is none of that name.
 Status RemoveValue(const HandleTarget& key, std::string_view name, const Deadline& deadline);

@@ -350,6 +350,13 @@ Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, 
   return WriteNewFile(folder, kValuesFileName, EncodeFile(header, {}, Room::Ample), mode, file);
 }
 
+Status WriteValues(int folder, int file, const ValuesFile& current, const std::vector<ValueRecord>& values,
+                   bool deletesOnly) {
+  const Status status = ReplaceBy(folder, file, current.header(), current.nextSequence(), values, Room::Ample);
+  if (status != kDiskFull || !deletesOnly) return status;
+  return ReplaceBy(folder, file, current.header(), current.nextSequence(), values, Room::None);
+}
+
 Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord change) {
   change.sequence = current.nextSequence();
   if (FitsInPlace(file, current, RecordSpace(change.name.size(), change.data.size()))) {
@@ -362,9 +369,7 @@ Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord 
     }
   }
   const std::vector<ValueRecord> values = ValuesAfter(current, change);
-  const Status status = ReplaceBy(folder, file, current.header(), change.sequence, values, Room::Ample);
-  if (status != kDiskFull || !change.deletion) return status;
-  return ReplaceBy(folder, file, current.header(), change.sequence, values, Room::None);
+  return WriteValues(folder, file, current, values, change.deletion);
 }
 
 }  // namespace nerio::platform

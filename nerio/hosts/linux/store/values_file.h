@@ -99,6 +99,13 @@ Status NoteKeyDeleted(int folder, int file);
 /// @param[out] file open for writing, to be synced.
 Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file);
 
+/// Replaces a key's values by these: a durable change that happens as a whole or not at all. Arguments as for
+/// `WriteRecord`.
+/// @param values in the order of their folded names; their sequences are chosen here.
+/// @param deletesOnly on a full disk the new file may have no room for further records then.
+Status WriteValues(int folder, int file, const ValuesFile& current, const std::vector<ValueRecord>& values,
+                   bool deletesOnly);
+
 /// Adds a record to a key's values: a durable change that happens as a whole or not at all. On failure the values are
 /// the old ones, or the new ones if only the last sync failed.
 ///

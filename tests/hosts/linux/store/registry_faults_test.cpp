@@ -39,6 +39,18 @@ std::string OldOrNew(bool isOld, bool isNew, const std::string& otherwise) {
   return isOld ? "old" : isNew ? "new" : "neither: " + otherwise;
 }
 
+// Sets two values and deletes one, all of them or none.
+Status ChangeTogether(const Calls& calls) {
+  KeyHandle key = 0;
+  Status status = calls.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key);
+  if (status != kSuccess) return status;
+  std::vector<WholeKeys::ValueChange> changes{
+      {"v", false, kRegSz, "after", {}}, {"gone", true, 0, {}, {}}, {"w", false, kRegSz, "new", {}}};
+  status = dynamic_cast<WholeKeys&>(calls.registry()).ChangeValues(key, changes);
+  calls.registry().CloseKey(key);
+  return status;
+}
+
 std::vector<Change> Changes() {
   const auto setTo = [](const std::string& data) {
     return [data](const Calls& calls) { return calls.Set("k"_ansi, "v"_ansi, data); };
@@ -68,6 +80,12 @@ std::vector<Change> Changes() {
          const std::string value = calls.Get("k"_ansi, "v"_ansi);
          return OldOrNew(value == "before", value == "[2]", value);
        }},
+      {"many values at once", ChangeTogether,
+       [](const Calls& calls) {
+         const std::string values = testing::InOrder({calls.Get("k"_ansi, "v"_ansi), calls.Get("k"_ansi, "w"_ansi),
+                                                      calls.Get("k"_ansi, "gone"_ansi).substr(0, 4)});
+         return OldOrNew(values == "before [2] here", values == "after new [2]", values);
+       }},
       {"create", [](const Calls& calls) { return calls.Create("k\\new"_ansi); }, keyAppears("k\\new"_ansi)},
       {"create two levels", [](const Calls& calls) { return calls.Create("k\\new\\below"_ansi); },
        keyAppears("k\\new\\below"_ansi)},
@@ -82,6 +100,7 @@ std::vector<Change> Changes() {
 void Prepare(const Calls& calls) {
   ASSERT_EQ(calls.Create("k\\doomed"_ansi), kSuccess);
   ASSERT_EQ(calls.Set("k"_ansi, "other"_ansi, "kept"), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "gone"_ansi, "here"), kSuccess);
   ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "before"), kSuccess);
 }
 

@@ -301,6 +301,86 @@ TEST_F(RegistryListing, KeyAsAWhole_AnswersAsTheIndexesDo) {
   EXPECT_EQ(registry.CloseKey(writing), kSuccess);
 }
 
+std::string Told(const std::vector<WholeKeys::ValueChange>& changes) {
+  std::string told;
+  for (const WholeKeys::ValueChange& change : changes) told += change.deleted.value_or("-") + " ";
+  return told;
+}
+
+// In their order, as if each were a call of its own.
+TEST_F(RegistryListing, ChangesAtOnce_LeaveWhatTheCallsWouldOneByOne) {
+  KeyHandle key = 0;
+  ASSERT_EQ(stored_.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key), kSuccess);
+  std::vector<WholeKeys::ValueChange> changes{{"Nome", false, kRegSz, "one", {}},
+                                              {"b", false, kRegDword, "1234", {}},
+                                              {"", false, kRegSz, "unnamed", {}},
+                                              {"missing", true, 0, {}, {}},
+                                              {"NOME", false, kRegSz, "two", {}},
+                                              {"x", false, kRegSz, "x", {}},
+                                              {"X", true, 0, {}, {}},
+                                              {std::string_view("y\0z", 3), false, kRegSz, "y", {}},
+                                              {"B", true, 0, {}, {}},
+                                              {"B", false, kRegBinary, "again", {}}};
+  ASSERT_EQ(stored_.registry().ChangeValues(key, changes), kSuccess);
+  EXPECT_EQ(Told(changes), "- - - - - - x - b - ");
+  EXPECT_THAT(Values(), ElementsAre("=unnamed", "B=again", "Nome=two", "y=y"));
+  changes = {{"zz", false, kRegSz, "last", {}},
+             {"nome", true, 0, {}, {}},
+             {"A", false, kRegSz, "first", {}},
+             {"Y", false, kRegSz, "kept as it was spelt", {}}};
+  ASSERT_EQ(stored_.registry().ChangeValues(key, changes), kSuccess);
+  EXPECT_EQ(Told(changes), "- Nome - - ");
+  EXPECT_THAT(Values(), ElementsAre("=unnamed", "A=first", "B=again", "y=kept as it was spelt", "zz=last"));
+  EXPECT_THAT(stored_.Findings(), ::testing::IsEmpty());
+  EXPECT_EQ(stored_.registry().CloseKey(key), kSuccess);
+}
+
+TEST_F(RegistryListing, ChangesAtOnce_CostOneReplacementHoweverMany) {
+  KeyHandle key = 0;
+  ASSERT_EQ(stored_.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key), kSuccess);
+  for (const int count : {2, 5000}) {
+    std::vector<std::string> names;
+    for (int i = 0; i < count; ++i) names.push_back(Numbered("V", i).bytes());
+    std::vector<WholeKeys::ValueChange> changes;
+    for (const std::string& name : names) changes.push_back({name, false, kRegSz, name, {}});
+    TakeCount();
+    ASSERT_EQ(stored_.registry().ChangeValues(key, changes), kSuccess);
+    const testing::CallCount cost = TakeCount();
+    EXPECT_EQ(cost.syncs, 2u) << "the file and its folder";
+    EXPECT_LE(cost.calls, 30u) << count;
+    EXPECT_EQ(Values().size(), static_cast<std::size_t>(count));
+  }
+  std::vector<WholeKeys::ValueChange> nothing{{"missing", true, 0, {}, {}}};
+  TakeCount();
+  EXPECT_EQ(stored_.registry().ChangeValues(key, nothing), kSuccess);
+  EXPECT_EQ(TakeCount().syncs, 0u);
+  EXPECT_EQ(stored_.registry().CloseKey(key), kSuccess);
+}
+
+TEST_F(RegistryListing, ChangesAtOnce_AnswerAsSetValueDoes) {
+  LinuxRegistry& registry = stored_.registry();
+  const std::string tooLong(16384, 'n');
+  const auto change = [&](KeyHandle key, const std::string& name) {
+    std::vector<WholeKeys::ValueChange> changes{{"a", false, kRegSz, "x", {}}, {name, false, kRegSz, "y", {}}};
+    return registry.ChangeValues(key, changes);
+  };
+  EXPECT_EQ(change(4711, "b"), kInvalidHandle);
+  EXPECT_EQ(change(key_, "b"), kAccessDenied) << "a handle for reading";
+  KeyHandle key = 0;
+  ASSERT_EQ(registry.OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key), kSuccess);
+  EXPECT_EQ(change(key, tooLong), kInvalidParameter);
+  EXPECT_THAT(Values(), ::testing::IsEmpty());
+  const std::string content = testing::FileContent(stored_.ValuesFile("k"));
+  testing::WriteFile(stored_.ValuesFile("k"), "damaged");
+  EXPECT_EQ(change(key, "b"), kRegistryCorrupt);
+  EXPECT_EQ(testing::FileContent(stored_.ValuesFile("k")), "damaged");
+  testing::WriteFile(stored_.ValuesFile("k"), content);
+  EXPECT_EQ(change(kHkeyUsers, "b"), kSuccess) << "the first change makes the root";
+  ASSERT_EQ(Calls(other_).Delete("k"_ansi), kSuccess);
+  EXPECT_EQ(change(key, "b"), kKeyDeleted);
+  EXPECT_EQ(registry.CloseKey(key), kSuccess);
+}
+
 // A key that is deleted right after the folder was read is not among the names.
 TEST_F(RegistryListing, KeyThatVanishesMeanwhile_IsLeftOutOfTheWhole) {
   CreateKeys(3);
