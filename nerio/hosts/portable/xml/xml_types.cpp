@@ -38,6 +38,11 @@ void SetAttribute(Element& element, TextView name, TextView text) {
 }  // namespace
 
 bool SetDataType(Element& element, TextView name) noexcept {
+  // The one that the layer uses, as it writes it.
+  if (name == kBase64) {
+    element.notedType = kNotedBase64;
+    return true;
+  }
   const auto* const known = std::find_if(std::begin(kTypeNames), std::end(kTypeNames),
                                          [name](TextView each) { return EqualInAnyCase(each, name); });
   if (known == std::end(kTypeNames)) return false;
