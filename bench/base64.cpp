@@ -1,6 +1,6 @@
 // Base64 of a text, UTF-16 in and out, beside what a program would call instead. Every contender encodes the text's
-// byte view into a new UTF-16 text and decodes such a text back. The limit is a copy of the bytes that go in and come
-// out.
+// byte view into a new UTF-16 text and decodes such a text back. The limit moves as many bytes as go in and come out: a
+// copy of half as many, which are read once and written once.
 
 #include <benchmark/benchmark.h>
 #include <glib.h>
@@ -33,7 +33,8 @@ struct Pair {
     constexpr std::size_t kColumns = 72;
     for (std::size_t i = 0; i < encoded.size(); i += kColumns) lines.append(encoded, i, kColumns).append(u"\n");
   }
-  std::size_t ByteCount() const { return (plain.size() + encoded.size()) * sizeof(char16_t); }
+  // A copy of so many bytes reads and writes as many as the call does.
+  std::size_t CopiedBytes() const { return (plain.size() + encoded.size()) * sizeof(char16_t) / 2; }
 
   Text plain;
   Text encoded;
@@ -91,9 +92,9 @@ void MeasureDecode(benchmark::State& state, Decode decode, const Text Pair::*enc
 // The result alone, copied into a text made for it: what any result of this length costs, however it is worked out.
 Text NewText(const Text& result) { return Text(result); }
 
-// One copy of all bytes that the call reads and writes, between places that are in memory already.
+// One copy that reads and writes as many bytes as the call does, between places that are in memory already.
 void MeasureCopy(benchmark::State& state) {
-  const std::size_t count = PairOf(state).ByteCount();
+  const std::size_t count = PairOf(state).CopiedBytes();
   const std::vector<char> from(count, 'x');
   std::vector<char> to(count);
   for (auto _ : state) {
