@@ -44,7 +44,7 @@ std::string ByteElement::Decode(TextView encoded) {
 std::string Base64Encoder::Put(std::string_view bytes) {
   left_ += bytes;
   const std::size_t whole = left_.size() / 3 * 3;
-  const std::string encoded = Narrowed(element_.Encode(std::string_view(left_).substr(0, whole)));
+  std::string encoded = Narrowed(element_.Encode(std::string_view(left_).substr(0, whole)));
   left_.erase(0, whole);
   return encoded;
 }

@@ -76,6 +76,7 @@ void NameTable::Grow() {
       name = next;
     }
   }
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): they hold pointers.
   if (buckets_ != firstBuckets_) arena_->Waste(bucketCount_ * sizeof(Name*));
   buckets_ = buckets;
   bucketCount_ = count;

@@ -38,6 +38,7 @@ void Enter(const AttributeIndex& index, NamedValue& attribute) noexcept {
 }
 
 std::size_t SizeOf(const AttributeIndex& index) {
+  // The slots hold pointers. NOLINTNEXTLINE(bugprone-sizeof-expression)
   return sizeof index + (std::size_t{index.mask} + 1) * sizeof(NamedValue*);
 }
 
