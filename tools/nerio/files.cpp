@@ -18,6 +18,12 @@ Exit ExitOf(platform::SystemStatus status) {
   return Exit::kFailed;
 }
 
+void CheckSize(const std::string& file, const std::string& bytes, std::size_t most) {
+  if (bytes.size() <= most) return;
+  throw Failure(Exit::kBadInput, file + " has more than " + std::to_string(most >> 20) + " MiB",
+                "that is the most that is read of such a file");
+}
+
 }  // namespace
 
 Failure FileFailure(Session& session, platform::SystemStatus status, const std::string& doing) {
@@ -34,21 +40,22 @@ bool ReadPiece(Session& session, std::string& piece) {
   return !piece.empty();
 }
 
-std::string ReadStandardInput(Session& session) {
-  std::string bytes;
-  for (std::string piece; ReadPiece(session, piece);) bytes += piece;
-  return bytes;
-}
+std::string ReadStandardInput(Session& session) { return ReadInput(session, "-"); }
 
-std::string ReadFile(Session& session, const std::string& file) {
+std::string ReadFile(Session& session, const std::string& file, std::size_t most) {
   std::string bytes;
-  const platform::SystemStatus status = ReadWholeFile(PathOf(file), bytes);
+  const platform::SystemStatus status = ReadWholeFile(PathOf(file), bytes, most);
   if (status != platform::SystemStatus::kSuccess) throw FileFailure(session, status, "cannot read " + file);
+  CheckSize(file, bytes, most);
   return bytes;
 }
 
-std::string ReadInput(Session& session, const std::string& file) {
-  return file == "-" ? ReadStandardInput(session) : ReadFile(session, file);
+std::string ReadInput(Session& session, const std::string& file, std::size_t most) {
+  if (file != "-") return ReadFile(session, file, most);
+  std::string bytes;
+  for (std::string piece; bytes.size() <= most && ReadPiece(session, piece);) bytes += piece;
+  CheckSize(file, bytes, most);
+  return bytes;
 }
 
 void WriteOutput(Session& session, const std::string& file, const std::string& bytes) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "nerio/platform/status.h"
@@ -17,11 +18,12 @@ bool ReadPiece(Session& session, std::string& piece);
 /// Reads all of standard input.
 std::string ReadStandardInput(Session& session);
 
-/// Reads a whole file. @throws Failure naming the file and the reason.
-std::string ReadFile(Session& session, const std::string& file);
+/// Reads a whole file. @throws Failure naming the file and the reason: kBadInput for more than `most` bytes, of which only
+/// some more than these are read.
+std::string ReadFile(Session& session, const std::string& file, std::size_t most = std::string::npos);
 
-/// Reads a whole file, standard input when it is called "-". @throws Failure naming the file and the reason.
-std::string ReadInput(Session& session, const std::string& file);
+/// Reads a whole file, standard input when it is called "-". @throws Failure as `ReadFile`.
+std::string ReadInput(Session& session, const std::string& file, std::size_t most = std::string::npos);
 
 /// Writes a file in place of the one that may be there, whole or not at all. @throws Failure naming the file and the
 /// reason.

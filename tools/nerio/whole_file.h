@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -14,8 +15,10 @@ std::filesystem::path SystemPath(TextView path);
 
 /// Reads everything that a file, a pipe or a device gives.
 /// @param[out] bytes the content; untouched on failure.
+/// @param most of a content with more bytes than this, some more than these are read.
 /// @return 0, or the system's own error number.
-platform::SystemStatus ReadWholeFile(const std::filesystem::path& path, std::string& bytes);
+platform::SystemStatus ReadWholeFile(const std::filesystem::path& path, std::string& bytes,
+                                     std::size_t most = std::string::npos);
 
 /// Writes a new file. It appears with its whole content or not at all.
 /// @return 0, or the system's own error number; one of them when there is something of that name already.

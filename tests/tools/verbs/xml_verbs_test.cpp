@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
 
 #include "tests/testing/temporary_folder.h"
 #include "tests/tools/tool_run.h"
@@ -41,6 +44,23 @@ TEST_F(XmlVerbs, NewSetAndAdd_BuildAFileStepByStep) {
       Content(),
       "<impostazioni a=\"&quot;&#10;\"><voce lingua=\"\">perch\xC3\xA9 &lt;no&gt;</voce><voce/></impostazioni>\r\n");
   EXPECT_EQ(tool_.Run({"xml", "check", file_}).out, file_ + ": well-formed\n");
+  EXPECT_EQ(Files(), 1u);
+}
+
+TEST_F(XmlVerbs, FileAboveTheLimit_IsRefusedByEachVerbAndStaysAsItIs) {
+  constexpr std::uintmax_t kLimit = std::uintmax_t{256} << 20;
+  Write("<a>");
+  std::filesystem::resize_file(path_, kLimit + 1);
+  const std::string refused =
+      "nerio: " + file_ + " has more than 256 MiB\n  that is the most that is read of such a file\n";
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"xml", "set", file_, "/a", "b", "c"}, {"xml", "add", file_, "/a", "b"}}) {
+    const RunResult result = tool_.Run(arguments);
+    EXPECT_EQ(result.exit, 5);
+    EXPECT_EQ(result.err, refused);
+  }
+  EXPECT_EQ(tool_.Run({"xml", "check", file_}).err, "nerio: " + file_ + " has more than 256 MiB\n");
+  EXPECT_EQ(std::filesystem::file_size(path_), kLimit + 1);
   EXPECT_EQ(Files(), 1u);
 }
 

@@ -87,12 +87,12 @@ class NewFile {
 
 std::filesystem::path SystemPath(TextView path) { return platform::NativePath(path); }
 
-SystemStatus ReadWholeFile(const std::filesystem::path& path, std::string& bytes) {
+SystemStatus ReadWholeFile(const std::filesystem::path& path, std::string& bytes, std::size_t most) {
   const Descriptor file(Uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }));
   if (!file) return SystemStatus{errno};
   std::string read;
   char block[1 << 16];
-  for (;;) {
+  while (read.size() <= most) {
     const ssize_t got = Uninterrupted([&] { return ::read(file.get(), block, sizeof block); });
     if (got < 0) return SystemStatus{errno};
     if (got == 0) break;

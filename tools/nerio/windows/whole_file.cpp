@@ -93,14 +93,14 @@ class NewFile {
 
 std::filesystem::path SystemPath(TextView path) { return path; }
 
-SystemStatus ReadWholeFile(const std::filesystem::path& path, std::string& bytes) {
+SystemStatus ReadWholeFile(const std::filesystem::path& path, std::string& bytes, std::size_t most) {
   const OpenedFile file(::CreateFileW(path.c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                       FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) return LastError();
   std::string read;
   std::string block(kBlock, '\0');
-  for (;;) {
+  while (read.size() <= most) {
     DWORD got = 0;
     if (::ReadFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &got, nullptr) == 0) {
       // The other end of a pipe closed it: that is where it ends.
