@@ -87,9 +87,10 @@ class Importer {
         back.push_back(Reversed(*done_.back()));
         done_.pop_back();
       }
-      const Status status = back.size() > 1 ? StoreTogether(change.key, back) : StoreOne(change.key, back.front());
+      const bool isTogether = whole_ != nullptr && back.size() > 1;
+      const Status status = isTogether ? StoreTogether(change.key, back) : StoreOne(change.key, back.front());
       for (const ValueChange& each : back) {
-        const bool isMissing = back.size() > 1 && status == kSuccess && each.deletion && !each.deleted;
+        const bool isMissing = isTogether && status == kSuccess && each.deletion && !each.deleted;
         check(isMissing ? kFileNotFound : status, ShownValue(change.key, AnsiText(std::string(each.name)), codePage_));
       }
     }

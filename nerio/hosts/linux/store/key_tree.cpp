@@ -117,7 +117,8 @@ Status ListFolders(const KeyFolder& key, int folder, std::vector<SubkeyList::Sub
         foldedName = FoldAnsi(name);
       }
     }
-    if (foldedName) byName.push_back({std::move(*foldedName), {std::move(entry.name), std::move(name)}});
+    if (!foldedName) continue;
+    byName.emplace_back(std::move(*foldedName), SubkeyList::Subkey{std::move(entry.name), std::move(name)});
   }
   std::sort(byName.begin(), byName.end(),
             [](const auto& left, const auto& right) { return AnsiNameOrder()(left.first, right.first); });
