@@ -1,6 +1,7 @@
 // Reading one setting, from nothing: a fresh CRegistry that reads one text value of a store of 1,000 branches with 10
 // values each, beside what else keeps settings, on the same branches and values in the same order. Then the same in
-// stores of fewer and more branches: a read costs what is in its own branch, never what is beside it.
+// stores of fewer and more branches: a read costs what is in its own branch, never what is beside it. And the same by two
+// threads at once.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -296,6 +297,9 @@ int main(int argc, char** argv) {
   Contender("read_setting/values_file", [&](benchmark::State& state) { ReadFiles(state, valuesFiles, 1, names); });
   Contender("read_setting/lstat", [&](benchmark::State& state) { StatFolder(state, folders); });
   Contender("read_setting/limit", [&](benchmark::State& state) { ReadShared(state, names); });
+  const auto together = [&](benchmark::State& state) { ReadSetting(state, store, names); };
+  Contender("read_together/nerio", together)->Threads(2)->UseRealTime();
+  Contender("read_together/one_reader", together)->UseRealTime();
   for (const auto& [branches, grown] : stores) {
     Contender("read_growth/nerio/" + std::to_string(branches),
               [&, &grown = grown, branches = branches](benchmark::State& state) {
