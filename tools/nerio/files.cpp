@@ -1,5 +1,6 @@
 #include "tools/nerio/files.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <system_error>
 
@@ -18,8 +19,8 @@ Exit ExitOf(platform::SystemStatus status) {
   return Exit::kFailed;
 }
 
-void CheckSize(const std::string& file, const std::string& bytes, std::size_t most) {
-  if (bytes.size() <= most) return;
+void CheckSize(const std::string& file, std::uintmax_t size, std::size_t most) {
+  if (size <= most) return;
   throw Failure(Exit::kBadInput, file + " has more than " + std::to_string(most >> 20) + " MiB",
                 "that is the most that is read of such a file");
 }
@@ -43,10 +44,14 @@ bool ReadPiece(Session& session, std::string& piece) {
 std::string ReadStandardInput(Session& session) { return ReadInput(session, "-"); }
 
 std::string ReadFile(Session& session, const std::string& file, std::size_t most) {
+  // An ordinary file is refused before it is read: a process of 32 bits may not have the memory to find out by reading.
+  std::error_code no_size;
+  const std::uintmax_t size = std::filesystem::file_size(PathOf(file), no_size);
+  if (!no_size) CheckSize(file, size, most);
   std::string bytes;
   const platform::SystemStatus status = ReadWholeFile(PathOf(file), bytes, most);
   if (status != platform::SystemStatus::kSuccess) throw FileFailure(session, status, "cannot read " + file);
-  CheckSize(file, bytes, most);
+  CheckSize(file, bytes.size(), most);
   return bytes;
 }
 
@@ -54,7 +59,7 @@ std::string ReadInput(Session& session, const std::string& file, std::size_t mos
   if (file != "-") return ReadFile(session, file, most);
   std::string bytes;
   for (std::string piece; bytes.size() <= most && ReadPiece(session, piece);) bytes += piece;
-  CheckSize(file, bytes, most);
+  CheckSize(file, bytes.size(), most);
   return bytes;
 }
 

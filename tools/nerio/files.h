@@ -18,8 +18,8 @@ bool ReadPiece(Session& session, std::string& piece);
 /// Reads all of standard input.
 std::string ReadStandardInput(Session& session);
 
-/// Reads a whole file. @throws Failure naming the file and the reason: kBadInput for more than `most` bytes, of which only
-/// some more than these are read.
+/// Reads a whole file. @throws Failure naming the file and the reason: kBadInput for more than `most` bytes; an ordinary
+/// file is not read then, of anything else only some more than these are.
 std::string ReadFile(Session& session, const std::string& file, std::size_t most = std::string::npos);
 
 /// Reads a whole file, standard input when it is called "-". @throws Failure as `ReadFile`.
