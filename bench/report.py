@@ -3,7 +3,8 @@
     python3 bench/report.py RESULTS-FOLDER DOCS-FOLDER
 
 Beside each bench/PROGRAM.cpp, bench/PROGRAM.json says what its items are: title, work, size (what a size counts, when there are
-several), bounds and notes. A benchmark is called item/contender or item/contender/size. The figure of each is the median over
+several), bounds, notes, lesser (contenders that promise less, and what they lack) and floors (contenders that measure a part of
+the work and do not do it). A benchmark is called item/contender or item/contender/size. The figure of each is the median over
 its repetitions: of the processor time, or of the real time where the work waits for a disk (Google Benchmark's name then ends in
 /real_time). Exits 1 when an item misses its bound.
 """
@@ -22,6 +23,8 @@ matplotlib.rcParams["svg.hashsalt"] = "nerio"  # the same figures give the same 
 import matplotlib.pyplot as plt
 
 OURS = "nerio"
+LIMIT = "limit"
+ON_DISK = Path("/var/tmp")  # where the programs keep their files, see settings.h
 
 
 @dataclass
@@ -58,6 +61,8 @@ class Item:
     bounds: list = field(default_factory=list)
     size: str = ""  # what a size counts; empty when the item has one size only
     notes: str = ""
+    lesser: dict = field(default_factory=dict)  # contenders that promise less: what they lack
+    floors: list = field(default_factory=list)  # contenders that do a part of the work
 
 
 def read_items(folder):
@@ -179,6 +184,55 @@ def plot(item, contenders, path):
     plt.close(figure)
 
 
+def overview_bars(item, contenders):
+    """The bars of an item in the picture of all: (label, nanoseconds, colour), at the middle of the sizes it is measured at."""
+    sizes = sorted(contenders.get(OURS, {}))
+    if not sizes:
+        return "", []
+    size = sizes[len(sizes) // 2]
+    figures = {name: by_size[size] for name, by_size in contenders.items() if size in by_size}
+    bars = [(OURS, figures[OURS], "tab:blue")]
+    peers = [name for name in figures if name not in (OURS, LIMIT, *item.floors)]
+    equal = [name for name in peers if name not in item.lesser]
+    if equal:
+        best = min(equal, key=figures.get)
+        bars.append((best, figures[best], "tab:orange"))
+    if LIMIT in figures:
+        bars.append((LIMIT, figures[LIMIT], "tab:green"))
+    for name in sorted(item.lesser, key=lambda name: figures.get(name, 0)):
+        if name in figures:
+            bars.append((f"{name}, {item.lesser[name]}", figures[name], "lightgray"))
+    return (f"{item.title}, {size_text(size)} {item.size}" if item.size else item.title), bars
+
+
+def overview(items, results, path):
+    rows = []  # from the top: (text at the axis, text at the bar, nanoseconds, colour), an empty one between two items
+    for item in items:
+        title, bars = overview_bars(item, results.get(item.name, {}))
+        rows += [(title if index == 0 else "", *bar) for index, bar in enumerate(bars)]
+        rows += [("", "", 0, "white")] if bars else []
+    figure, axes = plt.subplots(figsize=(10, 0.17 * len(rows) + 1))
+    places = range(len(rows))
+    drawn = axes.barh(places, [row[2] for row in rows], color=[row[3] for row in rows], height=0.9)
+    axes.bar_label(drawn, [f" {row[1]} {time_text(row[2])}" if row[2] else "" for row in rows], fontsize=6)
+    named = [place for place in places if rows[place][0]]
+    axes.set_yticks(named, [rows[place][0] for place in named], fontsize=7)
+    axes.invert_yaxis()
+    axes.set_xscale("log", base=10)
+    axes.set_xlabel("nanoseconds")
+    axes.margins(x=0.3, y=0.01)
+    figure.tight_layout()
+    figure.savefig(path, metadata={"Date": None})
+    plt.close(figure)
+
+
+def file_system(folder):
+    """The type of the file system that a folder lies on."""
+    mounts = [line.split()[1:3] for line in Path("/proc/mounts").read_text().splitlines()]
+    inside = [mount for mount in mounts if Path(mount[0]) in (folder, *folder.parents)]
+    return max(inside, key=lambda mount: len(mount[0]))[1]
+
+
 def processor():
     for line in Path("/proc/cpuinfo").read_text().splitlines():
         if line.startswith("model name"):
@@ -196,6 +250,7 @@ def main(results_folder, docs):
     plots = docs / "performance"
     plots.mkdir(parents=True, exist_ok=True)
     summary = ["| work | bound | ours / its | |", "|---|---|---:|---|"]
+    overview(items, results, plots / "overview.svg")
     body = []
     missed = 0
     for item in items:
@@ -222,8 +277,14 @@ def main(results_folder, docs):
         "the same run, and checks each answer. Figures are medians of 9 repetitions that take turns; a number in brackets, or in the",
         "column \"ours / its\", is our time divided by that contender's. `limit` is what the machine itself does for that work.",
         "",
-        f"Measured on {context['date'][:10]}, {processor()}, {context['num_cpus']} processors, "
-        f"{platform.system()} {platform.release()}.",
+        f"Measured on {context['date'][:10]}, {processor()}, {context['num_cpus']} cores, {platform.system()} "
+        f"{'.'.join(platform.release().split('.')[:2])}, files on {file_system(ON_DISK)}.",
+        "",
+        "All of it in one picture, each work at the middle of its sizes: ours in blue; the best peer that promises as much (durable",
+        "on return, sees the changes of others, works per call) in orange; the limit in green; peers that promise less in grey, with",
+        "what they lack.",
+        "",
+        "![All of it](performance/overview.svg)",
         "",
     ]
     (docs / "performance.md").write_text("\n".join(head + summary + body) + "\n")
