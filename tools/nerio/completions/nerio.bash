@@ -16,10 +16,10 @@ _nerio_options() {
   local own=''
   case $1 in
     '') own='--version' ;;
-    'reg get') own='--default' ;;
+    'reg get') own='--default --type' ;;
     'reg tree') own='--values' ;;
     'reg export') own='-o --output' ;;
-    'reg set') own='--stdin' ;;
+    'reg set') own='--stdin --type' ;;
     'reg delete') own='-r --recursive -y --yes' ;;
     'reg import') own='-n --dry-run' ;;
     'reg init') own='--group' ;;
@@ -45,6 +45,10 @@ _nerio() {
   case "$place:$before" in
     'reg export:-o' | 'reg export:--output') files=true ;;
     'reg init:--group') mapfile -t COMPREPLY < <(compgen -g -- "$word"); return ;;
+    'reg set:--type')
+      mapfile -t COMPREPLY < <(compgen -W 'dword qword binary expand multi string' -- "$word")
+      return
+      ;;
     'reg get:--default' | 'trace tail:-n' | 'trace tail:--lines' | 'guid:-n' | 'guid:--count') return ;;
   esac
   case "$place:$arguments" in

@@ -89,6 +89,68 @@ TEST(RegSet, RefusedKey_IsAccessDenied) {
   EXPECT_EQ(tool.Stored(kAppPath, "Nome"_ansi), "");
 }
 
+TEST(RegSet, Type_IsStoredAndShown) {
+  const struct {
+    const char* word;
+    const char* value;
+    const char* stored;
+    const char* type;
+    const char* data;
+  } rows[] = {
+      {"dword", "0x10", "4:10000000", "REG_DWORD", "16"},
+      {"qword", "4294967296", "11:0000000001000000", "REG_QWORD", "4294967296"},
+      {"binary", "DEAD be", "3:deadbe", "REG_BINARY", "de,ad,be"},
+      {"expand", "%TEMP%", "2:2554454d502500", "REG_EXPAND_SZ", "%TEMP%"},
+      {"multi", "a\nb", "7:6100620000", "REG_MULTI_SZ", "a\nb"},
+      {"string", "a", "1:61", "REG_SZ", "a"},
+  };
+  for (const auto& row : rows) {
+    ToolHost tool;
+    const RunResult set = tool.Run({"reg", "set", kApp, "v", row.value, "--type", row.word});
+    EXPECT_EQ(set.exit, 0) << set.err;
+    EXPECT_EQ(set.out, "stored \"v\" in HKEY_LOCAL_MACHINE\\Software\\Nerio\\App\n");
+    EXPECT_EQ(tool.Stored(kAppPath, "v"_ansi), row.stored);
+    EXPECT_EQ(tool.Run({"reg", "get", kApp, "v", "--type"}).out, row.type + std::string("\n"));
+    EXPECT_EQ(tool.Run({"reg", "get", kApp, "v"}).out, row.data + std::string("\n"));
+    EXPECT_NE(tool.Run({"reg", "list", kApp}).out.find(std::string("v\t") + row.type + '\t'), std::string::npos);
+    const auto json =
+        nlohmann::json::parse(tool.Run({"reg", "set", kApp, "v", row.value, "--type", row.word, "--json"}).out);
+    EXPECT_EQ(json["type"], row.type);
+    tool.in = row.value;
+    EXPECT_EQ(tool.Run({"reg", "set", kApp, "w", "--stdin", "--type", row.word}).exit, 0);
+    EXPECT_EQ(tool.Stored(kAppPath, "w"_ansi), row.stored);
+  }
+}
+
+TEST(RegSet, WhatTheTypeCannotHold_IsBadInputAndNothingIsWritten) {
+  for (const auto& [word, value] : {std::pair{"dword", "x"}, {"qword", "-1"}, {"binary", "0"}, {"multi", "a\n\nb"}}) {
+    ToolHost tool;
+    const RunResult result = tool.Run({"reg", "set", kApp, "v", "--type", word, "--", value});
+    EXPECT_EQ(result.exit, 5) << word;
+    EXPECT_NE(result.err.find("\n  nothing was stored; write "), std::string::npos) << result.err;
+    const auto json =
+        nlohmann::json::parse(tool.Run({"reg", "set", kApp, "v", "--type", word, "--json", "--", value}).out);
+    EXPECT_EQ(json["error"]["exit"], 5);
+    EXPECT_FALSE(tool.Has("Software"_ansi));
+  }
+  ToolHost tool;
+  const RunResult result = tool.Run({"reg", "set", kApp, "v", "1", "--type", "REG_DWORD"});
+  EXPECT_EQ(result.exit, 2);
+  EXPECT_EQ(result.err,
+            "nerio: \"REG_DWORD\" is not a type\n  the type is one of dword, qword, binary, expand, multi or string\n");
+  EXPECT_FALSE(tool.Has("Software"_ansi));
+}
+
+TEST(RegGet, TypeOfWhatIsMissingOrRefused_FailsAsWithoutIt) {
+  ToolHost tool;
+  tool.Store(kAppPath, "n"_ansi, 99, "x");
+  EXPECT_EQ(tool.Run({"reg", "get", kApp, "n", "--type"}).out, "0x63\n");
+  EXPECT_EQ(tool.Run({"reg", "get", kApp, "Nome", "--type"}).exit, 3);
+  EXPECT_EQ(tool.Run({"reg", "get", kApp, "Nome", "--type", "--default", "d"}).out, "d\n");
+  tool.registry.SetRights(platform::kHkeyLocalMachine, kAppPath, platform::kKeySetValue);
+  EXPECT_EQ(tool.Run({"reg", "get", kApp, "n", "--type"}).exit, 4);
+}
+
 TEST(RegGet, MissingAndRefused_AreToldApart) {
   ToolHost tool;
   tool.Create(kAppPath);

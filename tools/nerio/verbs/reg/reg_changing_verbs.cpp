@@ -4,6 +4,8 @@
 #include "tools/nerio/files.h"
 #include "tools/nerio/registry/registry_access.h"
 #include "tools/nerio/registry/registry_failure.h"
+#include "tools/nerio/registry/value_input.h"
+#include "tools/nerio/registry/value_text.h"
 #include "tools/nerio/verbs/arguments.h"
 #include "tools/nerio/verbs/reg_verbs.h"
 #include "tools/nerio/verbs/registry_output.h"
@@ -23,6 +25,7 @@ struct SetOptions {
   std::string key;
   std::string name;
   std::optional<std::string> value;
+  std::optional<std::string> type;
   bool standardInput = false;
 };
 
@@ -38,15 +41,10 @@ Exit Set(Session& session, const SetOptions& options) {
     throw Failure(Exit::kRefused, "one of the two is needed: VALUE or --stdin", "see nerio reg set --help");
   }
   const RegistryKey key = KeyOf(session, options.key);
-  StoredValue value{NameOf(session, options.name), platform::kRegSz, {}};
+  StoredValue value{NameOf(session, options.name), TypeOfWord(options.type.value_or("string")), {}};
   const std::string given = options.standardInput ? WithoutLineEnd(ReadStandardInput(session)) : *options.value;
-  const Text text = TextOf(given, options.standardInput ? "standard input" : "the value");
-  if (text.find(u'\0') != Text::npos) throw Failure(Exit::kBadInput, "a text with a NUL cannot be stored");
-  try {
-    value.data = ToAnsiExactly(text, session.host.codePage).bytes();
-  } catch (const BadText& bad) {
-    throw Failure(Exit::kBadInput, bad.what(), "nothing was stored; write the text without this character");
-  }
+  const Text written = TextOf(given, options.standardInput ? "standard input" : "the value");
+  value.data = DataOf(value.type, written, session.host.codePage);
   KeyGuard opened;
   bool created = false;
   Status status = CreateKey(session.host.registry, key, platform::kKeySetValue, opened, created);
@@ -55,8 +53,9 @@ Exit Set(Session& session, const SetOptions& options) {
   const std::string where = ShownName(session, value.name) + " in " + Shown(session, key);
   if (status != kSuccess) throw RegistryFailure(status, "cannot write " + where);
   if (value.data.size() > kReadBufferSize) {
-    session.output.Say("this text of " + std::to_string(value.data.size()) +
-                       " bytes is too long for CRegistry, which reads " + std::to_string(kReadBufferSize) + " at most");
+    session.output.Say(std::string(IsTextType(value.type) ? "this text" : "this value") + " of " +
+                       std::to_string(value.data.size()) + " bytes is too long for CRegistry, which reads " +
+                       std::to_string(kReadBufferSize) + " at most");
   }
   Json object{{"key", Shown(session, key)}, {"created", created}};
   object.update(ValueJson(session, value));
@@ -134,15 +133,21 @@ Exit Create(Session& session, const KeyOptions& options) {
 
 void AddChangingVerbs(Verb reg) {
   const auto set = std::make_shared<SetOptions>();
-  Verb verb = reg.Leaf("set", "Store a text (REG_SZ, without a terminator) and make the keys that are missing",
-                       "nerio reg set HKLM\\Software\\Nerio\\App Nome \"prova\"\n"
-                       "nerio reg set HKLM\\Software\\Nerio\\App \"\" testo      the key's unnamed value\n"
-                       "nerio reg set HKLM\\Software\\Nerio\\App Nota --stdin < nota.txt\n"
-                       "nerio reg set HKLM\\Software\\Nerio\\App Segno -- -x",
-                       set, Set);
+  Verb verb = reg.Leaf(
+      "set",
+      "Store a text (REG_SZ, without a terminator), or with --type another value, and make the keys that are missing",
+      "nerio reg set HKLM\\Software\\Nerio\\App Nome \"prova\"\n"
+      "nerio reg set HKLM\\Software\\Nerio\\App \"\" testo      the key's unnamed value\n"
+      "nerio reg set HKLM\\Software\\Nerio\\App Nota --stdin < nota.txt\n"
+      "nerio reg set HKLM\\Software\\Nerio\\App Livello 10 --type dword\n"
+      "nerio reg set HKLM\\Software\\Nerio\\App Segno -- -x",
+      set, Set);
   verb.Required("KEY", set->key, kKeyHelp);
   verb.Required("NAME", set->name, "Name of the value; \"\" is the key's unnamed value");
-  verb.Optional("VALUE", set->value, "Text to store");
+  verb.Optional("VALUE", set->value, "Text to store; with --type a number, bytes or a list");
+  verb.Optional("--type", set->type,
+                "What VALUE is: dword or qword, a number; binary, pairs of hexadecimal digits; multi, a text on each "
+                "line; expand, a text with %VARIABLES%; string, as without it");
   verb.Switch("--stdin", set->standardInput, "Take the text from standard input; one line end at its end is removed");
 
   const auto create = std::make_shared<KeyOptions>();

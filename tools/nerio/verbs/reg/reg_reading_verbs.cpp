@@ -19,6 +19,7 @@ struct GetOptions {
   std::string key;
   std::optional<std::string> name;
   std::optional<std::string> fallback;
+  bool type = false;
 };
 
 Exit Get(Session& session, const GetOptions& options) {
@@ -38,7 +39,8 @@ Exit Get(Session& session, const GetOptions& options) {
     throw RegistryFailure(status, "cannot read " + ShownName(session, name) + " in " + Shown(session, key));
   }
   object.update(ValueJson(session, value));
-  session.output.Result(object, DataText(value.type, value.data, session.host.codePage));
+  session.output.Result(object,
+                        options.type ? TypeName(value.type) : DataText(value.type, value.data, session.host.codePage));
   return Exit::kDone;
 }
 
@@ -150,6 +152,7 @@ void AddReadingVerbs(Verb reg) {
   verb.Required("KEY", get->key, kKeyHelp);
   verb.Optional("NAME", get->name, "Name of the value; without it the key's unnamed value");
   verb.Optional("--default", get->fallback, "Print this when the value or its key is missing");
+  verb.Switch("--type", get->type, "Print the value's type, such as REG_SZ, and not its data");
 
   const auto test = std::make_shared<TestOptions>();
   verb = reg.Leaf("test", "Tell whether a key or a value is there: yes, or no and exit code 3",
