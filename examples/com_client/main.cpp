@@ -50,11 +50,15 @@ void PrintError(HRESULT number) {
 HRESULT Show(INerioComponent& nerio) {
   const Bstr branch(L"Esempio C++");
   const Bstr name(L"Lingua");
+  // The root is left out: HKEY_LOCAL_MACHINE.
+  VARIANT root;
+  V_VT(&root) = VT_ERROR;
+  V_ERROR(&root) = DISP_E_PARAMNOTFOUND;
   VARIANT_BOOL written = VARIANT_FALSE;
-  HRESULT result = nerio.ScriviImpostazione(branch.get(), name.get(), Bstr(L"it").get(), &written);
+  HRESULT result = nerio.ScriviImpostazione(branch.get(), name.get(), Bstr(L"it").get(), root, &written);
   if (FAILED(result)) return result;
   Bstr language;
-  result = nerio.LeggiImpostazione(branch.get(), name.get(), Bstr(L"en").get(), language.put());
+  result = nerio.LeggiImpostazione(branch.get(), name.get(), Bstr(L"en").get(), root, language.put());
   if (FAILED(result)) return result;
   std::printf("%s\n", language.Utf8().c_str());
 

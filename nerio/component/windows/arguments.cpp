@@ -1,11 +1,13 @@
 #include "nerio/component/windows/arguments.h"
 
+#include <limits>
 #include <string>
 
 #include "nerio/hosts/windows/automation/automation.h"
 #include "nerio/hosts/windows/automation/bstr.h"
 #include "nerio/hosts/windows/automation/com_error.h"
 #include "nerio/support/templates.h"
+#include "nerio/support/variant_errors.h"
 
 namespace nerio::component {
 namespace {
@@ -74,6 +76,20 @@ ArgumentList ToArgumentList(const VARIANT& arguments) {
   }
   if (type == VT_DISPATCH) return FromObject(V_DISPATCH(&arguments));
   platform::RaiseTypeMismatch();
+}
+
+platform::KeyHandle ToRoot(const VARIANT& root) {
+  const VARTYPE type = V_VT(&root);
+  if (type == (VT_BYREF | VT_VARIANT)) return ToRoot(*V_VARIANTREF(&root));
+  const bool leftOut = type == VT_EMPTY || (type == VT_ERROR && V_ERROR(&root) == DISP_E_PARAMNOTFOUND);
+  if (leftOut) return platform::kHkeyLocalMachine;
+  if ((type & ~VT_BYREF) == VT_BSTR) platform::RaiseTypeMismatch();
+  NativeVariant number;
+  // Read only. Null, objects and arrays are refused here.
+  if (FAILED(::VariantChangeType(number.put(), const_cast<VARIANT*>(&root), 0, VT_I8))) platform::RaiseTypeMismatch();
+  const LONGLONG value = V_I8(&number.get());
+  if (value < std::numeric_limits<LONG>::min() || value > std::numeric_limits<ULONG>::max()) throw OverflowError();
+  return static_cast<platform::KeyHandle>(value);
 }
 
 void WriteText(VARIANT* variable, TextView text) {

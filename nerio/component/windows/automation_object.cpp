@@ -11,6 +11,7 @@
 #include "nerio/hosts/windows/automation/com_error.h"
 #include "nerio/hosts/windows/automation/com_pointer.h"
 #include "nerio/hosts/windows/automation/record_set.h"
+#include "nerio/hosts/windows/automation/system_message.h"
 #include "nerio/hosts/windows/automation/variant.h"
 #include "nerio/hosts/windows/automation/xml_dom.h"
 #include "nerio/support/base64.h"
@@ -22,6 +23,7 @@
 #include "nerio/support/templates.h"
 #include "nerio/support/trace_log.h"
 #include "nerio/support/xml.h"
+#include "nerio/types/utf8.h"
 #include "nerio_automation.h"
 
 // The order matters: it needs the automation types.
@@ -32,6 +34,13 @@ namespace {
 
 // Views a string argument; a missing one is the empty text.
 TextView In(BSTR text) { return platform::ViewOf(text, ::SysStringLen(text)); }
+
+// What EncodeBase64 answers as a number, as an error that is raised. The DOM's own numbers are codes that the system has
+// words for.
+Error EncodingError(std::int32_t number) {
+  if (number < 0) return {number, u"EncodeBase64Text", platform::SystemMessage(number)};
+  return {number, u"EncodeBase64Text", number == kErrOutOfMemory ? u"Memoria esaurita" : u"Errore interno"};
+}
 
 // It holds nothing but the description of its interface; what lasts is in the registry and the trace file.
 class AutomationObject final : public INerioComponent, public ISupportErrorInfo, public IProvideClassInfo {
@@ -189,22 +198,41 @@ class AutomationObject final : public INerioComponent, public ISupportErrorInfo,
     return AtBoundary([&] { nerio::ValidateParam(In(value), In(parameterName)); });
   }
 
-  HRESULT WINAPI LeggiImpostazione(BSTR sRamo, BSTR sChiave, BSTR sDefault, BSTR* valore) override {
-    return AnswerText(valore, [&] { return component::LeggiImpostazione(In(sRamo), In(sChiave), In(sDefault)); });
+  HRESULT WINAPI LeggiImpostazione(BSTR sRamo, BSTR sChiave, BSTR sDefault, VARIANT eHKEYRoot, BSTR* valore) override {
+    return AnswerText(
+        valore, [&] { return component::LeggiImpostazione(In(sRamo), In(sChiave), In(sDefault), ToRoot(eHKEYRoot)); });
   }
 
-  HRESULT WINAPI ScriviImpostazione(BSTR sRamo, BSTR sChiave, BSTR sValore, VARIANT_BOOL* scritta) override {
+  HRESULT WINAPI ScriviImpostazione(BSTR sRamo, BSTR sChiave, BSTR sValore, VARIANT eHKEYRoot,
+                                    VARIANT_BOOL* scritta) override {
     return AnswerFlag(scritta, [&] {
-      component::ScriviImpostazione(In(sRamo), In(sChiave), In(sValore));
+      component::ScriviImpostazione(In(sRamo), In(sChiave), In(sValore), ToRoot(eHKEYRoot));
       return true;
     });
   }
 
-  HRESULT WINAPI CancellaImpostazione(BSTR sRamo, BSTR sChiave, VARIANT_BOOL* cancellata) override {
+  HRESULT WINAPI CancellaImpostazione(BSTR sRamo, BSTR sChiave, VARIANT eHKEYRoot, VARIANT_BOOL* cancellata) override {
     return AnswerFlag(cancellata, [&] {
-      component::CancellaImpostazione(In(sRamo), In(sChiave));
+      component::CancellaImpostazione(In(sRamo), In(sChiave), ToRoot(eHKEYRoot));
       return true;
     });
+  }
+
+  HRESULT WINAPI EncodeBase64Text(BSTR text, BSTR* encoded) override {
+    if (encoded == nullptr) return E_POINTER;
+    std::int32_t number = 0;
+    const HRESULT result = AnswerText(encoded, [&] {
+      Text written;
+      number = nerio::EncodeBase64(In(text), written);
+      if (number != 0) throw EncodingError(number);
+      return written;
+    });
+    // Without memory for the answer, or for the words of an error, the number is still that of EncodeBase64.
+    return SUCCEEDED(result) ? result : AnswerToNumber(number != 0 ? number : kErrOutOfMemory);
+  }
+
+  HRESULT WINAPI get_Versione(BSTR* versione) override {
+    return AnswerText(versione, [] { return FromUtf8(NERIO_VERSION); });
   }
 
  private:

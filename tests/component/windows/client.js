@@ -60,8 +60,11 @@ check("FormatTemplate, undefined", o.FormatTemplate("{0}", [undefined]), "");
 check("FormatTemplate, any characters", o.FormatTemplate("{0}", ["\u65e5\u20ac\u00e8"]), "\u65e5\u20ac\u00e8");
 o.ValidateParam(" ", "sTesto");
 
-// Base64. JScript passes every argument by value, so that the encoded text does not come back to it.
+// Base64. JScript passes every argument by value, so that the encoded text does not come back to it from EncodeBase64.
 check("EncodeBase64", o.EncodeBase64("A", ""), 0);
+check("EncodeBase64Text", o.EncodeBase64Text("A"), "QQA=");
+check("EncodeBase64Text, any characters", o.EncodeBase64Text("\u65e5\u20ac\u00e8"), "5WWsIOgA");
+check("EncodeBase64Text, nothing", o.EncodeBase64Text(""), "");
 check("DecodeBase64", o.DecodeBase64("QQA="), "A");
 check("DecodeBase64, any characters", o.DecodeBase64("5WWsIOgA"), "\u65e5\u20ac\u00e8");
 check("DecodeBase64, not Base64", o.DecodeBase64("non base64!"), "");
@@ -120,6 +123,24 @@ check("LeggiImpostazione, default", o.LeggiImpostazione("Prova JScript", "Altro"
 check("the value in the registry", shell.RegRead("HKLM\\Software\\Nerio\\Prova JScript\\Nome").substr(0, 5),
       "citt\u00e0");
 check("CancellaImpostazione", o.CancellaImpostazione("Prova JScript", "Nome"), true);
+
+// Settings below another root, which a script writes with or without a sign.
+var rootOfUser = 0x80000001;
+check("ScriviImpostazione, of the user", o.ScriviImpostazione("Prova JScript", "Mia", "s\u00ec", rootOfUser), true);
+check("LeggiImpostazione, of the user", o.LeggiImpostazione("Prova JScript", "Mia", "", rootOfUser | 0), "s\u00ec");
+check("LeggiImpostazione, not of the machine", o.LeggiImpostazione("Prova JScript", "Mia", "no"), "no");
+check("LeggiImpostazione, undefined is the machine", o.LeggiImpostazione("Prova JScript", "Mia", "no", undefined), "no");
+check("the user's value in the registry", shell.RegRead("HKCU\\Software\\Nerio\\Prova JScript\\Mia").substr(0, 2),
+      "s\u00ec");
+check("CancellaImpostazione, of the user", o.CancellaImpostazione("Prova JScript", "Mia", rootOfUser), true);
+check("CancellaImpostazione, gone", o.LeggiImpostazione("Prova JScript", "Mia", "tolta", rootOfUser), "tolta");
+checkError("a root beyond 32 bits", function () { o.LeggiImpostazione("a", "b", "", 4294967296); }, 0x800A0006,
+           "Overflow");
+checkError("no number", function () { o.LeggiImpostazione("a", "b", "", "HKCU"); }, 0x800A000D,
+           "Tipo non corrispondente");
+checkError("null", function () { o.LeggiImpostazione("a", "b", "", null); }, 0x800A000D, "Tipo non corrispondente");
+
+check("Versione", /^[0-9]+\.[0-9]+\.[0-9]+$/.test(o.Versione), true);
 
 // Errors.
 checkError("ValidateParam", function () { o.ValidateParam("", "sTesto"); }, -2147221503,

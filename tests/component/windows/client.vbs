@@ -99,6 +99,7 @@ Check "ValidateParam, a blank", True, True
 Dim text, encoded
 Check "EncodeBase64", o.EncodeBase64("A", encoded), CLng(0)
 Check "EncodeBase64, its text", encoded, "QQA="
+Check "EncodeBase64Text", o.EncodeBase64Text("A"), "QQA="
 Check "DecodeBase64", o.DecodeBase64(encoded), "A"
 text = "perché €"
 Check "EncodeBase64, one variable", o.EncodeBase64(text, text), CLng(0)
@@ -159,6 +160,12 @@ key = "HKLM\Software\Nerio\Prova VBScript\"
 Check "the value in the registry", Left(shell.RegRead(key & "Nome"), 7), "città €"
 Check "CancellaImpostazione", o.CancellaImpostazione("Prova VBScript", "Nome"), True
 Check "CancellaImpostazione, gone", o.LeggiImpostazione("Prova VBScript", "Nome", "tolta"), "tolta"
+Const rootOfUser = &H80000001
+Check "ScriviImpostazione, of the user", o.ScriviImpostazione("Prova VBScript", "Mia", "sì", rootOfUser), True
+Check "LeggiImpostazione, of the user", o.LeggiImpostazione("Prova VBScript", "Mia", , rootOfUser), "sì"
+Check "LeggiImpostazione, not of the machine", o.LeggiImpostazione("Prova VBScript", "Mia", "no"), "no"
+Check "CancellaImpostazione, of the user", o.CancellaImpostazione("Prova VBScript", "Mia", rootOfUser), True
+Check "Versione", InStr(o.Versione, "."), CLng(2)
 
 ' Errors.
 Dim nothingYet, got

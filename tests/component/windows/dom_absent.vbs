@@ -24,4 +24,11 @@ number = o.EncodeBase64("A", encoded)
 Check "EncodeBase64 answers the error's number", number < 0, True
 Check "EncodeBase64 leaves the text", encoded, "intatto"
 Check "DecodeBase64", o.DecodeBase64("QQA="), ""
+Dim raised
+On Error Resume Next
+encoded = o.EncodeBase64Text("A")
+raised = Err.Number
+On Error Goto 0
+Check "EncodeBase64Text raises that number", raised, number
+Check "EncodeBase64Text leaves the text", encoded, "intatto"
 WScript.Echo checks & " checks, " & failed & " failed"

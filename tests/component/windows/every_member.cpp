@@ -42,7 +42,7 @@ class Client {
   explicit Client(IDispatch* object) : object_(object) {}
 
   // Calls a member; its answer stays in `answer`.
-  void Call(const wchar_t* member, const std::vector<Argument>& arguments) {
+  void Call(const wchar_t* member, const std::vector<Argument>& arguments, WORD kind = DISPATCH_METHOD) {
     std::vector<Bstr> texts(arguments.size());
     std::vector<VARIANT> native(arguments.size());
     for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -62,7 +62,7 @@ class Client {
     const std::wstring wide = member;
     std::string line = ToUtf8(platform::ViewOf(wide.data(), wide.size())) + ": ";
     try {
-      platform::Invoke(object_, member, DISPATCH_METHOD, std::move(native), answer);
+      platform::Invoke(object_, member, kind, std::move(native), answer);
       line += AsText(answer.get());
     } catch (const Error& error) {
       line += "error " + std::to_string(error.number()) + " [" + ToUtf8(error.source()) + "] [" +
@@ -139,6 +139,7 @@ void CallBase64(Client& client) {
   V_VARIANTREF(&place) = encoded.put();
   client.Call(L"EncodeBase64", {u"A", place});
   client.lines.push_back("the variable: " + AsText(encoded.get()));
+  client.Call(L"EncodeBase64Text", {u"A"});
   client.Call(L"DecodeBase64", {u"QQA="});
   client.Call(L"DecodeBase64", {u"non base64!"});
 }
@@ -191,6 +192,13 @@ void CallSettings(Client& client) {
   client.Call(L"CancellaImpostazione", {kBranch, u"Nome"});
   client.Call(L"LeggiImpostazione", {kBranch, u"Nome", u"predefinito"});
   client.Call(L"LeggiImpostazione", {u"", u"Nome", u"predefinito"});
+  const VARIANT ofUser = Number(static_cast<LONG>(0x80000001));
+  client.Call(L"ScriviImpostazione", {kBranch, u"Nome", u"mia", ofUser});
+  client.Call(L"LeggiImpostazione", {kBranch, u"Nome", u"predefinito", ofUser});
+  client.Call(L"LeggiImpostazione", {kBranch, u"Nome", u"predefinito"});
+  client.Call(L"CancellaImpostazione", {kBranch, u"Nome", ofUser});
+  client.Call(L"CancellaImpostazione", {kBranch, u"Nome", ofUser});
+  client.Call(L"LeggiImpostazione", {kBranch, u"Nome", u"predefinito", u"nessuna radice"});
 }
 
 }  // namespace
@@ -214,6 +222,7 @@ std::vector<std::string> EveryAnswer() {
       "SetXMLAttribute: error -2146828197 [] [Variabile oggetto o variabile del blocco With non impostata]",
       "EncodeBase64: 0",
       "the variable: [QQA=]",
+      "EncodeBase64Text: [QQA=]",
       "DecodeBase64: [A]",
       "DecodeBase64: []",
       "GetFieldValue: 7",
@@ -238,6 +247,13 @@ std::vector<std::string> EveryAnswer() {
       "LeggiImpostazione: [predefinito]",
       "LeggiImpostazione: error -2147221503 [LeggiImpostazione] [Il parametro [sRamo] non pu\xC3\xB2 essere nullo o "
       "vuoto]",
+      "ScriviImpostazione: True",
+      "LeggiImpostazione: [mia]",
+      "LeggiImpostazione: [predefinito]",
+      "CancellaImpostazione: True",
+      "CancellaImpostazione: error -2146828283 [CancellaChiave] [Errore durante la rimozione delle chiave 'Nome']",
+      "LeggiImpostazione: error -2146828275 [Variant] [Tipo non corrispondente]",
+      "Versione: [" NERIO_VERSION "]",
   };
 }
 
@@ -249,6 +265,7 @@ std::vector<std::string> CallEveryMember(IDispatch* object, const std::wstring& 
   CallRecords(client);
   CallMessages(client);
   CallSettings(client);
+  client.Call(L"Versione", {}, DISPATCH_PROPERTYGET);
   return client.lines;
 }
 

@@ -111,22 +111,36 @@ TEST(ComponentFile, DescribesItsOneInterfaceAndItsOneClass) {
   EXPECT_THAT(types, ElementsAre("Component", "INerioComponent"));
 }
 
-TEST(ComponentFile, MembersBearTheNamesOfTheRoutines) {
+TEST(ComponentFile, MembersBearTheNamesOfTheRoutinesAndKeepTheirIdentifiers) {
   const LoadedComponent component;
   const ComPointer<INerioComponent> object = component.Create();
   ComPointer<ITypeInfo> info;
   ASSERT_EQ(object->GetTypeInfo(0, 0, info.put()), S_OK);
-  const std::vector<std::wstring> members = {
-      L"WriteLog",           L"BuildPath",           L"CheckXMLParser", L"SetXMLAttribute", L"AddXMLElement",
-      L"EncodeBase64",       L"DecodeBase64",        L"GetGuid",        L"GetDate",         L"GetFieldValue",
-      L"PopulateRecordset",  L"GetErrorMessage",     L"FormatTemplate", L"ValidateParam",   L"LeggiImpostazione",
-      L"ScriviImpostazione", L"CancellaImpostazione"};
-  std::set<DISPID> ids;
+  const std::vector<std::wstring> members = {L"WriteLog",
+                                             L"BuildPath",
+                                             L"CheckXMLParser",
+                                             L"SetXMLAttribute",
+                                             L"AddXMLElement",
+                                             L"EncodeBase64",
+                                             L"DecodeBase64",
+                                             L"GetGuid",
+                                             L"GetDate",
+                                             L"GetFieldValue",
+                                             L"PopulateRecordset",
+                                             L"GetErrorMessage",
+                                             L"FormatTemplate",
+                                             L"ValidateParam",
+                                             L"LeggiImpostazione",
+                                             L"ScriviImpostazione",
+                                             L"CancellaImpostazione",
+                                             L"EncodeBase64Text",
+                                             L"Versione"};
+  DISPID expected = 0;
   for (const std::wstring& member : members) {
     auto* name = const_cast<wchar_t*>(member.c_str());
     DISPID id = 0;
     EXPECT_EQ(object->GetIDsOfNames(IID_NULL, &name, 1, 0, &id), S_OK) << std::string(member.begin(), member.end());
-    EXPECT_TRUE(ids.insert(id).second);
+    EXPECT_EQ(id, ++expected) << std::string(member.begin(), member.end());
   }
   TYPEATTR* attributes = nullptr;
   ASSERT_EQ(info->GetTypeAttr(&attributes), S_OK);

@@ -31,6 +31,15 @@ using testing::ExpectError;
 using testing::FakeDispatch;
 using testing::LoadedComponent;
 
+// A root that a caller leaves out.
+VARIANT NoRoot() {
+  VARIANT root;
+  V_VT(&root) = VT_ERROR;
+  V_ERROR(&root) = DISP_E_PARAMNOTFOUND;
+  return root;
+}
+const VARIANT kNoRoot = NoRoot();
+
 class Members : public ::testing::Test {
  protected:
   // Checks what a failed call left on this thread.
@@ -72,9 +81,11 @@ TEST_F(Members, MissingPlaceForTheAnswer_IsAPointerError) {
   EXPECT_EQ(object_->GetFieldValue(nullptr, noText, nullptr), E_POINTER);
   EXPECT_EQ(object_->GetErrorMessage(0, nullptr), E_POINTER);
   EXPECT_EQ(object_->FormatTemplate(noText, value, nullptr), E_POINTER);
-  EXPECT_EQ(object_->LeggiImpostazione(noText, noText, noText, nullptr), E_POINTER);
-  EXPECT_EQ(object_->ScriviImpostazione(noText, noText, noText, nullptr), E_POINTER);
-  EXPECT_EQ(object_->CancellaImpostazione(noText, noText, nullptr), E_POINTER);
+  EXPECT_EQ(object_->LeggiImpostazione(noText, noText, noText, kNoRoot, nullptr), E_POINTER);
+  EXPECT_EQ(object_->ScriviImpostazione(noText, noText, noText, kNoRoot, nullptr), E_POINTER);
+  EXPECT_EQ(object_->CancellaImpostazione(noText, noText, kNoRoot, nullptr), E_POINTER);
+  EXPECT_EQ(object_->EncodeBase64Text(noText, nullptr), E_POINTER);
+  EXPECT_EQ(object_->get_Versione(nullptr), E_POINTER);
   EXPECT_EQ(object_->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
   EXPECT_EQ(object_->GetTypeInfoCount(nullptr), E_POINTER);
   EXPECT_EQ(object_->GetTypeInfo(0, 0, nullptr), E_POINTER);
@@ -89,12 +100,14 @@ TEST_F(Members, Error_BecomesItsCodeAndErrorInformation) {
   Bstr text(u"x");
   BSTR* const place = text.put();
   *place = reinterpret_cast<BSTR>(0x1);  // junk: a failed call must write it too
-  EXPECT_EQ(object_->LeggiImpostazione(nullptr, parameter.get(), nullptr, place), static_cast<HRESULT>(0x80040001));
+  EXPECT_EQ(object_->LeggiImpostazione(nullptr, parameter.get(), nullptr, kNoRoot, place),
+            static_cast<HRESULT>(0x80040001));
   EXPECT_EQ(*place, nullptr);
   ExpectErrorInfo(u"LeggiImpostazione", u"Il parametro [sRamo] non pu\u00F2 essere nullo o vuoto");
   VARIANT_BOOL done = VARIANT_TRUE;
   const Bstr branch(u"Manca del tutto");
-  EXPECT_EQ(object_->CancellaImpostazione(branch.get(), parameter.get(), &done), static_cast<HRESULT>(0x800A0005));
+  EXPECT_EQ(object_->CancellaImpostazione(branch.get(), parameter.get(), kNoRoot, &done),
+            static_cast<HRESULT>(0x800A0005));
   EXPECT_EQ(done, VARIANT_FALSE);
   ExpectErrorInfo(u"CancellaChiave", u"Errore durante la rimozione delle chiave 'sTesto'");
 }
@@ -104,12 +117,14 @@ TEST_F(Members, Settings_EmptyBranch_IsTheComponentsOwnError) {
   const Bstr name(u"Nome");
   Bstr text;
   VARIANT_BOOL done = VARIANT_TRUE;
-  EXPECT_EQ(object_->LeggiImpostazione(nullptr, name.get(), name.get(), text.put()), static_cast<HRESULT>(0x80040001));
+  EXPECT_EQ(object_->LeggiImpostazione(nullptr, name.get(), name.get(), kNoRoot, text.put()),
+            static_cast<HRESULT>(0x80040001));
   ExpectErrorInfo(u"LeggiImpostazione", kDescription);
-  EXPECT_EQ(object_->ScriviImpostazione(nullptr, name.get(), name.get(), &done), static_cast<HRESULT>(0x80040001));
+  EXPECT_EQ(object_->ScriviImpostazione(nullptr, name.get(), name.get(), kNoRoot, &done),
+            static_cast<HRESULT>(0x80040001));
   ExpectErrorInfo(u"ScriviImpostazione", kDescription);
   EXPECT_EQ(done, VARIANT_FALSE);
-  EXPECT_EQ(object_->CancellaImpostazione(nullptr, name.get(), &done), static_cast<HRESULT>(0x80040001));
+  EXPECT_EQ(object_->CancellaImpostazione(nullptr, name.get(), kNoRoot, &done), static_cast<HRESULT>(0x80040001));
   ExpectErrorInfo(u"CancellaImpostazione", kDescription);
 }
 

@@ -93,6 +93,24 @@ TEST_F(ShortMemory, EncodeBase64_AnswersTheNumberAndLeavesTheVariable) {
   EXPECT_GE(answered, 1) << "with all the memory that it asks for";
 }
 
+TEST_F(ShortMemory, EncodeBase64Text_RaisesTheNumber) {
+  const Bstr text(kLong);
+  int answered = 0;
+  const int failed = Sweep([&](int request) {
+    Bstr encoded;
+    const HRESULT result = object_->EncodeBase64Text(text.get(), encoded.put());
+    if (result == S_OK) {
+      ++answered;
+      EXPECT_EQ(encoded.view(), kLongEncoded);
+    } else {
+      EXPECT_EQ(result, static_cast<HRESULT>(0x800A0000 + kErrOutOfMemory)) << request;
+      EXPECT_EQ(encoded.view(), u"") << request;
+    }
+  });
+  EXPECT_GT(failed, 3);
+  EXPECT_GE(answered, 1) << "with all the memory that it asks for";
+}
+
 TEST_F(ShortMemory, GetGuidAndGetDate_AnswerAText) {
   const Bstr date(u"31 dicembre 1999 17:04:00");
   for (const auto& member :
