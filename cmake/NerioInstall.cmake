@@ -1,4 +1,5 @@
-# What `cmake --install` lays down: the library, the public headers, the files for find_package(Nerio) and for pkg-config.
+# What `cmake --install` lays down: the library, the public headers, the files for find_package(Nerio) and for pkg-config, the
+# licence and the documents.
 include(CMakePackageConfigHelpers)
 include(${CMAKE_CURRENT_LIST_DIR}/PublicHeaders.cmake)
 
@@ -33,3 +34,13 @@ if(kind STREQUAL STATIC_LIBRARY)
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/packaging/nerio.pc.in ${PROJECT_BINARY_DIR}/nerio.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/nerio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+file(GLOB documents ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/*.md)
+install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN site EXCLUDE)
+
+# A project around this one may have a target of that name.
+if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(uninstall
+    COMMAND ${CMAKE_COMMAND} -DBUILD=${PROJECT_BINARY_DIR} -P ${CMAKE_CURRENT_LIST_DIR}/NerioUninstall.cmake VERBATIM)
+endif()

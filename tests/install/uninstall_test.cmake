@@ -1,0 +1,43 @@
+# The target "uninstall" removes each file that was installed and the folders that only the library uses, and nothing else. Without
+# an installation it says so.
+include(${CMAKE_CURRENT_LIST_DIR}/steps.cmake)
+if(NOT COMPILER)
+  leave_out("no such compiler here")
+endif()
+set(place ${WORK}/uninstall)
+set(uninstall ${CMAKE_COMMAND} --build ${WORK}/layer --target uninstall)
+
+# files(VARIABLE): what is below the place, folders too.
+function(files variable)
+  file(GLOB_RECURSE found LIST_DIRECTORIES true RELATIVE ${place} ${place}/*)
+  set(${variable} "${found}" PARENT_SCOPE)
+endfunction()
+
+file(REMOVE_RECURSE ${place})
+step(${CMAKE_COMMAND} --install ${WORK}/layer --prefix ${place})
+foreach(other include/other.h include/nerio/own.h share/doc/other/README)
+  file(WRITE ${place}/${other} "")
+endforeach()
+foreach(document LICENSE README.md docs/start-admin.md)
+  file(GLOB installed ${place}/share/doc/*/${document})
+  if(NOT installed)
+    message(FATAL_ERROR "${document} was not installed")
+  endif()
+endforeach()
+file(GLOB_RECURSE headers ${place}/include/nerio/*/*.h)
+if(NOT headers)
+  message(FATAL_ERROR "no header was installed")
+endif()
+
+step(${uninstall})
+files(left)
+list(FILTER left EXCLUDE REGEX "^(lib|lib/[^/]*|lib/[^/]*/(cmake|pkgconfig)|share|share/doc)$")
+set(wanted include include/nerio include/nerio/own.h include/other.h share/doc/other share/doc/other/README)
+if(NOT left STREQUAL wanted)
+  message(FATAL_ERROR "left after uninstalling: ${left}\nwanted: ${wanted}")
+endif()
+
+execute_process(COMMAND ${uninstall} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+if(result EQUAL 0 OR NOT output MATCHES "Nothing was installed from")
+  message(FATAL_ERROR "uninstalling twice: ${result} ${output}")
+endif()
