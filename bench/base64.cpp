@@ -229,12 +229,13 @@ int main(int argc, char** argv) {
     const char* name;
     Text (*encode)(const Text&);
     Text (*decode)(const Text&);
-  } kContenders[] = {{"nerio", EncodeByNerio, DecodeByNerio},
-                     {"codec", EncodeByCodec, DecodeByCodec},
-                     {"openssl", EncodeByOpenSsl, DecodeByOpenSsl},
-                     {"glib", EncodeByGlib, DecodeByGlib},
-                     {"qt", EncodeByQt, DecodeByQt},
-                     {"loop", EncodeByLoop, DecodeByLoop}};
+    bool takesLines;
+  } kContenders[] = {{"nerio", EncodeByNerio, DecodeByNerio, true},
+                     {"codec", EncodeByCodec, DecodeByCodec, false},
+                     {"openssl", EncodeByOpenSsl, DecodeByOpenSsl, false},
+                     {"glib", EncodeByGlib, DecodeByGlib, true},
+                     {"qt", EncodeByQt, DecodeByQt, true},
+                     {"loop", EncodeByLoop, DecodeByLoop, false}};
   using nerio::bench::Contender;
   for (const std::int64_t size : kSizes) {
     for (const auto& contender : kContenders) {
@@ -244,10 +245,15 @@ int main(int argc, char** argv) {
       Contender(std::string("base64_decode/") + contender.name, [&contender](benchmark::State& state) {
         MeasureDecode(state, contender.decode);
       })->Arg(size);
+      if (!contender.takesLines) continue;
+      Contender(std::string("base64_decode_lines/") + contender.name, [&contender](benchmark::State& state) {
+        MeasureDecode(state, contender.decode, &Pair::lines);
+      })->Arg(size);
     }
-    Contender("base64_decode/nerio_in_lines", [](benchmark::State& state) {
-      MeasureDecode(state, DecodeByNerio, &Pair::lines);
+    Contender("base64_decode_lines/one_line", [](benchmark::State& state) {
+      MeasureDecode(state, DecodeByNerio);
     })->Arg(size);
+    Contender("base64_decode_lines/limit", MeasureCopy)->Arg(size);
     Contender("base64_encode/new_text", [](benchmark::State& state) {
       MeasureEncode(state, [&](const Text&) { return NewText(PairOf(state).encoded); });
     })->Arg(size);

@@ -7,6 +7,7 @@
 
 #include "fuzz/fuzz_input.h"
 #include "nerio/hosts/portable/base64/base64_codec.h"
+#include "nerio/hosts/portable/base64/base64_lines.h"
 
 namespace {
 
@@ -40,6 +41,18 @@ std::optional<Bytes> Reference(TextView text) {
   return bytes;
 }
 
+// A text in lines that is read as such means what it means to any reader, and is written again as it was.
+void RequireLines(const Text& text, const std::optional<Bytes>& expected, nerio::platform::Base64Method method) {
+  const nerio::platform::Base64Lines lines = nerio::platform::LinesOf(text);
+  if (lines.columns == 0) return;
+  Bytes room(text.size() / 4 * 3);
+  const std::uint8_t* const end = nerio::platform::ReadBase64Lines(text, lines, room.data(), method);
+  if (end == nullptr) return;
+  room.resize(static_cast<std::size_t>(end - room.data()));
+  Require(room == expected);
+  Require(nerio::platform::Base64Of(room, lines) == text);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -62,6 +75,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(Reference(encoded) == content);
     Bytes room(encoded.size() / 4 * 3);
     Require(nerio::platform::ReadPlainBase64(encoded, room.data(), method) == room.data() + content.size());
+    RequireLines(text, expected, method);
+    const nerio::platform::Base64Lines lines{
+        .columns = static_cast<std::uint16_t>(4 + data[0] % 32 * 4), .returns = data[0] / 32 % 2 != 0, .ended = true};
+    const Text inLines = nerio::platform::Base64Of(content, lines);
+    Require(nerio::platform::LinesOf(inLines).columns != 0);
+    RequireLines(inLines, content, method);
   }
   return 0;
 }

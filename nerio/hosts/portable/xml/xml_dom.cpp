@@ -100,17 +100,22 @@ bool Holds(const Node& node, const Node* other) {
   return other == &node;
 }
 
-// Keeps a text that is plain Base64 as the bytes that it stands for: less than half the memory, and the typed value is
-// there already. Returns whether it is.
+// Keeps a text that is plain Base64, in one line or in lines of one length, as the bytes that it stands for: less than
+// half the memory, and the typed value is there already. Returns whether it is.
 bool PutPlainBase64(Element& element, TextView text) {
   Tree& tree = TreeOf(element);
   const std::size_t most = text.size() / 4 * 3;
   std::uint8_t* const bytes = tree.Memory().MakeBytes(most);
-  std::uint8_t* const end = ReadPlainBase64(text, bytes);
+  Base64Lines lines;
+  std::uint8_t* end = ReadPlainBase64(text, bytes);
+  if (end == nullptr) {
+    lines = LinesOf(text);
+    if (lines.columns != 0) end = ReadBase64Lines(text, lines, bytes);
+  }
   const std::size_t count = end != nullptr ? static_cast<std::size_t>(end - bytes) : 0;
   tree.Memory().Shorten(bytes, most, count);
   if (end == nullptr) return false;
-  tree.KeepOnlyBytes(element, {bytes, count});
+  tree.KeepOnlyBytes(element, {bytes, count}, lines);
   return true;
 }
 
@@ -204,7 +209,11 @@ void PortableXmlDom::PutText(XmlObject* node, TextView text) {
 
 Text PortableXmlDom::GetText(XmlObject* node) {
   Node& target = TakeNode(node);
-  if (const BytesText* const bytes = BytesTextOf(target)) return Base64Of(bytes->View());
+  if (const BytesText* const bytes = BytesTextOf(target)) {
+    Base64Lines lines = bytes->lines;
+    lines.ended = false;  // a blank at the end
+    return Base64Of(bytes->View(), lines);
+  }
   Text joined;
   const TextView text = xml::TextOf(target, joined);
   const TextView inner = WithoutBlanksAtEnds(text);

@@ -16,11 +16,13 @@ bool HoldsText(const Node& node) {
 }
 
 // The length of the text of a node that holds one.
-std::size_t LengthOf(const Node& node) { return node.kind == Kind::kBytesText ? Base64Length(node.count) : node.count; }
+std::size_t LengthOf(const Node& node) {
+  return node.kind == Kind::kBytesText ? static_cast<const BytesText&>(node).Length() : node.count;
+}
 
 void AppendText(const Node& node, Text& joined) {
   if (node.kind == Kind::kBytesText) {
-    joined += Base64Of(static_cast<const BytesText&>(node).View());
+    joined += static_cast<const BytesText&>(node).Written();
   } else {
     joined += static_cast<const Value&>(node).View();
   }
@@ -201,14 +203,15 @@ void Tree::SetOnlyBytes(Element& element, std::span<const std::uint8_t> bytes) {
     arena_.Waste(only->count - bytes.size());
     std::copy(bytes.begin(), bytes.end(), only->bytes);
     only->count = static_cast<std::uint32_t>(bytes.size());
+    only->lines = {};
     return;
   }
   std::uint8_t* const kept = arena_.MakeBytes(bytes.size());
   std::copy(bytes.begin(), bytes.end(), kept);
-  KeepOnlyBytes(element, {kept, bytes.size()});
+  KeepOnlyBytes(element, {kept, bytes.size()}, {});
 }
 
-void Tree::KeepOnlyBytes(Element& element, std::span<std::uint8_t> bytes) {
+void Tree::KeepOnlyBytes(Element& element, std::span<std::uint8_t> bytes, const Base64Lines& lines) {
   if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
   BytesText* text = OnlyBytesText(element);
   if (text != nullptr) {
@@ -220,6 +223,7 @@ void Tree::KeepOnlyBytes(Element& element, std::span<std::uint8_t> bytes) {
   }
   text->bytes = bytes.data();
   text->count = static_cast<std::uint32_t>(bytes.size());
+  text->lines = lines;
 }
 
 NamedValue* Tree::FindInIndex(const Element& element, TextView name) noexcept {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 
+#include "nerio/hosts/portable/base64/base64_lines.h"
 #include "nerio/hosts/portable/xml/xml_arena.h"
 #include "nerio/hosts/portable/xml/xml_handles.h"
 #include "nerio/hosts/portable/xml/xml_name_table.h"
@@ -46,11 +47,14 @@ struct Value : Node {
   TextView View() const { return {units, count}; }
 };
 
-/// A text that is the Base64 form of some bytes, in one line, and is kept as these.
+/// A text that is the Base64 form of some bytes and is kept as these.
 struct BytesText : Node {
   std::uint8_t* bytes = nullptr;
+  Base64Lines lines;
 
   std::span<const std::uint8_t> View() const { return {bytes, count}; }
+  std::size_t Length() const noexcept { return Base64Length(count, lines); }
+  Text Written() const { return Base64Of(View(), lines); }
 };
 
 /// A value with a name.
@@ -214,8 +218,8 @@ class Tree {
   void SetOnlyText(Element& element, TextView text);
   /// Makes a text that is kept as bytes the only child of an element.
   void SetOnlyBytes(Element& element, std::span<const std::uint8_t> bytes);
-  /// The same with bytes that lie in this tree's memory already.
-  void KeepOnlyBytes(Element& element, std::span<std::uint8_t> bytes);
+  /// The same with bytes that lie in this tree's memory already, and with a text in lines.
+  void KeepOnlyBytes(Element& element, std::span<std::uint8_t> bytes, const Base64Lines& lines);
 
   /// Returns the attribute of this name, or null. Takes the same time however many there are.
   static NamedValue* FindAttribute(const Element& element, TextView name) noexcept {

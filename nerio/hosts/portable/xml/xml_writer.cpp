@@ -128,7 +128,7 @@ class Writer {
         break;
       case Kind::kBytesText:
         EndStartTag();
-        xml_ += Base64Of(static_cast<BytesText&>(node).View());
+        AppendEscaped(xml_, static_cast<BytesText&>(node).Written(), Place::kText);
         break;
       case Kind::kCData:
         Put(u"<![CDATA[", static_cast<Value&>(node), u"]]>");
@@ -201,7 +201,7 @@ std::size_t RoomFor(Node& top) {
   std::size_t room = 0;
   for (Node* node = &top; node != nullptr; node = Following(node, &top)) {
     const Element* const element = AsElement(node);
-    room += kMarkup + (node->kind == Kind::kBytesText ? Base64Length(node->count) : node->count);
+    room += kMarkup + (node->kind == Kind::kBytesText ? static_cast<BytesText&>(*node).Length() : node->count);
     if (element == nullptr) continue;
     room += std::size_t{2} * element->name->length;
     for (const Node* each = element->attributes.first; each != nullptr; each = each->next) {

@@ -150,6 +150,11 @@ TEST_F(PortableDom, Base64Text_HoweverItCame_IsThereAsTextAndAsBytes) {
   } kTexts[] = {{u"AP8QgA==", u"AP8QgA=="},
                 {u"AP8QgB==", u"AP8QgB=="},
                 {u" AP8Q gA==\n", u"AP8Q gA=="},
+                {u"AP8Q\ngA==", u"AP8Q\ngA=="},
+                {u"AP8Q\ngA==\n", u"AP8Q\ngA=="},
+                {u"AP8Q\r\ngA==\r\n", u"AP8Q\r\ngA=="},
+                {u"AP8QgA==\n", u"AP8QgA=="},
+                {TextView(u"AP8Q\ngA==\n\0AAAA", 15), u"AP8Q\ngA=="},
                 {TextView(u"AP8QgA==\0AAAA", 13), u"AP8QgA=="}};
   for (const auto& [text, shown] : kTexts) {
     const XmlDocument document = NewDocument();
@@ -160,8 +165,12 @@ TEST_F(PortableDom, Base64Text_HoweverItCame_IsThereAsTextAndAsBytes) {
     EXPECT_EQ(std::get<Bytes>(dom_.GetNodeTypedValue(element.get())), bytes);
     Text written(kHead);
     written += text.substr(0, text.find(u'\0'));
+    for (std::size_t at = 0; (at = written.find(u'\r', at)) != Text::npos; at += 5) written.replace(at, 1, u"&#13;");
     for (std::size_t at = 0; (at = written.find(u'\n', at)) != Text::npos; at += 2) written.replace(at, 1, u"\r\n");
     EXPECT_EQ(dom_.GetXml(element.get()), written + u"</e>");
+    // Bytes that take its place are in one line.
+    dom_.PutNodeTypedValue(element.get(), Bytes{0x41, 0x00});
+    EXPECT_EQ(dom_.GetText(element.get()), u"QQA=");
   }
 
   const XmlDocument document = NewDocument();
@@ -183,6 +192,8 @@ TEST_F(PortableDom, Base64Text_WithOtherTextAroundIt_IsOnePartOfTheWhole) {
   Append(document, root);
   const XmlNode element = Element(other, u"e");
   dom_.PutDataType(element.get(), u"bin.base64");
+  dom_.PutText(element.get(), u"AAEC\nAwQF\n");
+  EXPECT_EQ(dom_.GetText(element.get()), u"AAEC\nAwQF");
   dom_.PutText(element.get(), u"AAEC");
   Append(root, element);
   const XmlNode below = Element(document, u"f");
@@ -193,6 +204,13 @@ TEST_F(PortableDom, Base64Text_WithOtherTextAroundIt_IsOnePartOfTheWhole) {
   EXPECT_EQ(dom_.GetText(root.get()), u"before AAECAwQF");
   EXPECT_EQ(dom_.GetText(document.get()), u"before AAECAwQF");
   EXPECT_TRUE(Xml(root).ends_with(">AAEC<f>AwQF</f></e></r>")) << Xml(root);
+  // In lines, also once it was copied into the other document.
+  const XmlNode lines = Element(other, u"g");
+  dom_.PutDataType(lines.get(), u"bin.base64");
+  dom_.PutText(lines.get(), u"AAEC\nAwQF\n");
+  Append(root, lines);
+  EXPECT_EQ(dom_.GetText(root.get()), u"before AAECAwQFAAEC\nAwQF");
+  EXPECT_TRUE(Xml(root).ends_with(">AAEC\r\nAwQF\r\n</g></r>")) << Xml(root);
 }
 
 TEST_F(PortableDom, Base64Text_WhenTheDataTypeChanges_StaysAsText) {

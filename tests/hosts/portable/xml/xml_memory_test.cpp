@@ -159,6 +159,7 @@ TEST_F(LivingDocument, TypedValuesOfSeveralSizesAndForms) {
     dom_.PutNodeTypedValue(root.get(), std::span(bytes).first(i % 3 == 0 ? 10 : 500));
     if (i % 5 == 0) dom_.PutText(root.get(), u"QUJD");
     if (i % 7 == 0) dom_.PutText(root.get(), u"QU JD");
+    if (i % 9 == 0) dom_.PutText(root.get(), u"QUJD\nQUJD");
     if (i % 11 == 0) dom_.PutNodeTypedValue(root.get(), {});
   });
 }
