@@ -10,11 +10,15 @@ namespace {
 
 constinit std::mutex memoryMutex;
 constinit unsigned forks = 0;
-// Never destroyed: other threads may be at work while the process ends.
-std::vector<int>& LockDescriptors() {
-  static auto* const descriptors = new std::vector<int>;
-  return *descriptors;
-}
+// Never destroyed, since other threads may be at work while the process ends; made without memory, since a program that
+// loads the library when there is none must not be ended by it.
+union LockDescriptorList {
+  constexpr LockDescriptorList() : descriptors() {}
+  ~LockDescriptorList() {}
+  std::vector<int> descriptors;
+};
+constinit LockDescriptorList lockDescriptors;
+std::vector<int>& LockDescriptors() { return lockDescriptors.descriptors; }
 
 void BeforeFork() { memoryMutex.lock(); }
 
@@ -30,10 +34,7 @@ void AfterForkInChild() {
 }
 
 // The C library takes the handlers out when it unloads the file that they are in.
-[[maybe_unused]] const bool registered = [] {
-  LockDescriptors();
-  return ::pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild) == 0;
-}();
+[[maybe_unused]] const bool registered = ::pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild) == 0;
 
 }  // namespace
 
