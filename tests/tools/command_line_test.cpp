@@ -39,9 +39,26 @@ TEST(CommandLine, Help_IsAResult) {
 
 TEST(CommandLine, Version_IsAResult) {
   ToolHost tool;
-  const RunResult result = tool.Run({"--version"});
-  EXPECT_EQ(result.exit, 0);
-  EXPECT_EQ(result.out, "nerio 9.8.7\n");
+  for (const char* option : {"--version", "-V"}) {
+    const RunResult result = tool.Run({option});
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_EQ(result.out, "nerio 9.8.7\n");
+  }
+}
+
+TEST(CommandLine, HelpOfAVerb_IsWhatItsOptionPrints) {
+  ToolHost tool;
+  EXPECT_EQ(tool.Run({"help"}).out, tool.Run({"--help"}).out);
+  EXPECT_EQ(tool.Run({"help", "reg"}).out, tool.Run({"reg", "--help"}).out);
+  EXPECT_EQ(tool.Run({"help", "reg", "get"}).out, tool.Run({"reg", "get", "--help"}).out);
+  EXPECT_EQ(tool.Run({"help", "help"}).out, tool.Run({"help", "--help"}).out);
+  const auto json = nlohmann::json::parse(tool.Run({"help", "reg", "get", "--json"}).out);
+  EXPECT_EQ(json["verb"], "reg get");
+  EXPECT_EQ(json["help"], tool.Run({"reg", "get", "--help"}).out);
+  EXPECT_EQ(tool.Run({"help", "gte"}).err, "nerio: there is no verb called \"gte\"\n  see nerio --help\n");
+  const RunResult mistyped = tool.Run({"help", "reg", "gte"});
+  EXPECT_EQ(mistyped.exit, 2);
+  EXPECT_EQ(mistyped.err, "nerio: there is no verb called \"gte\"\n  did you mean nerio reg get?\n");
 }
 
 // It stands alone or at any verb, which is then not run.
@@ -91,6 +108,32 @@ TEST(CommandLine, MisspeltVerb_IsNamed) {
   EXPECT_EQ(tool.Run({"nope"}).err, "nerio: there is no verb called \"nope\"\n  see nerio --help\n");
   EXPECT_EQ(tool.Run({"reg", "nope", "x"}).err, "nerio: there is no verb called \"nope\"\n  see nerio reg --help\n");
   EXPECT_EQ(tool.Run({"reg"}).err, "nerio: A subcommand is required\n  see nerio reg --help\n");
+}
+
+TEST(CommandLine, MistypedVerb_GetsTheNearestOne) {
+  const std::pair<std::vector<std::string>, const char*> rows[] = {
+      {{"reg", "gte", kKey}, "did you mean nerio reg get?"},
+      {{"reg", "Export", kKey}, "did you mean nerio reg export?"},
+      {{"xml", "chek", "a.xml"}, "did you mean nerio xml check?"},
+      {{"docter"}, "did you mean nerio doctor?"},
+      {{"tree", kKey}, "did you mean nerio reg tree?"},
+      {{"set"}, "did you mean nerio reg set or nerio xml set?"},
+      {{"reg", "query", kKey, "/v", "Nome"}, "in this tool: nerio reg get \"HKLM\\Software\\Nerio\" Nome"},
+      {{"reg", "delete", kKey, "/v", "Nome", "/f"},
+       "in this tool: nerio reg delete \"HKLM\\Software\\Nerio\" Nome --yes"},
+      {{"add", kKey}, "in this tool: nerio reg create \"HKLM\\Software\\Nerio\""},
+  };
+  for (const auto& [arguments, advice] : rows) {
+    ToolHost tool;
+    const RunResult result = tool.Run(arguments);
+    EXPECT_EQ(result.exit, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_TRUE(result.err.ends_with(std::string("\n  ") + advice + "\n")) << result.err;
+  }
+  // What can be the name of a value is one.
+  ToolHost tool;
+  tool.Store("Software\\Nerio"_ansi, "/f"_ansi, 1, "x");
+  EXPECT_EQ(tool.Run({"reg", "get", kKey, "/f"}).out, "x\n");
 }
 
 TEST(CommandLine, JsonFailures_AreAnObjectOnStandardOutput) {

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <exception>
 #include <new>
+#include <nlohmann/json.hpp>
 
 #include "tools/nerio/registry_view.h"
+#include "tools/nerio/suggestions.h"
 
 namespace nerio::tool {
 namespace {
@@ -40,6 +42,16 @@ std::string Unshielded(std::string result) {
   return result;
 }
 
+std::string FullName(const CLI::App& app) {
+  if (app.get_parent() == nullptr) return "";
+  const std::string upper = FullName(*app.get_parent());
+  return upper.empty() ? app.get_name() : upper + " " + app.get_name();
+}
+
+std::vector<const CLI::App*> Below(const CLI::App& app) {
+  return app.get_subcommands([](const CLI::App*) { return true; });
+}
+
 // What the parser says, with the arguments as they were given; of a misspelt verb it says only that one is missing.
 // `app` is the verb or group that it had come to.
 std::string WhatIsWrong(const CLI::ParseError& error, const CLI::App& program, const CLI::App& app) {
@@ -52,10 +64,38 @@ std::string WhatIsWrong(const CLI::ParseError& error, const CLI::App& program, c
   return text;
 }
 
-std::string FullName(const CLI::App& app) {
-  if (app.get_parent() == nullptr) return "";
-  const std::string upper = FullName(*app.get_parent());
-  return upper.empty() ? app.get_name() : upper + " " + app.get_name();
+// The verb that a word which is none may stand for, as a question; empty when there is none like it. A verb of a group
+// may have been asked for without the group.
+std::string DidYouMean(const std::string& word, const CLI::App& app) {
+  std::vector<std::string> names;
+  std::string elsewhere;
+  for (const CLI::App* verb : Below(app)) {
+    names.push_back(verb->get_name());
+    for (const CLI::App* lower : Below(*verb)) {
+      if (lower->get_name() == word) elsewhere += (elsewhere.empty() ? "nerio " : " or nerio ") + FullName(*lower);
+    }
+  }
+  if (!elsewhere.empty()) return "did you mean " + elsewhere + "?";
+  const std::string nearest = Nearest(word, names);
+  if (nearest.empty()) return "";
+  const std::string group = FullName(app);
+  return "did you mean nerio " + (group.empty() ? "" : group + " ") + nearest + "?";
+}
+
+// The failure of a command line that was not understood: what is wrong with it and what could have been meant.
+Failure UsageFailure(const CLI::ParseError& error, const CLI::App& program, const std::vector<std::string>& arguments) {
+  const CLI::App* app = &program;
+  while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
+  const std::vector<std::string> extra = program.remaining(true);
+  const std::string name = FullName(*app);
+  std::string advice = name.empty() || name.starts_with("reg") ? InOurWords(arguments) : "";
+  if (!advice.empty()) {
+    advice = "in this tool: " + advice;
+  } else if (app->get_require_subcommand_min() > 0 && !extra.empty()) {
+    advice = DidYouMean(Unshielded(extra.front()), *app);
+  }
+  if (advice.empty()) advice = "see nerio " + (name.empty() ? "" : name + " ") + "--help";
+  return {Exit::kRefused, WhatIsWrong(error, program, *app), advice};
 }
 
 std::string Examples(const char* examples) {
@@ -68,10 +108,10 @@ std::string Examples(const char* examples) {
 }
 
 constexpr const char* kProgramExamples =
-    "nerio reg set HKLM\\Software\\Nerio\\App Nome \"prova\"\n"
-    "nerio reg get HKLM\\Software\\Nerio\\App Nome\n"
-    "nerio reg export HKLM\\Software\\Nerio -o nerio.reg\n"
-    "nerio reg get --help";
+    "nerio reg set \"HKLM\\Software\\Nerio\\App\" Nome \"prova\"\n"
+    "nerio reg get \"HKLM\\Software\\Nerio\\App\" Nome\n"
+    "nerio reg export \"HKLM\\Software\\Nerio\" -o nerio.reg\n"
+    "nerio help reg get";
 
 constexpr const char* kExitCodes =
     "\n\nExit codes: 0 done, 1 failed, 2 usage or refused, 3 not found, 4 access denied, 5 bad input.\n"
@@ -164,7 +204,7 @@ CommandLine::CommandLine(const std::string& version)
       app_(std::make_unique<CLI::App>("Manages the settings, the trace log and the texts of Nerio.", "nerio")),
       shared_(std::make_unique<Verb::Shared>()) {
   AddCommon(*app_, shared_->json);
-  app_->set_version_flag("--version", "nerio " + version);
+  app_->set_version_flag("-V,--version", "nerio " + version, "Print the version and exit");
   app_->require_subcommand(1);
   app_->footer(Examples(kProgramExamples) + kExitCodes);
   Verb program(*app_, *shared_);
@@ -174,9 +214,45 @@ CommandLine::CommandLine(const std::string& version)
   AddBase64Verbs(program);
   AddXmlVerbs(program);
   AddDoctor(program);
+  AddHelp(program);
 }
 
 CommandLine::~CommandLine() = default;
+
+void CommandLine::AddHelp(Verb program) {
+  const auto words = std::make_shared<std::vector<std::string>>();
+  Verb help = program.Leaf("help", "Print the help of a verb or a group, or of the whole tool",
+                           "nerio help\n"
+                           "nerio help reg\n"
+                           "nerio help reg get",
+                           [this, words](Session& session) { return ShowHelp(session, *words); });
+  help.Several("VERB", *words, 0, "Name of the verb, its group before it");
+}
+
+Exit CommandLine::ShowHelp(Session& session, const std::vector<std::string>& words) const {
+  const CLI::App* app = app_.get();
+  for (const std::string& word : words) {
+    const auto below = Below(*app);
+    const auto found =
+        std::find_if(below.begin(), below.end(), [&](const CLI::App* verb) { return verb->get_name() == word; });
+    if (found == below.end()) {
+      const std::string advice = DidYouMean(word, *app);
+      throw Failure(Exit::kRefused, "there is no verb called \"" + word + "\"",
+                    advice.empty() ? "see nerio --help" : advice);
+    }
+    app = *found;
+  }
+  const std::string name = FullName(*app);
+  // The parser's own call would show the help of the verb that it has just read, which is this one.
+  std::string text =
+      app->get_formatter()->make_help(app, name.empty() ? "nerio" : "nerio " + name, CLI::AppFormatMode::Normal);
+  if (session.output.json()) {
+    session.output.Result({{"verb", name}, {"help", text}}, {});
+  } else {
+    session.output.Bytes(text);
+  }
+  return Exit::kDone;
+}
 
 int CommandLine::Run(const std::vector<std::string>& arguments, const platform::Host& host, std::istream& in,
                      std::ostream& out, std::ostream& err, bool interactive) {
@@ -199,13 +275,9 @@ int CommandLine::Run(const std::vector<std::string>& arguments, const platform::
     output.SetJson(jsonNamed);
     ShowView(output, ViewOfRegistry());
   } catch (const CLI::ParseError& error) {
-    const CLI::App* app = app_.get();
-    while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
-    const std::string name = FullName(*app);
     output.SetJson(jsonNamed);
     exit = Exit::kRefused;
-    output.Fail(
-        Failure(exit, WhatIsWrong(error, *app_, *app), "see nerio " + (name.empty() ? "" : name + " ") + "--help"));
+    output.Fail(UsageFailure(error, *app_, arguments));
   } catch (const Failure& failure) {
     exit = failure.exit();
     output.Fail(failure);
@@ -239,7 +311,7 @@ std::vector<CommandLine::Description> CommandLine::Describe() const {
       for (const std::string& name : option->get_snames()) description.options.push_back("-" + name);
     }
     description.help = app->help();
-    const auto below = app->get_subcommands([](const CLI::App*) { return true; });
+    const auto below = Below(*app);
     description.group = !below.empty();
     pending.insert(pending.end(), below.rbegin(), below.rend());
     all.push_back(std::move(description));

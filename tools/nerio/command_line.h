@@ -95,6 +95,9 @@ class CommandLine {
   std::vector<Description> Describe() const;
 
  private:
+  void AddHelp(Verb program);
+  Exit ShowHelp(Session& session, const std::vector<std::string>& words) const;
+
   std::string version_;
   std::unique_ptr<CLI::App> app_;
   std::unique_ptr<Verb::Shared> shared_;

@@ -3,7 +3,7 @@
 # The verbs of a group; of the program itself for the empty name. Nothing for a verb.
 _nerio_verbs() {
   case $1 in
-    '') echo reg trace guid date msg template base64 xml doctor ;;
+    '') echo reg trace guid date msg template base64 xml doctor help ;;
     reg) echo get test list tree export set create delete import init doctor ;;
     trace) echo on off status tail ;;
     base64) echo encode decode ;;
@@ -15,7 +15,7 @@ _nerio_verbs() {
 _nerio_options() {
   local own=''
   case $1 in
-    '') own='--version' ;;
+    '') own='-V --version' ;;
     'reg get') own='--default --type' ;;
     'reg tree') own='--values' ;;
     'reg export') own='-o --output' ;;

@@ -24,7 +24,7 @@ complete -c nerio -s h -l help -d 'Print the help and exit'
 complete -c nerio -l json -d 'Give the result as one JSON object on one line'
 complete -c nerio -l view -d 'Tell which view of the registry is shown, and exit'
 
-complete -c nerio -n '__nerio_group' -l version -d 'Print the version and exit'
+complete -c nerio -n '__nerio_group' -s V -l version -d 'Print the version and exit'
 complete -c nerio -n '__nerio_group' -a reg -d 'Read, write, export and import the registry'
 complete -c nerio -n '__nerio_group' -a trace -d 'Switch the trace log on and off, and read it'
 complete -c nerio -n '__nerio_group' -a guid -d 'Make new GUIDs'
@@ -34,6 +34,7 @@ complete -c nerio -n '__nerio_group' -a template -d 'Fill the numbered placehold
 complete -c nerio -n '__nerio_group' -a base64 -d 'Turn text into Base64 and back'
 complete -c nerio -n '__nerio_group' -a xml -d 'Check, make and change XML files'
 complete -c nerio -n '__nerio_group' -a doctor -d 'Examine everything'
+complete -c nerio -n '__nerio_group' -a help -d 'Print the help of a verb'
 
 complete -c nerio -n '__nerio_group reg' -a get -d 'Print a value'
 complete -c nerio -n '__nerio_group reg' -a test -d 'Tell whether a key or a value is there'

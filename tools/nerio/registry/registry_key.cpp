@@ -81,6 +81,16 @@ RegistryKey ParseKey(TextView text, platform::CodePage& codePage) {
   return {root->handle, ToAnsiExactly(path, codePage)};
 }
 
+std::size_t RootNameLength(TextView text) {
+  std::size_t longest = 0;
+  for (const Root& root : kRoots) {
+    for (const TextView name : {TextView(root.shortName), TextView(root.longName)}) {
+      if (EqualsRoot(text.substr(0, name.size()), name)) longest = std::max(longest, name.size());
+    }
+  }
+  return longest;
+}
+
 Text KeyText(const RegistryKey& key, platform::CodePage& codePage) {
   const auto* root = std::find_if(std::begin(kRoots), std::end(kRoots),
                                   [&](const Root& candidate) { return candidate.handle == key.root; });

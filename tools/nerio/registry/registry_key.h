@@ -35,6 +35,9 @@ constexpr std::size_t kMaxValueName = 16383;
 /// @throws BadText for an unknown root, a level that is too long, a NUL, or a character outside the code page.
 RegistryKey ParseKey(TextView text, platform::CodePage& codePage);
 
+/// Returns the length of the root's name that a text begins with, in upper or lower case; 0 where it begins with none.
+std::size_t RootNameLength(TextView text);
+
 /// Writes a key with the long name of its root.
 Text KeyText(const RegistryKey& key, platform::CodePage& codePage);
 

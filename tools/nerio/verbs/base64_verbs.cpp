@@ -130,14 +130,14 @@ void AddBase64Verbs(Verb program) {
                               "nerio base64 decode cAByAG8AdgBhAA==");
   const auto encode = std::make_shared<Base64Options>();
   Verb verb = base64.Leaf("encode", "Encode a text: its UTF-16 code units, low byte first",
-                          "nerio base64 encode A                      gives QQA=\n"
+                          "nerio base64 encode A                       # gives QQA=\n"
                           "nerio base64 encode --bytes < immagine.png",
                           encode, Encode);
   verb.Optional("TEXT", encode->text, "Text to encode; without it all of standard input");
   verb.Switch("--bytes", encode->bytes, "Encode the bytes as they are");
   const auto decode = std::make_shared<Base64Options>();
   verb = base64.Leaf("decode", "Decode Base64 into the text that it was made from",
-                     "nerio base64 decode QQA=                   gives A\n"
+                     "nerio base64 decode QQA=                    # gives A\n"
                      "nerio base64 decode --bytes < immagine.b64 > immagine.png",
                      decode, Decode);
   verb.Optional("TEXT", decode->text, "Base64; without it all of standard input");

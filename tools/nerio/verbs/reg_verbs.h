@@ -6,7 +6,8 @@ namespace nerio::tool {
 
 /// How every verb of the registry describes its key.
 inline constexpr const char* kKeyHelp =
-    "Key below HKLM, HKCU, HKCR, HKU or HKCC (long names too), such as HKLM\\Software\\Nerio";
+    "Key below HKLM, HKCU, HKCR, HKU or HKCC (long names too), such as \"HKLM\\Software\\Nerio\"; put it in quotes, or "
+    "write its levels with / as in HKLM/Software/Nerio";
 
 // What stands below `nerio reg`, in the order of its help; a file each.
 void AddReadingVerbs(Verb reg);  // get, test, list, tree

@@ -136,11 +136,11 @@ void AddChangingVerbs(Verb reg) {
   Verb verb = reg.Leaf(
       "set",
       "Store a text (REG_SZ, without a terminator), or with --type another value, and make the keys that are missing",
-      "nerio reg set HKLM\\Software\\Nerio\\App Nome \"prova\"\n"
-      "nerio reg set HKLM\\Software\\Nerio\\App \"\" testo      the key's unnamed value\n"
-      "nerio reg set HKLM\\Software\\Nerio\\App Nota --stdin < nota.txt\n"
-      "nerio reg set HKLM\\Software\\Nerio\\App Livello 10 --type dword\n"
-      "nerio reg set HKLM\\Software\\Nerio\\App Segno -- -x",
+      "nerio reg set \"HKLM\\Software\\Nerio\\App\" Nome \"prova\"\n"
+      "nerio reg set \"HKLM\\Software\\Nerio\\App\" \"\" testo       # the key's unnamed value\n"
+      "nerio reg set \"HKLM\\Software\\Nerio\\App\" Nota --stdin < nota.txt\n"
+      "nerio reg set \"HKLM\\Software\\Nerio\\App\" Livello 10 --type dword\n"
+      "nerio reg set \"HKLM\\Software\\Nerio\\App\" Segno -- -x",
       set, Set);
   verb.Required("KEY", set->key, kKeyHelp);
   verb.Required("NAME", set->name, "Name of the value; \"\" is the key's unnamed value");
@@ -152,14 +152,14 @@ void AddChangingVerbs(Verb reg) {
 
   const auto create = std::make_shared<KeyOptions>();
   verb = reg.Leaf("create", "Make a key and the keys above it that are missing",
-                  "nerio reg create HKLM\\Software\\Nerio\\App", create, Create);
+                  "nerio reg create \"HKLM\\Software\\Nerio\\App\"", create, Create);
   verb.Required("KEY", create->key, kKeyHelp);
 
   const auto deleted = std::make_shared<DeleteOptions>();
   verb = reg.Leaf("delete", "Delete a value, or a key with its values; asks first",
-                  "nerio reg delete HKLM\\Software\\Nerio\\App Nome\n"
-                  "nerio reg delete HKLM\\Software\\Nerio\\App \"\"         the key's unnamed value\n"
-                  "nerio reg delete HKLM\\Software\\Nerio\\App --recursive --yes",
+                  "nerio reg delete \"HKLM\\Software\\Nerio\\App\" Nome\n"
+                  "nerio reg delete \"HKLM\\Software\\Nerio\\App\" \"\"          # the key's unnamed value\n"
+                  "nerio reg delete \"HKLM\\Software\\Nerio\\App\" --recursive --yes",
                   deleted, Delete);
   verb.Required("KEY", deleted->key, kKeyHelp);
   verb.Optional("NAME", deleted->name, "Name of the value to delete; without it the key itself is deleted");

@@ -153,8 +153,8 @@ void AddExport(Verb reg) {
   const auto exported = std::make_shared<ExportOptions>();
   Verb verb =
       reg.Leaf("export", "Write a key and everything below it as a .reg file (UTF-16 with byte-order mark, CR LF)",
-               "nerio reg export HKLM\\Software\\Nerio -o nerio.reg\n"
-               "nerio reg export HKLM\\Software\\Nerio > nerio.reg",
+               "nerio reg export \"HKLM\\Software\\Nerio\" -o nerio.reg\n"
+               "nerio reg export \"HKLM\\Software\\Nerio\" > nerio.reg",
                exported, Export);
   verb.Required("KEY", exported->key, kKeyHelp);
   verb.Optional("-o,--output", exported->file,
@@ -166,7 +166,7 @@ void AddImport(Verb reg) {
   Verb verb = reg.Leaf("import", "Apply a .reg file, all of it or nothing",
                        "nerio reg import nerio.reg --dry-run\n"
                        "nerio reg import nerio.reg\n"
-                       "nerio reg export HKLM\\Software\\Nerio | nerio reg import -",
+                       "nerio reg export \"HKLM\\Software\\Nerio\" | nerio reg import -",
                        import, ImportFile);
   verb.Required("FILE", import->file,
                 "File in UTF-16 or UTF-8, or in the ANSI code page (REGEDIT4); - is standard input");

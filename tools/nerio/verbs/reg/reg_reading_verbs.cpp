@@ -146,8 +146,8 @@ void AddReadingVerbs(Verb reg) {
   const auto get = std::make_shared<GetOptions>();
   Verb verb =
       reg.Leaf("get", "Print a value: a text as it is, several one per line, a number in decimal, bytes in hexadecimal",
-               "nerio reg get HKLM\\Software\\Nerio\\App Nome\n"
-               "nerio reg get HKLM\\Software\\Nerio\\App Nome --default prova",
+               "nerio reg get \"HKLM\\Software\\Nerio\\App\" Nome\n"
+               "nerio reg get \"HKLM\\Software\\Nerio\\App\" Nome --default prova",
                get, Get);
   verb.Required("KEY", get->key, kKeyHelp);
   verb.Optional("NAME", get->name, "Name of the value; without it the key's unnamed value");
@@ -156,23 +156,23 @@ void AddReadingVerbs(Verb reg) {
 
   const auto test = std::make_shared<TestOptions>();
   verb = reg.Leaf("test", "Tell whether a key or a value is there: yes, or no and exit code 3",
-                  "nerio reg test HKLM\\Software\\Nerio\\App\n"
-                  "nerio reg test HKLM\\Software\\Nerio\\App Nome",
+                  "nerio reg test \"HKLM\\Software\\Nerio\\App\"\n"
+                  "nerio reg test \"HKLM\\Software\\Nerio\\App\" Nome",
                   test, Test);
   verb.Required("KEY", test->key, kKeyHelp);
   verb.Optional("NAME", test->name, "Name of a value of the key");
 
   const auto list = std::make_shared<KeyOptions>();
   verb = reg.Leaf("list", "List the values of a key (name, type, data) and the keys directly below it",
-                  "nerio reg list HKLM\\Software\\Nerio\n"
-                  "nerio reg list HKLM\\Software\\Nerio --json",
+                  "nerio reg list \"HKLM\\Software\\Nerio\"\n"
+                  "nerio reg list \"HKLM\\Software\\Nerio\" --json",
                   list, List);
   verb.Required("KEY", list->key, kKeyHelp);
 
   const auto tree = std::make_shared<TreeOptions>();
   verb = reg.Leaf("tree", "Show all keys below a key",
-                  "nerio reg tree HKLM\\Software\\Nerio\n"
-                  "nerio reg tree HKLM\\Software\\Nerio --values",
+                  "nerio reg tree \"HKLM\\Software\\Nerio\"\n"
+                  "nerio reg tree \"HKLM\\Software\\Nerio\" --values",
                   tree, Tree);
   verb.Required("KEY", tree->key, kKeyHelp);
   verb.Switch("--values", tree->values, "Show their values too");
