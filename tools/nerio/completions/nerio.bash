@@ -4,7 +4,7 @@
 _nerio_verbs() {
   case $1 in
     '') echo reg trace guid date msg template base64 xml doctor help ;;
-    reg) echo get test list tree export set create delete import init doctor ;;
+    reg) echo get test list tree find export set create delete import init doctor ;;
     trace) echo on off status tail ;;
     base64) echo encode decode ;;
     xml) echo check new set add ;;
@@ -18,6 +18,7 @@ _nerio_options() {
     '') own='-V --version' ;;
     'reg get') own='--default --type' ;;
     'reg tree') own='--values' ;;
+    'reg find') own='--names --values --data' ;;
     'reg export') own='-o --output' ;;
     'reg set') own='--stdin --type' ;;
     'reg delete') own='-r --recursive -y --yes' ;;

@@ -112,11 +112,12 @@ std::string ShownValue(const RegistryKey& key, const AnsiText& name, platform::C
   return ShownName(name, codePage) + " in " + ShownKey(key, codePage);
 }
 
-Text FoldedName(const AnsiText& name, platform::CodePage& codePage) {
-  Text folded = codePage.ToText(name.bytes());
-  for (char16_t& unit : folded) unit = platform::FoldCase(unit);
-  return folded;
+Text Folded(Text text) {
+  for (char16_t& unit : text) unit = platform::FoldCase(unit);
+  return text;
 }
+
+Text FoldedName(const AnsiText& name, platform::CodePage& codePage) { return Folded(codePage.ToText(name.bytes())); }
 
 AnsiText ParseValueName(TextView text, platform::CodePage& codePage) {
   if (text.find(u'\0') != TextView::npos) throw BadText("the name of a value cannot hold a NUL");

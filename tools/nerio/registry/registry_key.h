@@ -50,6 +50,9 @@ std::string ShownName(const AnsiText& name, platform::CodePage& codePage);
 /// Writes which value of which key is meant.
 std::string ShownValue(const RegistryKey& key, const AnsiText& name, platform::CodePage& codePage);
 
+/// Returns a text with its capital letters made small.
+Text Folded(Text text);
+
 /// Returns a name, or a path, with its capital letters made small: two are one to the registry when these are equal.
 Text FoldedName(const AnsiText& name, platform::CodePage& codePage);
 

@@ -9,6 +9,7 @@ void AddRegistryVerbs(Verb program) {
                            "nerio reg tree \"HKLM\\Software\\Nerio\" --values\n"
                            "nerio reg export \"HKLM\\Software\\Nerio\" -o nerio.reg");
   AddReadingVerbs(reg);
+  AddFind(reg);
   AddExport(reg);
   AddChangingVerbs(reg);
   AddImport(reg);
