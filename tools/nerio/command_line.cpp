@@ -293,7 +293,7 @@ int CommandLine::Run(const std::vector<std::string>& arguments, const platform::
   }
   if (!output.Flush()) {
     output.Say("cannot write the result to standard output");
-    exit = Exit::kFailed;
+    exit = std::max(exit, Exit::kFailed);  // a verb that has failed keeps its own code
   }
   return static_cast<int>(exit);
 }

@@ -25,6 +25,11 @@ std::string Dumped(const nlohmann::ordered_json& object) {
 Failure::Failure(Exit exit, std::string what, std::string advice)
     : exit_(exit), what_(std::move(what)), advice_(std::move(advice)) {}
 
+Failure Failure::WithExit(Exit exit) && {
+  exit_ = exit;
+  return std::move(*this);
+}
+
 Failure Failure::WithStatus(std::int64_t status) && {
   status_ = status;
   return std::move(*this);

@@ -29,6 +29,8 @@ class Failure : public std::exception {
   /// @param advice what to do about it; may be empty.
   Failure(Exit exit, std::string what, std::string advice = {});
 
+  /// Gives it another exit code.
+  Failure WithExit(Exit exit) &&;
   /// Adds the platform's number to the failure, for --json.
   Failure WithStatus(std::int64_t status) &&;
   /// Adds the line of the input where it stands, for --json.

@@ -4,7 +4,7 @@
 _nerio_verbs() {
   case $1 in
     '') echo reg trace guid date msg template base64 xml doctor help ;;
-    reg) echo get test list tree find export set create delete import init doctor ;;
+    reg) echo get test list tree find diff export set create delete import init doctor ;;
     trace) echo on off status tail ;;
     base64) echo encode decode ;;
     xml) echo check new set add ;;
@@ -53,7 +53,7 @@ _nerio() {
     'reg get:--default' | 'trace tail:-n' | 'trace tail:--lines' | 'guid:-n' | 'guid:--count') return ;;
   esac
   case "$place:$arguments" in
-    'reg import:0' | 'xml check:'* | 'xml new:0' | 'xml set:0' | 'xml add:0') files=true ;;
+    'reg import:0' | 'reg diff:'* | 'xml check:'* | 'xml new:0' | 'xml set:0' | 'xml add:0') files=true ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$(_nerio_options "$place")" -- "$word")

@@ -41,6 +41,7 @@ complete -c nerio -n '__nerio_group reg' -a test -d 'Tell whether a key or a val
 complete -c nerio -n '__nerio_group reg' -a list -d 'List the values of a key and the keys directly below it'
 complete -c nerio -n '__nerio_group reg' -a tree -d 'Show all keys below a key'
 complete -c nerio -n '__nerio_group reg' -a find -d 'Find a text in names and data'
+complete -c nerio -n '__nerio_group reg' -a diff -d 'Compare two keys or .reg files'
 complete -c nerio -n '__nerio_group reg' -a export -d 'Write a key and everything below it as a .reg file'
 complete -c nerio -n '__nerio_group reg' -a set -d 'Store a text and make the keys that are missing'
 complete -c nerio -n '__nerio_group reg' -a create -d 'Make a key and the keys above it that are missing'
@@ -54,6 +55,7 @@ complete -c nerio -n '__nerio_verb reg tree' -l values -d 'Show their values too
 complete -c nerio -n '__nerio_verb reg find' -l names -d 'Look in the names of keys'
 complete -c nerio -n '__nerio_verb reg find' -l values -d 'Look in the names of values'
 complete -c nerio -n '__nerio_verb reg find' -l data -d 'Look in data'
+complete -c nerio -n '__nerio_verb reg diff' -F
 complete -c nerio -n '__nerio_verb reg export' -s o -l output -r -F -d 'File to write'
 complete -c nerio -n '__nerio_verb reg set' -l stdin -d 'Take the text from standard input'
 complete -c nerio -n '__nerio_verb reg set' -l type -x -a 'dword qword binary expand multi string' -d 'What the value is'

@@ -10,6 +10,7 @@ void AddRegistryVerbs(Verb program) {
                            "nerio reg export \"HKLM\\Software\\Nerio\" -o nerio.reg");
   AddReadingVerbs(reg);
   AddFind(reg);
+  AddDiff(reg);
   AddExport(reg);
   AddChangingVerbs(reg);
   AddImport(reg);

@@ -12,6 +12,7 @@ inline constexpr const char* kKeyHelp =
 // What stands below `nerio reg`, in the order of its help; a file each.
 void AddReadingVerbs(Verb reg);  // get, test, list, tree
 void AddFind(Verb reg);
+void AddDiff(Verb reg);
 void AddExport(Verb reg);
 void AddChangingVerbs(Verb reg);  // set, create, delete
 void AddImport(Verb reg);

@@ -122,9 +122,9 @@ void AddFind(Verb reg) {
   const auto find = std::make_shared<FindOptions>();
   Verb verb =
       reg.Leaf("find", "Find a text in the names of keys and values and in data; exit code 3 when there is none",
-               "nerio reg find posta\n"
-               "nerio reg find posta HKLM\\Software\\Nerio\n"
-               "nerio reg find 25 HKLM\\Software\\Nerio --data",
+               "nerio reg find prova\n"
+               "nerio reg find prova \"HKLM\\Software\\Nerio\"\n"
+               "nerio reg find prova \"HKLM\\Software\\Nerio\" --data",
                find, Find);
   verb.Required("TEXT", find->text, "Text to look for, anywhere in a name or in data, in upper or lower case");
   verb.Optional("KEY", find->key, "Key to look in, itself and all below it; without it all roots");
