@@ -17,7 +17,7 @@ _nerio_options() {
   case $1 in
     '') own='-V --version' ;;
     'reg get') own='--default --type' ;;
-    'reg tree') own='--values' ;;
+    'reg tree') own='--values --depth' ;;
     'reg find') own='--names --values --data' ;;
     'reg export') own='-o --output' ;;
     'reg set') own='--stdin --type' ;;
@@ -50,7 +50,7 @@ _nerio() {
       mapfile -t COMPREPLY < <(compgen -W 'dword qword binary expand multi string' -- "$word")
       return
       ;;
-    'reg get:--default' | 'trace tail:-n' | 'trace tail:--lines' | 'guid:-n' | 'guid:--count') return ;;
+    'reg get:--default' | 'reg tree:--depth' | 'trace tail:-n' | 'trace tail:--lines' | 'guid:-n' | 'guid:--count') return ;;
   esac
   case "$place:$arguments" in
     'reg import:0' | 'reg diff:'* | 'xml check:'* | 'xml new:0' | 'xml set:0' | 'xml add:0') files=true ;;

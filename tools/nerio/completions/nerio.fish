@@ -52,6 +52,7 @@ complete -c nerio -n '__nerio_group reg' -a doctor -d 'Check the files of the re
 complete -c nerio -n '__nerio_verb reg get' -l default -x -d 'Print this when the value or its key is missing'
 complete -c nerio -n '__nerio_verb reg get' -l type -d 'Print its type and not its data'
 complete -c nerio -n '__nerio_verb reg tree' -l values -d 'Show their values too'
+complete -c nerio -n '__nerio_verb reg tree' -l depth -x -d 'How many levels'
 complete -c nerio -n '__nerio_verb reg find' -l names -d 'Look in the names of keys'
 complete -c nerio -n '__nerio_verb reg find' -l values -d 'Look in the names of values'
 complete -c nerio -n '__nerio_verb reg find' -l data -d 'Look in data'

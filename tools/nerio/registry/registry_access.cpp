@@ -94,7 +94,7 @@ Status ListKeys(platform::RegistryApi& registry, platform::KeyHandle key, std::v
 }
 
 void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::uint32_t access,
-                const std::function<bool(const Visit&)>& visit) {
+                const std::function<bool(const Visit&)>& visit, std::size_t deepest) {
   // The keys still to be visited, the next one last. Each is opened by its whole path, so none stays open in between.
   struct Pending {
     RegistryKey key;
@@ -121,6 +121,7 @@ void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::ui
       names.clear();
     }
     if (!visit(here)) return;
+    if (next.depth >= deepest) continue;
     for (auto name = names.rbegin(); name != names.rend(); ++name) {
       pending.push_back({{next.key.root, JoinPath(next.key.path, *name)}, next.depth + 1});
     }

@@ -92,8 +92,9 @@ struct Visit {
 /// and not entered, `kNameOutsideCodePage` among others; one that vanished since its name was read is left out.
 /// @param access rights to open each key with; listing subkeys is added.
 /// @param visit answers whether to go on.
+/// @param deepest keys that lie deeper below the first one are left out.
 void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::uint32_t access,
-                const std::function<bool(const Visit&)>& visit);
+                const std::function<bool(const Visit&)>& visit, std::size_t deepest = std::string::npos);
 
 /// Reads a key with its values and everything below it, upper keys first.
 /// @param[out] failed the key that stopped it.

@@ -243,6 +243,32 @@ TEST(RegTree, ShowsAllLevelsAndGoesOnPastARefusedKey) {
   EXPECT_EQ(json.exit, 4);
 }
 
+TEST(RegTree, Depth_EndsAtThatLevel) {
+  ToolHost tool;
+  tool.Store(kAppPath, "Nome"_ansi, 1, "x");
+  tool.Create("Software\\Nerio\\App\\A\\B"_ansi);
+  tool.Create("Software\\Nerio\\Zeta"_ansi);
+  const std::string top = "HKEY_LOCAL_MACHINE\\Software\\Nerio\n";
+  const std::pair<const char*, std::string> rows[] = {
+      {"0", top},
+      {"1", top + "  App\\\n    Nome\tREG_SZ\tx\n  Zeta\\\n"},
+      {"2", top + "  App\\\n    Nome\tREG_SZ\tx\n    A\\\n  Zeta\\\n"},
+      {"4294967295", top + "  App\\\n    Nome\tREG_SZ\tx\n    A\\\n      B\\\n  Zeta\\\n"},
+  };
+  for (const auto& [depth, out] : rows) {
+    EXPECT_EQ(tool.Run({"reg", "tree", "HKLM\\Software\\Nerio", "--values", "--depth", depth}).out, out) << depth;
+  }
+  const RunResult json = tool.Run({"reg", "tree", "HKLM\\Software\\Nerio", "--depth", "1", "--json"});
+  EXPECT_EQ(nlohmann::json::parse(json.out)["keys"].size(), 3u);
+  // What lies deeper is not looked at.
+  tool.registry.SetRights(platform::kHkeyLocalMachine, "Software\\Nerio\\App\\A"_ansi, platform::kKeySetValue);
+  EXPECT_EQ(tool.Run({"reg", "tree", "HKLM\\Software\\Nerio", "--depth", "1"}).exit, 0);
+  EXPECT_EQ(tool.Run({"reg", "tree", "HKLM\\Software\\Nerio", "--depth", "2"}).exit, 4);
+  EXPECT_EQ(tool.Run({"reg", "tree", "HKLM\\Software\\Nerio", "--depth", "-1"}).exit, 2);
+  EXPECT_EQ(tool.Run({"reg", "tree", "HKLM\\Software\\Nerio", "--depth", "x"}).exit, 2);
+  EXPECT_EQ(tool.Run({"reg", "tree", "HKLM\\Manca", "--depth", "1"}).exit, 3);
+}
+
 TEST(RegTree, VeryDeepTree_NeedsNoStack) {
   ToolHost tool;
   AnsiText path = "a"_ansi;

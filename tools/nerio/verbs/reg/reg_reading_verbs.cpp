@@ -1,3 +1,4 @@
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "tools/nerio/registry/registry_access.h"
@@ -101,6 +102,7 @@ Exit List(Session& session, const KeyOptions& options) {
 
 struct TreeOptions {
   std::string key;
+  std::uint32_t depth = std::numeric_limits<std::uint32_t>::max();
   bool values = false;
 };
 
@@ -110,7 +112,7 @@ Exit Tree(Session& session, const TreeOptions& options) {
   Open(session, top, platform::kKeyRead);
   Json keys = Json::array();
   Exit exit = Exit::kDone;
-  WalkBranch(session.host.registry, top, platform::kKeyQueryValue, [&](const Visit& here) {
+  const auto show = [&](const Visit& here) {
     std::vector<StoredValue> values;
     Status status = here.status;
     if (status == kSuccess && options.values) status = ListValues(session.host.registry, here.handle, values);
@@ -135,7 +137,8 @@ Exit Tree(Session& session, const TreeOptions& options) {
     }
     if (session.output.json()) keys.push_back(std::move(object));
     return true;
-  });
+  };
+  WalkBranch(session.host.registry, top, platform::kKeyQueryValue, show, options.depth);
   if (session.output.json()) session.output.Result({{"key", Shown(session, top)}, {"keys", std::move(keys)}}, {});
   return exit;
 }
@@ -172,10 +175,13 @@ void AddReadingVerbs(Verb reg) {
   const auto tree = std::make_shared<TreeOptions>();
   verb = reg.Leaf("tree", "Show all keys below a key",
                   "nerio reg tree \"HKLM\\Software\\Nerio\"\n"
-                  "nerio reg tree \"HKLM\\Software\\Nerio\" --values",
+                  "nerio reg tree \"HKLM\\Software\\Nerio\" --values\n"
+                  "nerio reg tree \"HKLM\\Software\" --depth 1",
                   tree, Tree);
   verb.Required("KEY", tree->key, kKeyHelp);
   verb.Switch("--values", tree->values, "Show their values too");
+  verb.Number("--depth", tree->depth, 0, std::numeric_limits<std::uint32_t>::max(),
+              "Show no more than N levels below the key; without it all");
 }
 
 }  // namespace nerio::tool
