@@ -150,6 +150,40 @@ if [ "$host" = linux ]; then # what a dry run says of rights is what the import 
   [[ "$given: $(<err)" == '4: nerio: line 2: cannot open or create '* ]] || Fail "$given: $(<err)" reg import new.reg --dry-run
 fi
 
+# What is another user's, or nobody's to read.
+if [ "$host" = linux ]; then
+  somebody=()
+  if [ "$(id -u)" = 0 ]; then
+    chmod 755 "$folder"
+    somebody=(setpriv --reuid 65534 --clear-groups)
+  else
+    chmod 000 "$folder/registry"/HKEY_LOCAL_MACHINE
+  fi
+  # Denied EXIT ARGUMENT...: as text and with --json, it fails as access denied and changes nothing.
+  Denied() {
+    local wanted=$1 given format
+    shift
+    for format in '' --json; do
+      ${somebody[@]+"${somebody[@]}"} "$program" "$@" $format >out 2>err </dev/null
+      given=$?
+      checks=$((checks + 1))
+      [ "$given" = "$wanted" ] && grep -q 'access is denied (5)' err || Fail "$given: $(<err)" "$@" $format
+      [ -z "$format" ] || grep -q '"exit":4' out || Fail "$(<out)" "$@" $format
+    done
+  }
+  Denied 4 reg set "$key" n 1 --type dword
+  Denied 4 reg get "$key" n --type
+  Denied 4 reg tree "$key" --depth 1
+  Denied 4 reg find x "$key"
+  NERIO_REGISTRY=$folder/registry Denied 3 reg find x
+  Denied 4 reg diff "$key" "$key"
+  Denied 4 reg copy "$key" "$key\\Copia"
+  Denied 4 reg rename "$key" Nuova
+  Denied 4 reg delete "$key" --yes --recursive --backup "$folder/work/backup.reg"
+  [ ! -e "$folder/work/backup.reg" ] || Fail 'there is a backup' reg delete --backup
+  [ "$(id -u)" = 0 ] || chmod 700 "$folder/registry"/HKEY_LOCAL_MACHINE
+fi
+
 # Arguments arrive as they were given, whatever is in them.
 for value in 'a "b" c' '"' '\' 'a\' 'a b\' '\\"' 'a\"b' "it's" '' ' ' '%PATH%' '*' '?' '^&|<>' $'due\trighe' 'à è € “x”'; do
   Run 0 "stored \"v\" in $shown\n" '' reg set "$key" v -- "$value"

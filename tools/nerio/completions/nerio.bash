@@ -4,7 +4,7 @@
 _nerio_verbs() {
   case $1 in
     '') echo reg trace guid date msg template base64 xml doctor help ;;
-    reg) echo get test list tree find diff export set create delete import init doctor ;;
+    reg) echo get test list tree find diff export set create delete copy rename import init doctor ;;
     trace) echo on off status tail ;;
     base64) echo encode decode ;;
     xml) echo check new set add ;;
@@ -19,10 +19,11 @@ _nerio_options() {
     'reg get') own='--default --type' ;;
     'reg tree') own='--values --depth' ;;
     'reg find') own='--names --values --data' ;;
+    'reg rename') own='--backup' ;;
     'reg export') own='-o --output' ;;
-    'reg set') own='--stdin --type' ;;
-    'reg delete') own='-r --recursive -y --yes' ;;
-    'reg import') own='-n --dry-run' ;;
+    'reg set') own='--stdin --type --backup' ;;
+    'reg delete') own='-r --recursive -y --yes --backup' ;;
+    'reg import') own='-n --dry-run --backup' ;;
     'reg init') own='--group' ;;
     'trace on') own='--for-all' ;;
     'trace off') own='-y --yes' ;;
@@ -44,7 +45,7 @@ _nerio() {
   done
   COMPREPLY=()
   case "$place:$before" in
-    'reg export:-o' | 'reg export:--output') files=true ;;
+    'reg set:--backup' | 'reg delete:--backup' | 'reg rename:--backup' | 'reg import:--backup' | 'reg export:-o' | 'reg export:--output') files=true ;;
     'reg init:--group') mapfile -t COMPREPLY < <(compgen -g -- "$word"); return ;;
     'reg set:--type')
       mapfile -t COMPREPLY < <(compgen -W 'dword qword binary expand multi string' -- "$word")

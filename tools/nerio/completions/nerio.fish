@@ -46,6 +46,8 @@ complete -c nerio -n '__nerio_group reg' -a export -d 'Write a key and everythin
 complete -c nerio -n '__nerio_group reg' -a set -d 'Store a text and make the keys that are missing'
 complete -c nerio -n '__nerio_group reg' -a create -d 'Make a key and the keys above it that are missing'
 complete -c nerio -n '__nerio_group reg' -a delete -d 'Delete a value, or a key with its values'
+complete -c nerio -n '__nerio_group reg' -a copy -d 'Copy a key to one that is not there yet'
+complete -c nerio -n '__nerio_group reg' -a rename -d 'Give a key another name'
 complete -c nerio -n '__nerio_group reg' -a import -d 'Apply a .reg file, all of it or nothing'
 complete -c nerio -n '__nerio_group reg' -a init -d 'Make the registry of the machine for the members of a group'
 complete -c nerio -n '__nerio_group reg' -a doctor -d 'Check the files of the registry'
@@ -57,13 +59,17 @@ complete -c nerio -n '__nerio_verb reg find' -l names -d 'Look in the names of k
 complete -c nerio -n '__nerio_verb reg find' -l values -d 'Look in the names of values'
 complete -c nerio -n '__nerio_verb reg find' -l data -d 'Look in data'
 complete -c nerio -n '__nerio_verb reg diff' -F
+complete -c nerio -n '__nerio_verb reg rename' -l backup -r -F -d 'Write what undoes it'
 complete -c nerio -n '__nerio_verb reg export' -s o -l output -r -F -d 'File to write'
 complete -c nerio -n '__nerio_verb reg set' -l stdin -d 'Take the text from standard input'
 complete -c nerio -n '__nerio_verb reg set' -l type -x -a 'dword qword binary expand multi string' -d 'What the value is'
+complete -c nerio -n '__nerio_verb reg set' -l backup -r -F -d 'Write what undoes it'
 complete -c nerio -n '__nerio_verb reg delete' -s r -l recursive -d 'Delete the keys below the key as well'
 complete -c nerio -n '__nerio_verb reg delete' -s y -l yes -d 'Do not ask'
+complete -c nerio -n '__nerio_verb reg delete' -l backup -r -F -d 'Write what undoes it'
 complete -c nerio -n '__nerio_verb reg import' -s n -l dry-run -d 'Show what would change, and change nothing'
 complete -c nerio -n '__nerio_verb reg import' -F
+complete -c nerio -n '__nerio_verb reg import' -l backup -r -F -d 'Write what undoes it'
 complete -c nerio -n '__nerio_verb reg init' -l group -x -a '(__fish_complete_groups)' -d 'Whose members share it'
 
 complete -c nerio -n '__nerio_group trace' -a on -d 'Switch tracing on'

@@ -47,9 +47,9 @@ class Importer {
   }
 
   // Undoes everything, the last change first, and says what became of the import.
-  std::string UndoAll() {
+  std::string UndoAll(const char* nothing) {
     const std::vector<std::string> left = Undo();
-    if (left.empty()) return "; nothing was imported";
+    if (left.empty()) return std::string("; ") + nothing;
     std::string outcome = "; what was done before was undone, except for";
     for (const std::string& what : left) outcome += "\n  " + what;
     return outcome;
@@ -191,7 +191,9 @@ class Importer {
       Check(Store(change.key, *change.after), "write", change, change.after->name);
       return true;
     }
-    const AnsiText name = std::exchange(change.before->name, Spelled(change.key, change.before->name));
+    // Undoing its deletion brings back the registry's upper and lower case and not the file's.
+    const AnsiText name =
+        std::exchange(change.before->name, SpelledName(registry_, codePage_, change.key, change.before->name));
     const Status status = Remove(change.key, name);
     if (status == kFileNotFound) return false;
     Check(status, "delete", change, name);
@@ -202,21 +204,6 @@ class Importer {
     if (status == kSuccess) return;
     throw RefusedCall{status, std::string("cannot ") + verb + " " + ShownValue(change.key, name, codePage_), false,
                       change.line};
-  }
-
-  // Returns the name of a value as the registry spells it, so that undoing its deletion brings that back and not the
-  // file's upper and lower case. A name that is not to be found stays as it is.
-  AnsiText Spelled(const RegistryKey& key, const AnsiText& name) {
-    KeyGuard opened;
-    std::vector<StoredValue> values;
-    if (OpenKey(registry_, key, platform::kKeyQueryValue, opened) == kSuccess) {
-      ListValues(registry_, opened.get(), values);
-    }
-    const Text folded = FoldedName(name, codePage_);
-    const auto found = std::find_if(values.begin(), values.end(), [&](const StoredValue& value) {
-      return FoldedName(value.name, codePage_) == folded;
-    });
-    return found != values.end() ? found->name : name;
   }
 
   Status Store(const RegistryKey& key, const StoredValue& value) {
@@ -256,7 +243,7 @@ class Importer {
 }  // namespace
 
 ImportCounts Import(std::vector<RegSection> sections, RegistryApi& registry, platform::CodePage& codePage,
-                    const std::function<bool()>& interrupted) {
+                    const std::function<bool()>& interrupted, const char* nothing) {
   Importer importer(registry, codePage, interrupted);
   ImportPlan plan;
   try {
@@ -266,11 +253,11 @@ ImportCounts Import(std::vector<RegSection> sections, RegistryApi& registry, pla
     importer.Apply(plan);
     return plan.counts;
   } catch (const RefusedCall& refused) {
-    throw refused.ToFailure(importer.UndoAll());
+    throw refused.ToFailure(importer.UndoAll(nothing));
   } catch (const Interrupted&) {
-    throw Failure(Exit::kFailed, "interrupted" + importer.UndoAll());
+    throw Failure(Exit::kFailed, "interrupted" + importer.UndoAll(nothing));
   } catch (...) {
-    importer.UndoAll();
+    importer.UndoAll(nothing);
     throw;
   }
 }

@@ -296,7 +296,16 @@ class Rights {
 Failure RefusedCall::ToFailure(const std::string& outcome) const {
   const std::string at = (line > 0 ? "line " + std::to_string(line) + ": " : "") + doing;
   const Failure failure = creating ? CreationFailure(status, at) : RegistryFailure(status, at);
-  return Failure(failure.exit(), failure.what() + outcome, failure.advice()).WithStatus(NumberOf(status)).AtLine(line);
+  Failure told = Failure(failure.exit(), failure.what() + outcome, failure.advice()).WithStatus(NumberOf(status));
+  return line > 0 ? std::move(told).AtLine(line) : told;
+}
+
+RegSection SectionOf(StoredKey stored) {
+  RegSection section{std::move(stored.key), false, {}, 0};
+  for (StoredValue& value : stored.values) {
+    section.values.push_back({std::move(value.name), false, value.type, std::move(value.data), 0});
+  }
+  return section;
 }
 
 ImportPlan PlanImport(const std::vector<RegSection>& sections, RegistryApi& registry, platform::CodePage& codePage) {

@@ -57,6 +57,9 @@ struct RefusedCall {
   Failure ToFailure(const std::string& outcome) const;
 };
 
+/// Makes the entry of a .reg file that stores a key as it is.
+RegSection SectionOf(StoredKey stored);
+
 /// Finds what importing a .reg file changes, entry by entry, without changing anything.
 /// @throws RefusedCall when the registry refuses to be read.
 ImportPlan PlanImport(const std::vector<RegSection>& sections, platform::RegistryApi& registry,

@@ -82,6 +82,17 @@ Status ListValues(platform::RegistryApi& registry, platform::KeyHandle key, std:
   }
 }
 
+AnsiText SpelledName(platform::RegistryApi& registry, platform::CodePage& codePage, const RegistryKey& key,
+                     const AnsiText& name) {
+  KeyGuard opened;
+  std::vector<StoredValue> values;
+  if (OpenKey(registry, key, platform::kKeyQueryValue, opened) == kSuccess) ListValues(registry, opened.get(), values);
+  const Text folded = FoldedName(name, codePage);
+  const auto found = std::find_if(values.begin(), values.end(),
+                                  [&](const StoredValue& value) { return FoldedName(value.name, codePage) == folded; });
+  return found != values.end() ? found->name : name;
+}
+
 Status ListKeys(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<AnsiText>& names) {
   if (auto* const whole = dynamic_cast<platform::WholeKeys*>(&registry)) return whole->ReadSubkeys(key, names);
   for (std::uint32_t index = 0;; ++index) {

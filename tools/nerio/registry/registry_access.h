@@ -76,6 +76,10 @@ bool ReadsAtOnce(platform::RegistryApi& registry);
 /// once, index by index otherwise.
 platform::Status ListValues(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<StoredValue>& values);
 
+/// Returns the name of a value as the registry spells it; a name that is not to be found as it is.
+AnsiText SpelledName(platform::RegistryApi& registry, platform::CodePage& codePage, const RegistryKey& key,
+                     const AnsiText& name);
+
 /// Lists the names of the keys directly below an open key, in the registry's order.
 platform::Status ListKeys(platform::RegistryApi& registry, platform::KeyHandle key, std::vector<AnsiText>& names);
 

@@ -13,6 +13,7 @@ void AddRegistryVerbs(Verb program) {
   AddDiff(reg);
   AddExport(reg);
   AddChangingVerbs(reg);
+  AddCopying(reg);
   AddImport(reg);
   AddInit(reg);
   AddRegistryDoctor(reg);

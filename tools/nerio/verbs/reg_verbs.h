@@ -15,6 +15,7 @@ void AddFind(Verb reg);
 void AddDiff(Verb reg);
 void AddExport(Verb reg);
 void AddChangingVerbs(Verb reg);  // set, create, delete
+void AddCopying(Verb reg);        // copy, rename
 void AddImport(Verb reg);
 void AddInit(Verb reg);
 void AddRegistryDoctor(Verb reg);

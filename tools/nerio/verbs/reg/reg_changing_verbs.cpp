@@ -7,6 +7,7 @@
 #include "tools/nerio/registry/value_input.h"
 #include "tools/nerio/registry/value_text.h"
 #include "tools/nerio/verbs/arguments.h"
+#include "tools/nerio/verbs/reg/backup.h"
 #include "tools/nerio/verbs/reg_verbs.h"
 #include "tools/nerio/verbs/registry_output.h"
 
@@ -26,6 +27,7 @@ struct SetOptions {
   std::string name;
   std::optional<std::string> value;
   std::optional<std::string> type;
+  std::optional<std::string> backup;
   bool standardInput = false;
 };
 
@@ -45,6 +47,7 @@ Exit Set(Session& session, const SetOptions& options) {
   const std::string given = options.standardInput ? WithoutLineEnd(ReadStandardInput(session)) : *options.value;
   const Text written = TextOf(given, options.standardInput ? "standard input" : "the value");
   value.data = DataOf(value.type, written, session.host.codePage);
+  WriteBackup(session, options.backup, {{key, false, {{value.name, false, value.type, value.data, 0}}, 0}});
   KeyGuard opened;
   bool created = false;
   Status status = CreateKey(session.host.registry, key, platform::kKeySetValue, opened, created);
@@ -59,13 +62,15 @@ Exit Set(Session& session, const SetOptions& options) {
   }
   Json object{{"key", Shown(session, key)}, {"created", created}};
   object.update(ValueJson(session, value));
-  session.output.Result(object, "stored " + where);
+  if (options.backup) object["backup"] = *options.backup;
+  session.output.Result(object, "stored " + where + BackupNote(options.backup));
   return Exit::kDone;
 }
 
 struct DeleteOptions {
   std::string key;
   std::optional<std::string> name;
+  std::optional<std::string> backup;
   bool recursive = false;
   bool yes = false;
 };
@@ -79,11 +84,13 @@ Exit DeleteValue(Session& session, const RegistryKey& key, const DeleteOptions& 
   if (status == kSuccess) status = ReadValue(session.host.registry, opened.get(), name, value);
   if (status == kFileNotFound) throw RegistryFailure(status, "cannot delete " + what);
   Confirm(session, options.yes, "delete " + what);
+  WriteBackup(session, options.backup, {{key, false, {{name, true, 0, {}, 0}}, 0}});
   status = OpenKey(session.host.registry, key, platform::kKeySetValue, opened);
   if (status == kSuccess) status = session.host.registry.DeleteValue(opened.get(), name);
   if (status != kSuccess) throw RegistryFailure(status, "cannot delete " + what);
-  session.output.Result({{"key", Shown(session, key)}, {"name", Utf8Name(session, name)}, {"deleted", true}},
-                        "deleted " + what);
+  Json object{{"key", Shown(session, key)}, {"name", Utf8Name(session, name)}, {"deleted", true}};
+  if (options.backup) object["backup"] = *options.backup;
+  session.output.Result(object, "deleted " + what + BackupNote(options.backup));
   return Exit::kDone;
 }
 
@@ -100,6 +107,7 @@ Exit Delete(Session& session, const DeleteOptions& options) {
   std::string what = Shown(session, key);
   if (below > 0) what += " and the " + Count(below, "key") + " below it";
   Confirm(session, options.yes, "delete " + what);
+  WriteBackup(session, options.backup, {{key, true, {}, 0}});
   std::size_t deleted = 0;
   for (auto stored = branch.rbegin(); stored != branch.rend(); ++stored) {
     const Status status = session.host.registry.DeleteKey(stored->key.root, stored->key.path);
@@ -110,7 +118,9 @@ Exit Delete(Session& session, const DeleteOptions& options) {
     }
     ++deleted;
   }
-  session.output.Result({{"key", Shown(session, key)}, {"deleted", deleted}}, "deleted " + what);
+  Json object{{"key", Shown(session, key)}, {"deleted", deleted}};
+  if (options.backup) object["backup"] = *options.backup;
+  session.output.Result(object, "deleted " + what + BackupNote(options.backup));
   return Exit::kDone;
 }
 
@@ -149,6 +159,7 @@ void AddChangingVerbs(Verb reg) {
                 "What VALUE is: dword or qword, a number; binary, pairs of hexadecimal digits; multi, a text on each "
                 "line; expand, a text with %VARIABLES%; string, as without it");
   verb.Switch("--stdin", set->standardInput, "Take the text from standard input; one line end at its end is removed");
+  verb.Optional("--backup", set->backup, kBackupHelp);
 
   const auto create = std::make_shared<KeyOptions>();
   verb = reg.Leaf("create", "Make a key and the keys above it that are missing",
@@ -165,6 +176,7 @@ void AddChangingVerbs(Verb reg) {
   verb.Optional("NAME", deleted->name, "Name of the value to delete; without it the key itself is deleted");
   verb.Switch("-r,--recursive", deleted->recursive, "Delete the keys below the key as well");
   verb.Switch("-y,--yes", deleted->yes, "Do not ask");
+  verb.Optional("--backup", deleted->backup, kBackupHelp);
 }
 
 }  // namespace nerio::tool

@@ -7,6 +7,7 @@
 #include "tools/nerio/registry/reg_file.h"
 #include "tools/nerio/registry/reg_import.h"
 #include "tools/nerio/verbs/arguments.h"
+#include "tools/nerio/verbs/reg/backup.h"
 #include "tools/nerio/verbs/reg_verbs.h"
 #include "tools/nerio/verbs/registry_output.h"
 
@@ -25,13 +26,8 @@ Exit Export(Session& session, const ExportOptions& options) {
   std::vector<RegSection> sections;
   std::size_t values = 0;
   for (StoredKey& stored : ReadAll(session, key)) {
-    RegSection section;
-    section.key = std::move(stored.key);
-    for (StoredValue& value : stored.values) {
-      section.values.push_back({std::move(value.name), false, value.type, std::move(value.data), 0});
-    }
-    values += section.values.size();
-    sections.push_back(std::move(section));
+    sections.push_back(SectionOf(std::move(stored)));
+    values += sections.back().values.size();
   }
   const Text text = WriteRegText(sections, session.host.codePage);
   Json object{{"key", Shown(session, key)}, {"keys", sections.size()}, {"values", values}};
@@ -51,6 +47,7 @@ Exit Export(Session& session, const ExportOptions& options) {
 
 struct ImportOptions {
   std::string file;
+  std::optional<std::string> backup;
   bool dryRun = false;
 };
 
@@ -126,6 +123,10 @@ std::vector<RegSection> ReadSections(Session& session, const ImportOptions& opti
 }
 
 Exit ImportFile(Session& session, const ImportOptions& options) {
+  if (options.dryRun && options.backup) {
+    throw Failure(Exit::kRefused, "--dry-run changes nothing, so there is nothing to back up",
+                  "leave one of the two out");
+  }
   std::vector<RegSection> sections = ReadSections(session, options);
   Json object{{"file", options.file}, {"dryRun", options.dryRun}};
   ImportCounts counts;
@@ -134,6 +135,7 @@ Exit ImportFile(Session& session, const ImportOptions& options) {
     counts = Preview(session, sections, object["changes"]);
   } else {
     const HeldInterrupts interrupts;
+    WriteBackup(session, options.backup, sections);
     counts = Import(std::move(sections), session.host.registry, session.host.codePage,
                     [&] { return interrupts.Requested(); });
   }
@@ -143,7 +145,8 @@ Exit ImportFile(Session& session, const ImportOptions& options) {
                  {"valuesChanged", counts.valuesChanged},
                  {"valuesDeleted", counts.valuesDeleted},
                  {"valuesKept", counts.valuesKept}});
-  session.output.Result(object, Summary(counts, options.dryRun));
+  if (options.backup) object["backup"] = *options.backup;
+  session.output.Result(object, Summary(counts, options.dryRun) + BackupNote(options.backup));
   return Exit::kDone;
 }
 
@@ -171,6 +174,7 @@ void AddImport(Verb reg) {
   verb.Required("FILE", import->file,
                 "File in UTF-16 or UTF-8, or in the ANSI code page (REGEDIT4); - is standard input");
   verb.Switch("-n,--dry-run", import->dryRun, "Show what would change, and change nothing");
+  verb.Optional("--backup", import->backup, kBackupHelp);
 }
 
 }  // namespace nerio::tool
