@@ -150,6 +150,37 @@ if [ "$host" = linux ]; then # what a dry run says of rights is what the import 
   [[ "$given: $(<err)" == '4: nerio: line 2: cannot open or create '* ]] || Fail "$given: $(<err)" reg import new.reg --dry-run
 fi
 
+# What comes, goes and changes is seen within a second where the machine is not busy.
+if [ "$host" = linux ]; then
+  for signal in INT TERM; do
+    env --default-signal=INT "$program" reg watch "$key" >watched 2>said &
+    watcher=$!
+    until grep -q watching said || ! kill -0 "$watcher"; do sleep 0.02; done
+    Sees() { # LINE: the last one is this within five seconds
+      checks=$((checks + 1))
+      local until=$((${EPOCHREALTIME/./} + 5000000))
+      until [ "$(tail -n 1 watched)" = "$1" ]; do
+        [ "${EPOCHREALTIME/./}" -lt "$until" ] || { Fail "it shows: $(<watched)" reg watch "$1"; return; }
+        sleep 0.02
+      done
+    }
+    Run 0 '?' '' reg set "$key" Visto uno
+    Sees "+ $long"$'\tVisto\tREG_SZ\tuno'
+    Run 0 '?' '' reg set "$key" Visto 2 --type dword
+    Sees "~ $long"$'\tVisto\tREG_DWORD\t2'
+    Run 0 '?' '' reg delete "$key" Visto --yes
+    Sees "- $long"$'\tVisto\tREG_DWORD\t2'
+    Run 0 '?' '' reg create "$key\\Vista"
+    Sees "+ $long\\Vista"
+    Run 0 '?' '' reg delete "$key\\Vista" --yes
+    kill -"$signal" "$watcher"
+    wait "$watcher"
+    given=$?
+    checks=$((checks + 1))
+    [ "$given" = 0 ] || Fail "exit code $given after $signal: $(<said)" reg watch "$key"
+  done
+fi
+
 # What is another user's, or nobody's to read.
 if [ "$host" = linux ]; then
   somebody=()
@@ -179,6 +210,7 @@ if [ "$host" = linux ]; then
   Denied 4 reg diff "$key" "$key"
   Denied 4 reg copy "$key" "$key\\Copia"
   Denied 4 reg rename "$key" Nuova
+  Denied 4 reg watch "$key"
   Denied 4 reg delete "$key" --yes --recursive --backup "$folder/work/backup.reg"
   [ ! -e "$folder/work/backup.reg" ] || Fail 'there is a backup' reg delete --backup
   [ "$(id -u)" = 0 ] || chmod 700 "$folder/registry"/HKEY_LOCAL_MACHINE

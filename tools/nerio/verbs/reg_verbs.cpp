@@ -15,6 +15,7 @@ void AddRegistryVerbs(Verb program) {
   AddChangingVerbs(reg);
   AddCopying(reg);
   AddImport(reg);
+  AddWatch(reg);
   AddInit(reg);
   AddRegistryDoctor(reg);
 }

@@ -17,6 +17,7 @@ void AddExport(Verb reg);
 void AddChangingVerbs(Verb reg);  // set, create, delete
 void AddCopying(Verb reg);        // copy, rename
 void AddImport(Verb reg);
+void AddWatch(Verb reg);
 void AddInit(Verb reg);
 void AddRegistryDoctor(Verb reg);
 
