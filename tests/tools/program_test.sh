@@ -210,6 +210,7 @@ if [ "$host" = linux ]; then
   Denied 4 reg diff "$key" "$key"
   Denied 4 reg copy "$key" "$key\\Copia"
   Denied 4 reg rename "$key" Nuova
+  Denied 4 reg repair "$key"
   Denied 4 reg watch "$key"
   Denied 4 reg delete "$key" --yes --recursive --backup "$folder/work/backup.reg"
   [ ! -e "$folder/work/backup.reg" ] || Fail 'there is a backup' reg delete --backup

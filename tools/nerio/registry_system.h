@@ -104,6 +104,25 @@ struct SharedRegistry {
 /// registry that is somewhere else, or a system that keeps its registry itself.
 platform::Status ShareRegistry(const std::string& group, SharedRegistry& shared);
 
+/// What became of the repair of a key.
+struct RepairedKey {
+  bool isRepaired = false;   ///< false: nothing was changed, as nothing was damaged
+  std::string place;         ///< the damaged file, in UTF-8
+  std::uint64_t offset = 0;  ///< where in it, and what was wrong there
+  std::string what;
+  std::size_t values = 0;  ///< how many values the key has now
+  std::string kept;        ///< the damaged file as it is kept, in UTF-8; empty where there was none
+};
+
+/// Why a key needs no repair: the rest of a sentence.
+extern const char* const kNothingToRepair;
+
+/// Brings back the values of a damaged key whose stored bytes have a right checksum, the last one of each name, and keeps
+/// the damaged file beside. Does nothing to a key that is in order, or where the system keeps its registry itself; whether
+/// there is such a key it need not tell then.
+/// @param[out] repaired undefined on failure; nothing was changed then.
+platform::Status RepairKey(platform::KeyHandle root, const AnsiText& path, RepairedKey& repaired);
+
 /// Checks every key of the registry of this system, and returns what is wrong with it, in the order of the places.
 /// Changes nothing. Empty where the system keeps and checks its registry itself.
 /// @throws std::bad_alloc and nothing else.

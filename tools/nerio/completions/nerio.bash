@@ -4,7 +4,7 @@
 _nerio_verbs() {
   case $1 in
     '') echo reg trace guid date msg template base64 xml doctor help ;;
-    reg) echo get test list tree find diff export set create delete copy rename import watch init doctor ;;
+    reg) echo get test list tree find diff export set create delete copy rename import watch repair init doctor ;;
     trace) echo on off status tail ;;
     base64) echo encode decode ;;
     xml) echo check new set add ;;

@@ -50,6 +50,7 @@ complete -c nerio -n '__nerio_group reg' -a copy -d 'Copy a key to one that is n
 complete -c nerio -n '__nerio_group reg' -a rename -d 'Give a key another name'
 complete -c nerio -n '__nerio_group reg' -a import -d 'Apply a .reg file, all of it or nothing'
 complete -c nerio -n '__nerio_group reg' -a watch -d 'Show what comes, goes and changes'
+complete -c nerio -n '__nerio_group reg' -a repair -d 'Bring back what can be read of a damaged key'
 complete -c nerio -n '__nerio_group reg' -a init -d 'Make the registry of the machine for the members of a group'
 complete -c nerio -n '__nerio_group reg' -a doctor -d 'Check the files of the registry'
 complete -c nerio -n '__nerio_verb reg get' -l default -x -d 'Print this when the value or its key is missing'

@@ -16,6 +16,7 @@ void AddRegistryVerbs(Verb program) {
   AddCopying(reg);
   AddImport(reg);
   AddWatch(reg);
+  AddRepair(reg);
   AddInit(reg);
   AddRegistryDoctor(reg);
 }

@@ -18,6 +18,7 @@ void AddChangingVerbs(Verb reg);  // set, create, delete
 void AddCopying(Verb reg);        // copy, rename
 void AddImport(Verb reg);
 void AddWatch(Verb reg);
+void AddRepair(Verb reg);
 void AddInit(Verb reg);
 void AddRegistryDoctor(Verb reg);
 

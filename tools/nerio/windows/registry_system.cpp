@@ -38,6 +38,10 @@ platform::Status ShareRegistry(const std::string&, SharedRegistry&) {
                 "give the rights on HKEY_LOCAL_MACHINE\\Software\\Nerio to the group in regedit");
 }
 
+const char* const kNothingToRepair = "the system keeps its registry itself, there is nothing to repair";
+
+platform::Status RepairKey(platform::KeyHandle, const AnsiText&, RepairedKey&) { return platform::kSuccess; }
+
 std::vector<RegistryFinding> CheckRegistry() { return {}; }
 
 }  // namespace nerio::tool

@@ -60,6 +60,15 @@ std::optional<RecordHead> ParseHead(std::string_view head) {
                     Get<std::uint32_t>(head, 12), Get<std::uint64_t>(head, 16)};
 }
 
+// @param checked the record up to its second checksum.
+void Fill(const RecordHead& head, std::string_view checked, ValueRecord& record) {
+  record.sequence = head.sequence;
+  record.deletion = head.kind == kDeletionKind;
+  record.type = head.type;
+  record.name = checked.substr(kRecordHeadSize, head.nameLength);
+  record.data = checked.substr(kRecordHeadSize + head.nameLength);
+}
+
 std::uint32_t HeaderCrc(std::string_view sector) {
   const std::uint32_t before = Crc32c(sector.substr(0, kHeaderCrcOffset));
   const std::size_t rest = kHeaderCrcOffset + kCrcSize;
@@ -139,6 +148,19 @@ std::uint64_t RecordSpace(std::size_t nameLength, std::size_t dataLength) {
 std::uint64_t RecordSpace(std::string_view head) {
   const auto parsed = ParseHead(head);
   return parsed ? RecordSpace(parsed->nameLength, parsed->dataLength) : 0;
+}
+
+std::uint64_t ReadRecord(std::string_view bytes, ValueRecord& record, bool& isFinished) {
+  if (bytes.size() < kRecordHeadSize) return 0;
+  const auto head = ParseHead(bytes.substr(0, kRecordHeadSize));
+  if (!head || (head->kind != kValueKind && head->kind != kDeletionKind)) return 0;
+  const std::uint64_t length = RecordLength(head->nameLength, head->dataLength);
+  if (head->nameLength > kMaxValueNameLength || length > bytes.size()) return 0;
+  const std::string_view checked = bytes.substr(0, length - kCrcSize - sizeof kTrailer);
+  if (Get<std::uint32_t>(bytes, checked.size()) != Crc32c(checked)) return 0;
+  isFinished = bytes[length - 1] != '\0';
+  Fill(*head, checked, record);
+  return RecordSpace(head->nameLength, head->dataLength);
 }
 
 void AppendRecord(std::string& out, const ValueRecord& record) {
@@ -253,11 +275,7 @@ bool RecordCursor::Next(ValueRecord& record) {
   if (head->sequence != nextSequence_) return Stop("a record is missing or out of order");
   if (position_ < settledEnd_ && next > settledEnd_) return Stop("the first records end elsewhere");
 
-  record.sequence = head->sequence;
-  record.deletion = head->kind == kDeletionKind;
-  record.type = head->type;
-  record.name = checked.substr(kRecordHeadSize, head->nameLength);
-  record.data = checked.substr(kRecordHeadSize + head->nameLength);
+  Fill(*head, checked, record);
   position_ = next;
   ++nextSequence_;
   return true;

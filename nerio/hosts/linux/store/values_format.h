@@ -84,6 +84,12 @@ std::uint64_t RecordSpace(std::size_t nameLength, std::size_t dataLength);
 /// The same for the record whose head this is; 0 when the head does not check. @param head `kRecordHeadSize` bytes.
 std::uint64_t RecordSpace(std::string_view head);
 
+/// Reads the record that begins here, if both of its checksums are right; what comes after them does not matter.
+/// @param bytes from the record on.
+/// @param[out] isFinished whether its trailer was written, right or damaged: without one its writing was cut off.
+/// @return the bytes that it takes in a file; 0 when there is none.
+std::uint64_t ReadRecord(std::string_view bytes, ValueRecord& record, bool& isFinished);
+
 /// Appends a record to `out`, with the zeros up to the next record.
 void AppendRecord(std::string& out, const ValueRecord& record);
 
