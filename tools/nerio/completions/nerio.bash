@@ -18,10 +18,10 @@ _nerio_options() {
     '') own='-V --version' ;;
     'reg get') own='--default --type' ;;
     'reg tree') own='--values' ;;
-    'reg export') own='-o --output' ;;
+    'reg export') own='-o --output --utf8' ;;
     'reg set') own='--stdin --type' ;;
     'reg delete') own='-r --recursive -y --yes' ;;
-    'reg import') own='-n --dry-run' ;;
+    'reg import') own='-n --dry-run --from --below' ;;
     'reg init') own='--group' ;;
     'trace on') own='--for-all' ;;
     'trace off') own='-y --yes' ;;

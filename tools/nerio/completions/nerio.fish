@@ -51,11 +51,14 @@ complete -c nerio -n '__nerio_verb reg get' -l default -x -d 'Print this when th
 complete -c nerio -n '__nerio_verb reg get' -l type -d 'Print its type and not its data'
 complete -c nerio -n '__nerio_verb reg tree' -l values -d 'Show their values too'
 complete -c nerio -n '__nerio_verb reg export' -s o -l output -r -F -d 'File to write'
+complete -c nerio -n '__nerio_verb reg export' -l utf8 -d 'In UTF-8 with LF, sorted by name'
 complete -c nerio -n '__nerio_verb reg set' -l stdin -d 'Take the text from standard input'
 complete -c nerio -n '__nerio_verb reg set' -l type -x -a 'dword qword binary expand multi string' -d 'What the value is'
 complete -c nerio -n '__nerio_verb reg delete' -s r -l recursive -d 'Delete the keys below the key as well'
 complete -c nerio -n '__nerio_verb reg delete' -s y -l yes -d 'Do not ask'
 complete -c nerio -n '__nerio_verb reg import' -s n -l dry-run -d 'Show what would change, and change nothing'
+complete -c nerio -n '__nerio_verb reg import' -l from -x -a 'reg ini' -d 'What the file is'
+complete -c nerio -n '__nerio_verb reg import' -l below -x -d 'Key for the sections of an ini file'
 complete -c nerio -n '__nerio_verb reg import' -F
 complete -c nerio -n '__nerio_verb reg init' -l group -x -a '(__fish_complete_groups)' -d 'Whose members share it'
 
