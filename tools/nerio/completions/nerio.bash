@@ -7,7 +7,7 @@ _nerio_verbs() {
     reg) echo get test list tree export set create delete import init doctor ;;
     trace) echo on off status tail ;;
     base64) echo encode decode ;;
-    xml) echo check new set add ;;
+    xml) echo check get new add set delete format ;;
   esac
 }
 
@@ -28,6 +28,8 @@ _nerio_options() {
     'trace tail') own='-n --lines -f --follow' ;;
     guid) own='-n --count' ;;
     'base64 encode' | 'base64 decode') own='--bytes' ;;
+    'xml set' | 'xml format') own='--backup' ;;
+    'xml delete') own='--backup -y --yes' ;;
   esac
   printf '%s\n' "-h --help --json --view $own"
 }
@@ -43,7 +45,7 @@ _nerio() {
   done
   COMPREPLY=()
   case "$place:$before" in
-    'reg export:-o' | 'reg export:--output') files=true ;;
+    'reg export:-o' | 'reg export:--output' | 'xml set:--backup' | 'xml delete:--backup' | 'xml format:--backup') files=true ;;
     'reg init:--group') mapfile -t COMPREPLY < <(compgen -g -- "$word"); return ;;
     'reg set:--type')
       mapfile -t COMPREPLY < <(compgen -W 'dword qword binary expand multi string' -- "$word")
@@ -52,7 +54,7 @@ _nerio() {
     'reg get:--default' | 'trace tail:-n' | 'trace tail:--lines' | 'guid:-n' | 'guid:--count') return ;;
   esac
   case "$place:$arguments" in
-    'reg import:0' | 'xml check:'* | 'xml new:0' | 'xml set:0' | 'xml add:0') files=true ;;
+    'reg import:0' | 'xml check:'* | 'xml new:0' | 'xml set:0' | 'xml add:0' | 'xml get:0' | 'xml delete:0' | 'xml format:0') files=true ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$(_nerio_options "$place")" -- "$word")

@@ -83,10 +83,20 @@ complete -c nerio -n '__nerio_verb base64 encode' -l bytes -d 'Encode the bytes 
 complete -c nerio -n '__nerio_verb base64 decode' -l bytes -d 'Give the bytes as they are'
 
 complete -c nerio -n '__nerio_group xml' -a check -d 'Tell whether files are well-formed XML'
+complete -c nerio -n '__nerio_group xml' -a get -d 'Print the text of an element, or the value of an attribute'
+complete -c nerio -n '__nerio_group xml' -a delete -d 'Delete an element, or an attribute'
+complete -c nerio -n '__nerio_group xml' -a format -d 'Indent the elements of a file'
 complete -c nerio -n '__nerio_group xml' -a new -d 'Make a new file with one element'
 complete -c nerio -n '__nerio_group xml' -a set -d 'Set an attribute of an element'
 complete -c nerio -n '__nerio_group xml' -a add -d 'Append an element to another'
 complete -c nerio -n '__nerio_verb xml check' -F
+complete -c nerio -n '__nerio_verb xml get' -F
+complete -c nerio -n '__nerio_verb xml set' -l backup -r -F -d 'File for what it was before'
+complete -c nerio -n '__nerio_verb xml delete' -l backup -r -F -d 'File for what it was before'
+complete -c nerio -n '__nerio_verb xml delete' -s y -l yes -d 'Do not ask'
+complete -c nerio -n '__nerio_verb xml delete' -F
+complete -c nerio -n '__nerio_verb xml format' -l backup -r -F -d 'File for what it was before'
+complete -c nerio -n '__nerio_verb xml format' -F
 complete -c nerio -n '__nerio_verb xml new' -F
 complete -c nerio -n '__nerio_verb xml set' -F
 complete -c nerio -n '__nerio_verb xml add' -F
