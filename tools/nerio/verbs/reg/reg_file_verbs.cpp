@@ -4,6 +4,7 @@
 #include "nerio/types/utf8.h"
 #include "tools/nerio/console.h"
 #include "tools/nerio/files.h"
+#include "tools/nerio/progress.h"
 #include "tools/nerio/registry/ini_file.h"
 #include "tools/nerio/registry/reg_file.h"
 #include "tools/nerio/registry/reg_import.h"
@@ -150,8 +151,10 @@ Exit ImportFile(Session& session, const ImportOptions& options) {
     counts = Preview(session, sections, object["changes"]);
   } else {
     const HeldInterrupts interrupts;
-    counts = Import(std::move(sections), session.host.registry, session.host.codePage,
-                    [&] { return interrupts.Requested(); });
+    Progress progress(session, "importing");
+    counts = Import(
+        std::move(sections), session.host.registry, session.host.codePage, [&] { return interrupts.Requested(); },
+        [&](std::size_t done, std::size_t all) { progress.At(done, all); });
   }
   object.update({{"keysCreated", counts.keysCreated},
                  {"keysDeleted", counts.keysDeleted},
