@@ -122,7 +122,7 @@ CheckFish() {
   FishOptions() { sed "s/ -d '.*//" | grep -oE -- ' -[sl] [a-zA-Z0-9-]+' | sed 's/^ -s /-/; s/^ -l /--/'; }
   same "nerio.fish, what every verb has" "$common" "$(grep -E "^complete -c nerio -[sl] " "$file" | FishOptions)"
   same "nerio.fish, its conditions" "$(printf '%s\n' "${names[@]// /_}")" \
-    "$(sed -n "s/^complete -c nerio -n '__nerio_[a-z]* *\([^']*\)'.*/\1/p" "$file" | sed 's/^$/./; s/ /_/g'
+    "$(sed -n "/__nerio_arguments/d; s/^complete -c nerio -n '__nerio_[a-z]* *\([^']*\)'.*/\1/p" "$file" | sed 's/^$/./; s/ /_/g'
     for name in "${names[@]}"; do [ -z "$(OwnOptions "$name")" ] && IsVerb "$name" && echo "${name// /_}"; done)"
   for name in "${names[@]}"; do
     local condition="__nerio_verb $name" lines
