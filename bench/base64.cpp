@@ -16,6 +16,8 @@
 
 #include "bench/side_by_side.h"
 #include "nerio/hosts/portable/base64/base64_codec.h"
+#include "nerio/platform/host.h"
+#include "nerio/platform/xml_dom.h"
 #include "nerio/support/base64.h"
 #include "nerio/types/text.h"
 
@@ -91,6 +93,29 @@ void MeasureDecode(benchmark::State& state, Decode decode, const Text Pair::*enc
 
 // The result alone, copied into a text made for it: what any result of this length costs, however it is worked out.
 Text NewText(const Text& result) { return Text(result); }
+
+// The document alone: what the call makes, looks up and releases, without a data type, a text or bytes.
+void MeasureDocumentOfEncode(benchmark::State& state) {
+  nerio::platform::XmlDom& dom = nerio::platform::ThisHost().xml;
+  for (auto _ : state) {
+    nerio::platform::XmlNode element;
+    const nerio::platform::XmlDocument document(dom, dom.CreateDocument());
+    element = nerio::platform::XmlNode(dom, dom.CreateElement(document.get(), u"TEMP"));
+    benchmark::DoNotOptimize(element.get());
+  }
+}
+
+void MeasureDocumentOfDecode(benchmark::State& state) {
+  nerio::platform::XmlDom& dom = nerio::platform::ThisHost().xml;
+  for (auto _ : state) {
+    const nerio::platform::XmlDocument document(dom, dom.CreateDocument());
+    if (!dom.LoadXml(document.get(), u"<DOC></DOC>")) return state.SkipWithError("did not load");
+    for (int i = 0; i < 3; ++i) {
+      const nerio::platform::XmlNode element(dom, dom.SelectSingleNode(document.get(), u"DOC"));
+      benchmark::DoNotOptimize(element.get());
+    }
+  }
+}
 
 // One copy that reads and writes as many bytes as the call does, between places that are in memory already.
 void MeasureCopy(benchmark::State& state) {
@@ -260,6 +285,8 @@ int main(int argc, char** argv) {
     Contender("base64_decode/new_text", [](benchmark::State& state) {
       MeasureDecode(state, [&](const Text&) { return NewText(PairOf(state).plain); });
     })->Arg(size);
+    Contender("base64_encode/document", MeasureDocumentOfEncode)->Arg(size);
+    Contender("base64_decode/document", MeasureDocumentOfDecode)->Arg(size);
     Contender("base64_encode/limit", MeasureCopy)->Arg(size);
     Contender("base64_decode/limit", MeasureCopy)->Arg(size);
   }

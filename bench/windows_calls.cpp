@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -37,6 +38,7 @@
 #include "nerio/support/base64.h"
 #include "nerio/support/conversions.h"
 #include "nerio/support/trace_log.h"
+#include "nerio_automation.h"
 
 namespace {
 
@@ -223,6 +225,103 @@ Item Base64(std::size_t bytes) {
   return {"windows_base64", [] {}, {{"nerio", nerio, {}}, {"limit", limit, {}}}, std::to_string(bytes)};
 }
 
+// The component's library, loaded as COM does; it stays loaded.
+IClassFactory& ComponentFactory() {
+  static IClassFactory* const factory = [] {
+    // The build knows the building machine's path, which lacks the drive: the current one.
+    const HMODULE module = ::LoadLibraryW(fs::absolute(NERIO_COMPONENT_PATH).c_str());
+    Require(module != nullptr, "Nerio.dll cannot be loaded");
+    using GetClassObject = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
+    const auto getClassObject =
+        reinterpret_cast<GetClassObject>(reinterpret_cast<void*>(::GetProcAddress(module, "DllGetClassObject")));
+    void* made = nullptr;
+    Require(getClassObject(CLSID_Component, IID_IClassFactory, &made) == S_OK, "DllGetClassObject");
+    return static_cast<IClassFactory*>(made);
+  }();
+  return *factory;
+}
+
+// An object with nothing but its count.
+class EmptyObject final : public IUnknown {
+ public:
+  HRESULT WINAPI QueryInterface(REFIID id, void** object) override {
+    *object = id == IID_IUnknown ? this : nullptr;
+    if (*object == nullptr) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  ULONG WINAPI AddRef() override { return ++references_; }
+  ULONG WINAPI Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+ private:
+  ~EmptyObject() = default;
+  std::atomic<ULONG> references_ = 1;
+};
+
+class EmptyFactory final : public IClassFactory {
+ public:
+  HRESULT WINAPI QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  ULONG WINAPI AddRef() override { return 1; }
+  ULONG WINAPI Release() override { return 1; }
+  HRESULT WINAPI CreateInstance(IUnknown*, REFIID id, void** object) override {
+    auto* const made = new EmptyObject;
+    const HRESULT result = made->QueryInterface(id, object);
+    made->Release();
+    return result;
+  }
+  HRESULT WINAPI LockServer(BOOL) override { return S_OK; }
+};
+
+Item ComponentObject() {
+  const auto make = [](IClassFactory& factory) {
+    ComPointer<IUnknown> object;
+    Require(factory.CreateInstance(nullptr, IID_IUnknown, object.putVoid()) == S_OK, "CreateInstance");
+  };
+  static EmptyFactory empty;
+  static IClassFactory* volatile other = &empty;  // called through its table, as the component's is
+  return {"windows_object",
+          [] {},
+          {{"nerio", [=] { make(ComponentFactory()); }, {}}, {"limit", [=] { make(*other); }, {}}},
+          ""};
+}
+
+Item ComponentMember() {
+  constexpr DISPID kBuildPath = 2;
+  static ComPointer<INerioComponent> object;
+  static ComPointer<ITypeInfo> info;
+  Require(ComponentFactory().CreateInstance(nullptr, IID_INerioComponent, object.putVoid()) == S_OK, "CreateInstance");
+  Require(object->GetTypeInfo(0, 0, info.put()) == S_OK, "GetTypeInfo");
+  const auto call = [](auto invoke) {
+    static const Bstr folder(u"C:\\Dir");
+    static const Bstr file(u"a.log");
+    std::array<VARIANT, 2> arguments;  // the last one first
+    V_VT(&arguments[1]) = VT_BSTR;
+    V_BSTR(&arguments[1]) = folder.get();
+    V_VT(&arguments[0]) = VT_BSTR;
+    V_BSTR(&arguments[0]) = file.get();
+    DISPPARAMS parameters{arguments.data(), nullptr, 2, 0};
+    VARIANT answer;
+    ::VariantInit(&answer);
+    Require(invoke(kBuildPath, &parameters, &answer) == S_OK && ::SysStringLen(V_BSTR(&answer)) == 12, "BuildPath");
+    ::VariantClear(&answer);
+  };
+  const auto nerio = [=] {
+    call([](DISPID member, DISPPARAMS* parameters, VARIANT* answer) {
+      return object->Invoke(member, IID_NULL, 0, DISPATCH_METHOD, parameters, answer, nullptr, nullptr);
+    });
+  };
+  const auto limit = [=] {
+    call([](DISPID member, DISPPARAMS* parameters, VARIANT* answer) {
+      return info->Invoke(object.get(), member, DISPATCH_METHOD, parameters, answer, nullptr, nullptr);
+    });
+  };
+  return {"windows_member", [] {}, {{"nerio", nerio, {}}, {"limit", limit, {}}}, ""};
+}
+
 std::string NameOf(const Item& item, const Contender& contender) {
   std::string name = item.name;
   name.append("/").append(contender.name);
@@ -254,9 +353,12 @@ void PrintJson(const std::vector<Item>& items) {
 
 }  // namespace
 
-int main() try {
+// With an argument: only the items whose name has it in it.
+int main(int argc, char** argv) try {
   const nerio::platform::ComApartment apartment;
-  std::vector<Item> items = {Setting(), TraceOn(), TraceOff(), DateCheck(), Base64(256), Base64(4096), Base64(65536)};
+  std::vector<Item> items = {Setting(),    TraceOn(),     TraceOff(),        DateCheck(),      Base64(256),
+                             Base64(4096), Base64(65536), ComponentObject(), ComponentMember()};
+  if (argc > 1) std::erase_if(items, [&](const Item& item) { return item.name.find(argv[1]) == std::string::npos; });
   for (Item& item : items) {
     Measure(item);
     for (const Contender& contender : item.contenders) {

@@ -61,7 +61,7 @@ CheckManual() {
   # Of a line such as .BR \-r ", " \-\-recursive that follows .TP: the options.
   ManualOptions() {
     sed 's/\\-/-/g' | awk '/^\.TP/ { tag = 1; next } tag { print; tag = 0 }' | grep -E '^\.(B|BR|BI) "?-' |
-      grep -oE -- '(^|[ ",])--?[a-zA-Z][a-z-]*' | tr -d ' ",' | tr '\n' ' '
+      grep -oE -- '(^|[ ",])--?[a-zA-Z][a-z0-9-]*' | tr -d ' ",' | tr '\n' ' '
   }
   same "nerio.1, OPTIONS" "${options[.]}" "$(awk '/^\.SH/ { on = $2 == "OPTIONS" } on' "$manual" | ManualOptions)"
   described=$(sed 's/\\-/-/g' "$manual" | sed -n 's/^\.SS "\{0,1\}nerio \([^"]*\)"\{0,1\}$/\1/p')
@@ -110,19 +110,19 @@ CheckZsh() {
     text=$(PLACE="('$place')" awk '{ line = $0; sub(/^ */, "", line) } line == ENVIRON["PLACE"] { on = 1; next }
       line == ";;" { on = 0 } on' "$file" | sed 's/\[[^]]*\]//g')
     same "_nerio, the options of $name" "$(OwnOptions "$name")" \
-      "$(grep -oE -- "[^a-zA-Z0-9-]--?[a-zA-Z][a-z-]*" <<<"$text" | cut -c2-)"
+      "$(grep -oE -- "[^a-zA-Z0-9-]--?[a-zA-Z][a-z0-9-]*" <<<"$text" | cut -c2-)"
     same "_nerio, the verbs of $name" "${verbs[$name]}" "$(grep -oE "'[a-z][a-z0-9]*:" <<<"$text" | tr -d "':")"
   done
   text=$(sed -n '/common=(/,/)$/p' "$file" | sed 's/\[[^]]*\]//g')
-  same "_nerio, what every verb has" "$common" "$(grep -oE -- "[^a-zA-Z0-9-]--?[a-zA-Z][a-z-]*" <<<"$text" | cut -c2-)"
+  same "_nerio, what every verb has" "$common" "$(grep -oE -- "[^a-zA-Z0-9-]--?[a-zA-Z][a-z0-9-]*" <<<"$text" | cut -c2-)"
 }
 
 CheckFish() {
   local name file=$completions/nerio.fish
-  FishOptions() { sed "s/ -d '.*//" | grep -oE -- ' -[sl] [a-zA-Z-]+' | sed 's/^ -s /-/; s/^ -l /--/'; }
+  FishOptions() { sed "s/ -d '.*//" | grep -oE -- ' -[sl] [a-zA-Z0-9-]+' | sed 's/^ -s /-/; s/^ -l /--/'; }
   same "nerio.fish, what every verb has" "$common" "$(grep -E "^complete -c nerio -[sl] " "$file" | FishOptions)"
   same "nerio.fish, its conditions" "$(printf '%s\n' "${names[@]// /_}")" \
-    "$(sed -n "s/^complete -c nerio -n '__nerio_[a-z]* *\([^']*\)'.*/\1/p" "$file" | sed 's/^$/./; s/ /_/g'
+    "$(sed -n "/__nerio_arguments/d; s/^complete -c nerio -n '__nerio_[a-z]* *\([^']*\)'.*/\1/p" "$file" | sed 's/^$/./; s/ /_/g'
     for name in "${names[@]}"; do [ -z "$(OwnOptions "$name")" ] && IsVerb "$name" && echo "${name// /_}"; done)"
   for name in "${names[@]}"; do
     local condition="__nerio_verb $name" lines

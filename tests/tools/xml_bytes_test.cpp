@@ -77,6 +77,17 @@ TEST(XmlBytes, MalformedBytes_AreRefusedWithTheirPlace) {
   }
 }
 
+TEST(XmlBytes, WhatCannotBeRead_IsNamed) {
+  const std::string rest = "; only UTF-8 and UTF-16 with a byte-order mark can be read";
+  for (const bool highFirst : {false, true}) {
+    ExpectRefusal(Utf16(u"<a/>", highFirst), "1:1 UTF-16 without a byte-order mark" + rest);
+    ExpectRefusal(Utf16(u"<a>\u00E8</a>", highFirst), "1:1 UTF-16 without a byte-order mark" + rest);
+  }
+  ExpectRefusal("<?xml version='1.0' encoding='ISO-8859-1'?><a>perch\xE9</a>",
+                "1:31 the XML declaration names the encoding \"ISO-8859-1\"" + rest);
+  ExpectRefusal("<?xml version='1.0' encoding='utf-8'?><a>perch\xE9</a>", "1:47 a byte sequence that is not UTF-8");
+}
+
 TEST(XmlBytes, SecondByteOrderMark_IsRefused) {
   ExpectRefusal("\xEF\xBB\xBF\xEF\xBB\xBF<a/>", "1:1 a second byte-order mark");
   for (const bool highFirst : {false, true})

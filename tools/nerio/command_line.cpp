@@ -255,7 +255,7 @@ Exit CommandLine::ShowHelp(Session& session, const std::vector<std::string>& wor
 }
 
 int CommandLine::Run(const std::vector<std::string>& arguments, const platform::Host& host, std::istream& in,
-                     std::ostream& out, std::ostream& err, bool interactive) {
+                     std::ostream& out, std::ostream& err, bool interactive, const Terminals& terminals) {
   Output output(out, err);
   Exit exit = Exit::kDone;
   // Where the parser stops, it has not set the switch.
@@ -265,7 +265,7 @@ int CommandLine::Run(const std::vector<std::string>& arguments, const platform::
     std::reverse(shielded.begin(), shielded.end());  // as the parser wants them
     app_->parse(std::move(shielded));
     output.SetJson(shared_->json);
-    Session session{host, in, output, interactive, version_};
+    Session session{host, in, output, interactive, version_, terminals};
     exit = shared_->action(session);
   } catch (const CLI::CallForHelp&) {
     out << app_->help();

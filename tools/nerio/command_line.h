@@ -18,6 +18,12 @@ class App;
 
 namespace nerio::tool {
 
+/// What of the two streams that are written is a terminal.
+struct Terminals {
+  bool talk = false;     ///< standard error
+  bool results = false;  ///< standard output
+};
+
 /// What a verb works with. Everything is borrowed.
 struct Session {
   platform::Host host;
@@ -25,6 +31,7 @@ struct Session {
   Output& output;
   bool interactive;            ///< somebody sits at a terminal and can be asked
   const std::string& version;  ///< the library's
+  Terminals terminals;
 };
 
 /// One verb of the command line, or a group of verbs. A view: the command line owns what it stands for.
@@ -80,9 +87,10 @@ class CommandLine {
 
   /// Reads the arguments and runs the verb that they name.
   /// @param arguments in UTF-8, without the program's name.
+  /// @param interactive somebody sits at a terminal and can be asked.
   /// @return the exit code.
   int Run(const std::vector<std::string>& arguments, const platform::Host& host, std::istream& in, std::ostream& out,
-          std::ostream& err, bool interactive);
+          std::ostream& err, bool interactive, const Terminals& terminals = {});
 
   /// One verb or group as the user sees it.
   struct Description {

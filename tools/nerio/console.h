@@ -8,6 +8,10 @@ namespace nerio::tool {
 /// Tells whether somebody can be asked a question: standard input and standard error are both a terminal.
 bool IsSomebodyAtTerminal();
 
+/// Tells whether standard output or standard error is a terminal.
+bool IsOutputTerminal();
+bool IsErrorTerminal();
+
 /// Makes the standard streams carry bytes as they are, and a terminal show UTF-8 until the process ends. To be called
 /// once, before their first use.
 void PrepareStandardStreams();

@@ -41,6 +41,17 @@ bool ReadPiece(Session& session, std::string& piece) {
   return !piece.empty();
 }
 
+std::uint64_t SizeOfStandardInput(Session& session) {
+  const auto here = session.in.tellg();
+  if (here < 0 || !session.in.seekg(0, std::ios::end)) {
+    session.in.clear();
+    return 0;
+  }
+  const auto end = session.in.tellg();
+  session.in.seekg(here);
+  return end > here ? static_cast<std::uint64_t>(end - here) : 0;
+}
+
 std::string ReadStandardInput(Session& session) { return ReadInput(session, "-"); }
 
 std::string ReadFile(Session& session, const std::string& file, std::size_t most) {

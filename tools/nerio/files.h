@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "nerio/platform/status.h"
@@ -14,6 +15,9 @@ Failure FileFailure(Session& session, platform::SystemStatus status, const std::
 /// Reads the next piece of standard input, some ten thousand bytes unless it ends before.
 /// @return false when there is nothing more. @throws Failure when standard input cannot be read.
 bool ReadPiece(Session& session, std::string& piece);
+
+/// Returns how many bytes standard input will give; 0 where that is not known, as of a pipe.
+std::uint64_t SizeOfStandardInput(Session& session);
 
 /// Reads all of standard input.
 std::string ReadStandardInput(Session& session);

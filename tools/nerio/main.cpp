@@ -13,7 +13,7 @@ int main(int argc, char** argv) try {
   const auto host = nerio::platform::OpenHost();
   return nerio::tool::CommandLine(nerio::NerioVersion())
       .Run(nerio::tool::Arguments(argc, argv), host->Services(), std::cin, std::cout, std::cerr,
-           nerio::tool::IsSomebodyAtTerminal());
+           nerio::tool::IsSomebodyAtTerminal(), {nerio::tool::IsErrorTerminal(), nerio::tool::IsOutputTerminal()});
 } catch (const std::bad_alloc&) {
   // Nothing that allocates.
   std::fputs("nerio: there is not enough memory\n", stderr);

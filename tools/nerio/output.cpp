@@ -80,6 +80,8 @@ void Output::Bytes(std::string_view bytes) { data_.write(bytes.data(), static_ca
 
 void Output::Say(std::string_view text) { talk_ << "nerio: " << text << '\n' << std::flush; }
 
+void Output::Status(std::string_view text) { talk_ << text << std::flush; }
+
 void Output::Ask(std::string_view question) { talk_ << "nerio: " << question << std::flush; }
 
 void Output::Fail(const Failure& failure) {

@@ -73,6 +73,8 @@ class Output {
   void Bytes(std::string_view bytes);
   /// Says something to the user, apart from the result.
   void Say(std::string_view text);
+  /// Writes a piece of a line that is said and written over later, as it is.
+  void Status(std::string_view text);
   /// Puts a question to the user and leaves the line open for the answer.
   void Ask(std::string_view question);
   /// Says what failed, and with --json gives it as the result {"error": ...}.

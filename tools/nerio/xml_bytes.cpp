@@ -54,6 +54,18 @@ bool DecodeXmlBytes(std::string_view bytes, Text& text, platform::XmlLoadError& 
     wellFormed = length == bytes.size();
     decoded = FromUtf8(bytes.substr(0, length));
   }
+  const auto at = [&](TextView part) { return static_cast<std::size_t>(part.data() - decoded.data()); };
+  const TextView declared = xml::DeclaredEncoding(decoded);
+  constexpr TextView kCanBeRead = u"only UTF-8 and UTF-16 with a byte-order mark can be read";
+  if (bytes.size() >= 2 && (bytes[0] == '\0') != (bytes[1] == '\0') && encoding == u"UTF-8") {
+    error = xml::ErrorAt(decoded, 0, u"UTF-16 without a byte-order mark; " + Text(kCanBeRead));
+    return false;
+  }
+  if (!wellFormed && !declared.empty() && !xml::EqualInAnyCase(declared, encoding)) {
+    error = xml::ErrorAt(decoded, at(declared),
+                         u"the XML declaration names the encoding \"" + Text(declared) + u"\"; " + Text(kCanBeRead));
+    return false;
+  }
   if (!wellFormed) {
     const std::size_t offset = decoded.size();
     error = xml::ErrorAt(decoded, offset, Text(u"a byte sequence that is not ").append(encoding));
@@ -67,12 +79,10 @@ bool DecodeXmlBytes(std::string_view bytes, Text& text, platform::XmlLoadError& 
     error = xml::ErrorAt(decoded, nul, u"a character that XML does not have");
     return false;
   }
-  const TextView declared = xml::DeclaredEncoding(decoded);
   if (!declared.empty() && !xml::EqualInAnyCase(declared, encoding)) {
-    const auto offset = static_cast<std::size_t>(declared.data() - decoded.data());
-    error = xml::ErrorAt(decoded, offset,
+    error = xml::ErrorAt(decoded, at(declared),
                          u"the XML declaration names the encoding \"" + Text(declared) + u"\", but the bytes are " +
-                             Text(encoding) + u"; only UTF-8 and UTF-16 with a byte-order mark can be read");
+                             Text(encoding) + u"; " + Text(kCanBeRead));
     return false;
   }
   text = std::move(decoded);

@@ -45,10 +45,8 @@ Error EncodingError(std::int32_t number) {
 // It holds nothing but the description of its interface; what lasts is in the registry and the trace file.
 class AutomationObject final : public INerioComponent, public ISupportErrorInfo, public IProvideClassInfo {
  public:
-  AutomationObject() noexcept { AddModuleReference(); }
-
-  // Finds the description of the interface, which every other call needs.
-  HRESULT Prepare() noexcept { return Describe(IID_INerioComponent, typeInfo_.put()); }
+  // The description of the interface lives as long as the process.
+  explicit AutomationObject(ITypeInfo& typeInfo) noexcept : typeInfo_(&typeInfo) { AddModuleReference(); }
 
   HRESULT WINAPI QueryInterface(REFIID id, void** object) override {
     if (object == nullptr) return E_POINTER;
@@ -84,7 +82,8 @@ class AutomationObject final : public INerioComponent, public ISupportErrorInfo,
     if (info == nullptr) return E_POINTER;
     *info = nullptr;
     if (index != 0) return DISP_E_BADINDEX;
-    *info = platform::ComPointer(typeInfo_).release();
+    typeInfo_->AddRef();
+    *info = typeInfo_;
     return S_OK;
   }
 
@@ -239,17 +238,18 @@ class AutomationObject final : public INerioComponent, public ISupportErrorInfo,
   ~AutomationObject() { ReleaseModuleReference(); }
 
   std::atomic<ULONG> references_ = 1;
-  platform::ComPointer<ITypeInfo> typeInfo_;
+  ITypeInfo* typeInfo_;
 };
 
 }  // namespace
 
 HRESULT MakeAutomationObject(REFIID id, void** object) noexcept {
   *object = nullptr;
-  const platform::ComPointer<AutomationObject> made(new (std::nothrow) AutomationObject);
-  if (!made) return E_OUTOFMEMORY;
-  const HRESULT prepared = made->Prepare();
-  return SUCCEEDED(prepared) ? made->QueryInterface(id, object) : prepared;
+  ITypeInfo* typeInfo = nullptr;
+  const HRESULT described = DescribeInterface(typeInfo);
+  if (FAILED(described)) return described;
+  const platform::ComPointer<AutomationObject> made(new (std::nothrow) AutomationObject(*typeInfo));
+  return made ? made->QueryInterface(id, object) : E_OUTOFMEMORY;
 }
 
 }  // namespace nerio::component

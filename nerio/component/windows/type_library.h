@@ -12,4 +12,9 @@ namespace nerio::component {
 /// @param[out] info one reference, the caller's; null on failure.
 HRESULT Describe(REFGUID id, ITypeInfo** info) noexcept;
 
+/// Lends the description of the component's interface, which each object needs: it is looked up once in a process and
+/// lives as long. It serves every thread and apartment.
+/// @param[out] info null on failure.
+HRESULT DescribeInterface(ITypeInfo*& info) noexcept;
+
 }  // namespace nerio::component

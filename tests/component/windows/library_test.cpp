@@ -2,11 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <mutex>
 #include <set>
 #include <span>
+#include <thread>
 
 #include "nerio/hosts/windows/automation/bstr.h"
 #include "nerio/types/utf8.h"
@@ -200,6 +203,50 @@ TEST(ComponentServer, Library_StaysInTheProcess) {
     ::CoFreeUnusedLibrariesEx(0, 0);
     EXPECT_NE(::GetModuleHandleW(L"Nerio.dll"), nullptr);
   }
+}
+
+TEST(ComponentServer, ObjectsOfSeveralThreads_ShareOneDescriptionThatOutlivesThem) {
+  const LoadedComponent component;
+  constexpr int kObjects = 200;
+  std::atomic<int> answered = 0;
+  std::set<ITypeInfo*> described;
+  std::mutex mutex;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&] {
+      ASSERT_EQ(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
+      for (int i = 0; i < kObjects; ++i) {
+        const ComPointer<INerioComponent> object = component.Create();
+        auto* name = const_cast<wchar_t*>(L"Versione");
+        DISPID id = 0;
+        if (object->GetIDsOfNames(IID_NULL, &name, 1, 0, &id) == S_OK && id == 19) ++answered;
+        ComPointer<ITypeInfo> info;
+        if (object->GetTypeInfo(0, 0, info.put()) == S_OK) {
+          const std::lock_guard lock(mutex);
+          described.insert(info.get());
+        }
+      }
+      ::CoUninitialize();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(answered, 4 * kObjects);
+  ASSERT_EQ(described.size(), 1u);
+  // What a caller takes and gives back is one reference, and an object takes none.
+  ITypeInfo* const info = *described.begin();
+  const auto count = [&] {
+    info->AddRef();
+    return info->Release();
+  };
+  const ULONG before = count();
+  {
+    const ComPointer<INerioComponent> object = component.Create();
+    EXPECT_EQ(count(), before);
+    ComPointer<ITypeInfo> taken;
+    EXPECT_EQ(object->GetTypeInfo(0, 0, taken.put()), S_OK);
+    EXPECT_EQ(count(), before + 1);
+  }
+  EXPECT_EQ(count(), before);
 }
 
 TEST(ComponentServer, Object_IsOneWithAllItsInterfaces) {

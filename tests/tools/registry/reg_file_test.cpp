@@ -126,6 +126,22 @@ TEST(ReadRegFile, Sections_KeepOrderDeletionsAndLines) {
   ASSERT_EQ(sections[3].values.size(), 1u);
 }
 
+// The ends of the lines belong to the text, as other programs write it.
+TEST(ReadRegFile, TextOverLines_HoldsTheirEndsAsTheyAre) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"\"N\"=\"a\r\nb\"", "a\r\nb"},     {"\"N\"=\"a\nb\" ; c", "a\nb"},
+      {"\"N\"=\"\r\n\n\"", "\r\n\n"},     {"\"N\"=\"a\r\n  [b]\r\n;\"", "a\r\n  [b]\r\n;"},
+      {"@=\"a\\\\\n\\\"b\"", "a\\\n\"b"},
+  };
+  for (const auto& [line, text] : rows) {
+    const std::vector<RegSection> sections = Read(std::string(kHead) + kKey + line + "\r\n\"Z\"=dword:1\r\n");
+    ASSERT_EQ(sections.size(), 1u);
+    ASSERT_EQ(sections[0].values.size(), 2u) << line;
+    EXPECT_EQ(sections[0].values[0].data, std::string(text) + '\0') << line;
+    EXPECT_EQ(sections[0].values[0].line, 4u);
+  }
+}
+
 struct BadCase {
   std::string bytes;
   std::size_t line;
@@ -142,6 +158,8 @@ TEST(ReadRegFile, WhatDoesNotRead_IsRefusedWithLineAndReason) {
       {"\xFF\xFE", 1, "empty"},
       {"\xFF\xFEW", 1, "middle of a UTF-16"},
       {std::string("\xFE\xFF\0W", 4), 1, "high byte first"},
+      {std::string("W\0i\0", 4), 1, "UTF-16 without a byte-order mark; save it with the mark"},
+      {std::string("\0W\0i", 4), 1, "UTF-16 without a byte-order mark; save it with the mark"},
       {"hello", 1, "first line"},
       {"\r\n" + head, 1, "first line"},
       {"REGEDIT5\r\n", 1, "first line"},
@@ -168,6 +186,11 @@ TEST(ReadRegFile, WhatDoesNotRead_IsRefusedWithLineAndReason) {
       {BadValue("\"N\"="), 4, "no data"},
       {BadValue("\"N\"=x"), 4, "no data"},
       {BadValue("\"N\"=\"x"), 4, "closing quote"},
+      {BadValue("\"N\"=\"x\r\ny\" z"), 4, "closing quote is missing, or a quote in the text"},
+      {BadValue("\"N\"=\"x\\"), 4, "closing quote"},
+      {BadValue("\"N\"=\"x\r\n\\y\""), 5, "\\y in quotes"},
+      {head + kKey + "\"N\"=\"x\r\ny", 4, "closing quote is missing"},
+      {BadValue("\"N\r\n\"=\"x\""), 4, "closing quote"},
       {BadValue("\"N\"=\"x\" y"), 4, "after the data"},
       {BadValue("\"N\"=\"\xD0\x96\""), 4, "U+0416"},
       {BadValue("\"\xD0\x96\"=\"x\""), 4, "U+0416"},

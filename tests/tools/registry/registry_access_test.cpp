@@ -74,5 +74,16 @@ TEST(RegistryFailure, DiskThatCannotBeWrittenTo_IsExplainedAndNoMatterOfRights) 
   EXPECT_STREQ(failure.what(), "cannot write it: the disk cannot be written to (19)");
 }
 
+TEST(WalkBranch, ShareGrowsEvenlyOverTheKeysOfALevel) {
+  ToolHost tool;
+  for (const char* path : {"T\\a", "T\\b\\c", "T\\d"}) tool.Create(AnsiText(path));
+  std::vector<double> shares;
+  WalkBranch(tool.registry, {platform::kHkeyLocalMachine, "T"_ansi}, platform::kKeyRead, [&](const Visit& here) {
+    shares.push_back(here.share);
+    return true;
+  });
+  EXPECT_EQ(shares, (std::vector<double>{0, 0.25, 0.5, 0.625, 0.75}));
+}
+
 }  // namespace
 }  // namespace nerio::tool

@@ -19,7 +19,52 @@ function __nerio_verb
     test (count $words) -ge $last; and test "$words[1..$last]" = "$argv"
 end
 
+# The names below a key as the program lists them: those of keys or those of values.
+function __nerio_names
+    for line in (nerio reg list -- $argv[1] 2>/dev/null)
+        set -l fields (string split \t -- $line)
+        if test $argv[2] = keys
+            test (count $fields) = 1; and string match -rq '\\\\$' -- $line; and string replace -r '\\\\$' '' -- $line
+        else
+            test (count $fields) -gt 1; and test "$fields[1]" != @; and echo $fields[1]
+        end
+    end
+end
+
+# A key: its root, then level by level.
+function __nerio_keys
+    set -l word (string unescape -- (commandline -ct))
+    set -l separator \\
+    set -l levels (string split -- \\ "$word")
+    if test (count $levels) -lt 2
+        set separator /
+        set levels (string split -- / "$word")
+    end
+    if test (count $levels) -lt 2
+        printf '%s\n' HKLM HKCU HKCR HKU HKCC
+        return
+    end
+    set -l upper (string join -- $separator $levels[1..-2])
+    for name in (__nerio_names $upper keys)
+        echo $upper$separator$name
+    end
+end
+
+# Whether the verb has so many arguments before the one that is completed.
+function __nerio_arguments
+    set -l words (__nerio_words)
+    test (count $words) = (math $argv[1] + 2); and test "$words[1]" = reg; and contains -- "$words[2]" $argv[2..-1]
+end
+
+# The names of the values of the key that was given.
+function __nerio_values
+    set -l words (__nerio_words)
+    __nerio_names $words[3] values
+end
+
 complete -c nerio -f
+complete -c nerio -n '__nerio_arguments 0 get test list tree export set create delete copy rename watch repair' -a '(__nerio_keys)' -d Key
+complete -c nerio -n '__nerio_arguments 1 get test set delete' -a '(__nerio_values)' -d Value
 complete -c nerio -s h -l help -d 'Print the help and exit'
 complete -c nerio -l json -d 'Give the result as one JSON object on one line'
 complete -c nerio -l view -d 'Tell which view of the registry is shown, and exit'
@@ -63,6 +108,7 @@ complete -c nerio -n '__nerio_verb reg find' -l data -d 'Look in data'
 complete -c nerio -n '__nerio_verb reg diff' -F
 complete -c nerio -n '__nerio_verb reg rename' -l backup -r -F -d 'Write what undoes it'
 complete -c nerio -n '__nerio_verb reg export' -s o -l output -r -F -d 'File to write'
+complete -c nerio -n '__nerio_verb reg export' -l utf8 -d 'In UTF-8 with LF, sorted by name'
 complete -c nerio -n '__nerio_verb reg set' -l stdin -d 'Take the text from standard input'
 complete -c nerio -n '__nerio_verb reg set' -l type -x -a 'dword qword binary expand multi string' -d 'What the value is'
 complete -c nerio -n '__nerio_verb reg set' -l backup -r -F -d 'Write what undoes it'
@@ -70,6 +116,8 @@ complete -c nerio -n '__nerio_verb reg delete' -s r -l recursive -d 'Delete the 
 complete -c nerio -n '__nerio_verb reg delete' -s y -l yes -d 'Do not ask'
 complete -c nerio -n '__nerio_verb reg delete' -l backup -r -F -d 'Write what undoes it'
 complete -c nerio -n '__nerio_verb reg import' -s n -l dry-run -d 'Show what would change, and change nothing'
+complete -c nerio -n '__nerio_verb reg import' -l from -x -a 'reg ini' -d 'What the file is'
+complete -c nerio -n '__nerio_verb reg import' -l below -x -a '(__nerio_keys)' -d 'Key for the sections of an ini file'
 complete -c nerio -n '__nerio_verb reg import' -F
 complete -c nerio -n '__nerio_verb reg import' -l backup -r -F -d 'Write what undoes it'
 complete -c nerio -n '__nerio_verb reg init' -l group -x -a '(__fish_complete_groups)' -d 'Whose members share it'
@@ -95,10 +143,20 @@ complete -c nerio -n '__nerio_verb base64 encode' -l bytes -d 'Encode the bytes 
 complete -c nerio -n '__nerio_verb base64 decode' -l bytes -d 'Give the bytes as they are'
 
 complete -c nerio -n '__nerio_group xml' -a check -d 'Tell whether files are well-formed XML'
+complete -c nerio -n '__nerio_group xml' -a get -d 'Print the text of an element, or the value of an attribute'
+complete -c nerio -n '__nerio_group xml' -a delete -d 'Delete an element, or an attribute'
+complete -c nerio -n '__nerio_group xml' -a format -d 'Indent the elements of a file'
 complete -c nerio -n '__nerio_group xml' -a new -d 'Make a new file with one element'
 complete -c nerio -n '__nerio_group xml' -a set -d 'Set an attribute of an element'
 complete -c nerio -n '__nerio_group xml' -a add -d 'Append an element to another'
 complete -c nerio -n '__nerio_verb xml check' -F
+complete -c nerio -n '__nerio_verb xml get' -F
+complete -c nerio -n '__nerio_verb xml set' -l backup -r -F -d 'File for what it was before'
+complete -c nerio -n '__nerio_verb xml delete' -l backup -r -F -d 'File for what it was before'
+complete -c nerio -n '__nerio_verb xml delete' -s y -l yes -d 'Do not ask'
+complete -c nerio -n '__nerio_verb xml delete' -F
+complete -c nerio -n '__nerio_verb xml format' -l backup -r -F -d 'File for what it was before'
+complete -c nerio -n '__nerio_verb xml format' -F
 complete -c nerio -n '__nerio_verb xml new' -F
 complete -c nerio -n '__nerio_verb xml set' -F
 complete -c nerio -n '__nerio_verb xml add' -F

@@ -17,6 +17,10 @@ volatile std::sig_atomic_t requested = 0;
 
 bool IsSomebodyAtTerminal() { return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1; }
 
+bool IsOutputTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
+
+bool IsErrorTerminal() { return ::isatty(STDERR_FILENO) == 1; }
+
 void PrepareStandardStreams() {}
 
 std::vector<std::string> Arguments(int argc, const char* const* argv) {

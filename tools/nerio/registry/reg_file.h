@@ -53,12 +53,20 @@ class BadRegFile : public std::runtime_error {
 };
 
 /// Reads a whole .reg file: UTF-16LE with byte-order mark, UTF-8 with or without one, or, under the header REGEDIT4
-/// without a mark, the ANSI code page. Lines end with CR LF, LF or CR.
+/// without a mark, the ANSI code page. Lines end with CR LF, LF or CR; a text in quotes may go on over lines, whose ends
+/// belong to it as they are.
 /// @throws BadRegFile at the first thing that does not read. Nothing is guessed and nothing is skipped.
 std::vector<RegSection> ReadRegFile(std::string_view bytes, platform::CodePage& codePage);
 
 /// Writes the text of a .reg file of version 5.00, lines ended by CR LF.
 Text WriteRegText(const std::vector<RegSection>& sections, platform::CodePage& codePage);
+
+/// Puts the keys and the values of each in the order of their names, whatever the case of letters, each key after the
+/// one above it.
+void SortSections(std::vector<RegSection>& sections, platform::CodePage& codePage);
+
+/// Turns the text of a .reg file into UTF-8 without byte-order mark, lines ended by LF.
+std::string Utf8WithLineFeeds(const Text& text);
 
 /// Turns a text into the bytes of a file: UTF-16LE with byte-order mark.
 std::string EncodeUtf16(TextView text);

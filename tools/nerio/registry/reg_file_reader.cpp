@@ -12,15 +12,8 @@ namespace nerio::tool {
 namespace {
 
 constexpr TextView kAnsiHeader = u"REGEDIT4";
-constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
-constexpr std::string_view kBigEndianMark = "\xFE\xFF";
-bool IsBlank(char16_t unit) { return unit == u' ' || unit == u'\t'; }
 
-TextView WithoutBlanks(TextView text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
+bool IsBlank(char16_t unit) { return unit == u' ' || unit == u'\t'; }
 
 // -1 for anything but a hexadecimal digit.
 int HexDigit(char16_t unit) {
@@ -32,48 +25,9 @@ int HexDigit(char16_t unit) {
 
 std::string Quoted(TextView text) { return "\"" + OneLine(ToUtf8(text)) + "\""; }
 
-// Cuts the next line off the front of a text that is not empty.
-template <typename Char>
-std::basic_string_view<Char> CutLine(std::basic_string_view<Char>& rest) {
-  std::size_t end = 0;
-  while (end < rest.size() && rest[end] != Char{'\r'} && rest[end] != Char{'\n'}) ++end;
-  const std::basic_string_view<Char> line = rest.substr(0, end);
-  const bool both = end + 1 < rest.size() && rest[end] == Char{'\r'} && rest[end + 1] == Char{'\n'};
-  rest.remove_prefix(std::min(rest.size(), end + (both ? 2 : 1)));
-  return line;
-}
-
-Text DecodeUtf16(std::string_view bytes) {
-  Text text(bytes.size() / 2, u'\0');
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    text[i] = static_cast<char16_t>(static_cast<unsigned char>(bytes[2 * i]) |
-                                    static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
-  }
-  return text;
-}
-
-Text DecodeUtf8(std::string_view bytes) {
-  if (IsUtf8(bytes)) return FromUtf8(bytes);
-  std::size_t number = 0;
-  for (std::string_view rest = bytes; !rest.empty();) {
-    ++number;
-    if (!IsUtf8(CutLine(rest))) break;
-  }
-  throw BadRegFile(number, "not UTF-8; a file in the ANSI code page must begin with REGEDIT4");
-}
-
 Text Decode(std::string_view bytes, platform::CodePage& codePage) {
-  if (bytes.starts_with(kUtf8Mark)) return DecodeUtf8(bytes.substr(kUtf8Mark.size()));
-  if (bytes.starts_with(kUtf16Mark)) {
-    Text text = DecodeUtf16(bytes.substr(kUtf16Mark.size()));
-    if (bytes.size() % 2 == 0) return text;
-    std::size_t number = 0;
-    for (TextView rest = text; !rest.empty(); ++number) CutLine(rest);
-    throw BadRegFile(std::max<std::size_t>(number, 1), "the file ends in the middle of a UTF-16 character");
-  }
-  if (bytes.starts_with(kBigEndianMark)) throw BadRegFile(1, "UTF-16 with the high byte first is not read");
   if (bytes.starts_with("REGEDIT4")) return codePage.ToText(bytes);
-  return DecodeUtf8(bytes);
+  return DecodeFile(bytes, "a file in the ANSI code page must begin with REGEDIT4");
 }
 
 class Reader {
@@ -100,11 +54,15 @@ class Reader {
 
   bool NextLine() {
     if (rest_.empty()) return false;
+    CutNextLine();
+    SkipBlanks();
+    return true;
+  }
+
+  void CutNextLine() {
     line_ = CutLine(rest_);
     ++number_;
     if (line_.find(u'\0') != TextView::npos) Fail("a NUL in the text");
-    SkipBlanks();
-    return true;
   }
 
   void SkipBlanks() {
@@ -141,29 +99,45 @@ class Reader {
     }
   }
 
-  // Takes a text in quotes off the front of the line, which begins with the opening one.
-  Text TakeQuoted() {
+  // Takes a text in quotes off the front of the line, which begins with the opening one. The ends of the lines that it may
+  // go on over belong to it as they stand in the file.
+  Text TakeQuoted(bool overLines = false) {
+    const std::size_t first = number_;
     Text text;
-    for (std::size_t i = 1; i < line_.size(); ++i) {
+    line_.remove_prefix(1);
+    while (!TakeUpToQuote(text)) {
+      if (!overLines || rest_.empty()) throw BadRegFile(first, "the closing quote is missing");
+      text.append(line_.data() + line_.size(), rest_.data());
+      CutNextLine();
+    }
+    if (number_ != first && !AtEnd()) {
+      throw BadRegFile(first, "the closing quote is missing, or a quote in the text has no backslash before it");
+    }
+    return text;
+  }
+
+  // Takes what the line has of a text in quotes. Returns whether its closing quote is among that.
+  bool TakeUpToQuote(Text& text) {
+    for (std::size_t i = 0; i < line_.size(); ++i) {
       if (line_[i] == u'"') {
         line_.remove_prefix(i + 1);
-        return text;
+        return true;
       }
       if (line_[i] != u'\\') {
         text += line_[i];
         continue;
       }
-      ++i;
-      const char16_t escape = i < line_.size() ? line_[i] : u'\0';
+      if (++i == line_.size()) Fail("the closing quote is missing after a backslash at the end of the line");
+      const char16_t escape = line_[i];
       if (escape == u'\\' || escape == u'"') {
         text += escape;
       } else if (escape == u'n' || escape == u'r') {
         text += escape == u'n' ? u'\n' : u'\r';
-      } else if (escape != u'\0') {
+      } else {
         Fail("\\" + ToUtf8(Text(1, escape)) + " in quotes; a backslash is written \\\\");
       }
     }
-    Fail("the closing quote is missing");
+    return false;
   }
 
   void ReadSection() {
@@ -210,7 +184,7 @@ class Reader {
     if (TakeWord(u"-")) {
       value.removed = true;
     } else if (!line_.empty() && line_.front() == u'"') {
-      const Text text = TakeQuoted();
+      const Text text = TakeQuoted(true);
       value.type = platform::kRegSz;
       value.data = Checked([&] { return ToAnsiExactly(text, codePage_).bytes(); }) + '\0';
     } else if (TakeWord(u"dword:")) {

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "nerio/types/utf8.h"
 #include "tools/nerio/registry/reg_file.h"
@@ -106,6 +107,28 @@ Text WriteRegText(const std::vector<RegSection>& sections, platform::CodePage& c
     for (const RegValue& value : section.values) WriteValue(out, value, codePage);
   }
   return out += u"\r\n";
+}
+
+void SortSections(std::vector<RegSection>& sections, platform::CodePage& codePage) {
+  // A separator comes before every character of a name.
+  const auto place = [&](const RegSection& section) {
+    Text path = FoldedName(section.key.path, codePage);
+    std::replace(path.begin(), path.end(), u'\\', u'\0');
+    return std::pair(section.key.root, std::move(path));
+  };
+  const auto name = [&](const RegValue& value) { return FoldedName(value.name, codePage); };
+  std::stable_sort(sections.begin(), sections.end(),
+                   [&](const RegSection& left, const RegSection& right) { return place(left) < place(right); });
+  for (RegSection& section : sections) {
+    std::stable_sort(section.values.begin(), section.values.end(),
+                     [&](const RegValue& left, const RegValue& right) { return name(left) < name(right); });
+  }
+}
+
+std::string Utf8WithLineFeeds(const Text& text) {
+  std::string bytes = ToUtf8(text);
+  std::erase(bytes, '\r');
+  return bytes;
 }
 
 std::string EncodeUtf16(TextView text) {

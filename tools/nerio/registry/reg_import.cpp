@@ -21,13 +21,15 @@ struct Interrupted {};
 // Makes the changes of a plan, and undoes them.
 class Importer {
  public:
-  Importer(RegistryApi& registry, platform::CodePage& codePage, const std::function<bool()>& interrupted)
-      : registry_(registry), codePage_(codePage), interrupted_(interrupted) {}
+  Importer(RegistryApi& registry, platform::CodePage& codePage, const std::function<bool()>& interrupted,
+           const std::function<void(std::size_t, std::size_t)>& reached)
+      : registry_(registry), codePage_(codePage), interrupted_(interrupted), reached_(reached) {}
 
   void Apply(ImportPlan& plan) {
     done_.reserve(plan.changes.size());
     for (std::size_t i = 0; i < plan.changes.size();) {
       StopIfInterrupted();
+      if (reached_) reached_(i, plan.changes.size());
       Change& change = plan.changes[i];
       std::vector<Change*> together = ValuesTogether(plan, i);
       i += std::max<std::size_t>(together.size(), 1);
@@ -236,6 +238,7 @@ class Importer {
   RegistryApi& registry_;
   platform::CodePage& codePage_;
   const std::function<bool()>& interrupted_;
+  const std::function<void(std::size_t, std::size_t)>& reached_;
   platform::WholeKeys* const whole_ = dynamic_cast<platform::WholeKeys*>(&registry_);
   std::vector<const Change*> done_;
 };
@@ -243,8 +246,9 @@ class Importer {
 }  // namespace
 
 ImportCounts Import(std::vector<RegSection> sections, RegistryApi& registry, platform::CodePage& codePage,
-                    const std::function<bool()>& interrupted, const char* nothing) {
-  Importer importer(registry, codePage, interrupted);
+                    const std::function<bool()>& interrupted,
+                    const std::function<void(std::size_t done, std::size_t all)>& reached, const char* nothing) {
+  Importer importer(registry, codePage, interrupted, reached);
   ImportPlan plan;
   try {
     plan = PlanImport(sections, registry, codePage);

@@ -110,12 +110,14 @@ void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::ui
   struct Pending {
     RegistryKey key;
     std::size_t depth;
+    double share;  // of the walk that is done before it
+    double width;  // of the walk that it and those below it are
   };
-  std::vector<Pending> pending{{key, 0}};
+  std::vector<Pending> pending{{key, 0, 0, 1}};
   while (!pending.empty()) {
     Pending next = std::move(pending.back());
     pending.pop_back();
-    Visit here{next.key, next.depth, 0, kSuccess};
+    Visit here{next.key, next.depth, 0, kSuccess, next.share};
     KeyGuard opened;
     std::vector<AnsiText> names;
     here.status = OpenKey(registry, next.key, access | platform::kKeyEnumerateSubKeys, opened);
@@ -133,16 +135,21 @@ void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::ui
     }
     if (!visit(here)) return;
     if (next.depth >= deepest) continue;
-    for (auto name = names.rbegin(); name != names.rend(); ++name) {
-      pending.push_back({{next.key.root, JoinPath(next.key.path, *name)}, next.depth + 1});
+    const double width = next.width / static_cast<double>(names.size() + 1);
+    for (std::size_t i = names.size(); i > 0; --i) {
+      pending.push_back({{next.key.root, JoinPath(next.key.path, names[i - 1])},
+                         next.depth + 1,
+                         next.share + width * static_cast<double>(i),
+                         width});
     }
   }
 }
 
 Status ReadBranch(platform::RegistryApi& registry, const RegistryKey& key, std::vector<StoredKey>& branch,
-                  RegistryKey& failed) {
+                  RegistryKey& failed, const std::function<void(double)>& reached) {
   Status status = kSuccess;
   WalkBranch(registry, key, platform::kKeyRead, [&](const Visit& here) {
+    if (reached) reached(here.share);
     StoredKey read{here.key, {}};
     status = here.handle != 0 ? ListValues(registry, here.handle, read.values) : here.status;
     if (status == platform::kKeyDeleted && here.depth > 0) {

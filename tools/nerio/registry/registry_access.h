@@ -89,6 +89,7 @@ struct Visit {
   std::size_t depth = 0;           ///< 0 for the key that the walk began with
   platform::KeyHandle handle = 0;  ///< open for the call only; 0 when it could not be opened
   platform::Status status{};       ///< why not
+  double share = 0;                ///< of the walk that is done: below 1, and taken evenly over the keys of one level
 };
 
 /// Visits a key and everything below it, upper keys first, in the registry's order. It needs no stack of its own for
@@ -102,8 +103,9 @@ void WalkBranch(platform::RegistryApi& registry, const RegistryKey& key, std::ui
 
 /// Reads a key with its values and everything below it, upper keys first.
 /// @param[out] failed the key that stopped it.
+/// @param reached told the share that is done, key by key.
 /// @return the return code of the first call that failed, or 0.
 platform::Status ReadBranch(platform::RegistryApi& registry, const RegistryKey& key, std::vector<StoredKey>& branch,
-                            RegistryKey& failed);
+                            RegistryKey& failed, const std::function<void(double)>& reached = {});
 
 }  // namespace nerio::tool

@@ -3,6 +3,7 @@
 #include "nerio/support/base64.h"
 #include "nerio/types/utf8.h"
 #include "tools/nerio/files.h"
+#include "tools/nerio/progress.h"
 #include "tools/nerio/registry/value_text.h"
 #include "tools/nerio/verbs/arguments.h"
 #include "tools/nerio/verbs/base64_pieces.h"
@@ -23,9 +24,12 @@ void SayWhatIsNoText(Session& session, bool oddByte, bool isText) {
 // Takes standard input piece by piece and writes what `put` makes of each. What was made of the last piece waits until
 // the next one was taken, so that a small input is answered whole or not at all.
 template <typename Put, typename End>
-void WorkPiecewise(Session& session, Put put, End end) {
+void WorkPiecewise(Session& session, const char* doing, Put put, End end) {
   std::string waiting;
   bool begun = false;
+  Progress progress(session, doing, Progress::Results::kMeanwhile);
+  const std::uint64_t all = progress.IsShown() ? SizeOfStandardInput(session) : 0;
+  std::uint64_t done = 0;
   const auto write = [&] {
     begun = begun || !waiting.empty();
     session.output.Bytes(waiting);
@@ -37,6 +41,12 @@ void WorkPiecewise(Session& session, Put put, End end) {
       // Nobody takes any more; that is told where the program ends.
       if (!write()) return;
       waiting = std::move(made);
+      done += piece.size();
+      if (all > 0) {
+        progress.At(done, all);
+      } else {
+        progress.AtBytes(done);
+      }
     }
     waiting += end();
     write();
@@ -50,7 +60,7 @@ Exit EncodePiecewise(Session& session, bool bytes) {
   Base64Encoder encoder(session.host.xml);
   Utf8Pieces text;
   WorkPiecewise(
-      session, [&](const std::string& piece) { return encoder.Put(bytes ? piece : text.Put(piece)); },
+      session, "encoding", [&](const std::string& piece) { return encoder.Put(bytes ? piece : text.Put(piece)); },
       [&] {
         text.End();
         return encoder.End() + "\n";
@@ -62,7 +72,7 @@ Exit DecodePiecewise(Session& session, bool bytes) {
   Base64Decoder decoder(session.host.xml);
   Utf16Pieces text;
   WorkPiecewise(
-      session,
+      session, "decoding",
       [&](const std::string& piece) {
         std::string decoded = decoder.Put(piece);
         return bytes ? decoded : text.Put(decoded);

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "nerio/types/utf8.h"
+#include "tools/nerio/progress.h"
 #include "tools/nerio/registry/registry_failure.h"
 #include "tools/nerio/registry/value_text.h"
 
@@ -59,7 +60,11 @@ KeyGuard Open(Session& session, const RegistryKey& key, std::uint32_t access) {
 std::vector<StoredKey> ReadAll(Session& session, const RegistryKey& key) {
   std::vector<StoredKey> branch;
   RegistryKey failed;
-  const Status status = ReadBranch(session.host.registry, key, branch, failed);
+  constexpr std::uint64_t kWhole = 1000;
+  Progress progress(session, "reading");
+  const Status status = ReadBranch(session.host.registry, key, branch, failed, [&](double share) {
+    progress.At(static_cast<std::uint64_t>(share * kWhole), kWhole);
+  });
   if (status != kSuccess) throw RegistryFailure(status, "cannot read " + Shown(session, failed));
   return branch;
 }

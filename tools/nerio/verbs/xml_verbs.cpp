@@ -6,6 +6,7 @@
 #include "tools/nerio/files.h"
 #include "tools/nerio/verbs/arguments.h"
 #include "tools/nerio/xml_bytes.h"
+#include "tools/nerio/xml_edit.h"
 
 namespace nerio::tool {
 namespace {
@@ -52,8 +53,7 @@ void NameEncoding(Text& text) {
 }
 
 // The document as a file in UTF-8. What was built may still be no XML, a prefix that is declared nowhere for one.
-std::string Written(const XmlDocument& document, bool namesEncoding) {
-  Text text = Dom().GetXml(document.get());
+std::string Written(Text text, bool namesEncoding) {
   if (namesEncoding) NameEncoding(text);
   const XmlDocument again = NewDocument();
   if (!Dom().LoadXml(again.get(), text)) {
@@ -62,6 +62,20 @@ std::string Written(const XmlDocument& document, bool namesEncoding) {
   }
   return ToUtf8(text);
 }
+
+std::string Written(const XmlDocument& document, bool namesEncoding) {
+  return Written(Dom().GetXml(document.get()), namesEncoding);
+}
+
+// Writes a file anew; before that, what it was before into a new file, if the user asked for that.
+void Replace(Session& session, const std::string& file, const std::string& before, const std::string& after,
+             const std::optional<std::string>& backup) {
+  if (backup) CreateOutput(session, *backup, before);
+  WriteOutput(session, file, after);
+}
+
+// What the result says of the backup.
+std::string BackupNote(const std::optional<std::string>& backup) { return backup ? "; backup in " + *backup : ""; }
 
 // Reads an argument as what an XML document can hold.
 Text ContentOf(const std::string& argument, const char* what) {
@@ -148,18 +162,21 @@ struct SetOptions {
   std::string path;
   std::string name;
   std::string value;
+  std::optional<std::string> backup;
 };
 
 Exit Set(Session& session, const SetOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text value = ContentOf(options.value, "the value");
-  const LoadedFile loaded = Load(options.file, ReadFile(session, options.file, kMostBytes));
+  const std::string bytes = ReadFile(session, options.file, kMostBytes);
+  const LoadedFile loaded = Load(options.file, bytes);
   const XmlNode node = Select(loaded.document, options.path, options.file);
   Building([&] { SetXMLAttribute(loaded.document, node, name, value); });
-  WriteOutput(session, options.file, Written(loaded.document, loaded.namesEncoding));
+  Replace(session, options.file, bytes, Written(loaded.document, loaded.namesEncoding), options.backup);
+  Json object{{"file", options.file}, {"path", options.path}, {"attribute", options.name}, {"value", options.value}};
+  if (options.backup) object["backup"] = *options.backup;
   session.output.Result(
-      {{"file", options.file}, {"path", options.path}, {"attribute", options.name}, {"value", options.value}},
-      "set " + options.name + " of " + options.path + " in " + options.file);
+      object, "set " + options.name + " of " + options.path + " in " + options.file + BackupNote(options.backup));
   return Exit::kDone;
 }
 
@@ -182,18 +199,99 @@ Exit Add(Session& session, const AddOptions& options) {
   return Exit::kDone;
 }
 
+struct GetOptions {
+  std::string file;
+  std::string path;
+  std::optional<std::string> name;
+};
+
+Exit Get(Session& session, const GetOptions& options) {
+  const LoadedFile loaded = Load(options.file, ReadInput(session, options.file, kMostBytes));
+  XmlNode node = Select(loaded.document, options.path, options.file);
+  Json object{{"file", options.file}, {"path", options.path}};
+  if (options.name) {
+    const XmlNode attributes(Dom(), Dom().Attributes(node.get()));
+    node = XmlNode(Dom(), Dom().GetNamedItem(attributes.get(), TextOf(*options.name, "the name")));
+    if (!node)
+      throw Failure(Exit::kNotFound, options.path + " in " + options.file + " has no attribute " + *options.name);
+    object["attribute"] = *options.name;
+  }
+  const std::string text = ToUtf8(Dom().GetText(node.get()));
+  object[options.name ? "value" : "text"] = text;
+  session.output.Result(object, text);
+  return Exit::kDone;
+}
+
+struct DeleteOptions {
+  std::string file;
+  std::string path;
+  std::optional<std::string> name;
+  std::optional<std::string> backup;
+  bool yes = false;
+};
+
+void RequireDeletion(XmlDeletion deletion, const DeleteOptions& options) {
+  switch (deletion) {
+    case XmlDeletion::kDone:
+      return;
+    case XmlDeletion::kNoElement:
+      throw Failure(Exit::kNotFound, options.file + " has no element " + options.path);
+    case XmlDeletion::kNoAttribute:
+      throw Failure(Exit::kNotFound, options.path + " in " + options.file + " has no attribute " + *options.name);
+    case XmlDeletion::kDocumentElement:
+      break;
+  }
+  throw Failure(Exit::kRefused, "the document element cannot be deleted", "a file without it is not XML");
+}
+
+Exit Delete(Session& session, const DeleteOptions& options) {
+  const std::string bytes = ReadFile(session, options.file, kMostBytes);
+  const LoadedFile loaded = Load(options.file, bytes);
+  Select(loaded.document, options.path, options.file);  // refuses what is not a path
+  std::optional<Text> name;
+  if (options.name) name = TextOf(*options.name, "the name");
+  Text text = Dom().GetXml(loaded.document.get());
+  RequireDeletion(DeleteInXml(text, TextOf(options.path, "the path"), name), options);
+  const std::string what = (options.name ? *options.name + " of " : "") + options.path + " in " + options.file;
+  Confirm(session, options.yes, "delete " + what);
+  Replace(session, options.file, bytes, Written(std::move(text), loaded.namesEncoding), options.backup);
+  Json object{{"file", options.file}, {"path", options.path}};
+  if (options.name) object["attribute"] = *options.name;
+  object["deleted"] = true;
+  if (options.backup) object["backup"] = *options.backup;
+  session.output.Result(object, "deleted " + what + BackupNote(options.backup));
+  return Exit::kDone;
+}
+
+struct FormatOptions {
+  std::string file;
+  std::optional<std::string> backup;
+};
+
+Exit Format(Session& session, const FormatOptions& options) {
+  const std::string bytes = ReadFile(session, options.file, kMostBytes);
+  const LoadedFile loaded = Load(options.file, bytes);
+  Text text = Dom().GetXml(loaded.document.get());
+  IndentXml(text);
+  const std::string formatted = Written(std::move(text), loaded.namesEncoding);
+  const bool changed = formatted != bytes;
+  Json object{{"file", options.file}, {"changed", changed}};
+  if (!changed) {
+    session.output.Result(object, options.file + " is formatted already");
+    return Exit::kDone;
+  }
+  Replace(session, options.file, bytes, formatted, options.backup);
+  if (options.backup) object["backup"] = *options.backup;
+  session.output.Result(object, "formatted " + options.file + BackupNote(options.backup));
+  return Exit::kDone;
+}
+
+constexpr const char* kBackupHelp = "Write what the file was before to a new file TEXT first";
 constexpr const char* kFileHelp = "File in UTF-8 or UTF-16; written in UTF-8, whole or not at all";
 constexpr const char* kPathHelp =
     "Names of elements from the top, as in /impostazioni/voce; the first such element counts";
 
-}  // namespace
-
-void AddXmlVerbs(Verb program) {
-  Verb xml = program.Group("xml", "Check, make and change XML files",
-                           "nerio xml new impostazioni.xml impostazioni\n"
-                           "nerio xml add impostazioni.xml /impostazioni voce \"perch\xC3\xA9 no\"\n"
-                           "nerio xml set impostazioni.xml /impostazioni/voce lingua it\n"
-                           "nerio xml check impostazioni.xml");
+void AddReading(Verb xml) {
   const auto check = std::make_shared<CheckOptions>();
   Verb verb = xml.Leaf("check", "Tell whether files are well-formed XML; a document type declaration is refused",
                        "nerio xml check impostazioni.xml\n"
@@ -201,19 +299,55 @@ void AddXmlVerbs(Verb program) {
                        check, Check);
   verb.Several("FILE", check->files, 1, "File in UTF-8 or UTF-16; - is standard input");
 
-  const auto made = std::make_shared<NewOptions>();
-  verb = xml.Leaf("new", "Make a new file with one element", "nerio xml new impostazioni.xml impostazioni", made, New);
-  verb.Required("FILE", made->file, "File to make; must not be there yet");
-  verb.Required("NAME", made->name, "Name of the document element");
-  verb.Optional("TEXT", made->text, "Its text");
+  const auto get = std::make_shared<GetOptions>();
+  verb = xml.Leaf("get", "Print the text of an element, or the value of an attribute",
+                  "nerio xml get impostazioni.xml /impostazioni/voce\n"
+                  "nerio xml get impostazioni.xml /impostazioni/voce lingua",
+                  get, Get);
+  verb.Required("FILE", get->file, "File in UTF-8 or UTF-16; - is standard input");
+  verb.Required("PATH", get->path, kPathHelp);
+  verb.Optional("NAME", get->name, "Name of an attribute of the element");
+}
 
+void AddDestroying(Verb xml) {
   const auto set = std::make_shared<SetOptions>();
-  verb = xml.Leaf("set", "Set an attribute of an element",
-                  "nerio xml set impostazioni.xml /impostazioni/voce lingua it", set, Set);
+  Verb verb = xml.Leaf("set", "Set an attribute of an element",
+                       "nerio xml set impostazioni.xml /impostazioni/voce lingua it\n"
+                       "nerio xml set impostazioni.xml /impostazioni/voce lingua en --backup prima.xml",
+                       set, Set);
   verb.Required("FILE", set->file, kFileHelp);
   verb.Required("PATH", set->path, kPathHelp);
   verb.Required("NAME", set->name, "Name of the attribute");
   verb.Required("VALUE", set->value, "Its value");
+  verb.Optional("--backup", set->backup, kBackupHelp);
+
+  const auto deleted = std::make_shared<DeleteOptions>();
+  verb = xml.Leaf("delete", "Delete an element with all that is in it, or an attribute; asks first",
+                  "nerio xml delete impostazioni.xml /impostazioni/voce\n"
+                  "nerio xml delete impostazioni.xml /impostazioni/voce lingua --yes --backup prima.xml",
+                  deleted, Delete);
+  verb.Required("FILE", deleted->file, kFileHelp);
+  verb.Required("PATH", deleted->path, kPathHelp);
+  verb.Optional("NAME", deleted->name, "Name of an attribute; without it the element itself is deleted");
+  verb.Optional("--backup", deleted->backup, kBackupHelp);
+  verb.Switch("-y,--yes", deleted->yes, "Do not ask");
+
+  const auto format = std::make_shared<FormatOptions>();
+  verb = xml.Leaf("format", "Put each element on a line of its own, indented by two blanks for each level",
+                  "nerio xml format impostazioni.xml\n"
+                  "nerio xml format impostazioni.xml --backup prima.xml",
+                  format, Format);
+  verb.Required("FILE", format->file, kFileHelp);
+  verb.Optional("--backup", format->backup, kBackupHelp);
+}
+
+void AddMaking(Verb xml) {
+  const auto made = std::make_shared<NewOptions>();
+  Verb verb =
+      xml.Leaf("new", "Make a new file with one element", "nerio xml new impostazioni.xml impostazioni", made, New);
+  verb.Required("FILE", made->file, "File to make; must not be there yet");
+  verb.Required("NAME", made->name, "Name of the document element");
+  verb.Optional("TEXT", made->text, "Its text");
 
   const auto add = std::make_shared<AddOptions>();
   verb = xml.Leaf("add", "Append an element to another",
@@ -222,6 +356,20 @@ void AddXmlVerbs(Verb program) {
   verb.Required("PATH", add->path, kPathHelp);
   verb.Required("NAME", add->name, "Name of the new element");
   verb.Optional("TEXT", add->text, "Its text");
+}
+
+}  // namespace
+
+void AddXmlVerbs(Verb program) {
+  Verb xml = program.Group("xml", "Check, make, read and change XML files",
+                           "nerio xml new impostazioni.xml impostazioni\n"
+                           "nerio xml add impostazioni.xml /impostazioni voce \"perch\xC3\xA9 no\"\n"
+                           "nerio xml set impostazioni.xml /impostazioni/voce lingua it\n"
+                           "nerio xml get impostazioni.xml /impostazioni/voce\n"
+                           "nerio xml check impostazioni.xml");
+  AddReading(xml);
+  AddMaking(xml);
+  AddDestroying(xml);
 }
 
 }  // namespace nerio::tool

@@ -33,6 +33,10 @@ BOOL WINAPI NoteInterrupt(DWORD kind) {
 
 bool IsSomebodyAtTerminal() { return IsConsole(STD_INPUT_HANDLE) && IsConsole(STD_ERROR_HANDLE); }
 
+bool IsOutputTerminal() { return IsConsole(STD_OUTPUT_HANDLE); }
+
+bool IsErrorTerminal() { return IsConsole(STD_ERROR_HANDLE); }
+
 void PrepareStandardStreams() {
   for (const int stream : {0, 1, 2}) ::_setmode(stream, _O_BINARY);
   // The code page is the console's, which lives on after this process.

@@ -119,7 +119,9 @@ bool ParseHeader(std::string_view start, ValuesHeader& header, Damage& damage) {
     return damaged(kHeaderCrcOffset, "the header's checksum is wrong");
   }
   // What follows can only be the work of another program: the checksum is right.
-  if (Get<std::uint32_t>(start, kMagic.size()) != kVersion) return damaged(kMagic.size(), "unknown version");
+  if (Get<std::uint32_t>(start, kMagic.size()) != kVersion) {
+    return damaged(kMagic.size(), "not of version 1; a later Nerio may have written it, and reads it");
+  }
   std::memcpy(header.id.data(), start.data() + 16, header.id.size());
   header.fileSize = Get<std::uint64_t>(start, 32);
   header.settledEnd = Get<std::uint64_t>(start, 40);

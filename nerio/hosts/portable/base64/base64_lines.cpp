@@ -51,8 +51,8 @@ std::size_t Base64Length(std::size_t byteCount, const Base64Lines& lines) noexce
 }
 
 Text Base64Of(std::span<const std::uint8_t> bytes, const Base64Lines& lines) {
-  Text text = Base64Of(bytes);
-  if (lines.columns == 0) return text;
+  if (lines.columns == 0) return Base64Of(bytes);
+  const Text text = Base64Of(bytes);
   Text broken;
   broken.reserve(Base64Length(bytes.size(), lines));
   for (std::size_t i = 0; i < text.size(); i += lines.columns) {

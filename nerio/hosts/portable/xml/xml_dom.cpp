@@ -83,7 +83,9 @@ const BytesText* BytesTextOf(Node& node) {
 
 // Returns the name of a new node, as the tree keeps it. A name that the tree has already was found right before.
 xml::Name* TakeName(Tree& tree, TextView name) {
-  xml::Name* const taken = tree.Names().Intern(UpToNul(name), xml::IsName);
+  xml::Name* taken = tree.Names().Intern(name, xml::IsName);
+  // No name holds a NUL, so only one that was refused has to be looked through for where it ends.
+  if (taken == nullptr) taken = tree.Names().Intern(UpToNul(name), xml::IsName);
   if (taken == nullptr) Raise(kErrDomFailure, u"the name is not one of XML 1.0");
   return taken;
 }
@@ -223,7 +225,10 @@ Text PortableXmlDom::GetText(XmlObject* node) {
 void PortableXmlDom::PutDataType(XmlObject* node, TextView type) {
   Element* const element = xml::AsElement(&TakeNode(node));
   if (element == nullptr) Raise(kErrDomFailure, u"only an element has a data type");
-  if (!xml::SetDataType(*element, UpToNul(type))) Raise(kErrDomFailure, u"the data type is not known");
+  // No type's name holds a NUL.
+  if (!xml::SetDataType(*element, type) && !xml::SetDataType(*element, UpToNul(type))) {
+    Raise(kErrDomFailure, u"the data type is not known");
+  }
   // Where there are attributes, a caller may hold their map already.
   if (element->count != 0) xml::ShowDataType(*element);
   TreeOf(*element).Tidy();

@@ -140,6 +140,18 @@ TEST_F(PortableDom, DataType_OfALoadedElement_IsTakenFromItsAttribute) {
               kErrDomFailure, u"XmlDom", u"the text is not Base64");
 }
 
+TEST_F(PortableDom, NamesAndDataTypes_EndAtTheirFirstNul) {
+  const XmlDocument document = NewDocument();
+  const XmlNode element = Element(document, TextView(u"e\0 x", 4));
+  dom_.PutDataType(element.get(), TextView(u"bin.base64\0x", 12));
+  EXPECT_TRUE(Xml(element).ends_with("dt:dt=\"bin.base64\"/>")) << Xml(element);
+  EXPECT_TRUE(Xml(element).starts_with("<e ")) << Xml(element);
+  for (const TextView name : {TextView(u"\0e", 2), TextView(u" \0e", 3)}) {
+    EXPECT_TRUE(ErrorOf([&] { Element(document, name); }).has_value());
+    EXPECT_TRUE(ErrorOf([&] { dom_.PutDataType(element.get(), name); }).has_value());
+  }
+}
+
 // A text in Base64 may be kept as its bytes: nothing shows it.
 TEST_F(PortableDom, Base64Text_HoweverItCame_IsThereAsTextAndAsBytes) {
   const Bytes bytes = {0x00, 0xFF, 0x10, 0x80};

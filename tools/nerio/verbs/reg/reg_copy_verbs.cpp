@@ -62,7 +62,7 @@ void CheckAllowed(Session& session, const std::vector<RegSection>& sections) {
 void Apply(Session& session, std::vector<RegSection> sections) {
   const HeldInterrupts interrupts;
   Import(
-      std::move(sections), session.host.registry, session.host.codePage, [&] { return interrupts.Requested(); },
+      std::move(sections), session.host.registry, session.host.codePage, [&] { return interrupts.Requested(); }, {},
       "nothing was changed");
 }
 

@@ -4,6 +4,8 @@
 #include "nerio/types/utf8.h"
 #include "tools/nerio/console.h"
 #include "tools/nerio/files.h"
+#include "tools/nerio/progress.h"
+#include "tools/nerio/registry/ini_file.h"
 #include "tools/nerio/registry/reg_file.h"
 #include "tools/nerio/registry/reg_import.h"
 #include "tools/nerio/verbs/arguments.h"
@@ -19,6 +21,7 @@ using Json = nlohmann::ordered_json;
 struct ExportOptions {
   std::string key;
   std::optional<std::string> file;
+  bool utf8 = false;
 };
 
 Exit Export(Session& session, const ExportOptions& options) {
@@ -29,18 +32,20 @@ Exit Export(Session& session, const ExportOptions& options) {
     sections.push_back(SectionOf(std::move(stored)));
     values += sections.back().values.size();
   }
+  if (options.utf8) SortSections(sections, session.host.codePage);
   const Text text = WriteRegText(sections, session.host.codePage);
+  const auto encoded = [&] { return options.utf8 ? Utf8WithLineFeeds(text) : EncodeUtf16(text); };
   Json object{{"key", Shown(session, key)}, {"keys", sections.size()}, {"values", values}};
   if (options.file && *options.file != "-") {
-    WriteOutput(session, *options.file, EncodeUtf16(text));
+    WriteOutput(session, *options.file, encoded());
     object["file"] = *options.file;
     session.output.Result(object, "exported " + Count(sections.size(), "key") + " and " + Count(values, "value") +
                                       " to " + *options.file);
   } else if (session.output.json()) {
-    object["text"] = ToUtf8(text);
+    object["text"] = options.utf8 ? encoded() : ToUtf8(text);
     session.output.Result(object, {});
   } else {
-    session.output.Bytes(EncodeUtf16(text));
+    session.output.Bytes(encoded());
   }
   return Exit::kDone;
 }
@@ -48,6 +53,8 @@ Exit Export(Session& session, const ExportOptions& options) {
 struct ImportOptions {
   std::string file;
   std::optional<std::string> backup;
+  std::optional<std::string> from;
+  std::optional<std::string> below;
   bool dryRun = false;
 };
 
@@ -112,9 +119,19 @@ ImportCounts Preview(Session& session, const std::vector<RegSection>& sections, 
 
 // What was read of the file is freed before the import, which takes more memory than its entries.
 std::vector<RegSection> ReadSections(Session& session, const ImportOptions& options) {
+  const bool isIni = options.from == "ini";
+  if (options.from && !isIni && options.from != "reg") {
+    throw Failure(Exit::kRefused, "\"" + *options.from + "\" is no form of a file that can be imported",
+                  "--from takes reg or ini");
+  }
+  if (isIni != options.below.has_value()) {
+    throw Failure(Exit::kRefused, isIni ? "an ini file is imported below a key" : "--below is for --from ini",
+                  "as in nerio reg import FILE --from ini --below \"HKLM\\Software\\Nerio\"");
+  }
+  const RegistryKey below = isIni ? KeyOf(session, *options.below) : RegistryKey();
   const std::string bytes = ReadInput(session, options.file);
   try {
-    return ReadRegFile(bytes, session.host.codePage);
+    return isIni ? ReadIniFile(bytes, below, session.host.codePage) : ReadRegFile(bytes, session.host.codePage);
   } catch (const BadRegFile& bad) {
     throw Failure(Exit::kBadInput, options.file + ":" + std::to_string(bad.line()) + ": " + bad.what(),
                   "nothing was imported")
@@ -136,8 +153,10 @@ Exit ImportFile(Session& session, const ImportOptions& options) {
   } else {
     const HeldInterrupts interrupts;
     WriteBackup(session, options.backup, sections);
-    counts = Import(std::move(sections), session.host.registry, session.host.codePage,
-                    [&] { return interrupts.Requested(); });
+    Progress progress(session, "importing");
+    counts = Import(
+        std::move(sections), session.host.registry, session.host.codePage, [&] { return interrupts.Requested(); },
+        [&](std::size_t done, std::size_t all) { progress.At(done, all); });
   }
   object.update({{"keysCreated", counts.keysCreated},
                  {"keysDeleted", counts.keysDeleted},
@@ -157,11 +176,13 @@ void AddExport(Verb reg) {
   Verb verb =
       reg.Leaf("export", "Write a key and everything below it as a .reg file (UTF-16 with byte-order mark, CR LF)",
                "nerio reg export \"HKLM\\Software\\Nerio\" -o nerio.reg\n"
-               "nerio reg export \"HKLM\\Software\\Nerio\" > nerio.reg",
+               "nerio reg export \"HKLM\\Software\\Nerio\" > nerio.reg\n"
+               "nerio reg export \"HKLM\\Software\\Nerio\" --utf8 -o nerio.reg",
                exported, Export);
   verb.Required("KEY", exported->key, kKeyHelp);
   verb.Optional("-o,--output", exported->file,
                 "File to write, whole or not at all; without it, or with -, standard output");
+  verb.Switch("--utf8", exported->utf8, "In UTF-8 with LF, keys and values sorted by name: fit for version control");
 }
 
 void AddImport(Verb reg) {
@@ -169,10 +190,13 @@ void AddImport(Verb reg) {
   Verb verb = reg.Leaf("import", "Apply a .reg file, all of it or nothing",
                        "nerio reg import nerio.reg --dry-run\n"
                        "nerio reg import nerio.reg\n"
-                       "nerio reg export \"HKLM\\Software\\Nerio\" | nerio reg import -",
+                       "nerio reg export \"HKLM\\Software\\Nerio\" | nerio reg import -\n"
+                       "nerio reg import programma.ini --from ini --below \"HKLM\\Software\\Programma\"",
                        import, ImportFile);
   verb.Required("FILE", import->file,
                 "File in UTF-16 or UTF-8, or in the ANSI code page (REGEDIT4); - is standard input");
+  verb.Optional("--from", import->from, "What the file is: reg, as without it, or ini, whose sections become keys");
+  verb.Optional("--below", import->below, "Key below which the sections of an ini file are imported");
   verb.Switch("-n,--dry-run", import->dryRun, "Show what would change, and change nothing");
   verb.Optional("--backup", import->backup, kBackupHelp);
 }
