@@ -28,7 +28,7 @@ same() {
 }
 
 # What --help says of each verb and group, by its name; the program's own name is ".".
-declare -A verbs options forms
+declare -A verbs options lines forms
 names=()
 walk() {
   local name=$1 words=() help verb
@@ -36,6 +36,7 @@ walk() {
   help=$("$program" ${words[@]+"${words[@]}"} --help) || fail "nerio $name --help: exit code $?"
   names+=("$name")
   options[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | sed -n 's/^  \(-[^ ]*\).*/\1/p' | tr ',\n' '  ')
+  lines[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | sed -nE 's/^  (-[^ ]*)( TEXT| N)?.*/\1\2/p')
   verbs[$name]=$(sed -n '/^Subcommands:/,/^$/p' <<<"$help" | sed -n 's/^  \([^ ][^ ]*\).*/\1/p' | tr '\n' ' ')
   forms[$name]=$(sed -n 's/^Usage: nerio //p' <<<"$help" | sed 's/ *\[OPTIONS\]//')
   for verb in ${verbs[$name]}; do
@@ -64,6 +65,19 @@ CheckManual() {
       grep -oE -- '(^|[ ",])--?[a-zA-Z][a-z0-9-]*' | tr -d ' ",' | tr '\n' ' '
   }
   same "nerio.1, OPTIONS" "${options[.]}" "$(awk '/^\.SH/ { on = $2 == "OPTIONS" } on' "$manual" | ManualOptions)"
+  # The same lines with what an option takes, "-o,--output_TEXT".
+  ManualLines() {
+    awk '/^\.TP/ { tag = 1; next } tag { print; tag = 0 }' | grep -E '^\.(B|BR|BI) "?\\-' |
+      sed -E 's/\\-/-/g; s/\\f[IR]//g; s/^\.(B|BR|BI) //; s/"//g; s/ *, */,/g; s/ +/ /g; s/ $//; s/ /_/g'
+  }
+  for name in "${names[@]}"; do
+    IsVerb "$name" && continue
+    text=$name
+    [ "$name" = . ] && text=
+    same "nerio.1, SYNOPSIS of nerio $text" "${verbs[$name]}" "$(awk '/^\.SH/ { on = $2 == "SYNOPSIS" } on' "$manual" |
+      NAME=$text awk '/^\.B nerio/ { group = $3 } /^\.RB \{/ && group == ENVIRON["NAME"] { gsub(/[^a-z0-9 ]|RB/, ""); print }
+        /^\.B nerio [a-z]/ && ENVIRON["NAME"] == "" { print $3 }')"
+  done
   described=$(sed 's/\\-/-/g' "$manual" | sed -n 's/^\.SS "\{0,1\}nerio \([^"]*\)"\{0,1\}$/\1/p')
   same "nerio.1, the forms of the verbs" \
     "$(for name in "${names[@]}"; do IsVerb "$name" && echo "${forms[$name]// /_}"; done)" "${described// /_}"
@@ -72,6 +86,10 @@ CheckManual() {
     text=$(FORM=${forms[$name]} awk '/^\.S[HS]/ { line = $0; gsub(/\\-/, "-", line); gsub(/"/, "", line)
       on = line == ".SS nerio " ENVIRON["FORM"] } on' "$manual")
     same "nerio.1, the options of $name" "$(OwnOptions "$name")" "$(ManualOptions <<<"$text")"
+    text=$(FORM=${forms[$name]} awk '/^\.S[HS]/ { line = $0; gsub(/\\-/, "-", line); gsub(/"/, "", line)
+      on = line == ".SS nerio " ENVIRON["FORM"] } on' "$manual")
+    same "nerio.1, the lines of the options of $name" \
+      "$(grep -vxE -- "-h,--help|--json|--view" <<<"${lines[$name]}" | tr ' ' _)" "$(ManualLines <<<"$text")"
   done
 }
 

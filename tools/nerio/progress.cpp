@@ -1,6 +1,7 @@
 #include "tools/nerio/progress.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 #include <utility>
 
@@ -46,8 +47,7 @@ void Progress::At(std::uint64_t done, std::uint64_t all) {
   if (done == 0 || done > all || !IsDue()) return;
   const double share = static_cast<double>(done) / static_cast<double>(all);
   const auto elapsed = duration_cast<milliseconds>(shown_ - begun_);
-  const seconds left(
-      static_cast<std::int64_t>(static_cast<double>(elapsed.count()) * (1 - share) / share / 1000 + 0.5));
+  const seconds left(std::llround(static_cast<double>(elapsed.count()) * (1 - share) / share / 1000));
   Show(std::to_string(static_cast<int>(share * 100)) + " %, " + TimeLeft(left));
 }
 
