@@ -135,8 +135,8 @@ Exit ShowDifferences(Session& session, const DiffOptions& options) {
   const std::vector<Difference> differences = Compare(before, after);
   Json shown = Json::array();
   for (const Difference& difference : differences) {
-    Show(session, difference);
     if (session.output.json()) shown.push_back(DifferenceJson(session, difference));
+    Show(session, difference);
   }
   if (session.output.json()) {
     session.output.Result({{"first", options.first},
