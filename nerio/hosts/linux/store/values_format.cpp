@@ -247,7 +247,7 @@ bool RecordCursor::Next(ValueRecord& record) {
   const std::string_view checked = bytes.substr(0, length - kCrcSize - sizeof kTrailer);
   const std::uint64_t next = position_ + RecordSpace(head->nameLength, head->dataLength);
   if (bytes.back() != kTrailer || Get<std::uint32_t>(bytes, checked.size()) != Crc32c(checked)) {
-    constexpr char kWhat[] = "a record's checksum is wrong";
+    constexpr const char* kWhat = "a record's checksum is wrong";
     const bool cutOff = bytes.back() == '\0' || HoldsZeroSector(position_, bytes);
     return cutOff ? StopIncomplete(position_ + length, kWhat) : Stop(kWhat);
   }
