@@ -27,6 +27,9 @@ class KeyFolder {
   /// A root cannot be deleted and may have been made by hand: it needs neither an id nor files of its own yet.
   bool isRoot() const { return path_.size() == rootLength_; }
 
+  /// Makes room for a path of this length, so that assigning and going down allocate nothing.
+  void Reserve(std::size_t length) { path_.reserve(length); }
+
   /// Goes down to a subkey, by the name of its folder.
   void Enter(std::string_view folderName) { (path_ += '/') += folderName; }
   /// Returns the folder of the key above; not for a root.
