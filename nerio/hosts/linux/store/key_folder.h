@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/key_lock.h"
 #include "nerio/hosts/linux/store/system_call.h"
 #include "nerio/hosts/linux/store/values_format.h"
@@ -49,6 +50,8 @@ Status MakeKeyId(KeyId& id);
 struct LockedKey {
   Descriptor folder;
   KeyLock lock;
+  /// Of the folder in its place, read under the lock.
+  FileStamp stamp;
 };
 
 /// Waits for the lock of a key and opens its folder. A root that was made by hand gets its lock file, and so does a key

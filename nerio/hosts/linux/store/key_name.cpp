@@ -88,6 +88,12 @@ Status SplitKeyPath(std::string_view path, std::vector<std::string_view>& names)
   return kSuccess;
 }
 
+std::uint32_t HashOfName(std::string_view name) {
+  std::uint32_t hash = 0x811c9dc5;
+  for (const char byte : name) hash = (hash ^ static_cast<unsigned char>(FoldAnsi(byte))) * 0x01000193;
+  return hash;
+}
+
 std::string FolderNameOfKey(std::string_view keyName) {
   std::string encoded = Encode(keyName);
   if (encoded.size() <= NAME_MAX) return encoded;

@@ -195,7 +195,7 @@ Status LinuxRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_
   if (wanted.size() > kMaxValueNameLength) return kInvalidParameter;
   const Deadline deadline(kChangeLimit);
   return OnKey(key, kKeySetValue, &deadline, [&](const HandleTarget& opened) {
-    return StoreValue(opened, wanted, type, {data.data(), data.size()}, deadline);
+    return StoreValue(cache_, opened, wanted, type, {data.data(), data.size()}, deadline);
   });
 }
 
@@ -215,7 +215,7 @@ Status LinuxRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   const Deadline deadline(kChangeLimit);
   return OnKey(key, kKeySetValue, nullptr,
-               [&](const HandleTarget& opened) { return RemoveValue(opened, wanted, deadline); });
+               [&](const HandleTarget& opened) { return RemoveValue(cache_, opened, wanted, deadline); });
 }
 
 Status LinuxRegistry::CloseKey(KeyHandle key) {
@@ -310,7 +310,7 @@ Status LinuxRegistry::ChangeValues(KeyHandle key, std::span<ValueChange> changes
   }
   const Deadline deadline(kChangeLimit);
   return OnKey(key, kKeySetValue, &deadline,
-               [&](const HandleTarget& opened) { return StoreValues(opened, changes, deadline); });
+               [&](const HandleTarget& opened) { return StoreValues(cache_, opened, changes, deadline); });
 }
 
 }  // namespace nerio::platform
