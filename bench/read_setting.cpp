@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <glib.h>
+#include <sys/fsuid.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -87,6 +88,10 @@ class Store {
   }
 
   nerio::platform::Host Host() const { return host_->Services(); }
+  /// Opens the same registry as a process does that has read nothing of it.
+  std::unique_ptr<nerio::platform::HostInstance> Fresh() const {
+    return nerio::platform::OpenHost({.registryFolder = folder_});
+  }
   fs::path Branch(std::size_t number) const {
     return folder_ / "HKEY_LOCAL_MACHINE/software/nerio" / ("ramo" + std::to_string(number));
   }
@@ -200,6 +205,59 @@ void StatFolder(benchmark::State& state, const std::vector<std::string>& folders
   }
 }
 
+// The bare system calls of a read of a cached key: opening asks for the state of the values file and for the rights on the
+// key's folder, reading asks for that state again; each time the file's owner is compared with the user of the thread.
+void Walk(benchmark::State& state, const std::vector<std::string>& folders,
+          const std::vector<std::string>& valuesFiles) {
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    turn += kStride;
+    const std::size_t branch = turn % kBranches;
+    struct stat opened {};
+    struct stat read {};
+    bool done = ::lstat(valuesFiles[branch].c_str(), &opened) == 0;
+    benchmark::DoNotOptimize(::setfsuid(static_cast<uid_t>(-1)));
+    done &= ::faccessat(AT_FDCWD, folders[branch].c_str(), R_OK | W_OK | X_OK, AT_EACCESS) == 0;
+    done &= ::lstat(valuesFiles[branch].c_str(), &read) == 0 && read.st_ino == opened.st_ino;
+    benchmark::DoNotOptimize(::setfsuid(static_cast<uid_t>(-1)));
+    if (!done) return state.SkipWithError("cannot walk to the key");
+  }
+}
+
+// The least calls of a first read that answers as the layer does: opening reads the values file, takes its stamp and asks
+// for the rights on the key's folder; reading makes sure that the file has not changed since.
+void WalkFirst(benchmark::State& state, const std::vector<std::string>& folders,
+               const std::vector<std::string>& valuesFiles) {
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    turn += kStride;
+    const std::size_t branch = turn % kBranches;
+    std::array<char, 4097> content;
+    struct stat opened {};
+    struct stat read {};
+    const int file = ::open(valuesFiles[branch].c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    bool done = ::pread(file, content.data(), content.size(), 0) == 4096 && ::fstat(file, &opened) == 0;
+    ::close(file);
+    done &= ::faccessat(AT_FDCWD, folders[branch].c_str(), R_OK | W_OK | X_OK, AT_EACCESS) == 0;
+    done &= ::lstat(valuesFiles[branch].c_str(), &read) == 0 && read.st_ino == opened.st_ino;
+    if (!done) return state.SkipWithError("cannot walk to the key");
+  }
+}
+
+// Reads the first value that a process reads of each branch: a registry of its own for each walk through all of them.
+void ReadFirst(benchmark::State& state, const Store& store, const Names& names) {
+  std::unique_ptr<nerio::platform::HostInstance> host;
+  std::size_t turn = 0;
+  for (auto _ : state) {
+    if (turn % kBranches == 0) host = store.Fresh();
+    const std::size_t branch = ++turn * kStride % kBranches;
+    nerio::CRegistry registry(host->Services());
+    registry.RamoPredefinito(names.branches[branch]);
+    const nerio::Text value = registry.LeggiRegistro(names.values[turn % kValues]);
+    if (value != names.texts[branch]) return state.SkipWithError("read another value");
+  }
+}
+
 // The least that a value within the reach of another process costs: memory that is shared, with a counter read before
 // and behind it.
 void ReadShared(benchmark::State& state, const Names& names) {
@@ -296,6 +354,11 @@ int main(int argc, char** argv) {
   Contender("read_setting/qsettings", [&](benchmark::State& state) { ReadSettingsFile(state, keyFiles, names); });
   Contender("read_setting/values_file", [&](benchmark::State& state) { ReadFiles(state, valuesFiles, 1, names); });
   Contender("read_setting/lstat", [&](benchmark::State& state) { StatFolder(state, folders); });
+  Contender("read_setting/walks", [&](benchmark::State& state) { Walk(state, folders, valuesFiles); });
+  Contender("read_first/nerio", [&](benchmark::State& state) { ReadFirst(state, store, names); });
+  Contender("read_first/calls", [&](benchmark::State& state) { WalkFirst(state, folders, valuesFiles); });
+  Contender("read_first/file_per_value",
+            [&](benchmark::State& state) { ReadFiles(state, oneForEach, kValues, names); });
   Contender("read_setting/limit", [&](benchmark::State& state) { ReadShared(state, names); });
   const auto together = [&](benchmark::State& state) { ReadSetting(state, store, names); };
   Contender("read_together/nerio", together)->Threads(2)->UseRealTime();

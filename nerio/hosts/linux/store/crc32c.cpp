@@ -37,6 +37,12 @@ namespace {
     bytes.remove_prefix(8);
   }
   auto rest = static_cast<std::uint32_t>(crc);
+  if (bytes.size() >= 4) {
+    std::uint32_t word = 0;
+    std::memcpy(&word, bytes.data(), sizeof word);
+    rest = __builtin_ia32_crc32si(rest, word);
+    bytes.remove_prefix(4);
+  }
   for (const char byte : bytes) rest = __builtin_ia32_crc32qi(rest, static_cast<unsigned char>(byte));
   return ~rest;
 }

@@ -5,10 +5,12 @@
 #include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <ctime>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
@@ -84,6 +86,20 @@ bool HasPassed(const FileStamp& stamp, const FileStamp& now) {
   const std::int64_t seconds = std::clamp(now.seconds - stamp.seconds, -kMaxSeconds, kMaxSeconds);
   const std::int64_t age = seconds * kNanosecondsPerSecond + now.nanoseconds - stamp.nanoseconds;
   return age > kClockSteps;
+}
+
+bool TellsChangesApart() {
+  constexpr long kFirstMajor = 6;
+  constexpr long kFirstMinor = 13;
+  static const bool does = [] {
+    struct utsname system {};
+    if (::uname(&system) != 0) return false;
+    char* end = nullptr;
+    const long major = std::strtol(system.release, &end, 10);
+    const long minor = *end == '.' ? std::strtol(end + 1, nullptr, 10) : 0;
+    return major > kFirstMajor || (major == kFirstMajor && minor >= kFirstMinor);
+  }();
+  return does;
 }
 
 bool IsOldEnough(const FileStamp& stamp, const FileStamp& now) {

@@ -49,6 +49,10 @@ FileStamp StampOfNow();
 /// Tells whether the clock of a file system, which advances in steps of some milliseconds, has advanced since a time.
 bool HasPassed(const FileStamp& stamp, const FileStamp& now);
 
+/// Tells whether this kernel gives every change another time than the one that was read last, however soon after the
+/// reading it comes. It does since Linux 6.13, for the file systems of `HasReliableTimes`.
+bool TellsChangesApart();
+
 /// Tells whether a file's last change is so old that the next one is certain to get another time. Never for times of
 /// whole seconds: they come again when the clock is set back.
 /// @param now `StampOfNow` from before the stamp was read.

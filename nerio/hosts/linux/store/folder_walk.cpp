@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <string_view>
@@ -96,6 +98,52 @@ Status CheckRights(const std::string& path, int rights) {
   // For a mount, unlike a whole file system, the kernel looks at the permissions first.
   if (!folder && OpenByPath(path, O_PATH, folder) != kSuccess) return status;
   return IsReadOnly(folder.get()) ? kWriteProtect : status;
+}
+
+Status WriteAt(int file, std::string_view bytes, std::uint64_t offset) {
+  while (!bytes.empty()) {
+    const ssize_t written =
+        Uninterrupted([&] { return ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
+    if (written < 0) return RegistryStatus(errno);
+    // Without progress there is no error number to report and no use in going on.
+    if (written == 0) return kRegistryIoFailed;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+    offset += static_cast<std::uint64_t>(written);
+  }
+  return kSuccess;
+}
+
+Status ForEachPiece(int file, std::uint64_t offset, std::uint64_t end,
+                    const std::function<void(std::uint64_t offset, std::string_view bytes)>& act) {
+  constexpr std::size_t kPieceSize = std::size_t{64} << 10;
+  std::string piece(kPieceSize, '\0');
+  while (offset < end) {
+    const off_t data = ::lseek(file, static_cast<off_t>(offset), SEEK_DATA);
+    if (data < 0 && errno == ENXIO) return kSuccess;
+    if (data < 0) return RegistryStatus(errno);
+    offset = static_cast<std::uint64_t>(data);
+    if (offset >= end) return kSuccess;
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kPieceSize, end - offset));
+    const ssize_t got = Uninterrupted([&] { return ::pread(file, piece.data(), wanted, data); });
+    if (got < 0) return RegistryStatus(errno);
+    // Somebody cut the file by hand: the rest counts as zeros, as it does for holes.
+    if (got == 0) return kSuccess;
+    act(offset, std::string_view(piece).substr(0, static_cast<std::size_t>(got)));
+    offset += static_cast<std::uint64_t>(got);
+  }
+  return kSuccess;
+}
+
+void KeepOwner(int file, const struct stat& old) {
+  constexpr auto kAsItIs = static_cast<uid_t>(-1);
+  if (::fchown(file, old.st_uid, old.st_gid) == 0) return;
+  if (::fchown(file, kAsItIs, old.st_gid) == 0) return;
+}
+
+bool HasOtherName(int file) {
+  // Not by fstat: once a file's times were read, some file systems write its inode again with the next change.
+  struct statx entry {};
+  return ::statx(file, "", AT_EMPTY_PATH, STATX_NLINK, &entry) != 0 || entry.stx_nlink > 1;
 }
 
 bool IsReadOnly(int file) {

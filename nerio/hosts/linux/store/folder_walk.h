@@ -1,6 +1,11 @@
 #pragma once
 
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "nerio/hosts/linux/store/system_call.h"
 #include "nerio/platform/status.h"
@@ -28,6 +33,20 @@ Status CheckRights(const std::string& path, int rights);
 
 /// Tells whether an open file or folder lies on a disk that cannot be written to, by the file system or by this mount.
 bool IsReadOnly(int file);
+
+/// Writes bytes at an offset of an open file, all of them unless it fails.
+Status WriteAt(int file, std::string_view bytes, std::uint64_t offset);
+
+/// Gives what is stored between two offsets of an open file, piece by piece, without its holes.
+Status ForEachPiece(int file, std::uint64_t offset, std::uint64_t end,
+                    const std::function<void(std::uint64_t offset, std::string_view bytes)>& act);
+
+/// Gives an open file the owner and the group of another one, as far as this user may give a file away.
+void KeepOwner(int file, const struct stat& old);
+
+/// Tells whether an open file has a second name: whoever keeps one, in a snapshot for instance, keeps the file's bytes.
+/// Any doubt counts as one.
+bool HasOtherName(int file);
 
 /// Makes a file's content durable, and its length.
 Status SyncFile(int file);

@@ -36,7 +36,7 @@ bool HandleTable::Remove(KeyHandle handle) {
   // What was remembered is freed once the mutex is free: it may be much.
   std::unordered_map<KeyHandle, Listings>::node_type freed;
   const std::scoped_lock hold(MemoryMutex());
-  freed = listings_.extract(handle);
+  if (!listings_.empty()) freed = listings_.extract(handle);
   return keys_.erase(handle) != 0;
 }
 

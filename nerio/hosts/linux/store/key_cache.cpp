@@ -20,6 +20,8 @@ namespace {
 constexpr std::size_t kMaxKeys = 2048;
 constexpr std::size_t kMaxBytes = std::size_t{4} << 20;
 constexpr std::size_t kMaxBytesOfKey = kMaxBytes / 2;
+// Beside them, of the file of the key that was changed last.
+constexpr std::size_t kMaxBytesOfLastChange = std::size_t{2} << 20;
 constexpr int kReadsBeforeStoring = 3;
 // A larger file is not even read to find out how much of it is values: writers replace one that is four times too long.
 constexpr std::int64_t kMaxBytesOfFile = std::int64_t{4} * kMaxBytesOfKey;
@@ -127,6 +129,21 @@ void KeyCache::RecordRead(const KeyFolder& key) noexcept {
   } catch (const std::bad_alloc&) {
     // When memory is short, nothing is cached.
   }
+}
+
+std::unique_ptr<KeyCache::LastChange> KeyCache::TakeLastChange() {
+  {
+    const std::scoped_lock hold(MemoryMutex());
+    if (lastChange_) return std::move(lastChange_);
+  }
+  return std::make_unique<LastChange>();
+}
+
+void KeyCache::KeepLastChange(std::unique_ptr<LastChange> change) {
+  if (change->values.header().fileSize > kMaxBytesOfLastChange) return;
+  const std::scoped_lock hold(MemoryMutex());
+  // What another thread kept meanwhile is freed with the argument, once the mutex is free.
+  lastChange_.swap(change);
 }
 
 std::shared_ptr<const CachedKey> KeyCache::Lookup(const std::string& folder) {

@@ -12,6 +12,7 @@
 
 #include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/key_folder.h"
+#include "nerio/hosts/linux/store/values_file.h"
 #include "nerio/hosts/linux/store/values_format.h"
 
 namespace nerio::platform {
@@ -81,12 +82,26 @@ std::shared_ptr<const CachedKey> ReadWithStamp(const KeyFolder& source, const Re
 /// at most 4 MiB of memory, one key at most half of them; it holds no descriptor, and any thread may call it.
 class KeyCache {
  public:
+  /// What is known of the key whose values were changed last, so that the next change of the same key checks again only
+  /// what is not the same any more.
+  struct LastChange {
+    ValuesFile values;
+    /// Of the key's folder, when it was last found to hold nothing that a killed writer left. Only one that shows every
+    /// later change.
+    FileStamp swept;
+  };
   /// Finds a cached key whose values file is unchanged and may be read by this process now; null for any other.
   std::shared_ptr<const CachedKey> Find(const KeyFolder& key);
 
   /// Records that a key had to be read from its file. The third time it is cached: reading one value, once, reads the
   /// file twice.
   void RecordRead(const KeyFolder& key) noexcept;
+
+  /// Lends what is known of the last change; an empty one when there was none, or another thread has it. Never null.
+  std::unique_ptr<LastChange> TakeLastChange();
+
+  /// Gives it back. What takes too much memory is not kept.
+  void KeepLastChange(std::unique_ptr<LastChange> change);
 
  private:
   struct Entry {
@@ -113,6 +128,7 @@ class KeyCache {
   std::unordered_map<std::string_view, Entries::iterator> byFolder_;
   /// The `Memory` of all entries.
   std::size_t bytes_ = 0;
+  std::unique_ptr<LastChange> lastChange_;
 };
 
 }  // namespace nerio::platform

@@ -105,6 +105,19 @@ Status SyncFolderAbove(int folder, int inside) {
   return status == kAccessDenied ? StatusOf([&] { return ::syncfs(inside); }) : status;
 }
 
+bool IsSameFile(const FileStamp& one, const FileStamp& other) {
+  return one.device == other.device && one.inode == other.inode;
+}
+
+// Reads the stamp of what is at a key's path now. One `lstat` is enough; a path that is too long for it is walked.
+Status StampInPlace(const KeyFolder& key, FileStamp& present) {
+  if (ReadStamp(key.path(), present)) return kSuccess;
+  Descriptor again;
+  const Status status = OpenByPath(key.path(), O_PATH | O_DIRECTORY, again);
+  if (status != kSuccess) return status;
+  return ReadStamp(again.get(), present) ? kSuccess : RegistryStatus(errno);
+}
+
 bool HoldsNothingButLock(int folder) {
   std::vector<FolderEntry> entries;
   if (ListFolder(folder, entries) != kSuccess) return false;
@@ -160,19 +173,13 @@ KeyFolder KeyFolder::Parent() const {
   return parent;
 }
 
-// One `lstat` is enough; a path that is too long for it is walked.
 Status CheckInPlace(int folder, const KeyFolder& key, bool& inPlace) {
   FileStamp opened;
   FileStamp present;
   if (!ReadStamp(folder, opened)) return RegistryStatus(errno);
-  if (!ReadStamp(key.path(), present)) {
-    Descriptor again;
-    const Status status = OpenByPath(key.path(), O_PATH | O_DIRECTORY, again);
-    if (status != kSuccess) return status;
-    if (!ReadStamp(again.get(), present)) return RegistryStatus(errno);
-  }
-  inPlace = opened.device == present.device && opened.inode == present.inode;
-  return kSuccess;
+  const Status status = StampInPlace(key, present);
+  inPlace = status == kSuccess && IsSameFile(opened, present);
+  return status;
 }
 
 Status LockKey(const KeyFolder& key, int folderFlags, const Deadline& deadline, LockedKey& locked) {
@@ -180,14 +187,18 @@ Status LockKey(const KeyFolder& key, int folderFlags, const Deadline& deadline, 
     Descriptor folder;
     Status status = OpenByPath(key.path(), folderFlags | O_DIRECTORY, folder);
     if (status != kSuccess) return status;
+    FileStamp opened;
+    if (!ReadStamp(folder.get(), opened)) return RegistryStatus(errno);
     KeyLock lock;
-    Status granted = lock.Take(folder.get(), key.isRoot(), deadline);
-    if (granted == kRegistryCorrupt && LacksLockOnly(folder.get())) granted = lock.Take(folder.get(), true, deadline);
+    Status granted = lock.Take(folder.get(), opened, key.isRoot(), deadline);
+    if (granted == kRegistryCorrupt && LacksLockOnly(folder.get())) {
+      granted = lock.Take(folder.get(), opened, true, deadline);
+    }
     // The key may have been deleted, and even created again, while this waited: then the lock is a deleted key's.
     // Each further round means that another writer got something done.
-    bool inPlace = false;
-    status = CheckInPlace(folder.get(), key, inPlace);
+    status = StampInPlace(key, locked.stamp);
     if (status != kSuccess) return status;
+    const bool inPlace = IsSameFile(opened, locked.stamp);
     if (!inPlace && !deadline.HasPassed()) continue;
     if (!inPlace) return kBusy;
     if (granted != kSuccess && IsDeletedInPlace(folder.get(), ".")) return kFileNotFound;

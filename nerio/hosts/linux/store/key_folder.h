@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/key_lock.h"
 #include "nerio/hosts/linux/store/system_call.h"
 #include "nerio/hosts/linux/store/values_format.h"
@@ -27,6 +28,9 @@ class KeyFolder {
   /// A root cannot be deleted and may have been made by hand: it needs neither an id nor files of its own yet.
   bool isRoot() const { return path_.size() == rootLength_; }
 
+  /// Makes room for a path of this length, so that assigning and going down allocate nothing.
+  void Reserve(std::size_t length) { path_.reserve(length); }
+
   /// Goes down to a subkey, by the name of its folder.
   void Enter(std::string_view folderName) { (path_ += '/') += folderName; }
   /// Returns the folder of the key above; not for a root.
@@ -46,6 +50,8 @@ Status MakeKeyId(KeyId& id);
 struct LockedKey {
   Descriptor folder;
   KeyLock lock;
+  /// Of the folder in its place, read under the lock.
+  FileStamp stamp;
 };
 
 /// Waits for the lock of a key and opens its folder. A root that was made by hand gets its lock file, and so does a key

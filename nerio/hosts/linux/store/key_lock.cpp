@@ -27,11 +27,9 @@ Status SetLock(int file, short kind) {
 }
 
 // Only its owner can change the mode; that of others is for the doctor to name.
-void CloseToReaders(int folder, int file, struct stat entry) {
-  struct stat above {};
-  if (::fstat(folder, &above) != 0) return;
-  const bool sameGroup = entry.st_gid == above.st_gid || ::fchown(file, entry.st_uid, above.st_gid) == 0;
-  const unsigned mode = LockFileMode(above.st_mode, sameGroup);
+void CloseToReaders(const FileStamp& above, int file, const struct stat& entry) {
+  const bool sameGroup = entry.st_gid == above.group || ::fchown(file, entry.st_uid, above.group) == 0;
+  const unsigned mode = LockFileMode(above.mode, sameGroup);
   if ((entry.st_mode & kPermissions) != mode) ::fchmod(file, mode);
 }
 
@@ -77,6 +75,11 @@ Status KeyLock::Open(int folder, bool makeFile) {
 }
 
 Status KeyLock::Take(int folder, bool makeFile, const Deadline& deadline) {
+  FileStamp above;
+  return ReadStamp(folder, above) ? Take(folder, above, makeFile, deadline) : RegistryStatus(errno);
+}
+
+Status KeyLock::Take(int folder, const FileStamp& above, bool makeFile, const Deadline& deadline) {
   KeyLock taken;
   Status status = taken.Open(folder, makeFile);
   if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
@@ -85,7 +88,7 @@ Status KeyLock::Take(int folder, bool makeFile, const Deadline& deadline) {
   if (::fstat(file, &entry) != 0) return RegistryStatus(errno);
   if (!S_ISREG(entry.st_mode)) return kRegistryCorrupt;
   // Before the wait: nobody who is closed out now can come in between.
-  CloseToReaders(folder, file, entry);
+  CloseToReaders(above, file, entry);
   Pauses pauses;
   while ((status = SetLock(file, F_WRLCK)) == kBusy && !deadline.HasPassed()) pauses.Next();
   if (status == kSuccess) *this = std::move(taken);

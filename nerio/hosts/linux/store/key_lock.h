@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/system_call.h"
 #include "nerio/platform/status.h"
 
@@ -46,6 +47,9 @@ class KeyLock {
   /// @param makeFile makes a missing lock file; otherwise it answers 1015.
   /// @return 170 when another still holds the lock at the deadline.
   Status Take(int folder, bool makeFile, const Deadline& deadline);
+
+  /// The same. @param above the folder's stamp.
+  Status Take(int folder, const FileStamp& above, bool makeFile, const Deadline& deadline);
 
   /// Takes the lock, shared with other readers, unless a writer holds it or the lock file cannot be opened.
   bool TryRead(int folder);

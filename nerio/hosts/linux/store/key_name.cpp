@@ -15,10 +15,7 @@ constexpr std::string_view kDigits = "0123456789ABCDEF";
 constexpr std::string_view kCutMark = "%~";
 constexpr std::size_t kHashDigits = 16;
 
-// The first dot is encoded too, so that "." and ".." are names like any other and no key is hidden from `ls`.
-bool StaysReadable(char byte, bool first) {
-  return byte >= ' ' && byte <= '~' && byte != '%' && byte != '/' && !(first && byte == '.');
-}
+bool StaysReadable(char byte) { return byte >= ' ' && byte <= '~' && byte != '%' && byte != '/'; }
 
 // FNV-1a. What is hashed is long and shares its beginning with few others; the name inside is compared anyway.
 std::uint64_t Hash(std::string_view text) {
@@ -29,14 +26,37 @@ std::uint64_t Hash(std::string_view text) {
   return hash;
 }
 
-std::string Encode(std::string_view folded) {
-  std::string encoded;
-  encoded.reserve(folded.size());
-  for (const char byte : folded) {
-    if (StaysReadable(byte, encoded.empty())) {
-      encoded += byte;
+// The folded byte for each one that stays readable, 0 for the others.
+const std::array<char, 256>& ReadableBytes() {
+  static const std::array<char, 256> bytes = [] {
+    std::array<char, 256> table{};
+    for (std::size_t i = 0; i < table.size(); ++i) {
+      const char folded = FoldAnsi(static_cast<char>(i));
+      if (StaysReadable(folded)) table[i] = folded;
+    }
+    return table;
+  }();
+  return bytes;
+}
+
+// Encodes a name that need not be folded.
+std::string Encode(std::string_view name) {
+  const std::array<char, 256>& readable = ReadableBytes();
+  std::string encoded(name.size(), '\0');
+  // The first dot is encoded too, so that "." and ".." are names like any other and no key is hidden from `ls`.
+  std::size_t same = 0;
+  while (same < name.size() && !(same == 0 && name[0] == '.')) {
+    const char byte = readable[static_cast<unsigned char>(name[same])];
+    if (byte == '\0') break;
+    encoded[same++] = byte;
+  }
+  encoded.resize(same);
+  for (const char byte : name.substr(same)) {
+    const char folded = FoldAnsi(byte);
+    const auto value = static_cast<unsigned char>(folded);
+    if (StaysReadable(folded) && !encoded.empty()) {
+      encoded += folded;
     } else {
-      const auto value = static_cast<unsigned char>(byte);
       encoded += {'%', kDigits[value >> 4], kDigits[value & 0xF]};
     }
   }
@@ -68,14 +88,19 @@ Status SplitKeyPath(std::string_view path, std::vector<std::string_view>& names)
   return kSuccess;
 }
 
+std::uint32_t HashOfName(std::string_view name) {
+  std::uint32_t hash = 0x811c9dc5;
+  for (const char byte : name) hash = (hash ^ static_cast<unsigned char>(FoldAnsi(byte))) * 0x01000193;
+  return hash;
+}
+
 std::string FolderNameOfKey(std::string_view keyName) {
-  const std::string folded = FoldAnsi(keyName);
-  std::string encoded = Encode(folded);
+  std::string encoded = Encode(keyName);
   if (encoded.size() <= NAME_MAX) return encoded;
   // The cut may fall into a "%XX": what is left of it is no harm, as cut names are never decoded.
   encoded.resize(NAME_MAX - kCutMark.size() - kHashDigits);
   encoded += kCutMark;
-  const std::uint64_t hash = Hash(folded);
+  const std::uint64_t hash = Hash(FoldAnsi(keyName));
   for (int shift = 60; shift >= 0; shift -= 4) encoded += kDigits[(hash >> shift) & 0xF];
   return encoded;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -40,6 +41,9 @@ Status SplitKeyPath(std::string_view path, std::vector<std::string_view>& names)
 
 /// Returns the name up to its first NUL.
 std::string_view CutAtNul(std::string_view name);
+
+/// Returns a number (FNV-1a, 32 bits) that names have in common when they differ in case only, and others rarely.
+std::uint32_t HashOfName(std::string_view name);
 
 /// Returns the name of the folder that holds the key called `keyName`: names that differ in case only have the same
 /// one, different names have different ones. Readable ASCII stays, other bytes become "%XX"; a name that would be

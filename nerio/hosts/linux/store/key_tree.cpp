@@ -27,7 +27,12 @@ Status CheckCutName(const KeyFolder& key, std::string_view name) {
   return FoldAnsi(values.header().spelling) == FoldAnsi(name) ? kSuccess : kFileNotFound;
 }
 
-Status Descend(KeyFolder& key, const std::vector<std::string_view>& names) {
+// Goes down from one key to another.
+Status Descend(const KeyFolder& base, const std::vector<std::string_view>& names, KeyFolder& key) {
+  std::size_t length = base.path().size();
+  for (const std::string_view name : names) length += 1 + name.size();
+  key.Reserve(length);
+  key = base;
   for (const std::string_view name : names) {
     const std::string folderName = FolderNameOfKey(name);
     key.Enter(folderName);
@@ -165,8 +170,7 @@ Status CheckExists(const HandleTarget& key) {
 Status OpenExistingKey(KeyCache& cache, const HandleTarget& base, const std::vector<std::string_view>& names,
                        std::uint32_t access, HandleTarget& key, bool acknowledges) {
   bool notSynced = false;
-  key.folder = base.folder;
-  Status status = Descend(key.folder, names);
+  Status status = Descend(base.folder, names, key.folder);
   if (status != kSuccess) return status;
   if (const auto cached = cache.Find(key.folder)) {
     key.id = cached->id;
@@ -209,8 +213,8 @@ Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vec
 
 Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& names, const Deadline& deadline) {
   if (names.empty() && base.folder.isRoot()) return kAccessDenied;
-  KeyFolder folder = base.folder;
-  Status status = Descend(folder, names);
+  KeyFolder folder;
+  Status status = Descend(base.folder, names, folder);
   if (status != kSuccess) return status;
   const Status missing = names.empty() ? kKeyDeleted : kFileNotFound;
 

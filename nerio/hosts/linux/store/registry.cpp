@@ -38,6 +38,12 @@ Status CheckSearchedName(std::string_view name) {
   return name.size() > kMaxValueNameLength ? kFileNotFound : kSuccess;
 }
 
+// Tells whether a path is that of the values file in a folder, without making it.
+bool IsFileOf(const KeyFolder& folder, std::string_view path) {
+  constexpr std::size_t kEnd = 1 + sizeof kValuesFileName - 1;
+  return path.size() == folder.path().size() + kEnd && path.starts_with(folder.path());
+}
+
 }  // namespace
 
 // Finds what a handle stands for.
@@ -195,7 +201,7 @@ Status LinuxRegistry::SetValue(KeyHandle key, const AnsiText& name, std::uint32_
   if (wanted.size() > kMaxValueNameLength) return kInvalidParameter;
   const Deadline deadline(kChangeLimit);
   return OnKey(key, kKeySetValue, &deadline, [&](const HandleTarget& opened) {
-    return StoreValue(opened, wanted, type, {data.data(), data.size()}, deadline);
+    return StoreValue(cache_, opened, wanted, type, {data.data(), data.size()}, deadline);
   });
 }
 
@@ -215,7 +221,7 @@ Status LinuxRegistry::DeleteValue(KeyHandle key, const AnsiText& name) {
   if (const Status status = CheckSearchedName(wanted); status != kSuccess) return status;
   const Deadline deadline(kChangeLimit);
   return OnKey(key, kKeySetValue, nullptr,
-               [&](const HandleTarget& opened) { return RemoveValue(opened, wanted, deadline); });
+               [&](const HandleTarget& opened) { return RemoveValue(cache_, opened, wanted, deadline); });
 }
 
 Status LinuxRegistry::CloseKey(KeyHandle key) {
@@ -248,7 +254,7 @@ Status LinuxRegistry::EnumKey(KeyHandle key, std::uint32_t index, AnsiText& name
 // Gives the values of a key in their order: those that the handle remembers, as long as they are current.
 Status LinuxRegistry::ValuesOf(KeyHandle handle, const HandleTarget& opened, std::shared_ptr<const CachedKey>& values) {
   values = handles_.Values(handle);
-  if (values && values->file == opened.folder.File(kValuesFileName) && values->IsCurrent()) return kSuccess;
+  if (values && IsFileOf(opened.folder, values->file) && values->IsCurrent()) return kSuccess;
   bool isTooLarge = false;
   values = ReadWithStamp(opened.folder, {}, isTooLarge);
   if (values && !opened.folder.isRoot() && values->id != opened.id) values = nullptr;
@@ -310,7 +316,7 @@ Status LinuxRegistry::ChangeValues(KeyHandle key, std::span<ValueChange> changes
   }
   const Deadline deadline(kChangeLimit);
   return OnKey(key, kKeySetValue, &deadline,
-               [&](const HandleTarget& opened) { return StoreValues(opened, changes, deadline); });
+               [&](const HandleTarget& opened) { return StoreValues(cache_, opened, changes, deadline); });
 }
 
 }  // namespace nerio::platform

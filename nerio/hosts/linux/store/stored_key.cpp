@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <memory>
 #include <numeric>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
@@ -77,15 +79,31 @@ bool IsSameKey(const HandleTarget& key, const ValuesFile& values) {
 
 // A key that is open for writing: its lock is held.
 struct WritableKey {
+  explicit WritableKey(KeyCache& keys) : cache(keys), last(keys.TakeLastChange()), values(last->values) {}
+  WritableKey(const WritableKey&) = delete;
+  WritableKey& operator=(const WritableKey&) = delete;
+  ~WritableKey() { cache.KeepLastChange(std::move(last)); }
+
+  KeyCache& cache;
+  std::unique_ptr<KeyCache::LastChange> last;
   LockedKey locked;
   Descriptor file;
-  ValuesFile values;
+  ValuesFile& values;
 };
 
+// Removes what killed writers left in a key's folder, unless nothing was put there since it was last looked for.
+void RemoveNewLeftovers(const LockedKey& key, const FileStamp& before, FileStamp& swept) {
+  if (key.stamp == swept) return;
+  RemoveLeftovers(key);
+  const bool lasts = (TellsChangesApart() || IsOldEnough(key.stamp, before)) && HasReliableTimes(key.folder.get());
+  swept = lasts ? key.stamp : FileStamp();
+}
+
 Status OpenForWriting(const HandleTarget& key, const Deadline& deadline, WritableKey& writable) {
+  const FileStamp before = StampOfNow();
   Status status = LockKey(key.folder, O_PATH, deadline, writable.locked);
   if (status != kSuccess) return status == kFileNotFound ? kKeyDeleted : status;
-  RemoveLeftovers(writable.locked);
+  RemoveNewLeftovers(writable.locked, before, writable.last->swept);
   status = OpenInside(writable.locked.folder.get(), kValuesFileName, O_RDWR, writable.file);
   if (status == kFileNotFound && key.folder.isRoot()) {
     // A root that was made by hand gets its file with its first value.
@@ -97,7 +115,7 @@ Status OpenForWriting(const HandleTarget& key, const Deadline& deadline, Writabl
   }
   if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
   // Reading shows whether it is an ordinary file; an fstat would cost more than its own time, see `ReadRest`.
-  status = writable.values.Read(writable.file.get());
+  status = writable.values.ReadAgain(writable.file.get());
   if (status == kSuccess) status = Verdict(writable.values);
   if (status == kSuccess && (!IsSameKey(key, writable.values) || writable.values.header().keyDeleted)) {
     status = kKeyDeleted;
@@ -164,10 +182,10 @@ Status ReadKey(const HandleTarget& key, Extent extent, ValuesFile& values) {
   return status == kSuccess && !IsSameKey(key, values) ? kKeyDeleted : status;
 }
 
-Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t type, std::string_view data,
-                  const Deadline& deadline) {
+Status StoreValue(KeyCache& cache, const HandleTarget& key, std::string_view name, std::uint32_t type,
+                  std::string_view data, const Deadline& deadline) {
   if (data.size() > kMaxFileSize) return kNotEnoughMemory;
-  WritableKey writable;
+  WritableKey writable(cache);
   const Status status = OpenForWriting(key, deadline, writable);
   if (status != kSuccess) return status;
   ValueRecord present;
@@ -175,8 +193,9 @@ Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t 
   return Write(writable, {.sequence = 0, .deletion = false, .type = type, .name = name, .data = data});
 }
 
-Status StoreValues(const HandleTarget& key, std::span<WholeKeys::ValueChange> changes, const Deadline& deadline) {
-  WritableKey writable;
+Status StoreValues(KeyCache& cache, const HandleTarget& key, std::span<WholeKeys::ValueChange> changes,
+                   const Deadline& deadline) {
+  WritableKey writable(cache);
   const Status status = OpenForWriting(key, deadline, writable);
   if (status != kSuccess) return status;
   const std::vector<ValueRecord> after = ValuesAfter(writable.values.Values(), changes);
@@ -190,8 +209,8 @@ Status StoreValues(const HandleTarget& key, std::span<WholeKeys::ValueChange> ch
   return WriteValues(writable.locked.folder.get(), writable.file.get(), writable.values, after, deletesOnly);
 }
 
-Status RemoveValue(const HandleTarget& key, std::string_view name, const Deadline& deadline) {
-  WritableKey writable;
+Status RemoveValue(KeyCache& cache, const HandleTarget& key, std::string_view name, const Deadline& deadline) {
+  WritableKey writable(cache);
   const Status status = OpenForWriting(key, deadline, writable);
   if (status != kSuccess) return status;
   ValueRecord present;

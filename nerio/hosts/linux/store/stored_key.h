@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "nerio/hosts/linux/store/handle_table.h"
+#include "nerio/hosts/linux/store/key_cache.h"
 #include "nerio/hosts/linux/store/key_folder.h"
 #include "nerio/hosts/linux/store/values_file.h"
 #include "nerio/platform/status.h"
@@ -27,13 +28,14 @@ Status ReadKey(const HandleTarget& key, Extent extent, ValuesFile& file);
 /// Stores a value, or replaces its type and data; its name keeps the spelling that it has. Durable when it returns 0.
 /// @return 1018 when the key is not there any more, 5 when it may not be written, 1015 when it is damaged, 170 when
 /// another process has it locked until the deadline.
-Status StoreValue(const HandleTarget& key, std::string_view name, std::uint32_t type, std::string_view data,
-                  const Deadline& deadline);
+Status StoreValue(KeyCache& cache, const HandleTarget& key, std::string_view name, std::uint32_t type,
+                  std::string_view data, const Deadline& deadline);
 
 /// Makes several changes of values, all of them or none, by one replacement of the file. @return as `StoreValue`.
-Status StoreValues(const HandleTarget& key, std::span<WholeKeys::ValueChange> changes, const Deadline& deadline);
+Status StoreValues(KeyCache& cache, const HandleTarget& key, std::span<WholeKeys::ValueChange> changes,
+                   const Deadline& deadline);
 
 /// Removes a value. @return as `StoreValue`, and 2 when there is none of that name.
-Status RemoveValue(const HandleTarget& key, std::string_view name, const Deadline& deadline);
+Status RemoveValue(KeyCache& cache, const HandleTarget& key, std::string_view name, const Deadline& deadline);
 
 }  // namespace nerio::platform

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <cerrno>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -21,19 +22,6 @@ using End = RecordCursor::End;
 
 // A file longer than so many times what a new one would have is replaced.
 constexpr std::uint64_t kMaxSlack = 4;
-
-Status WriteAt(int file, std::string_view bytes, std::uint64_t offset) {
-  while (!bytes.empty()) {
-    const ssize_t written =
-        Uninterrupted([&] { return ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
-    if (written < 0) return RegistryStatus(errno);
-    // Without progress there is no error number to report and no use in going on.
-    if (written == 0) return kRegistryIoFailed;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-    offset += static_cast<std::uint64_t>(written);
-  }
-  return kSuccess;
-}
 
 // Writes a record into the zeros at the end of the file. The trailer comes last, in a call of its own: the kernel sets a
 // file's time before its bytes are there, so whoever read the old bytes with the time of the first call finds another
@@ -64,33 +52,14 @@ Status WriteNewFile(int folder, const char* name, std::string_view bytes, unsign
 
 // A longer file is looked at before memory is taken for it: it may be mostly holes.
 constexpr std::size_t kMaxBytesUnchecked = std::size_t{2} << 20;
-constexpr std::size_t kPieceSize = std::size_t{64} << 10;
+
+// What a thread's stack always has room for.
+constexpr std::size_t kComparedAtOnce = std::size_t{16} << 10;
 
 char* Allocate(std::size_t size) {
   auto* const bytes = static_cast<char*>(std::malloc(size));
   if (bytes == nullptr) throw std::bad_alloc();
   return bytes;
-}
-
-// Gives what is stored between two offsets of a file, piece by piece, without its holes.
-template <typename Act>
-Status ForEachPiece(int file, std::uint64_t offset, std::uint64_t end, Act act) {
-  std::string piece(kPieceSize, '\0');
-  while (offset < end) {
-    const off_t data = ::lseek(file, static_cast<off_t>(offset), SEEK_DATA);
-    if (data < 0 && errno == ENXIO) return kSuccess;
-    if (data < 0) return RegistryStatus(errno);
-    offset = static_cast<std::uint64_t>(data);
-    if (offset >= end) return kSuccess;
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kPieceSize, end - offset));
-    const ssize_t got = Uninterrupted([&] { return ::pread(file, piece.data(), wanted, data); });
-    if (got < 0) return RegistryStatus(errno);
-    // Somebody cut the file by hand: the rest counts as zeros, as it does for holes.
-    if (got == 0) return kSuccess;
-    act(offset, std::string_view(piece).substr(0, static_cast<std::size_t>(got)));
-    offset += static_cast<std::uint64_t>(got);
-  }
-  return kSuccess;
 }
 
 // Goes from one record's head to the next. @return where the last one ends whose head checks.
@@ -105,13 +74,6 @@ std::uint64_t ReachOfRecords(int file, std::uint64_t end) {
     if (space == 0 || space > end - offset) return offset;
     offset += space;
   }
-}
-
-// Owner and group stay as they were, as far as whoever writes may give a file away.
-void KeepOwner(int file, const struct stat& old) {
-  constexpr auto kAsItIs = static_cast<uid_t>(-1);
-  if (::fchown(file, old.st_uid, old.st_gid) == 0) return;
-  if (::fchown(file, kAsItIs, old.st_gid) == 0) return;
 }
 
 Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
@@ -143,13 +105,6 @@ std::vector<ValueRecord> ValuesAfter(const ValuesFile& current, const ValueRecor
   std::erase_if(values, [&](const ValueRecord& value) { return SameAnsiName(value.name, change.name); });
   if (!change.deletion) values.push_back(change);
   return values;
-}
-
-// Whoever keeps a file under a second name, in a snapshot for instance, keeps its bytes. Any doubt counts as one.
-bool HasOtherName(int file) {
-  // Not by fstat: once a file's times were read, some file systems write its inode again with the next change.
-  struct statx entry {};
-  return ::statx(file, "", AT_EMPTY_PATH, STATX_NLINK, &entry) != 0 || entry.stx_nlink > 1;
 }
 
 bool FitsInPlace(int file, const ValuesFile& current, std::uint64_t space) {
@@ -201,21 +156,28 @@ Status ValuesFile::ReadBytes(int file, std::size_t wanted) {
   return kSuccess;
 }
 
-void ValuesFile::MakeEmpty(const ValuesHeader& header) {
+// Forgets the file that was read last.
+void ValuesFile::Forget() {
+  state_ = End::Damaged;
   size_ = 0;
   leftOut_ = 0;
   large_.reset();
+  recordsEnd_ = kSectorSize;
+  addedRecords_ = 0;
+  places_.clear();
+  indexedEnd_ = kSectorSize;
+}
+
+void ValuesFile::MakeEmpty(const ValuesHeader& header) {
+  Forget();
   header_ = header;
   header_.fileSize = 0;
   state_ = End::Whole;
   nextSequence_ = header.firstSequence;
-  addedRecords_ = 0;
 }
 
 Status ValuesFile::ReadStart(int file, std::size_t wanted) {
-  size_ = 0;
-  leftOut_ = 0;
-  large_.reset();
+  Forget();
   const Status status = ReadBytes(file, wanted);
   if (status == kSuccess) state_ = ParseHeader(bytes(), header_, damage_) ? End::Whole : End::Damaged;
   return status;
@@ -274,8 +236,15 @@ Status ValuesFile::Read(int file) {
   const bool goesOn = size_ == small_.size() || size_ < header_.fileSize;
   if (status == kSuccess && state_ != End::Damaged && goesOn) status = ReadRest(file);
   if (status != kSuccess || state_ == End::Damaged) return status;
-  RecordCursor cursor = Records();
-  addedRecords_ = 0;
+  ValuesHeader seen = header_;
+  seen.fileSize -= leftOut_;
+  RecordCursor cursor(bytes(), seen);
+  CheckRecords(cursor);
+  return kSuccess;
+}
+
+// Goes through records that were not checked before.
+void ValuesFile::CheckRecords(RecordCursor& cursor) {
   for (ValueRecord record; cursor.Next(record);) {
     if (cursor.position() > header_.settledEnd) ++addedRecords_;
   }
@@ -283,13 +252,69 @@ Status ValuesFile::Read(int file) {
   damage_ = state_ == End::Incomplete ? Damage{cursor.position(), "an incomplete record"} : cursor.damage();
   recordsEnd_ = cursor.position();
   nextSequence_ = cursor.nextSequence();
+}
+
+Status ValuesFile::ReadAgain(int file) {
+  if (!ReadChanges(file)) {
+    const Status status = Read(file);
+    if (status != kSuccess) return status;
+  }
+  while (indexedEnd_ < recordsEnd_) {
+    std::uint64_t next = indexedEnd_;
+    const std::string_view name = RecordAt(bytes(), next).name;
+    places_.push_back({.hash = HashOfName(name), .offset = static_cast<std::uint32_t>(indexedEnd_)});
+    indexedEnd_ = next;
+  }
   return kSuccess;
 }
 
+// Reads a file that differs from the one that was read last by further records at most.
+// @return false when it differs otherwise, or cannot be read: then it has to be read afresh.
+bool ValuesFile::ReadChanges(int file) {
+  if (state_ != End::Whole || size_ == 0 || size_ != header_.fileSize) return false;
+  char* const known = large_ ? large_.get() : small_.data();
+  // One byte more tells a file that goes on.
+  std::array<char, kComparedAtOnce + 1> piece;
+  std::size_t changedEnd = 0;
+  for (std::size_t offset = 0; offset < size_;) {
+    const bool isLast = size_ - offset <= kComparedAtOnce;
+    const std::size_t size = isLast ? size_ - offset : kComparedAtOnce;
+    const std::size_t wanted = isLast ? size + 1 : size;
+    const ssize_t got = Uninterrupted([&] { return ::pread(file, piece.data(), wanted, static_cast<off_t>(offset)); });
+    if (got != static_cast<ssize_t>(size)) return false;
+    if (std::memcmp(piece.data(), known + offset, size) != 0) {
+      const std::size_t checked = offset < recordsEnd_ ? std::min<std::size_t>(size, recordsEnd_ - offset) : 0;
+      if (std::memcmp(piece.data(), known + offset, checked) != 0) return false;
+      std::copy_n(piece.begin(), size, known + offset);
+      changedEnd = offset + size;
+    }
+    offset += size;
+  }
+  if (changedEnd == 0) return true;
+  // What follows are the zeros that were there before.
+  ValuesHeader seen = header_;
+  seen.fileSize = changedEnd;
+  RecordCursor cursor(bytes().substr(0, changedEnd), seen);
+  cursor.GoOn(recordsEnd_, nextSequence_);
+  CheckRecords(cursor);
+  return state_ == End::Whole;
+}
+
 bool ValuesFile::Find(std::string_view name, ValueRecord& value) const {
+  // The last record of a name wins.
+  const std::uint32_t hash = places_.empty() ? 0 : HashOfName(name);
+  for (std::size_t i = places_.size(); i > 0; --i) {
+    if (places_[i - 1].hash != hash) continue;
+    std::uint64_t position = places_[i - 1].offset;
+    const ValueRecord record = RecordAt(bytes(), position);
+    if (!SameAnsiName(record.name, name)) continue;
+    value = record;
+    return !record.deletion;
+  }
+  if (!places_.empty()) return false;
   bool found = false;
-  RecordCursor cursor = Records();
-  for (ValueRecord record; cursor.Next(record);) {
+  for (std::uint64_t position = kSectorSize; position < recordsEnd_;) {
+    const ValueRecord record = RecordAt(bytes(), position);
     if (!SameAnsiName(record.name, name)) continue;
     found = !record.deletion;
     if (found) value = record;
@@ -299,8 +324,7 @@ bool ValuesFile::Find(std::string_view name, ValueRecord& value) const {
 
 std::vector<ValueRecord> ValuesFile::Values() const {
   std::vector<ValueRecord> values;
-  RecordCursor cursor = Records();
-  for (ValueRecord record; cursor.Next(record);) values.push_back(record);
+  for (std::uint64_t position = kSectorSize; position < recordsEnd_;) values.push_back(RecordAt(bytes(), position));
   const auto isBefore = [order = AnsiNameOrder()](const ValueRecord& left, const ValueRecord& right) {
     return order(left.name, right.name);
   };

@@ -26,6 +26,10 @@ class ValuesFile {
   /// @return 0, or the reason why the file cannot be read: 8, 1015 (not an ordinary file), 1016.
   Status Read(int file);
 
+  /// Reads an open file as `Read` does, when it may well be the one that was read last: what is still the same is not
+  /// checked again, and `Find` takes a time that hardly grows with the number of values.
+  Status ReadAgain(int file);
+
   /// Reads the header alone, so that `header`, and `damage` where `state` is `Damaged`, are all that is known.
   Status ReadHeader(int file);
 
@@ -37,12 +41,6 @@ class ValuesFile {
   const Damage& damage() const { return damage_; }
   const ValuesHeader& header() const { return header_; }
 
-  /// Goes through the records that are in order.
-  RecordCursor Records() const {
-    ValuesHeader seen = header_;
-    seen.fileSize -= leftOut_;
-    return {bytes(), seen};
-  }
   /// Where the next record belongs.
   std::uint64_t recordsEnd() const { return recordsEnd_; }
   std::uint64_t nextSequence() const { return nextSequence_; }
@@ -64,6 +62,9 @@ class ValuesFile {
   Status ReadStart(int file, std::size_t wanted);
   Status ReadRest(int file);
   Status ReadWithHoles(int file);
+  bool ReadChanges(int file);
+  void CheckRecords(RecordCursor& cursor);
+  void Forget();
 
   // Most values files are one page; a byte more tells a longer one.
   std::array<char, kPageSize + 1> small_;
@@ -80,6 +81,15 @@ class ValuesFile {
   std::uint64_t recordsEnd_ = kSectorSize;
   std::uint64_t nextSequence_ = 1;
   std::uint64_t addedRecords_ = 0;
+
+  /// Where the records of a name may be.
+  struct Place {
+    std::uint32_t hash;
+    std::uint32_t offset;
+  };
+  /// Of the records up to `indexedEnd_`.
+  std::vector<Place> places_;
+  std::uint64_t indexedEnd_ = kSectorSize;
 };
 
 /// Sets or clears a note in the header of an open values file, where that can be done. A note that stays set costs the

@@ -1,6 +1,7 @@
 #include "nerio/hosts/linux/store/values_format.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -29,6 +30,12 @@ void Put(std::string& out, Integer value) {
 
 template <typename Integer>
 Integer Get(std::string_view bytes, std::size_t offset) {
+  // The compiler makes no single load of the loop below.
+  if constexpr (std::endian::native == std::endian::little) {
+    Integer whole;
+    std::memcpy(&whole, bytes.data() + offset, sizeof whole);
+    return whole;
+  }
   std::uint64_t value = 0;
   for (std::size_t i = 0; i < sizeof(Integer); ++i) {
     value |= std::uint64_t{static_cast<unsigned char>(bytes[offset + i])} << (8 * i);
@@ -215,6 +222,18 @@ std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& reco
   }
   bytes.resize(header.fileSize);
   return bytes;
+}
+
+ValueRecord RecordAt(std::string_view file, std::uint64_t& position) {
+  const std::string_view bytes = file.substr(position);
+  const auto nameLength = Get<std::uint16_t>(bytes, 6);
+  const auto dataLength = Get<std::uint32_t>(bytes, 12);
+  position += RecordSpace(nameLength, dataLength);
+  return {.sequence = Get<std::uint64_t>(bytes, 16),
+          .deletion = Get<std::uint16_t>(bytes, 4) == kDeletionKind,
+          .type = Get<std::uint32_t>(bytes, 8),
+          .name = bytes.substr(kRecordHeadSize, nameLength),
+          .data = bytes.substr(kRecordHeadSize + nameLength, dataLength)};
 }
 
 RecordCursor::RecordCursor(std::string_view file, const ValuesHeader& header)

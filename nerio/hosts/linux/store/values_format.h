@@ -116,6 +116,10 @@ std::uint64_t FileSizeFor(std::uint64_t space, Room room);
 /// @throws std::bad_alloc when it would be longer than a file can be.
 std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& records, Room room);
 
+/// Reads a record of a file that a cursor has found in order, without checking it again.
+/// @param[in,out] position where the record begins; then where the next one does.
+ValueRecord RecordAt(std::string_view file, std::uint64_t& position);
+
 /// Goes through the records of a values file.
 class RecordCursor {
  public:
@@ -130,6 +134,12 @@ class RecordCursor {
   /// @param file the whole file; it outlives the cursor and the records that it gives.
   /// @param header what `ParseHeader` made of it.
   RecordCursor(std::string_view file, const ValuesHeader& header);
+
+  /// Goes on where another cursor stopped, whose file began in the same way.
+  void GoOn(std::uint64_t position, std::uint64_t nextSequence) {
+    position_ = position;
+    nextSequence_ = nextSequence;
+  }
 
   /// Gives the next record. @return false after the last one: `end` then says how the file ends.
   bool Next(ValueRecord& record);

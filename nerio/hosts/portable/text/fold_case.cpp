@@ -72,6 +72,16 @@ constexpr std::array<char, 256> kFolded = FoldTable();
 // divert.
 constexpr char Folded(char byte) { return kFolded[static_cast<unsigned char>(byte)]; }
 
+// The code units of the folded bytes, by which names are ordered.
+const std::array<char16_t, 256>& UnitsInOrder() {
+  static const std::array<char16_t, 256> units = [] {
+    std::array<char16_t, 256> table{};
+    for (std::size_t byte = 0; byte < table.size(); ++byte) table[byte] = UnitOf1252(kFolded[byte]);
+    return table;
+  }();
+  return units;
+}
+
 }  // namespace
 
 char16_t FoldCase(char16_t unit) { return Folded(unit); }
@@ -90,8 +100,14 @@ bool SameAnsiName(std::string_view left, std::string_view right) {
 }
 
 bool AnsiNameOrder::operator()(std::string_view left, std::string_view right) const {
-  return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
-                                      [](char a, char b) { return UnitOf1252(Folded(a)) < UnitOf1252(Folded(b)); });
+  const std::array<char16_t, 256>& units = UnitsInOrder();
+  const std::size_t common = std::min(left.size(), right.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    const char16_t one = units[static_cast<unsigned char>(left[i])];
+    const char16_t other = units[static_cast<unsigned char>(right[i])];
+    if (one != other) return one < other;
+  }
+  return left.size() < right.size();
 }
 
 }  // namespace nerio::platform

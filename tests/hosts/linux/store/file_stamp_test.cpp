@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
+#include "tests/hosts/linux/store/memory_folder.h"
+#include "tests/testing/temporary_folder.h"
+
 namespace nerio::platform {
 namespace {
 
@@ -24,6 +29,20 @@ TEST(FileStamp, IsOldEnough_NeedsMoreThanTheStepsOfTheClock) {
     now.seconds = 100;
     now.nanoseconds = 500'000'000;
     EXPECT_EQ(IsOldEnough(stamp, now), one.oldEnough) << one.seconds << '.' << one.nanoseconds;
+  }
+}
+
+// On older kernels many of these changes have the time of the one before.
+TEST(FileStamp, AChangeRightAfterALook_ShowsWhereTheKernelTellsChangesApart) {
+  const testing::TemporaryFolder folder(testing::MemoryFolder());
+  for (int change = 0; change < 500; ++change) {
+    FileStamp before;
+    FileStamp after;
+    ASSERT_TRUE(ReadStamp(folder.path(), before));
+    std::filesystem::create_directory(folder.path() / "new");
+    std::filesystem::remove(folder.path() / "new");
+    ASSERT_TRUE(ReadStamp(folder.path(), after));
+    ASSERT_TRUE(before != after || !TellsChangesApart()) << change;
   }
 }
 

@@ -123,8 +123,8 @@ TEST_F(KeyLockTest, ChangesOfAKeyThatIsLocked_AnswerBusyAtTheirDeadline) {
   KeyCache cache;
   HandleTarget created;
   bool isNew = false;
-  EXPECT_EQ(StoreValue(key, "v", kRegSz, "x", soon()), kBusy);
-  EXPECT_EQ(RemoveValue(key, "v", soon()), kBusy);
+  EXPECT_EQ(StoreValue(cache, key, "v", kRegSz, "x", soon()), kBusy);
+  EXPECT_EQ(RemoveValue(cache, key, "v", soon()), kBusy);
   EXPECT_EQ(RemoveKey(key, {}, soon()), kBusy);
   EXPECT_EQ(CreateOrOpenKey(cache, key, {"new"}, testing::kFullAccess, soon(), created, isNew), kBusy);
   EXPECT_FALSE(fs::exists(stored_.Key("k/new")));

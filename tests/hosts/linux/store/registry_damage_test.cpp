@@ -343,6 +343,17 @@ TEST_F(RegistryDamage, Leftovers_AreInvisibleAndSweptByTheNextWriter) {
   EXPECT_THAT(stored_.Findings(), IsEmpty());
 }
 
+TEST_F(RegistryDamage, LeftoversOfAnyMomentAfterAChange_AreSweptByTheNextOne) {
+  for (int turn = 0; turn < 200; ++turn) {
+    ASSERT_EQ(calls_.Set("k"_ansi, "a"_ansi, std::to_string(turn)), kSuccess);
+    const fs::path left = stored_.Key("k") / (turn % 2 == 0 ? "%new" : "%gone");
+    if (turn % 2 == 0) WriteFile(left, "half");
+    if (turn % 2 != 0) fs::create_directory(left);
+    ASSERT_EQ(calls_.Set("k"_ansi, "b"_ansi, std::to_string(turn)), kSuccess);
+    ASSERT_FALSE(fs::exists(left)) << turn;
+  }
+}
+
 TEST_F(RegistryDamage, NumbersOfRecords_GoOnWhenTheFileIsReplaced) {
   ValuesHeader header;
   Damage damage;

@@ -192,6 +192,8 @@ TEST(ValuesFormat, Damage_IsNamedByItsPlace) {
     const Reading reading = Read(spoilt);
     EXPECT_EQ(reading.end, End::Damaged) << one.what;
     EXPECT_EQ(reading.damage.offset, one.damageOffset) << one.what << ": " << reading.damage.what;
+    if (one.damageOffset != second || one.offset < second + 24) continue;
+    EXPECT_STREQ(reading.damage.what, "a record's checksum is wrong") << one.what;
   }
 }
 
