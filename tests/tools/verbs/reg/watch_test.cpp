@@ -24,7 +24,7 @@ struct WatchTest : ::testing::Test {
     std::istringstream in;
     Output output(out, err);
     output.SetJson(json);
-    Session session{tool.View(), in, output, false, version};
+    Session session{tool.View(), in, output, false, version, {}};
     Lines lines;
     std::size_t next = 0;
     Watch(session, {platform::kHkeyLocalMachine, "Software\\Nerio"_ansi}, [&] {
