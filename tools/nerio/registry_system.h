@@ -110,6 +110,8 @@ struct RepairedKey {
   std::string place;         ///< the damaged file, in UTF-8
   std::uint64_t offset = 0;  ///< where in it, and what was wrong there
   std::string what;
+  bool otherVersion =
+      false;               ///< it is not damaged, but of a version of the format that is not read: nothing was changed
   std::size_t values = 0;  ///< how many values the key has now
   std::string kept;        ///< the damaged file as it is kept, in UTF-8; empty where there was none
 };

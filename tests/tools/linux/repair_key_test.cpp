@@ -12,6 +12,7 @@
 #include "nerio/hosts/linux/store/values_format.h"
 #include "nerio/platform/host.h"
 #include "tests/hosts/linux/store/child_process.h"
+#include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/testing/temporary_folder.h"
 #include "tools/nerio/command_line.h"
 
@@ -123,6 +124,16 @@ TEST_F(RepairTest, DamagedRecord_IsLostAloneWhateverIsDamagedInIt) {
     }
   }
   EXPECT_TRUE(Run({"reg", "doctor"}).find("no damage") != std::string::npos);
+}
+
+TEST_F(RepairTest, FileOfALaterVersion_IsLeftToTheNerioThatWroteIt) {
+  const std::string later = testing::OfLaterVersion(sound_);
+  Damage(later);
+  EXPECT_EQ(Run({"reg", "repair", kKey}), "2\nnerio: " + values_.string() +
+                                              ": not of version 1; a later Nerio may have written it, and reads it\n"
+                                              "  repair it with the Nerio that wrote it\n");
+  EXPECT_EQ(Content(values_), later);
+  EXPECT_EQ(Kept().size(), 0u);
 }
 
 TEST_F(RepairTest, DamagedHeaderTrailerOrLength_LosesNothing) {

@@ -180,6 +180,8 @@ Status RepairLocked(const KeyFolder& key, const std::string& name, int folder, R
     if (status == kSuccess) status = ReadBytes(file.get(), bytes);
     repaired.offset = values.damage().offset;
     repaired.what = values.damage().what != nullptr ? values.damage().what : "";
+    repaired.otherVersion = values.damage().otherVersion;
+    if (repaired.otherVersion) return status;
   } else if (status == kFileNotFound) {
     status = kSuccess;
     repaired.what = "the file is missing";

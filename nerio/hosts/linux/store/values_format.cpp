@@ -116,7 +116,7 @@ std::string EncodeHeader(const ValuesHeader& header) {
 
 bool ParseHeader(std::string_view start, ValuesHeader& header, Damage& damage) {
   const auto damaged = [&damage](std::uint64_t offset, const char* what) {
-    damage = {offset, what};
+    damage = {offset, what, false};
     return false;
   };
   if (start.size() < kSectorSize) return damaged(start.size(), "the file ends inside its header");
@@ -127,7 +127,8 @@ bool ParseHeader(std::string_view start, ValuesHeader& header, Damage& damage) {
   }
   // What follows can only be the work of another program: the checksum is right.
   if (Get<std::uint32_t>(start, kMagic.size()) != kVersion) {
-    return damaged(kMagic.size(), "not of version 1; a later Nerio may have written it, and reads it");
+    damage = {kMagic.size(), "not of version 1; a later Nerio may have written it, and reads it", true};
+    return false;
   }
   std::memcpy(header.id.data(), start.data() + 16, header.id.size());
   header.fileSize = Get<std::uint64_t>(start, 32);

@@ -69,6 +69,7 @@ struct ValueRecord {
 struct Damage {
   std::uint64_t offset = 0;
   const char* what = nullptr;
+  bool otherVersion = false;  ///< nothing is wrong but that the file is of a version that is not read here
 };
 
 /// Returns the header's `kSectorSize` bytes.

@@ -12,7 +12,6 @@
 #include <set>
 #include <string>
 
-#include "nerio/hosts/linux/store/crc32c.h"
 #include "nerio/hosts/linux/store/values_format.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/testing/ansi_literal.h"
@@ -57,18 +56,8 @@ class RegistryDamage : public ::testing::Test {
   std::string content_;
 };
 
-// Its checksum is right, as every version has it in this place over these bytes.
 TEST_F(RegistryDamage, FileOfALaterVersion_IsRefusedAndStaysAsItIs) {
-  constexpr std::size_t kVersionAt = 8;
-  constexpr std::size_t kChecksumAt = 12;
-  constexpr std::size_t kChecksumEnd = 16;
-  constexpr std::size_t kNotesAt = 508;
-  std::string later = content_;
-  later[kVersionAt] = '\2';
-  const std::uint32_t checksum = Crc32c(later.substr(kChecksumEnd, kNotesAt - kChecksumEnd) + std::string(4, '\0'),
-                                        Crc32c(later.substr(0, kChecksumAt)));
-  for (std::size_t index = 0; index < 4; ++index)
-    later[kChecksumAt + index] = static_cast<char>(checksum >> (8 * index));
+  const std::string later = testing::OfLaterVersion(content_);
   WriteFile(file_, later);
   ExpectRefusedEverywhere(later);
   EXPECT_THAT(stored_.Findings(), ElementsAre(HasSubstr(":8: not of version 1; a later Nerio may have written it")));

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "nerio/hosts/linux/store/crc32c.h"
 #include "tests/testing/ansi_literal.h"
 
 namespace nerio::testing {
@@ -110,6 +111,18 @@ void WriteFile(const std::filesystem::path& file, const std::string& content) {
   std::ofstream stream(file, std::ios::binary | std::ios::trunc);
   stream << content;
   if (!stream.flush()) throw std::runtime_error("can not write " + file.string());
+}
+
+std::string OfLaterVersion(std::string file) {
+  constexpr std::size_t kVersionAt = 8;
+  constexpr std::size_t kChecksumAt = 12;
+  constexpr std::size_t kChecksumEnd = 16;
+  constexpr std::size_t kNotesAt = 508;
+  ++file[kVersionAt];
+  const std::string covered = file.substr(kChecksumEnd, kNotesAt - kChecksumEnd) + std::string(4, '\0');
+  const std::uint32_t checksum = platform::Crc32c(covered, platform::Crc32c(file.substr(0, kChecksumAt)));
+  for (std::size_t i = 0; i < 4; ++i) file[kChecksumAt + i] = static_cast<char>(checksum >> (8 * i));
+  return file;
 }
 
 }  // namespace nerio::testing

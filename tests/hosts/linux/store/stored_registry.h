@@ -75,4 +75,8 @@ class StoredRegistry {
 std::string FileContent(const std::filesystem::path& file);
 void WriteFile(const std::filesystem::path& file, const std::string& content);
 
+/// Returns a values file with the next version in its header, and the right checksum, which every version has in this
+/// place over these bytes.
+std::string OfLaterVersion(std::string file);
+
 }  // namespace nerio::testing

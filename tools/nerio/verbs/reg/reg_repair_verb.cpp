@@ -21,6 +21,9 @@ Exit Repair(Session& session, const RepairOptions& options) {
   RepairedKey repaired;
   const platform::Status status = RepairKey(key.root, key.path, repaired);
   if (status != platform::kSuccess) throw RegistryFailure(status, "cannot repair " + shown);
+  if (repaired.otherVersion) {
+    throw Failure(Exit::kRefused, repaired.place + ": " + repaired.what, "repair it with the Nerio that wrote it");
+  }
   Json object{{"key", shown}, {"repaired", repaired.isRepaired}};
   if (!repaired.isRepaired) {
     Open(session, key, platform::kKeyQueryValue);
