@@ -40,9 +40,13 @@ TEST(Progress, AfterASecond_ShowsTheShareAndTheTimeLeft) {
     watched.err.str("");
     watched.now += milliseconds(1);
     progress.At(1, 200);
-    EXPECT_EQ(watched.err.str(), "\rnerio: importing 0 %, 3 min 59 s left");
+    EXPECT_EQ(watched.err.str(), "\rnerio: importing 0 %           ");
     watched.err.str("");
-    watched.now += milliseconds(800);
+    watched.now += milliseconds(200);
+    progress.At(1, 100);
+    EXPECT_EQ(watched.err.str(), "\rnerio: importing 1 %, 2 min 19 s left");
+    watched.err.str("");
+    watched.now += milliseconds(600);
     progress.At(10, 10);
     EXPECT_EQ(watched.err.str(), "\rnerio: importing 100 %, 1 s left     ");
     watched.err.str("");
