@@ -15,7 +15,7 @@ int main(int argc, char** argv) try {
       .Run(nerio::tool::Arguments(argc, argv), host->Services(), std::cin, std::cout, std::cerr,
            nerio::tool::IsSomebodyAtTerminal(), {nerio::tool::IsErrorTerminal(), nerio::tool::IsOutputTerminal()});
 } catch (const std::bad_alloc&) {
-  // Nothing that allocates.
-  std::fputs("nerio: there is not enough memory\n", stderr);
+  // Nothing that allocates, and nobody to tell if it fails.
+  static_cast<void>(std::fputs("nerio: there is not enough memory\n", stderr));
   return static_cast<int>(nerio::tool::Exit::kFailed);
 }
