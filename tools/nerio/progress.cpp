@@ -14,7 +14,6 @@ using std::chrono::seconds;
 
 constexpr milliseconds kFirst(1000);
 constexpr milliseconds kInterval(200);
-constexpr double kLeastShare = 0.01;
 
 std::string TimeLeft(seconds left) {
   const std::int64_t count = std::max<std::int64_t>(left.count(), 1);
@@ -46,12 +45,13 @@ bool Progress::IsDue() {
 
 void Progress::At(std::uint64_t done, std::uint64_t all) {
   if (done == 0 || done > all || !IsDue()) return;
-  const double share = static_cast<double>(done) / static_cast<double>(all);
+  const std::uint64_t percent = done * 100 / all;
   // So little says nothing about the rest.
-  if (share < kLeastShare) return Show("0 %");
+  if (percent == 0) return Show("0 %");
+  const double share = static_cast<double>(done) / static_cast<double>(all);
   const auto elapsed = duration_cast<milliseconds>(shown_ - begun_);
   const seconds left(std::llround(static_cast<double>(elapsed.count()) * (1 - share) / share / 1000));
-  Show(std::to_string(static_cast<int>(share * 100)) + " %, " + TimeLeft(left));
+  Show(std::to_string(percent) + " %, " + TimeLeft(left));
 }
 
 void Progress::AtBytes(std::uint64_t done) {
