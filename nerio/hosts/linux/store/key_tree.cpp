@@ -203,10 +203,10 @@ Status CreateOrOpenKey(KeyCache& cache, const HandleTarget& base, const std::vec
     }
     if (status == kSuccess) status = OpenExistingKey(cache, base, names, access, key, true);
     if (status != kFileNotFound) return status;
-    // Another process deleted a key of the path after this one had found it. Without names it was the root itself.
+    // Another process deleted a key of the path after this one had found it; or the key of the handle, or the root itself.
     Descriptor root;
     status = OpenByPath(base.folder.path(), O_PATH | O_DIRECTORY, root);
-    if (status != kSuccess) return status;
+    if (status != kSuccess) return status == kFileNotFound && !base.folder.isRoot() ? kKeyDeleted : status;
     if (deadline.HasPassed()) return kBusy;
   }
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -411,6 +412,28 @@ TEST(RegistryFaultsOfTheKernel, KeyThatIsAnotherOneEachTimeItIsLocked_AnswersBus
   testing::BeforeEach(testing::Moment::Lock, nullptr);
   EXPECT_EQ(status, kBusy);
   EXPECT_GT(moved, 1);
+}
+
+// Another process deletes the key of the handle after it was found there and before its lock is taken.
+TEST(RegistryFaultsOfTheKernel, KeyOfTheHandleDeletedMeanwhile_AnswersKeyDeletedToACreation) {
+  StoredRegistry stored;
+  ASSERT_EQ(stored.calls().Create("k"_ansi), kSuccess);
+  KeyHandle key = 0;
+  ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key), kSuccess);
+  LinuxRegistry other(stored.folder());
+  std::optional<Status> deleted;
+  testing::BeforeEach(testing::Moment::Lock, [&] {
+    if (!deleted) deleted = Calls(other).Delete("k"_ansi);
+  });
+  KeyHandle created = 0;
+  std::uint32_t disposition = 0;
+  const Status status =
+      stored.registry().CreateKey(key, "below"_ansi, 0, AnsiText(), 0, testing::kFullAccess, {}, created, disposition);
+  testing::BeforeEach(testing::Moment::Lock, nullptr);
+  EXPECT_EQ(deleted, kSuccess);
+  EXPECT_EQ(status, kKeyDeleted);
+  EXPECT_EQ(stored.calls().Open("k"_ansi), kFileNotFound);
+  EXPECT_EQ(stored.registry().CloseKey(key), kSuccess);
 }
 
 TEST(RegistryFaultsOfTheKernel, KeyThatIsTooLargeToBeKept_IsNotReadForIt) {
