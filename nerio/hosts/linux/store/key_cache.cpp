@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t kMaxKeys = 2048;
 constexpr std::size_t kMaxBytes = std::size_t{4} << 20;
 constexpr std::size_t kMaxBytesOfKey = kMaxBytes / 2;
-// Beside them, of the file of the key that was changed last.
-constexpr std::size_t kMaxBytesOfLastChange = std::size_t{2} << 20;
+// Beside them, of the key that was changed last.
+constexpr std::size_t kMaxBytesOfLastChange = std::size_t{8} << 20;
 constexpr int kReadsBeforeStoring = 3;
 // A larger file is not even read to find out how much of it is values: writers replace one that is four times too long.
 constexpr std::int64_t kMaxBytesOfFile = std::int64_t{4} * kMaxBytesOfKey;
@@ -140,7 +140,7 @@ std::unique_ptr<KeyCache::LastChange> KeyCache::TakeLastChange() {
 }
 
 void KeyCache::KeepLastChange(std::unique_ptr<LastChange> change) {
-  if (change->values.header().fileSize > kMaxBytesOfLastChange) return;
+  if (change->values.Memory() > kMaxBytesOfLastChange) return;
   const std::scoped_lock hold(MemoryMutex());
   // What another thread kept meanwhile is freed with the argument, once the mutex is free.
   lastChange_.swap(change);

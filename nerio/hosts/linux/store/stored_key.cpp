@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cerrno>
 #include <memory>
+#include <new>
 #include <numeric>
 #include <optional>
 #include <string>
@@ -20,6 +22,9 @@ namespace nerio::platform {
 namespace {
 
 using End = RecordCursor::End;
+
+// A file longer than so many times what a new one would have is replaced.
+constexpr std::uint64_t kMaxSlack = 4;
 
 Status ReadExtent(int file, Extent extent, ValuesFile& values) {
   return extent == Extent::Header ? values.ReadHeader(file) : values.Read(file);
@@ -99,7 +104,9 @@ void RemoveNewLeftovers(const LockedKey& key, const FileStamp& before, FileStamp
   swept = lasts ? key.stamp : FileStamp();
 }
 
-Status OpenForWriting(const HandleTarget& key, const Deadline& deadline, WritableKey& writable) {
+// @param name the value to be changed; null reads all of them.
+Status OpenForWriting(const HandleTarget& key, const std::string_view* name, const Deadline& deadline,
+                      WritableKey& writable) {
   const FileStamp before = StampOfNow();
   Status status = LockKey(key.folder, O_PATH, deadline, writable.locked);
   if (status != kSuccess) return status == kFileNotFound ? kKeyDeleted : status;
@@ -115,7 +122,8 @@ Status OpenForWriting(const HandleTarget& key, const Deadline& deadline, Writabl
   }
   if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
   // Reading shows whether it is an ordinary file; an fstat would cost more than its own time, see `ReadRest`.
-  status = writable.values.ReadAgain(writable.file.get());
+  const int file = writable.file.get();
+  status = name != nullptr ? writable.values.ReadAgain(file, *name) : writable.values.Read(file);
   if (status == kSuccess) status = Verdict(writable.values);
   if (status == kSuccess && (!IsSameKey(key, writable.values) || writable.values.header().keyDeleted)) {
     status = kKeyDeleted;
@@ -125,9 +133,106 @@ Status OpenForWriting(const HandleTarget& key, const Deadline& deadline, Writabl
   return status;
 }
 
+// Writes a record into the zeros at the end of the file. The trailer comes last, in a call of its own: the kernel sets a
+// file's time before its bytes are there, so whoever read the old bytes with the time of the first call finds another
+// time in the end, however long that call took.
+Status AppendInPlace(int file, std::string record, std::uint64_t offset) {
+  const std::size_t trailer = record.find_last_not_of('\0');
+  const char byte = std::exchange(record[trailer], '\0');
+  Status status = WriteAt(file, record, offset);
+  if (status == kSuccess) status = WriteAt(file, {&byte, 1}, offset + trailer);
+  if (status == kSuccess) status = SyncFile(file);
+  if (status != kSuccess) {
+    // The zeros come back, the trailer's first, so that the old value stays. Parts of the record may have reached the
+    // disk: they must not be found there after the next one, which may be shorter.
+    WriteAt(file, std::string(1, '\0'), offset + trailer);
+    const bool clean =
+        WriteAt(file, std::string(record.size(), '\0'), offset) == kSuccess && SyncFile(file) == kSuccess;
+    if (!clean) SetNote(file, Note::RoomNotClean, true);
+  }
+  return status;
+}
+
+// What is left of the values after a change. @param whole takes the values where `current` has none.
+Status ValuesAfterOne(int file, const ValuesFile& current, ValuesFile& whole, const ValueRecord& change,
+                      std::vector<ValueRecord>& values) {
+  if (!current.hasValues()) {
+    const Status status = whole.Read(file);
+    if (status != kSuccess) return status;
+    if (whole.state() == End::Damaged) return kRegistryCorrupt;
+  }
+  values = (current.hasValues() ? current : whole).Values();
+  std::erase_if(values, [&](const ValueRecord& value) { return SameAnsiName(value.name, change.name); });
+  if (!change.deletion) values.push_back(change);
+  return kSuccess;
+}
+
+bool FitsInPlace(int file, const ValuesFile& current, std::uint64_t space) {
+  const ValuesHeader& header = current.header();
+  return file >= 0 && current.state() == End::Whole && !header.roomNotClean && !header.fileNotSynced &&
+         space <= header.fileSize - current.recordsEnd() && !HasOtherName(file);
+}
+
+// Tells whether it is worth the time to find out if a file is too long: there may be many values, and only records that
+// were added make a file longer than what is left in it. So of those only every eighth part is looked at.
+bool IsLengthDue(const ValuesFile& current) {
+  const std::uint64_t added = current.addedRecords() + 1;
+  const std::uint64_t step = std::max<std::uint64_t>(std::bit_floor(added) / 8, 1);
+  if (added % step != 0) return false;
+  // A record takes the place of one other at most.
+  const std::uint64_t settled = current.header().settledEnd - kSectorSize;
+  const std::uint64_t left = settled - std::min(settled, added * current.largestRecord());
+  return current.header().fileSize > kMaxSlack * FileSizeFor(left, Room::Ample);
+}
+
+// Replaces a file that is much longer than what the change left in it. The change is durable, whatever becomes of this.
+void ShortenAfter(int folder, int file, const ValuesFile& current, const ValueRecord& change) noexcept {
+  try {
+    ValuesFile whole;
+    std::vector<ValueRecord> values;
+    if (ValuesAfterOne(file, current, whole, change, values) != kSuccess) return;
+    if (current.header().fileSize <= kMaxSlack * FileSizeFor(SpaceOf(values), Room::Ample)) return;
+    ReplaceBy(folder, file, current.header(), change.sequence + 1, values, Room::Ample);
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+// Adds a record to a key's values: a durable change that happens as a whole or not at all. On failure the values are
+// the old ones, or the new ones if only the last sync failed.
+//
+// The record is written into the zeros at the end of the file. Where they do not suffice, where the record cannot be
+// told from an incomplete one, where an incomplete one or one that was taken back is in the way, where the file has a
+// second name (a hard link), or where a writer was killed before it had made the file's name durable, the file is
+// replaced by a new one that holds what is left of the values and the record. So is, after the change, a file that is
+// much longer than what is left in it; where that fails, the change counts nevertheless. For a deletion on a full disk
+// the new file may have no room for further records.
+// @param folder the key's folder; the caller holds its lock for writing.
+// @param file the values file, open for reading and writing, and `current`, what was read from it since the lock was
+// granted; not damaged. When `file` is negative, the folder has no values file yet and `current` is an empty one.
+// @param change its sequence is chosen here.
+Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord change) {
+  change.sequence = current.nextSequence();
+  if (FitsInPlace(file, current, RecordSpace(change.name.size(), change.data.size()))) {
+    std::string record;
+    AppendRecord(record, change);
+    if (!HoldsZeroSector(current.recordsEnd(), record)) {
+      const Status status = AppendInPlace(file, std::move(record), current.recordsEnd());
+      if (status == kSuccess && IsLengthDue(current)) ShortenAfter(folder, file, current, change);
+      return status;
+    }
+  }
+  ValuesFile whole;
+  std::vector<ValueRecord> values;
+  const Status status = ValuesAfterOne(file, current, whole, change, values);
+  return status != kSuccess ? status : WriteValues(folder, file, current, values, change.deletion);
+}
+
 // The number of the change is chosen when it is written.
-Status Write(const WritableKey& writable, const ValueRecord& change) {
-  return WriteRecord(writable.locked.folder.get(), writable.file.get(), writable.values, change);
+Status Write(WritableKey& writable, const ValueRecord& change) {
+  const int file = writable.file.get();
+  const Status status = WriteRecord(writable.locked.folder.get(), file, writable.values, change);
+  if (status == kSuccess) writable.values.NoteAdded(file, change);
+  return status;
 }
 
 // Makes changes of values that are in the order of their folded names, and returns what is left in this order.
@@ -186,7 +291,7 @@ Status StoreValue(KeyCache& cache, const HandleTarget& key, std::string_view nam
                   std::string_view data, const Deadline& deadline) {
   if (data.size() > kMaxFileSize) return kNotEnoughMemory;
   WritableKey writable(cache);
-  const Status status = OpenForWriting(key, deadline, writable);
+  const Status status = OpenForWriting(key, &name, deadline, writable);
   if (status != kSuccess) return status;
   ValueRecord present;
   if (writable.values.Find(name, present)) name = present.name;
@@ -196,7 +301,7 @@ Status StoreValue(KeyCache& cache, const HandleTarget& key, std::string_view nam
 Status StoreValues(KeyCache& cache, const HandleTarget& key, std::span<WholeKeys::ValueChange> changes,
                    const Deadline& deadline) {
   WritableKey writable(cache);
-  const Status status = OpenForWriting(key, deadline, writable);
+  const Status status = OpenForWriting(key, nullptr, deadline, writable);
   if (status != kSuccess) return status;
   const std::vector<ValueRecord> after = ValuesAfter(writable.values.Values(), changes);
   bool isChanged = false;
@@ -211,7 +316,7 @@ Status StoreValues(KeyCache& cache, const HandleTarget& key, std::span<WholeKeys
 
 Status RemoveValue(KeyCache& cache, const HandleTarget& key, std::string_view name, const Deadline& deadline) {
   WritableKey writable(cache);
-  const Status status = OpenForWriting(key, deadline, writable);
+  const Status status = OpenForWriting(key, &name, deadline, writable);
   if (status != kSuccess) return status;
   ValueRecord present;
   if (!writable.values.Find(name, present)) return kFileNotFound;

@@ -5,12 +5,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <new>
 #include <utility>
 
+#include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_name.h"
 #include "nerio/hosts/portable/text/fold_case.h"
@@ -19,29 +19,6 @@ namespace nerio::platform {
 namespace {
 
 using End = RecordCursor::End;
-
-// A file longer than so many times what a new one would have is replaced.
-constexpr std::uint64_t kMaxSlack = 4;
-
-// Writes a record into the zeros at the end of the file. The trailer comes last, in a call of its own: the kernel sets a
-// file's time before its bytes are there, so whoever read the old bytes with the time of the first call finds another
-// time in the end, however long that call took.
-Status AppendInPlace(int file, std::string record, std::uint64_t offset) {
-  const std::size_t trailer = record.find_last_not_of('\0');
-  const char byte = std::exchange(record[trailer], '\0');
-  Status status = WriteAt(file, record, offset);
-  if (status == kSuccess) status = WriteAt(file, {&byte, 1}, offset + trailer);
-  if (status == kSuccess) status = SyncFile(file);
-  if (status != kSuccess) {
-    // The zeros come back, the trailer's first, so that the old value stays. Parts of the record may have reached the
-    // disk: they must not be found there after the next one, which may be shorter.
-    WriteAt(file, std::string(1, '\0'), offset + trailer);
-    const bool clean =
-        WriteAt(file, std::string(record.size(), '\0'), offset) == kSuccess && SyncFile(file) == kSuccess;
-    if (!clean) SetNote(file, Note::RoomNotClean, true);
-  }
-  return status;
-}
 
 // Writes a whole values file under a name that no file has.
 Status WriteNewFile(int folder, const char* name, std::string_view bytes, unsigned mode, Descriptor& file) {
@@ -52,6 +29,10 @@ Status WriteNewFile(int folder, const char* name, std::string_view bytes, unsign
 
 // A longer file is looked at before memory is taken for it: it may be mostly holes.
 constexpr std::size_t kMaxBytesUnchecked = std::size_t{2} << 20;
+
+// Of a longer file only the places of the records are kept from one change to the next: comparing its bytes takes longer
+// than what asking for its times may cost, see `ReadRest`.
+constexpr std::uint64_t kMaxBytesKept = std::uint64_t{512} << 10;
 
 // What a thread's stack always has room for.
 constexpr std::size_t kComparedAtOnce = std::size_t{16} << 10;
@@ -99,47 +80,6 @@ Status ReplaceFile(int folder, int oldFile, std::string_view bytes) {
   return status;
 }
 
-// What is left of the values after a change.
-std::vector<ValueRecord> ValuesAfter(const ValuesFile& current, const ValueRecord& change) {
-  std::vector<ValueRecord> values = current.Values();
-  std::erase_if(values, [&](const ValueRecord& value) { return SameAnsiName(value.name, change.name); });
-  if (!change.deletion) values.push_back(change);
-  return values;
-}
-
-bool FitsInPlace(int file, const ValuesFile& current, std::uint64_t space) {
-  const ValuesHeader& header = current.header();
-  return file >= 0 && current.state() == End::Whole && !header.roomNotClean && !header.fileNotSynced &&
-         space <= header.fileSize - current.recordsEnd() && !HasOtherName(file);
-}
-
-// Tells whether it is worth the time to find out if a file is too long: there may be many values, and only records that
-// were added make a file longer than what is left in it. So of those only every eighth part is looked at.
-bool IsLengthDue(const ValuesFile& current) {
-  const std::uint64_t added = current.addedRecords() + 1;
-  const std::uint64_t step = std::max<std::uint64_t>(std::bit_floor(added) / 8, 1);
-  return current.header().fileSize > kMaxSlack * FileSizeFor(0, Room::Ample) && added % step == 0;
-}
-
-// Replaces the file by one with these values.
-Status ReplaceBy(int folder, int file, ValuesHeader header, std::uint64_t firstSequence,
-                 const std::vector<ValueRecord>& values, Room room) {
-  header.firstSequence = firstSequence;
-  header.roomNotClean = header.keyNotSynced = false;
-  header.fileNotSynced = true;
-  return ReplaceFile(folder, file, EncodeFile(header, values, room));
-}
-
-// Replaces a file that is much longer than what the change left in it. The change is durable, whatever becomes of this.
-void ShortenAfter(int folder, int file, const ValuesFile& current, const ValueRecord& change) noexcept {
-  try {
-    const std::vector<ValueRecord> values = ValuesAfter(current, change);
-    if (current.header().fileSize <= kMaxSlack * FileSizeFor(SpaceOf(values), Room::Ample)) return;
-    ReplaceBy(folder, file, current.header(), change.sequence + 1, values, Room::Ample);
-  } catch (const std::bad_alloc&) {
-  }
-}
-
 }  // namespace
 
 // Reads up to `wanted` bytes into the buffer that `bytes` gives, fewer where the file ends.
@@ -164,8 +104,10 @@ void ValuesFile::Forget() {
   large_.reset();
   recordsEnd_ = kSectorSize;
   addedRecords_ = 0;
+  largestRecord_ = 0;
   places_.clear();
   indexedEnd_ = kSectorSize;
+  placesAlone_ = false;
 }
 
 void ValuesFile::MakeEmpty(const ValuesHeader& header) {
@@ -245,7 +187,9 @@ Status ValuesFile::Read(int file) {
 
 // Goes through records that were not checked before.
 void ValuesFile::CheckRecords(RecordCursor& cursor) {
-  for (ValueRecord record; cursor.Next(record);) {
+  std::uint64_t begin = cursor.position();
+  for (ValueRecord record; cursor.Next(record); begin = cursor.position()) {
+    largestRecord_ = std::max(largestRecord_, cursor.position() - begin);
     if (cursor.position() > header_.settledEnd) ++addedRecords_;
   }
   state_ = cursor.end();
@@ -254,18 +198,66 @@ void ValuesFile::CheckRecords(RecordCursor& cursor) {
   nextSequence_ = cursor.nextSequence();
 }
 
-Status ValuesFile::ReadAgain(int file) {
-  if (!ReadChanges(file)) {
+Status ValuesFile::ReadAgain(int file, std::string_view name) {
+  if (placesAlone_ && IsUnchanged(file) && ReadRecordOf(file, name)) return kSuccess;
+  if (placesAlone_ || !ReadChanges(file)) {
     const Status status = Read(file);
     if (status != kSuccess) return status;
   }
   while (indexedEnd_ < recordsEnd_) {
     std::uint64_t next = indexedEnd_;
-    const std::string_view name = RecordAt(bytes(), next).name;
-    places_.push_back({.hash = HashOfName(name), .offset = static_cast<std::uint32_t>(indexedEnd_)});
+    const std::string_view present = RecordAt(bytes(), next).name;
+    places_.push_back({.hash = HashOfName(present), .offset = static_cast<std::uint32_t>(indexedEnd_)});
     indexedEnd_ = next;
   }
   return kSuccess;
+}
+
+void ValuesFile::NoteAdded(int file, const ValueRecord& added) noexcept {
+  if (header_.fileSize <= kMaxBytesKept) return;
+  struct statx entry {};
+  const bool isInPlace = ::statx(file, "", AT_EMPTY_PATH, STATX_NLINK, &entry) == 0 && entry.stx_nlink == 1;
+  const bool isKnown = isInPlace && TellsChangesApart() && HasReliableTimes(file) && ReadStamp(file, stamp_);
+  if (!isKnown) return Forget();
+  try {
+    places_.push_back({.hash = HashOfName(added.name), .offset = static_cast<std::uint32_t>(recordsEnd_)});
+  } catch (const std::bad_alloc&) {
+    return Forget();
+  }
+  const std::uint64_t space = RecordSpace(added.name.size(), added.data.size());
+  indexedEnd_ = recordsEnd_ += space;
+  largestRecord_ = std::max(largestRecord_, space);
+  ++nextSequence_;
+  ++addedRecords_;
+  placesAlone_ = true;
+  large_.reset();
+}
+
+// Tells whether the file is still the one whose places are kept. What would be overwritten is looked at in any case.
+bool ValuesFile::IsUnchanged(int file) const {
+  FileStamp now;
+  std::array<char, kRecordHeadSize> next{};
+  const auto begin = static_cast<off_t>(recordsEnd_);
+  return ReadStamp(file, now) && now == stamp_ &&
+         Uninterrupted([&] { return ::pread(file, next.data(), next.size(), begin); }) >= 0 &&
+         next == std::array<char, kRecordHeadSize>{};
+}
+
+// Reads the last record of a name, up to its data.
+bool ValuesFile::ReadRecordOf(int file, std::string_view name) {
+  const std::uint32_t hash = HashOfName(name);
+  for (std::size_t i = places_.size(); i > 0; --i) {
+    if (places_[i - 1].hash != hash) continue;
+    // A byte more tells a longer name; there is always one after it.
+    found_.resize(kRecordHeadSize + name.size() + 1);
+    const auto begin = static_cast<off_t>(places_[i - 1].offset);
+    const ssize_t got = Uninterrupted([&] { return ::pread(file, found_.data(), found_.size(), begin); });
+    if (got != static_cast<ssize_t>(found_.size())) return false;
+    std::uint64_t position = 0;
+    if (SameAnsiName(RecordAt(found_, position).name, name)) return true;
+  }
+  found_.clear();
+  return true;
 }
 
 // Reads a file that differs from the one that was read last by further records at most.
@@ -301,6 +293,11 @@ bool ValuesFile::ReadChanges(int file) {
 }
 
 bool ValuesFile::Find(std::string_view name, ValueRecord& value) const {
+  if (placesAlone_) {
+    std::uint64_t position = 0;
+    if (!found_.empty()) value = RecordAt(found_, position);
+    return !found_.empty() && !value.deletion;
+  }
   // The last record of a name wins.
   const std::uint32_t hash = places_.empty() ? 0 : HashOfName(name);
   for (std::size_t i = places_.size(); i > 0; --i) {
@@ -322,25 +319,7 @@ bool ValuesFile::Find(std::string_view name, ValueRecord& value) const {
   return found;
 }
 
-std::vector<ValueRecord> ValuesFile::Values() const {
-  std::vector<ValueRecord> values;
-  for (std::uint64_t position = kSectorSize; position < recordsEnd_;) values.push_back(RecordAt(bytes(), position));
-  const auto isBefore = [order = AnsiNameOrder()](const ValueRecord& left, const ValueRecord& right) {
-    return order(left.name, right.name);
-  };
-  // A file that was just written as a whole has them in this order.
-  if (!std::is_sorted(values.begin(), values.end(), isBefore)) {
-    std::stable_sort(values.begin(), values.end(), isBefore);
-  }
-  // The last record of a name wins.
-  std::size_t kept = 0;
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    const bool isLast = i + 1 == values.size() || isBefore(values[i], values[i + 1]);
-    if (isLast && !values[i].deletion) values[kept++] = values[i];
-  }
-  values.resize(kept);
-  return values;
-}
+std::vector<ValueRecord> ValuesFile::Values() const { return ValuesOf(bytes(), recordsEnd_); }
 
 Status SetNote(int file, Note note, bool set) {
   return WriteAt(file, std::string(1, set ? kNoted : '\0'), static_cast<std::uint64_t>(note));
@@ -374,26 +353,19 @@ Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, 
   return WriteNewFile(folder, kValuesFileName, EncodeFile(header, {}, Room::Ample), mode, file);
 }
 
+Status ReplaceBy(int folder, int file, ValuesHeader header, std::uint64_t firstSequence,
+                 const std::vector<ValueRecord>& values, Room room) {
+  header.firstSequence = firstSequence;
+  header.roomNotClean = header.keyNotSynced = false;
+  header.fileNotSynced = true;
+  return ReplaceFile(folder, file, EncodeFile(header, values, room));
+}
+
 Status WriteValues(int folder, int file, const ValuesFile& current, const std::vector<ValueRecord>& values,
                    bool deletesOnly) {
   const Status status = ReplaceBy(folder, file, current.header(), current.nextSequence(), values, Room::Ample);
   if (status != kDiskFull || !deletesOnly) return status;
   return ReplaceBy(folder, file, current.header(), current.nextSequence(), values, Room::None);
-}
-
-Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord change) {
-  change.sequence = current.nextSequence();
-  if (FitsInPlace(file, current, RecordSpace(change.name.size(), change.data.size()))) {
-    std::string record;
-    AppendRecord(record, change);
-    if (!HoldsZeroSector(current.recordsEnd(), record)) {
-      const Status status = AppendInPlace(file, std::move(record), current.recordsEnd());
-      if (status == kSuccess && IsLengthDue(current)) ShortenAfter(folder, file, current, change);
-      return status;
-    }
-  }
-  const std::vector<ValueRecord> values = ValuesAfter(current, change);
-  return WriteValues(folder, file, current, values, change.deletion);
 }
 
 }  // namespace nerio::platform

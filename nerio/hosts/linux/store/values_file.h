@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "nerio/hosts/linux/store/crc32c.h"
+#include "nerio/hosts/linux/store/file_stamp.h"
 #include "nerio/hosts/linux/store/system_call.h"
 #include "nerio/hosts/linux/store/values_format.h"
 #include "nerio/platform/status.h"
@@ -27,8 +28,13 @@ class ValuesFile {
   Status Read(int file);
 
   /// Reads an open file as `Read` does, when it may well be the one that was read last: what is still the same is not
-  /// checked again, and `Find` takes a time that hardly grows with the number of values.
-  Status ReadAgain(int file);
+  /// checked again, and `Find` takes a time that hardly grows with the number of values. Of a file whose places alone are
+  /// kept, and which is still unchanged, only what `Find` has to know of `name` is read.
+  Status ReadAgain(int file, std::string_view name);
+
+  /// Notes that a record was added to the file that was read last by `ReadAgain`, and is durable. Of a large file that is
+  /// still the one in its place only the places of the records are kept then: the file's stamp tells whether they hold.
+  void NoteAdded(int file, const ValueRecord& added) noexcept;
 
   /// Reads the header alone, so that `header`, and `damage` where `state` is `Damaged`, are all that is known.
   Status ReadHeader(int file);
@@ -50,10 +56,18 @@ class ValuesFile {
   /// Returns a checksum of the bytes that were read.
   std::uint32_t Checksum() const { return Crc32c(bytes()); }
 
-  /// Finds the value called `name`, whatever its case. @return false when there is none.
+  /// Tells whether the values were read, and not just what `ReadAgain` needs.
+  bool hasValues() const { return !placesAlone_; }
+  /// Returns how many bytes of memory the object keeps beside itself.
+  std::size_t Memory() const { return (large_ ? size_ : 0) + places_.capacity() * sizeof(Place); }
+  /// Returns the space of the largest record.
+  std::uint64_t largestRecord() const { return largestRecord_; }
+
+  /// Finds the value called `name`, whatever its case; without `hasValues` only the one that `ReadAgain` was asked for,
+  /// and no data. @return false when there is none.
   bool Find(std::string_view name, ValueRecord& value) const;
 
-  /// Returns the values in the order of their folded names. They are views of this object.
+  /// Returns the values in the order of their folded names. They are views of this object. Only with `hasValues`.
   std::vector<ValueRecord> Values() const;
 
  private:
@@ -63,6 +77,8 @@ class ValuesFile {
   Status ReadRest(int file);
   Status ReadWithHoles(int file);
   bool ReadChanges(int file);
+  bool IsUnchanged(int file) const;
+  bool ReadRecordOf(int file, std::string_view name);
   void CheckRecords(RecordCursor& cursor);
   void Forget();
 
@@ -81,6 +97,7 @@ class ValuesFile {
   std::uint64_t recordsEnd_ = kSectorSize;
   std::uint64_t nextSequence_ = 1;
   std::uint64_t addedRecords_ = 0;
+  std::uint64_t largestRecord_ = 0;
 
   /// Where the records of a name may be.
   struct Place {
@@ -90,6 +107,11 @@ class ValuesFile {
   /// Of the records up to `indexedEnd_`.
   std::vector<Place> places_;
   std::uint64_t indexedEnd_ = kSectorSize;
+  /// Whether the bytes are not kept. Then the file is the one of this stamp, and the last record of the name that
+  /// `ReadAgain` was asked for begins with these bytes; none when there is no record.
+  bool placesAlone_ = false;
+  FileStamp stamp_;
+  std::string found_;
 };
 
 /// Sets or clears a note in the header of an open values file, where that can be done. A note that stays set costs the
@@ -109,25 +131,19 @@ Status NoteKeyDeleted(int folder, int file);
 /// @param[out] file open for writing, to be synced.
 Status CreateValuesFile(int folder, const KeyId& id, std::string_view spelling, unsigned mode, Descriptor& file);
 
-/// Replaces a key's values by these: a durable change that happens as a whole or not at all. Arguments as for
-/// `WriteRecord`.
-/// @param values in the order of their folded names; their sequences are chosen here.
+/// Replaces a key's values file, durably, by one with these values.
+/// @param folder the key's folder; the caller holds its lock for writing.
+/// @param file the present values file; negative when there is none yet.
+/// @param header of the present file. @param values their sequences are chosen here, from `firstSequence` on.
+Status ReplaceBy(int folder, int file, ValuesHeader header, std::uint64_t firstSequence,
+                 const std::vector<ValueRecord>& values, Room room);
+
+/// Replaces a key's values by these: a durable change that happens as a whole or not at all. Other arguments as for
+/// `ReplaceBy`.
+/// @param current what was read from the file since the lock was granted; not damaged.
+/// @param values in the order of their folded names.
 /// @param deletesOnly on a full disk the new file may have no room for further records then.
 Status WriteValues(int folder, int file, const ValuesFile& current, const std::vector<ValueRecord>& values,
                    bool deletesOnly);
-
-/// Adds a record to a key's values: a durable change that happens as a whole or not at all. On failure the values are
-/// the old ones, or the new ones if only the last sync failed.
-///
-/// The record is written into the zeros at the end of the file. Where they do not suffice, where the record cannot be
-/// told from an incomplete one, where an incomplete one or one that was taken back is in the way, where the file has a
-/// second name (a hard link), or where a writer was killed before it had made the file's name durable, the file is replaced by a new one that holds what is left of the
-/// values and the record. So is, after the change, a file that is much longer than what is left in it; where that fails,
-/// the change counts nevertheless. For a deletion on a full disk the new file may have no room for further records.
-/// @param folder the key's folder; the caller holds its lock for writing.
-/// @param file the values file, open for reading and writing, and `current`, what was read from it since the lock was
-/// granted; not damaged. When `file` is negative, the folder has no values file yet and `current` is an empty one.
-/// @param change its sequence is chosen here.
-Status WriteRecord(int folder, int file, const ValuesFile& current, ValueRecord change);
 
 }  // namespace nerio::platform

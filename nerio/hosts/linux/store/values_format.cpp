@@ -8,6 +8,7 @@
 
 #include "nerio/hosts/linux/store/crc32c.h"
 #include "nerio/hosts/linux/store/key_name.h"
+#include "nerio/hosts/portable/text/fold_case.h"
 
 namespace nerio::platform {
 namespace {
@@ -235,6 +236,26 @@ ValueRecord RecordAt(std::string_view file, std::uint64_t& position) {
           .type = Get<std::uint32_t>(bytes, 8),
           .name = bytes.substr(kRecordHeadSize, nameLength),
           .data = bytes.substr(kRecordHeadSize + nameLength, dataLength)};
+}
+
+std::vector<ValueRecord> ValuesOf(std::string_view file, std::uint64_t end) {
+  std::vector<ValueRecord> values;
+  for (std::uint64_t position = kSectorSize; position < end;) values.push_back(RecordAt(file, position));
+  const auto isBefore = [order = AnsiNameOrder()](const ValueRecord& left, const ValueRecord& right) {
+    return order(left.name, right.name);
+  };
+  // A file that was just written as a whole has them in this order.
+  if (!std::is_sorted(values.begin(), values.end(), isBefore)) {
+    std::stable_sort(values.begin(), values.end(), isBefore);
+  }
+  // The last record of a name wins.
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const bool isLast = i + 1 == values.size() || isBefore(values[i], values[i + 1]);
+    if (isLast && !values[i].deletion) values[kept++] = values[i];
+  }
+  values.resize(kept);
+  return values;
 }
 
 RecordCursor::RecordCursor(std::string_view file, const ValuesHeader& header)

@@ -121,6 +121,10 @@ std::string EncodeFile(ValuesHeader header, const std::vector<ValueRecord>& reco
 /// @param[in,out] position where the record begins; then where the next one does.
 ValueRecord RecordAt(std::string_view file, std::uint64_t& position);
 
+/// Reads the values that records leave, in the order of their folded names: the last record of a name wins.
+/// @param file one whose records were found in order. @param end where the records end.
+std::vector<ValueRecord> ValuesOf(std::string_view file, std::uint64_t end);
+
 /// Goes through the records of a values file.
 class RecordCursor {
  public:

@@ -60,7 +60,7 @@ class ValuesFileTest : public ::testing::Test {
     ASSERT_EQ(OpenByPath(path_, O_RDONLY, file), kSuccess);
     ValuesFile fresh;
     const std::string expected = Described(fresh.Read(file.get()), fresh, names_);
-    EXPECT_EQ(Described(again_.ReadAgain(file.get()), again_, names_), expected) << what;
+    EXPECT_EQ(Described(again_.ReadAgain(file.get(), ""), again_, names_), expected) << what;
   }
 
   // Changes the content by hand, and undoes it.
