@@ -178,6 +178,8 @@ std::string NameOf(const ::testing::TestParamInfo<Fault>& tested) {
       return "NoSyncs";
     case Fault::ReadOnlySyncs:
       return "ReadOnlySyncs";
+    case Fault::NoRenames:
+      return "NoRenames";
   }
   return "";
 }

@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -41,9 +42,12 @@ bool reached = false;
 bool failEverything = false;
 bool failNextWrite = false;
 int syncError = 0;
+bool refuseRenames = false;
 bool recording = false;
 std::optional<std::size_t> eventsToLive;
 std::optional<Kind> countedEvent;
+bool killing = false;
+LeavesOut leavesOutSync;
 bool openat2Refused = false;
 std::function<void()> beforeSeek;
 std::map<Moment, std::function<void()>> beforeEach;
@@ -51,7 +55,7 @@ std::function<void()> meanwhileWriting;
 std::vector<DiskEvent> events;
 
 // What a fault may do with a call besides letting it fail.
-enum class Transfer { None, Read, Write, Sync };
+enum class Transfer { None, Read, Write, Sync, Rename };
 
 bool CutsShort(Fault fault) {
   return fault == Fault::Short || fault == Fault::ShortThenNoSpace || fault == Fault::NothingToRead;
@@ -60,6 +64,7 @@ bool CutsShort(Fault fault) {
 int ErrorOf(Fault fault) {
   switch (fault) {
     case Fault::NoSpace:
+    case Fault::NoRenames:
       return ENOSPC;
     case Fault::NoDescriptor:
       return EMFILE;
@@ -80,6 +85,10 @@ bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
   if (transfer == Transfer::Sync) ++counted.syncs;
   if (failEverything || (syncError != 0 && transfer == Transfer::Sync)) {
     errno = failEverything ? EIO : syncError;
+    return true;
+  }
+  if (refuseRenames && transfer == Transfer::Rename) {
+    errno = ENOSPC;
     return true;
   }
   if (isWrite && failNextWrite) {
@@ -104,6 +113,8 @@ bool Fails(Transfer transfer = Transfer::None, std::size_t* size = nullptr) {
   }
   syncError = fault == Fault::NoSyncs || fault == Fault::ReadOnlySyncs ? ErrorOf(fault) : 0;
   if (syncError != 0 && transfer != Transfer::Sync) return false;
+  refuseRenames = fault == Fault::NoRenames;
+  if (refuseRenames && transfer != Transfer::Rename) return false;
   failEverything = fault == Fault::FromNowOn;
   errno = ErrorOf(fault);
   return true;
@@ -134,21 +145,33 @@ void Record(DiskEvent event) {
   events.push_back(std::move(event));
   if (!counts || !eventsToLive || --*eventsToLive != 0) return;
   eventsToLive.reset();
+  if (killing) ::raise(SIGKILL);
   reached = failEverything = true;
+}
+
+// Makes a sync, or leaves it out where that was asked for.
+template <typename Sync>
+int SyncUnlessLeftOut(Kind kind, int file, Sync sync) {
+  if (Fails(Transfer::Sync)) return -1;
+  if (!recording) return sync(file);
+  DiskEvent event{kind, PathOf(file), "", 0, ""};
+  const int result = leavesOutSync && leavesOutSync(event, events) ? 0 : sync(file);
+  if (result == 0) Record(std::move(event));
+  return result;
 }
 
 }  // namespace
 
 void PlanFault(std::uint64_t nth, Fault fault) {
   plan = Plan{nth, fault};
-  reached = failEverything = failNextWrite = false;
+  reached = failEverything = failNextWrite = refuseRenames = false;
   syncError = 0;
 }
 
 bool EndFaults() {
   plan.reset();
   eventsToLive.reset();
-  failEverything = failNextWrite = false;
+  failEverything = failNextWrite = refuseRenames = false;
   syncError = 0;
   return reached;
 }
@@ -173,6 +196,13 @@ void DieAfter(std::size_t count, std::optional<Kind> counted) {
   countedEvent = counted;
   reached = false;
 }
+
+void KillAfter(std::size_t count) {
+  DieAfter(count);
+  killing = true;
+}
+
+void LeaveOutSyncs(LeavesOut leavesOut) { leavesOutSync = std::move(leavesOut); }
 
 std::vector<DiskEvent> EndRecording() {
   recording = false;
@@ -224,26 +254,11 @@ NERIO_WRAPPED(off_t, lseek, int file, off_t offset, int from) {
   return Fails() ? -1 : __real_lseek(file, offset, from);
 }
 
-NERIO_WRAPPED(int, fdatasync, int file) {
-  if (Fails(Transfer::Sync)) return -1;
-  const int result = __real_fdatasync(file);
-  if (recording && result == 0) Record({Kind::SyncFile, PathOf(file), "", 0, ""});
-  return result;
-}
+NERIO_WRAPPED(int, fdatasync, int file) { return SyncUnlessLeftOut(Kind::SyncFile, file, __real_fdatasync); }
 
-NERIO_WRAPPED(int, fsync, int file) {
-  if (Fails(Transfer::Sync)) return -1;
-  const int result = __real_fsync(file);
-  if (recording && result == 0) Record({Kind::SyncFolder, PathOf(file), "", 0, ""});
-  return result;
-}
+NERIO_WRAPPED(int, fsync, int file) { return SyncUnlessLeftOut(Kind::SyncFolder, file, __real_fsync); }
 
-NERIO_WRAPPED(int, syncfs, int file) {
-  if (Fails(Transfer::Sync)) return -1;
-  const int result = __real_syncfs(file);
-  if (recording && result == 0) Record({Kind::SyncAll, PathOf(file), "", 0, ""});
-  return result;
-}
+NERIO_WRAPPED(int, syncfs, int file) { return SyncUnlessLeftOut(Kind::SyncAll, file, __real_syncfs); }
 
 NERIO_WRAPPED(int, mkdirat, int folder, const char* name, mode_t mode) {
   if (Fails()) return -1;
@@ -263,14 +278,14 @@ NERIO_WRAPPED(int, unlinkat, int folder, const char* name, int flags) {
 }
 
 NERIO_WRAPPED(int, renameat, int fromFolder, const char* from, int toFolder, const char* to) {
-  if (Fails()) return -1;
+  if (Fails(Transfer::Rename)) return -1;
   const int result = __real_renameat(fromFolder, from, toFolder, to);
   if (recording && result == 0) Record({Kind::Rename, PathInside(fromFolder, from), PathInside(toFolder, to), 0, ""});
   return result;
 }
 
 NERIO_WRAPPED(int, renameat2, int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) {
-  if (Fails()) return -1;
+  if (Fails(Transfer::Rename)) return -1;
   const int result = __real_renameat2(fromFolder, from, toFolder, to, flags);
   if (recording && result == 0) Record({Kind::Rename, PathInside(fromFolder, from), PathInside(toFolder, to), 0, ""});
   return result;

@@ -33,6 +33,8 @@ enum class Fault {
   NoSyncs,
   /// The same with EROFS, as on a disk that was remounted after an error.
   ReadOnlySyncs,
+  /// From it on every renaming fails with ENOSPC, as on a full disk; all other calls are left alone.
+  NoRenames,
 };
 
 /// Makes the `nth` system call from now on meet with a fault; 0 is the next one.
@@ -86,6 +88,14 @@ void RecordDisk();
 /// call fails, so that whatever it would do next is not done, as after a kill. `EndFaults` tells whether it came that far.
 /// @param counted what counts; everything, when there is none.
 void DieAfter(std::size_t count, std::optional<DiskEvent::Kind> counted = std::nullopt);
+
+/// Lets the process do `count` things to the disk while events are written down, then kills it with SIGKILL.
+void KillAfter(std::size_t count);
+
+/// Is asked before each sync while events are written down: true leaves the sync out, and the call answers 0 all the same.
+/// @param before what was written down until then.
+using LeavesOut = std::function<bool(const DiskEvent& sync, const std::vector<DiskEvent>& before)>;
+void LeaveOutSyncs(LeavesOut leavesOut);
 
 /// Ends it and returns what was written down.
 std::vector<DiskEvent> EndRecording();
