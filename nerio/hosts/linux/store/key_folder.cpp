@@ -146,7 +146,9 @@ Status RemoveInPlace(int parent, const char* name, int folder) {
   if (status == kSuccess) status = NoteKeyDeleted(folder, file.get());
   if (status != kSuccess) return status;
   MarkDeleted(folder);
-  RemoveKeyFolder(parent, name, folder);
+  // The mark is on the disk before the files are gone: Btrfs may keep their removal in a power cut and not the mark. The key
+  // is deleted already, so where this fails they stay for the next one that sweeps.
+  if (SyncFolder(folder) == kSuccess) RemoveKeyFolder(parent, name, folder);
   return SyncFolder(parent);
 }
 

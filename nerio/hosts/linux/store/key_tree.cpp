@@ -231,9 +231,9 @@ Status RemoveKey(const HandleTarget& base, const std::vector<std::string_view>& 
   ValuesFile values;
   status = OpenInside(key.folder.get(), kValuesFileName, O_RDONLY, file);
   if (status == kSuccess) status = values.Read(file.get());
-  if (status == kFileNotFound || (status == kSuccess && values.state() == RecordCursor::End::Damaged)) {
-    return kRegistryCorrupt;
-  }
+  // Who deleted the key where it lies may have been killed before the lock file was gone, too.
+  if (status == kFileNotFound) return IsDeletedInPlace(key.folder.get(), ".") ? missing : kRegistryCorrupt;
+  if (status == kSuccess && values.state() == RecordCursor::End::Damaged) return kRegistryCorrupt;
   if (status == kSuccess && values.header().keyDeleted) return missing;
   std::vector<FolderEntry> entries;
   if (status == kSuccess) status = ListFolder(key.folder.get(), entries);

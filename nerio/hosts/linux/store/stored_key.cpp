@@ -120,7 +120,10 @@ Status OpenForWriting(const HandleTarget& key, const std::string_view* name, con
     writable.values.MakeEmpty(header);
     return status;
   }
-  if (status != kSuccess) return status == kFileNotFound ? kRegistryCorrupt : status;
+  if (status == kFileNotFound) {
+    return IsDeletedInPlace(writable.locked.folder.get(), ".") ? kKeyDeleted : kRegistryCorrupt;
+  }
+  if (status != kSuccess) return status;
   // Reading shows whether it is an ordinary file; an fstat would cost more than its own time, see `ReadRest`.
   const int file = writable.file.get();
   status = name != nullptr ? writable.values.ReadAgain(file, *name) : writable.values.Read(file);

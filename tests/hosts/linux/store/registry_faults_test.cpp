@@ -250,6 +250,8 @@ TEST(RegistryFaultsOfTheKernel, DeletionOnAFullDiskThatIsKilled_LeavesTheKeyWhol
       const Calls calls = stored.calls();
       ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
       ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "x"), kSuccess);
+      KeyHandle opened = 0;
+      ASSERT_EQ(calls.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, opened), kSuccess);
       testing::RecordDisk();
       testing::DieAfter(moment);
       PlanFault(nth, Fault::NoSpace);
@@ -262,7 +264,12 @@ TEST(RegistryFaultsOfTheKernel, DeletionOnAFullDiskThatIsKilled_LeavesTheKeyWhol
         EXPECT_THAT(finding, ::testing::StartsWith("leftover:"));
         if (finding.find("/k:0:") != finding.npos) ++rests;
       }
-      // What is left is in nobody's way.
+      // What is left is no key, and in nobody's way.
+      if (calls.Open("k"_ansi, kKeyRead) == kFileNotFound) {
+        EXPECT_EQ(calls.registry().SetValue(opened, "w"_ansi, 0, kRegSz, std::string("x")), kKeyDeleted);
+        EXPECT_EQ(calls.registry().DeleteKey(opened, ""_ansi), kKeyDeleted);
+        EXPECT_EQ(calls.Delete("k"_ansi), kFileNotFound);
+      }
       EXPECT_EQ(calls.Create("k"_ansi), kSuccess);
       EXPECT_EQ(calls.Set("k"_ansi, "w"_ansi, "new"), kSuccess);
       EXPECT_EQ(calls.Delete("k"_ansi), kSuccess);

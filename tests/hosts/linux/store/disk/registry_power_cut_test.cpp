@@ -193,6 +193,21 @@ TEST(RegistryPowerCut, FileThatReplacesAnother_HasItsOwnerBeforeItIsSynced) {
       << "the last one clears the note that the folder is not synced";
 }
 
+// Btrfs may keep the removal of the files in a power cut, and not the mark that the folder got before it.
+TEST(RegistryPowerCut, KeyThatIsDeletedWhereItLies_HasItsMarkOnTheDiskBeforeItsFilesGo) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+  testing::RecordDisk();
+  testing::PlanFault(0, testing::Fault::NoRenames);
+  ASSERT_EQ(calls.Delete("k"_ansi), kSuccess);
+  testing::EndFaults();
+  std::vector<Kind> kinds;
+  for (const DiskEvent& event : testing::EndRecording()) kinds.push_back(event.kind);
+  EXPECT_THAT(kinds, ::testing::ElementsAre(Kind::Write, Kind::SyncFile, Kind::SyncFolder, Kind::RemoveFile,
+                                            Kind::RemoveFile, Kind::RemoveFolder, Kind::SyncFolder));
+}
+
 // The model has teeth: a store that renames a file into place before it is synced loses its content in it.
 TEST(RegistryPowerCut, ModelLosesWhatWasNotSynced) {
   const testing::TemporaryFolder folder(testing::MemoryFolder());
