@@ -26,8 +26,10 @@ Status SetLock(int file, short kind) {
   return errno == EAGAIN || errno == EACCES ? kBusy : RegistryStatus(errno);
 }
 
-// Only its owner can change the mode; that of others is for the doctor to name.
+// Only its owner can change the mode; that of others is for the doctor to name. Root could, but a file with a second name
+// may be one from elsewhere, which somebody linked into a folder of his.
 void CloseToReaders(const FileStamp& above, int file, const struct stat& entry) {
+  if (entry.st_nlink > 1) return;
   const bool sameGroup = entry.st_gid == above.group || ::fchown(file, entry.st_uid, above.group) == 0;
   const unsigned mode = LockFileMode(above.mode, sameGroup);
   if ((entry.st_mode & kPermissions) != mode) ::fchmod(file, mode);

@@ -48,6 +48,18 @@ class KeyLockTest : public ::testing::Test {
   testing::StoredRegistry stored_;
 };
 
+// Who may change a folder can link a file of somebody else into it, under the name of the lock file.
+TEST_F(KeyLockTest, FileWithASecondName_KeepsItsModeAndIsLocked) {
+  const testing::TemporaryFolder elsewhere(testing::MemoryFolder());
+  const fs::path other = elsewhere.path() / "other";
+  testing::WriteFile(other, "x");
+  ASSERT_EQ(::chmod(other.c_str(), 0640), 0);
+  fs::remove(File());
+  fs::create_hard_link(other, File());
+  EXPECT_EQ(stored_.calls().Set("k"_ansi, "v"_ansi, "x"), kSuccess);
+  EXPECT_EQ(ModeOfFile(), 0640u);
+}
+
 TEST_F(KeyLockTest, HeldByAnother_AnswersBusyAtTheDeadlineAndNotBefore) {
   KeyLock held;
   ASSERT_EQ(held.Take(Folder().get(), false, Long()), kSuccess);
