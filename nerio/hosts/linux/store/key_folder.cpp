@@ -118,11 +118,13 @@ Status StampInPlace(const KeyFolder& key, FileStamp& present) {
   return ReadStamp(again.get(), present) ? kSuccess : RegistryStatus(errno);
 }
 
-bool HoldsNothingButLock(int folder) {
+// Tells whether a folder holds a lock file at most, and what is left to somebody to remove by hand.
+bool HoldsNoKey(int folder) {
   std::vector<FolderEntry> entries;
   if (ListFolder(folder, entries) != kSuccess) return false;
-  return std::all_of(entries.begin(), entries.end(),
-                     [](const FolderEntry& entry) { return entry.name == kLockFileName; });
+  return std::all_of(entries.begin(), entries.end(), [](const FolderEntry& entry) {
+    return entry.name == kLockFileName || entry.name.starts_with(kLeftoverPrefix);
+  });
 }
 
 // The mark of a deleted key's folder, for when its files are gone already: the bit means nothing for a folder. Setting it
@@ -146,10 +148,12 @@ Status RemoveInPlace(int parent, const char* name, int folder) {
   if (status == kSuccess) status = NoteKeyDeleted(folder, file.get());
   if (status != kSuccess) return status;
   MarkDeleted(folder);
-  // The mark is on the disk before the files are gone: Btrfs may keep their removal in a power cut and not the mark. The key
-  // is deleted already, so where this fails they stay for the next one that sweeps.
-  if (SyncFolder(folder) == kSuccess) RemoveKeyFolder(parent, name, folder);
-  return SyncFolder(parent);
+  // The mark is on the disk before the files are gone: Btrfs may keep their removal in a power cut and not the mark.
+  status = SyncFolder(folder);
+  if (status == kSuccess) RemoveKeyFolder(parent, name, folder);
+  // With what a repair kept in it the folder stays.
+  if (status == kSuccess && IsThere(parent, name)) status = SyncFolder(folder);
+  return status == kSuccess ? SyncFolder(parent) : status;
 }
 
 // Nothing is replaced, not even an empty folder that somebody put there by hand.
@@ -266,7 +270,7 @@ bool IsDeletedInPlace(int parent, const std::string& folderName) {
   Descriptor file;
   const Status status = OpenInside(folder.get(), kValuesFileName, O_RDONLY, file);
   if (status == kFileNotFound) {
-    return (IsOnOverlay(folder.get()) || HasDeletedMark(folder.get())) && HoldsNothingButLock(folder.get());
+    return (IsOnOverlay(folder.get()) || HasDeletedMark(folder.get())) && HoldsNoKey(folder.get());
   }
   ValuesFile values;
   return status == kSuccess && values.ReadHeader(file.get()) == kSuccess &&
@@ -279,6 +283,7 @@ void SweepDeletedInPlace(const LockedKey& parent, const std::string& folderName)
   if (!IsDeletedInPlace(where, folderName)) return;
   if (OpenInside(where, folderName.c_str(), O_RDONLY | O_DIRECTORY, folder) != kSuccess) return;
   RemoveKeyFolder(where, folderName.c_str(), folder.get());
+  if (IsThere(where, folderName.c_str())) MoveAside(where, folderName.c_str());
 }
 
 Status RemoveSubkey(const LockedKey& parent, const LockedKey& key, const std::string& folderName) {

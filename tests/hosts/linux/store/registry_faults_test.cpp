@@ -279,6 +279,22 @@ TEST(RegistryFaultsOfTheKernel, DeletionOnAFullDiskThatIsKilled_LeavesTheKeyWhol
   EXPECT_GT(rests, 3);
 }
 
+// A damaged file that a repair kept is for somebody to remove by hand; it holds no key together.
+TEST(RegistryFaultsOfTheKernel, DeletionOnAFullDiskOfARepairedKey_LeavesNoKey) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+  testing::WriteFile(stored.Key("k") / "%left-kept", "damaged");
+  PlanFault(0, Fault::NoRenames);
+  EXPECT_EQ(calls.Delete("k"_ansi), kSuccess);
+  EndFaults();
+  EXPECT_EQ(calls.Open("k"_ansi), kFileNotFound);
+  EXPECT_EQ(calls.Delete("k"_ansi), kFileNotFound);
+  EXPECT_EQ(calls.Create("k"_ansi), kSuccess);
+  EXPECT_EQ(calls.Get("k"_ansi, "v"_ansi), "[2]");
+  EXPECT_EQ(calls.Delete("k"_ansi), kSuccess);
+}
+
 TEST(RegistryFaultsOfTheKernel, WithoutOpenat2_WalksStepByStep) {
   testing::RefuseOpenat2(true);
   StoredRegistry stored;
