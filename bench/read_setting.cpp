@@ -1,14 +1,16 @@
 // Reading one setting, from nothing: a fresh CRegistry that reads one text value of a store of 1,000 branches with 10
 // values each, beside what else keeps settings, on the same branches and values in the same order. Then the same in
 // stores of fewer and more branches: a read costs what is in its own branch, never what is beside it. And the same by two
-// threads at once.
+// threads, and by two processes, at once.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <glib.h>
 #include <sys/fsuid.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QSettings>
@@ -16,6 +18,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -113,6 +116,45 @@ void ReadSetting(benchmark::State& state, const Store& store, const Names& names
     if (value != names.texts[branch]) return state.SkipWithError("read another value");
   }
 }
+
+// Another process that reads settings of the same store all the time.
+class OtherReader {
+ public:
+  OtherReader(const Store& store, const Names& names) {
+    std::array<int, 2> ready{};
+    if (::pipe2(ready.data(), O_CLOEXEC) != 0 || (process_ = ::fork()) < 0) Fail("cannot start another process");
+    if (process_ == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+      Read(*store.Fresh(), names, ready[1]);
+    }
+    ::close(ready[1]);
+    char byte = 0;
+    const bool reads = ::read(ready[0], &byte, 1) == 1;
+    ::close(ready[0]);
+    if (!reads) Fail("another process cannot read");
+  }
+  OtherReader(const OtherReader&) = delete;
+  OtherReader& operator=(const OtherReader&) = delete;
+  ~OtherReader() {
+    ::kill(process_, SIGKILL);
+    ::waitpid(process_, nullptr, 0);
+  }
+
+ private:
+  // Ends with a wrong value only, or by a signal.
+  [[noreturn]] static void Read(nerio::platform::HostInstance& host, const Names& names, int ready) {
+    constexpr std::size_t kTurnsBeforeReady = 4 * kBranches;
+    for (std::size_t turn = 1;; ++turn) {
+      const std::size_t branch = turn * kStride % kBranches;
+      nerio::CRegistry registry(host.Services());
+      registry.RamoPredefinito(names.branches[branch]);
+      if (registry.LeggiRegistro(names.values[turn % kValues]) != names.texts[branch]) ::_exit(1);
+      if (turn == kTurnsBeforeReady && ::write(ready, "r", 1) != 1) ::_exit(1);
+    }
+  }
+
+  pid_t process_ = -1;
+};
 
 // Walks through all branches of a store, whatever their number.
 void ReadAnyBranch(benchmark::State& state, const Store& store, const Names& names, std::size_t branches) {
@@ -363,6 +405,12 @@ int main(int argc, char** argv) {
   const auto together = [&](benchmark::State& state) { ReadSetting(state, store, names); };
   Contender("read_together/nerio", together)->Threads(2)->UseRealTime();
   Contender("read_together/one_reader", together)->UseRealTime();
+  const auto besideAnother = [&](benchmark::State& state) {
+    const OtherReader other(store, names);
+    ReadSetting(state, store, names);
+  };
+  Contender("read_processes/nerio", besideAnother)->UseRealTime();
+  Contender("read_processes/one_reader", together)->UseRealTime();
   for (const auto& [branches, grown] : stores) {
     Contender("read_growth/nerio/" + std::to_string(branches),
               [&, &grown = grown, branches = branches](benchmark::State& state) {
