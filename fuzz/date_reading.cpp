@@ -33,6 +33,7 @@ void RequireSame(PortableRegionalSettings& regional, TextView one, TextView othe
   Date second;
   const auto status = regional.DateFromText(one, first);
   Require(regional.DateFromText(other, second) == status);
+  if (nerio::fuzz::Planted() && first.days >= 36526.0 && first.days < 37622.0) first.days += 1;
   Require(std::memcmp(&first.days, &second.days, sizeof(double)) == 0);
 }
 

@@ -2,9 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "nerio/support/templates.h"
 #include "tests/support/naive_template.h"
 
@@ -28,6 +28,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const nerio::ArgumentList arguments{{lines.begin(), lines.end()}, lowerBound};
   const nerio::Text expected = nerio::testing::NaivelyFormatted(messageTemplate, lines, lowerBound);
-  if (nerio::FormatTemplate(messageTemplate, arguments) != expected) std::abort();
+  nerio::fuzz::Require(nerio::fuzz::AsAnswered(nerio::FormatTemplate(messageTemplate, arguments), u'{') == expected);
   return 0;
 }

@@ -24,4 +24,23 @@ inline Text TextOf(std::span<const std::uint8_t> bytes, bool ofPairs) {
   return text;
 }
 
+/// Tells whether a fault is planted, by NERIO_FUZZ_PLANT in the environment: each target then takes an answer of what it
+/// tests for another one, in one rare case. fuzz/run --planted shows that the fuzzer finds that case.
+inline bool Planted() {
+  static const bool planted = std::getenv("NERIO_FUZZ_PLANT") != nullptr;
+  return planted;
+}
+
+/// Plants the fault: returns the answer, one byte or code unit of it wrong where it holds two of `trigger` in a row.
+template <typename Sequence>
+Sequence AsAnswered(Sequence answer, typename Sequence::value_type trigger) {
+  if (!Planted()) return answer;
+  for (std::size_t i = 1; i < answer.size(); ++i) {
+    if (answer[i] != trigger || answer[i - 1] != trigger) continue;
+    answer[i] = static_cast<typename Sequence::value_type>(trigger + 1);
+    break;
+  }
+  return answer;
+}
+
 }  // namespace nerio::fuzz

@@ -19,7 +19,7 @@ using nerio::tool::RegValue;
 
 bool SameValue(const RegValue& left, const RegValue& right) {
   if (left.name != right.name || left.removed != right.removed) return false;
-  return left.removed || (left.type == right.type && left.data == right.data);
+  return left.removed || (left.type == right.type && nerio::fuzz::AsAnswered(left.data, '\0') == right.data);
 }
 
 bool SameSection(const RegSection& left, const RegSection& right) {
