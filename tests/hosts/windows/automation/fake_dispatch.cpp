@@ -29,6 +29,8 @@ HRESULT FakeDispatch::GetIDsOfNames(REFIID, LPOLESTR* names, UINT, LCID, DISPID*
 
 HRESULT FakeDispatch::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* answer,
                              EXCEPINFO* exception, UINT*) {
+  // The default member, which a conversion of the object to a value asks for, is none of them.
+  if (id < 1 || id > static_cast<DISPID>(members_.size())) return DISP_E_MEMBERNOTFOUND;
   const auto& [name, member] = *std::next(members_.begin(), id - 1);
   const std::string kind = flags == DISPATCH_PROPERTYGET ? "get " : flags == DISPATCH_METHOD ? "call " : "??? ";
   std::string call = kind + ToUtf8(name);

@@ -2,15 +2,11 @@
 // library stays loaded from the first time on. The environment's NERIO_CYCLES says how often.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <span>
-#include <stdexcept>
-#include <vector>
 
 #include "nerio/hosts/windows/automation/bstr.h"
 #include "tests/component/windows/loaded_component.h"
+#include "tests/component/windows/long_runs/taken.h"
 
 namespace nerio::component {
 namespace {
@@ -18,63 +14,13 @@ namespace {
 using platform::Bstr;
 using platform::ComPointer;
 using testing::LoadedComponent;
+using testing::Measure;
+using testing::Taken;
 
 int Cycles() {
   constexpr int kShort = 300;
   const char* const wanted = std::getenv("NERIO_CYCLES");
   return wanted != nullptr ? std::atoi(wanted) : kShort;
-}
-
-// What this process has taken of the system.
-struct Taken {
-  int slots = 0;  // of thread-local storage
-  std::size_t handles = 0;
-  std::size_t heapBytes = 0;
-};
-
-// One handle of the system, as its list has it.
-struct HandleEntry {
-  void* object;
-  ULONG_PTR process;
-  ULONG_PTR value;
-  ULONG rest[4];
-};
-
-// Counted in the system's list of all handles: the call that counts those of a process answers 0 under Wine.
-std::size_t CountHandles() {
-  using QueryFunction = LONG(WINAPI*)(int what, void* answer, ULONG size, ULONG* needed);
-  constexpr int kExtendedHandles = 64;
-  constexpr std::size_t kHeader = 2 * sizeof(ULONG_PTR);  // the count, and one that is reserved
-  const auto query = reinterpret_cast<QueryFunction>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
-  std::vector<std::byte> buffer(1 << 20);
-  if (query(kExtendedHandles, buffer.data(), static_cast<ULONG>(buffer.size()), nullptr) < 0) {
-    throw std::runtime_error("no list of handles");
-  }
-  ULONG_PTR count = 0;
-  std::memcpy(&count, buffer.data(), sizeof count);
-  const std::span entries(reinterpret_cast<const HandleEntry*>(buffer.data() + kHeader), count);
-  return static_cast<std::size_t>(std::ranges::count(entries, ::GetCurrentProcessId(), &HandleEntry::process));
-}
-
-Taken Measure() {
-  Taken taken;
-  std::vector<DWORD> free;
-  for (DWORD slot = ::TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = ::TlsAlloc()) free.push_back(slot);
-  for (const DWORD slot : free) ::TlsFree(slot);
-  constexpr int kAllSlots = 1088;
-  taken.slots = kAllSlots - static_cast<int>(free.size());
-  free = {};
-  taken.handles = CountHandles();
-  HANDLE heaps[64];
-  const DWORD count = ::GetProcessHeaps(64, heaps);
-  for (DWORD i = 0; i < count; ++i) {
-    PROCESS_HEAP_ENTRY entry{};
-    while (::HeapWalk(heaps[i], &entry) != 0) {
-      if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) taken.heapBytes += entry.cbData;
-    }
-  }
-  return taken;
 }
 
 // Runs a cycle until everything that is made once is made, then as often as wanted, and looks at what was taken
