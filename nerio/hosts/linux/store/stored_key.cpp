@@ -6,6 +6,7 @@
 #include <atomic>
 #include <bit>
 #include <cerrno>
+#include <exception>
 #include <memory>
 #include <new>
 #include <numeric>
@@ -87,8 +88,12 @@ struct WritableKey {
   explicit WritableKey(KeyCache& keys) : cache(keys), last(keys.TakeLastChange()), values(last->values) {}
   WritableKey(const WritableKey&) = delete;
   WritableKey& operator=(const WritableKey&) = delete;
-  ~WritableKey() { cache.KeepLastChange(std::move(last)); }
+  ~WritableKey() {
+    // What a lack of memory left half read is not kept: bytes that are known would be taken for records that were checked.
+    if (std::uncaught_exceptions() == exceptions) cache.KeepLastChange(std::move(last));
+  }
 
+  const int exceptions = std::uncaught_exceptions();
   KeyCache& cache;
   std::unique_ptr<KeyCache::LastChange> last;
   LockedKey locked;
