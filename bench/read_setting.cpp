@@ -409,8 +409,8 @@ int main(int argc, char** argv) {
     const OtherReader other(store, names);
     ReadSetting(state, store, names);
   };
-  Contender("read_processes/nerio", besideAnother)->UseRealTime();
-  Contender("read_processes/one_reader", together)->UseRealTime();
+  Contender("read_processes/nerio", besideAnother);
+  Contender("read_processes/one_reader", together);
   for (const auto& [branches, grown] : stores) {
     Contender("read_growth/nerio/" + std::to_string(branches),
               [&, &grown = grown, branches = branches](benchmark::State& state) {
