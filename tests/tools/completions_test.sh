@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
 # Completes command lines with the functions for bash, zsh and fish: roots, keys and the names of values come from the registry.
-# bash is always there; what a shell that is not installed would offer is said not to be checked.
 # usage: completions_test.sh PROGRAM SOURCE_FOLDER
 set -u
 program=$(realpath "$1") completions=$(realpath "$2")/tools/nerio/completions
@@ -58,36 +57,34 @@ Fish() {
   Expect "fish: $2" "$1" "$(fish --no-config -c "source $completions/nerio.fish; complete -C \$argv[1]" -- "$2" |
     cut -f1 | tr '\n' '|')"
 }
-if command -v fish >/dev/null; then
-  Fish 'HKCC|HKCR|HKCU|' 'nerio reg get HKC'
-  Fish 'HKLM/Software|HKLM/Sole|' 'nerio reg get HKLM/So'
-  Fish 'HKLM\Software|HKLM\Sole|' "nerio reg get 'HKLM\\So"
-  Fish 'HKLM\Software|HKLM\Sole|' 'nerio reg get HKLM\\So'
-  Fish 'Due parole|Nome|' "nerio reg get 'HKLM\\Software\\Nerio\\App' "
-  Fish 'HKLM/Software|' 'nerio reg import a.ini --below HKLM/Sof'
-else
-  echo "not checked by fish, which is not installed"
-fi
+Fish 'HKCC|HKCR|HKCU|' 'nerio reg get HKC'
+Fish 'HKLM/Software|HKLM/Sole|' 'nerio reg get HKLM/So'
+Fish 'HKLM\Software|HKLM\Sole|' "nerio reg get 'HKLM\\So"
+Fish 'HKLM\Software|HKLM\Sole|' 'nerio reg get HKLM\\So'
+Fish 'Due parole|Nome|' "nerio reg get 'HKLM\\Software\\Nerio\\App' "
+Fish 'HKLM/Software|' 'nerio reg import a.ini --below HKLM/Sof'
 
-# Zsh WANTED LINE: the line after a tab.
+# Zsh WANTED LINE: the line after a tab. A terminal shows it some time after that, so it is looked at until it is as wanted, ten
+# seconds at most.
 Zsh() {
-  Expect "zsh: $2" "$1" "$(zsh -f -c '
+  Expect "zsh: $2" "$1" "$(zsh -f -o extendedglob -c '
     zmodload zsh/zpty && zpty z zsh -f
-    zpty -w z "fpath=($2 $fpath) PS1=; autoload -U compinit; compinit -u -D; bindkey \"^I\" complete-word; echo REA\"\"DY"
+    zpty -w z "fpath=($3 $fpath) PS1=; autoload -U compinit; compinit -u -D; bindkey \"^I\" complete-word; echo REA\"\"DY"
     repeat 100; do sleep 0.1; zpty -rt z out && all+=$out; [[ $all == *READY* ]] && break; done
-    zpty -w -n z "$1"$'"'\\t'"' && sleep 2 && all=
-    while zpty -rt z out; do all+=$out; done
-    print -r -- $all' zsh "$2" "$completions" | sed 's/\x1b\[[0-9;?]*[A-Za-z]//g' | tr -d '\r\a' | grep -o 'nerio reg .*' | tail -n 1)"
+    zpty -w -n z "$1"$'"'\\t'"' && all=
+    repeat 100; do
+      sleep 0.1
+      while zpty -rt z out; do all+=$out; done
+      line=${${all//$'"'\\e'"'\[[0-9;?]#[A-Za-z]}//[$'"'\\r\\a'"']}
+      [[ $line == *"$2" ]] && break
+    done
+    print -r -- $line' zsh "$2" "$1" "$completions" | grep -o 'nerio reg .*' | tail -n 1)"
 }
-if command -v zsh >/dev/null; then
-  Zsh 'nerio reg get HKLM' 'nerio reg get HKL'
-  Zsh 'nerio reg get HKLM/Software/Nerio' 'nerio reg get HKLM/Software/N'
-  Zsh "nerio reg get 'HKLM\\Software\\Nerio" "nerio reg get 'HKLM\\Software\\N"
-  Zsh 'nerio reg get HKLM\\Software\\Nerio' 'nerio reg get HKLM\\Software\\N'
-  Zsh "nerio reg get 'HKLM\\Software\\Nerio\\App' Nome " "nerio reg get 'HKLM\\Software\\Nerio\\App' No"
-else
-  echo "not checked by zsh, which is not installed"
-fi
+Zsh 'nerio reg get HKLM' 'nerio reg get HKL'
+Zsh 'nerio reg get HKLM/Software/Nerio' 'nerio reg get HKLM/Software/N'
+Zsh "nerio reg get 'HKLM\\Software\\Nerio" "nerio reg get 'HKLM\\Software\\N"
+Zsh 'nerio reg get HKLM\\Software\\Nerio' 'nerio reg get HKLM\\Software\\N'
+Zsh "nerio reg get 'HKLM\\Software\\Nerio\\App' Nome " "nerio reg get 'HKLM\\Software\\Nerio\\App' No"
 
 echo "$checks checks, $failures failed"
 [ "$failures" = 0 ]
