@@ -89,4 +89,6 @@ void CreateOutput(Session& session, const std::string& file, const std::string& 
   throw FileFailure(session, status, "cannot create " + file);
 }
 
+std::string BackupNote(const std::optional<std::string>& file) { return file ? "; backup in " + *file : ""; }
+
 }  // namespace nerio::tool

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "nerio/platform/status.h"
@@ -35,5 +36,8 @@ void WriteOutput(Session& session, const std::string& file, const std::string& b
 
 /// Writes a new file, whole or not at all. @throws Failure naming the file and the reason, kRefused when there is one.
 void CreateOutput(Session& session, const std::string& file, const std::string& bytes);
+
+/// Writes what a result says of the backup that was made before; nothing without a file.
+std::string BackupNote(const std::optional<std::string>& file);
 
 }  // namespace nerio::tool

@@ -74,9 +74,6 @@ void Replace(Session& session, const std::string& file, const std::string& befor
   WriteOutput(session, file, after);
 }
 
-// What the result says of the backup.
-std::string BackupNote(const std::optional<std::string>& backup) { return backup ? "; backup in " + *backup : ""; }
-
 // Reads an argument as what an XML document can hold.
 Text ContentOf(const std::string& argument, const char* what) {
   Text text = TextOf(argument, what);

@@ -51,6 +51,4 @@ void WriteBackup(Session& session, const std::optional<std::string>& file, const
   }
 }
 
-std::string BackupNote(const std::optional<std::string>& file) { return file ? "; backup in " + *file : ""; }
-
 }  // namespace nerio::tool

@@ -19,7 +19,4 @@ inline constexpr const char* kBackupHelp =
 /// written; there is no new file then.
 void WriteBackup(Session& session, const std::optional<std::string>& file, const std::vector<RegSection>& sections);
 
-/// Writes what a result says of a backup; nothing without a file.
-std::string BackupNote(const std::optional<std::string>& file);
-
 }  // namespace nerio::tool

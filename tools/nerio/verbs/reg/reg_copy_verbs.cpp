@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "tools/nerio/console.h"
+#include "tools/nerio/files.h"
 #include "tools/nerio/registry/reg_import.h"
 #include "tools/nerio/registry/registry_access.h"
 #include "tools/nerio/registry/registry_failure.h"
