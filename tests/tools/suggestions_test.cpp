@@ -26,6 +26,42 @@ TEST(Suggestions, Nearest_IsTheNameThatIsALetterOrTwoAway) {
   for (const auto& [word, nearest] : rows) EXPECT_EQ(Nearest(word, names), nearest) << word;
 }
 
+TEST(Suggestions, SameMeaning_IsTheNameOfWhatOtherToolsCallByThatWord) {
+  const std::vector<std::string> registry = {"get",  "test",   "list",   "find",   "diff",  "export", "set",   "create",
+                                             "copy", "delete", "rename", "import", "watch", "repair", "doctor"};
+  const std::vector<std::string> xml = {"check", "get", "new", "add", "set", "delete", "format"};
+  struct Row {
+    const char* word;
+    const char* inRegistry;
+    const char* inXml;
+  };
+  const Row rows[] = {
+      {"compare", "diff", ""},
+      {"Compare", "diff", ""},
+      {"save", "export", ""},
+      {"restore", "import", ""},
+      {"cp", "copy", ""},
+      {"mv", "rename", ""},
+      {"rm", "delete", "delete"},
+      {"remove", "delete", "delete"},
+      {"ls", "list", ""},
+      {"search", "find", ""},
+      {"monitor", "watch", ""},
+      {"exists", "test", ""},
+      {"show", "get", "get"},
+      {"make", "create", "new"},
+      {"verify", "doctor", "check"},
+      {"indent", "", "format"},
+      {"get", "", ""},
+      {"nothing", "", ""},
+      {"", "", ""},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(SameMeaning(row.word, registry), row.inRegistry) << row.word;
+    EXPECT_EQ(SameMeaning(row.word, xml), row.inXml) << row.word;
+  }
+}
+
 TEST(Suggestions, WordsOfThePlatformsTool_AreSaidInOurs) {
   struct Row {
     std::vector<std::string> arguments;
@@ -52,6 +88,10 @@ TEST(Suggestions, WordsOfThePlatformsTool_AreSaidInOurs) {
       {{"reg", "export", "HKLM\\A", "a.reg", "/y"}, "nerio reg export \"HKLM\\A\" -o a.reg"},
       {{"reg", "export", "HKLM\\A", "a.reg"}, "nerio reg export \"HKLM\\A\" -o a.reg"},
       {{"reg", "import", "a.reg", "/f"}, "nerio reg import a.reg"},
+      {{"reg", "compare", "HKLM\\A", "HKCU\\B", "/s"}, "nerio reg diff \"HKLM\\A\" \"HKCU\\B\""},
+      {{"reg", "compare", "HKLM\\A"}, "nerio reg diff \"HKLM\\A\" KEY"},
+      {{"reg", "copy", "HKLM\\A", "HKCU\\B", "/s", "/f"}, "nerio reg copy \"HKLM\\A\" \"HKCU\\B\""},
+      {{"reg", "copy", "HKLM\\A", "HKCU\\B", "x"}, ""},
       {{"reg", "get", "HKLM\\A", "N", "x"}, ""},
       {{"reg", "import", "a.reg", "x"}, ""},
       {{"reg", "nothing", "/v"}, ""},

@@ -64,19 +64,35 @@ std::string WhatIsWrong(const CLI::ParseError& error, const CLI::App& program, c
   return text;
 }
 
+std::vector<std::string> NamesBelow(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* verb : Below(app)) names.push_back(verb->get_name());
+  return names;
+}
+
+// The verbs of the groups below, one of each at most, that `choose` names among those of a group; "" is none.
+template <typename Choose>
+std::string InGroups(const CLI::App& app, Choose choose) {
+  std::string verbs;
+  for (const CLI::App* group : Below(app)) {
+    const std::string name = choose(NamesBelow(*group));
+    if (!name.empty()) verbs += (verbs.empty() ? "nerio " : " or nerio ") + FullName(*group) + ' ' + name;
+  }
+  return verbs;
+}
+
 // The verb that a word which is none may stand for, as a question; empty when there is none like it. A verb of a group
 // may have been asked for without the group.
 std::string DidYouMean(const std::string& word, const CLI::App& app) {
-  std::vector<std::string> names;
-  std::string elsewhere;
-  for (const CLI::App* verb : Below(app)) {
-    names.push_back(verb->get_name());
-    for (const CLI::App* lower : Below(*verb)) {
-      if (lower->get_name() == word) elsewhere += (elsewhere.empty() ? "nerio " : " or nerio ") + FullName(*lower);
-    }
+  using Names = std::vector<std::string>;
+  std::string elsewhere =
+      InGroups(app, [&](const Names& names) { return std::count(names.begin(), names.end(), word) > 0 ? word : ""; });
+  std::string nearest = elsewhere.empty() ? SameMeaning(word, NamesBelow(app)) : "";
+  if (nearest.empty() && elsewhere.empty()) {
+    elsewhere = InGroups(app, [&](const Names& names) { return SameMeaning(word, names); });
   }
   if (!elsewhere.empty()) return "did you mean " + elsewhere + "?";
-  const std::string nearest = Nearest(word, names);
+  if (nearest.empty()) nearest = Nearest(word, NamesBelow(app));
   if (nearest.empty()) return "";
   const std::string group = FullName(app);
   return "did you mean nerio " + (group.empty() ? "" : group + " ") + nearest + "?";

@@ -110,10 +110,33 @@ std::string OursFor(const std::string& verb, const TheirWords& words) {
   if (verb == "delete") return "delete " + key + (name.empty() ? " --recursive" : name) + yes;
   if (verb == "export") return "export " + key + " -o " + words.Argument(1, "FILE");
   if (verb == "import") return "import " + words.Argument(0, "FILE");
+  if (verb == "compare") return "diff " + key + ' ' + words.Argument(1, "KEY");
+  if (verb == "copy") return "copy " + key + ' ' + words.Argument(1, "KEY");
   return "";
 }
 
+// What other tools call what this one does, and what it is called here.
+constexpr std::pair<const char*, const char*> kMeanings[] = {
+    {"append", "add"},    {"compare", "diff"}, {"cp", "copy"},        {"del", "delete"},     {"dir", "list"},
+    {"disable", "off"},   {"dump", "export"},  {"duplicate", "copy"}, {"enable", "on"},      {"erase", "delete"},
+    {"exists", "test"},   {"fix", "repair"},   {"grep", "find"},      {"indent", "format"},  {"load", "import"},
+    {"ls", "list"},       {"make", "create"},  {"make", "new"},       {"mkdir", "create"},   {"monitor", "watch"},
+    {"move", "rename"},   {"mv", "rename"},    {"new", "create"},     {"pretty", "format"},  {"put", "set"},
+    {"query", "get"},     {"read", "get"},     {"recover", "repair"}, {"remove", "delete"},  {"restore", "import"},
+    {"rm", "delete"},     {"save", "export"},  {"search", "find"},    {"show", "get"},       {"start", "on"},
+    {"stop", "off"},      {"unset", "delete"}, {"uuid", "guid"},      {"validate", "check"}, {"verify", "check"},
+    {"verify", "doctor"}, {"write", "set"},
+};
+
 }  // namespace
+
+std::string SameMeaning(const std::string& word, const std::vector<std::string>& names) {
+  const std::string typed = InSmallLetters(word);
+  for (const auto& [theirs, ours] : kMeanings) {
+    if (typed == theirs && std::find(names.begin(), names.end(), ours) != names.end()) return ours;
+  }
+  return "";
+}
 
 std::string Nearest(const std::string& word, const std::vector<std::string>& names) {
   constexpr std::size_t kLettersForTwo = 5;
@@ -137,7 +160,8 @@ std::string InOurWords(const std::vector<std::string>& arguments) {
   const std::string verb = InSmallLetters(words.arguments.front());
   words.arguments.erase(words.arguments.begin());
   constexpr const char* kTheirOptions[] = {"/v", "/ve", "/d", "/t", "/f", "/s", "/y"};
-  const bool theirs = verb == "query" || verb == "add" || (verb == "export" && words.arguments.size() == 2) ||
+  const bool theirs = verb == "query" || verb == "add" || verb == "compare" ||
+                      (verb == "export" && words.arguments.size() == 2) ||
                       std::any_of(std::begin(kTheirOptions), std::end(kTheirOptions),
                                   [&](const char* option) { return words.Has(option); });
   const std::string ours = theirs ? OursFor(verb, words) : "";
