@@ -17,15 +17,17 @@ unset LC_ALL LC_TIME LC_NUMERIC XDG_DATA_HOME
 echo leak:argz_add_sep >"$folder/known_leaks"
 export LSAN_OPTIONS=suppressions=$folder/known_leaks:print_suppressions=0
 
-# What each run finds. Where access is denied, Chiusa, the folder chiusa, chiuso.xml and the trace log are closed to it; where
-# something is missing, there is no log.
+# What each run finds. Where access is denied, Chiusa, the folder chiusa, chiuso.xml, chiuso.reg and the trace log with its
+# folder are closed to it; where something is missing, there is no log; where something is damaged, a byte of App's values is
+# another one.
 (
   cd "$folder/template" || exit 1
   export NERIO_REGISTRY=$folder/template/registry
   nerio reg set 'HKLM\Nerio\App' Nome prova && nerio reg set 'HKLM\Nerio\App' Livello 10 --type dword &&
     nerio reg create 'HKLM\Nerio\App\Sotto' && nerio reg set 'HKLM\Nerio\Chiusa' Nome prova &&
-    nerio reg export 'HKLM\Nerio\App' -o buono.reg && echo REGEDIT5 >cattivo.reg
+    nerio reg export 'HKLM\Nerio\App' -o buono.reg && echo REGEDIT5 >cattivo.reg && cp buono.reg chiuso.reg
   printf '[HKLM\\Nerio\\Chiusa]\n"a"="b"\n' | sed '1i REGEDIT4' >negato.reg
+  printf '[Sezione]\nNome=altro\n' >buono.ini && printf '<a/>\r\n' >piano.xml
   printf '<a b="c"><d>testo</d></a>\n' >buono.xml
   cp buono.xml chiuso.xml && echo '<a>' >cattivo.xml && mkdir chiusa
 ) >"$folder/prepared" || { cat "$folder/prepared"; exit 1; }
@@ -40,21 +42,44 @@ fi
 
 Run() { # SITUATION COMMAND: runs it in a fresh copy of the template
   local given
-  chmod -R u+rwx "$folder/work" 2>/dev/null
+  chmod -R u+rwx "$folder/lib" "$folder/work" 2>/dev/null
   rm -rf "$folder/work" "$folder/lib/Nerio.log"
   cp -a "$folder/template" "$folder/work" && cd "$folder/work" || exit 1
   [ "$1" = missing ] || printf 'una riga\n' | "${somebody[@]:-env}" tee "$folder/lib/Nerio.log" >"$folder/tee"
-  [ "$1" != denied ] || chmod 000 chiuso.xml chiusa "$folder/lib/Nerio.log" "$(find registry -type d -name chiusa)"
+  [ "$1" != damaged ] || sed -i s/prova/prove/ "$(find registry -path '*app/%values')"
+  if [ "$1" = denied ]; then
+    chmod 000 chiuso.xml chiuso.reg chiusa "$folder/lib/Nerio.log" "$(find registry -type d -name chiusa)"
+    chmod 555 "$folder/lib"
+  fi
   NERIO_REGISTRY=$folder/work/registry "${somebody[@]:-env}" bash -c "$2" >"$folder/out" 2>"$folder/err" </dev/null
   given=$?
   echo "exit $given"
-  sed 's/^/out: /' "$folder/out" | Normal
-  sed 's/^/err: /' "$folder/err" | Normal
+  sed 's/^/out: /' "$folder/out"
+  sed 's/^/err: /' "$folder/err"
 }
+# What a watched key and a followed log meet: each change is waited for, then the watch is told to end.
+cat >"$folder/bin/seen" <<END
+#!/usr/bin/env bash
+for _ in {1..500}; do grep -q "\$1" $folder/\$2 && exit; sleep 0.02; done
+END
+cat >"$folder/bin/change-app" <<END
+#!/usr/bin/env bash
+seen watching err
+nerio reg set 'HKLM\\Nerio\\App' Via Roma >said && seen Roma out
+nerio reg set 'HKLM\\Nerio\\App' Via Corta >said && seen Corta out
+nerio reg delete 'HKLM\\Nerio\\App\\Sotto' --yes >said && seen Sotto out
+kill "\$1"
+END
+cat >"$folder/bin/stop-trace" <<END
+#!/usr/bin/env bash
+seen riga out && nerio trace off --yes >said
+END
+chmod 755 "$folder"/bin/*
+
 # What differs from run to run and from machine to machine.
 Normal() {
   tr -d '\r\000' | iconv -f UTF-8 -t UTF-8 -c | sed -E "s|$folder|FOLDER|g; s/[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}/GUID/g
-    s/(who can write to it: |\"writers\":\")[^\"]*/\1SOMEBODY/; s/[0-9]+\.[0-9]+\.[0-9]+(\"|$)/VERSION\1/"
+    s/%left-[0-9a-f]{32}/%left-ID/; s/(who can write to it: |\"writers\":\")[^\"]*/\1SOMEBODY/; s/[0-9]+\.[0-9]+\.[0-9]+(\"|$)/VERSION\1/"
 }
 
 Print() {
@@ -72,15 +97,15 @@ Print() {
     echo
   done < <(grep '^== ' "$golden")
 }
-Print >"$folder/printed"
+Print | Normal >"$folder/printed"
 if [ "${3:-}" = --print ]; then
   cat "$folder/printed"
   exit
 fi
 
 failures=0
-Walk() { # WORD...: every verb has a line for each situation
-  local help verb situation
+Walk() { # WORD...: every verb has a line for each situation, and every option of its own
+  local help verb situation option
   help=$(nerio help "$@") || exit 1
   for verb in $(sed -n '/^Subcommands:/,/^$/s/^  \([^ ][^ ]*\).*/\1/p' <<<"$help"); do Walk "$@" "$verb"; done
   grep -q '^Subcommands:' <<<"$help" && return
@@ -89,8 +114,19 @@ Walk() { # WORD...: every verb has a line for each situation
     failures=$((failures + 1))
     echo "FAILED: golden.txt has no line \"== $*, $situation: ...\""
   done
+  for option in $(sed -n '/^Options:/,/^$/s/^  \(-[^ ]*\).*/\1/p' <<<"$help"); do
+    case $option in -h,--help | --json | --view) continue ;; esac
+    grep "^== $*, " "$golden" | grep -qE -- " (${option//,/|})( |\$)" && continue
+    failures=$((failures + 1))
+    echo "FAILED: golden.txt has no line of $* with $option"
+  done
 }
 Walk
+for code in 0 1 2 3 4 5; do
+  grep -qx "exit $code" "$golden" && continue
+  failures=$((failures + 1))
+  echo "FAILED: golden.txt has no exit code $code"
+done
 diff -u "$golden" "$folder/printed" || {
   failures=$((failures + 1))
   echo "FAILED: if this is meant: tests/tools/golden_test.sh PROGRAM tests/tools/golden.txt --print > new && mv new tests/tools/golden.txt"
