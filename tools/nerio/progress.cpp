@@ -54,6 +54,11 @@ void Progress::At(std::uint64_t done, std::uint64_t all) {
   Show(std::to_string(percent) + " %, " + TimeLeft(left));
 }
 
+void Progress::At(double share) {
+  constexpr std::uint64_t kWhole = 1000;
+  At(static_cast<std::uint64_t>(share * kWhole), kWhole);
+}
+
 void Progress::AtBytes(std::uint64_t done) {
   if (IsDue()) Show(std::to_string(done >> 20) + " MiB");
 }

@@ -31,6 +31,8 @@ class Progress {
   bool IsShown() const { return isShown_; }
   /// Says that `done` of `all` is done.
   void At(std::uint64_t done, std::uint64_t all);
+  /// Says which share is done, from 0 to 1.
+  void At(double share);
   /// Says that so many bytes are done, of nobody knows how many.
   void AtBytes(std::uint64_t done);
 

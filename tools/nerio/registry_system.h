@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -127,7 +128,8 @@ platform::Status RepairKey(platform::KeyHandle root, const AnsiText& path, Repai
 
 /// Checks every key of the registry of this system, and returns what is wrong with it, in the order of the places.
 /// Changes nothing. Empty where the system keeps and checks its registry itself.
-/// @throws std::bad_alloc and nothing else.
-std::vector<RegistryFinding> CheckRegistry();
+/// @param reached told the share that is done, from 0 to 1.
+/// @throws std::bad_alloc and what `reached` throws.
+std::vector<RegistryFinding> CheckRegistry(const std::function<void(double share)>& reached = {});
 
 }  // namespace nerio::tool

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 
@@ -39,6 +40,21 @@ TEST(RegistrySystemOnLinux, PlacesAndFindings_AreThoseOfTheStore) {
                                      "USERS is there\n" + top + "CURRENT_CONFIG\n" + "2 " + top +
                                      "USERS/%gone at 0: left behind by a process that was killed\n" + "0 " + top +
                                      "USERS/file at 0: not a folder, as every key is\n");
+}
+
+TEST(RegistrySystemOnLinux, Progress_CountsAKeyAsMuchAsEachOfItsSubkeysWithAllBelowIt) {
+  const testing::TemporaryFolder folder;
+  const std::string users = folder.path().string() + "/HKEY_USERS";
+  std::filesystem::create_directories(users + "/a/c");
+  std::filesystem::create_directories(users + "/b");
+  std::filesystem::create_directories(folder.path().string() + "/HKEY_LOCAL_MACHINE");
+  EXPECT_EQ(testing::AnswerOfChild([&] {
+              ::setenv("NERIO_REGISTRY", folder.path().c_str(), 1);
+              std::string told;
+              CheckRegistry([&](double share) { told += std::to_string(std::lround(share * 12)) + " of 12\n"; });
+              return told;
+            }),
+            "6 of 12\n8 of 12\n9 of 12\n10 of 12\n12 of 12\n");
 }
 
 }  // namespace

@@ -173,6 +173,25 @@ TEST(PlanImport, TellsWhatAnImportWouldDo_AndChangesNothing) {
   EXPECT_EQ(tool.registry.OpenHandles(), 0u);
 }
 
+TEST(Import, Progress_GoesFromThePlanToTheLastChange) {
+  ToolHost tool;
+  Furnish(tool);
+  std::vector<double> planned;
+  PlanImport(Sections(kFile), tool.registry, tool.codePage, [&](double share) { planned.push_back(share); });
+  EXPECT_GT(planned.size(), 9u);
+  EXPECT_TRUE(std::is_sorted(planned.begin(), planned.end()));
+  EXPECT_GT(planned.front(), 0);
+  EXPECT_EQ(planned.back(), 1);
+
+  std::vector<double> done;
+  Import(Sections(kFile), tool.registry, tool.codePage, kNeverInterrupted,
+         [&](double share) { done.push_back(share); });
+  EXPECT_GT(done.size(), planned.size());
+  EXPECT_TRUE(std::is_sorted(done.begin(), done.end()));
+  EXPECT_LT(done[planned.size() - 2], done[planned.size() + 1]);
+  EXPECT_LT(done.back(), 1);
+}
+
 // Imports a file with the first, second, ... changing call failing: each time it is said, and all is as it was before.
 // Returns how many calls there are.
 std::size_t SweepImport(const std::string& file) {

@@ -122,9 +122,9 @@ std::vector<RegistryPlace> RegistryPlaces() {
   return places;
 }
 
-std::vector<RegistryFinding> CheckRegistry() {
+std::vector<RegistryFinding> CheckRegistry(const std::function<void(double)>& reached) {
   std::vector<RegistryFinding> findings;
-  for (platform::RegistryFinding& each : platform::CheckRegistry()) {
+  for (platform::RegistryFinding& each : platform::CheckRegistry({}, reached)) {
     findings.push_back({KindOf(each.kind), std::move(each.place), each.offset, std::move(each.what)});
   }
   return findings;

@@ -9,6 +9,9 @@
 namespace nerio::tool {
 namespace {
 
+// The share of an import that planning it is, where most of it has to be changed.
+constexpr double kPlanning = 0.2;
+
 using platform::kFileNotFound;
 using platform::kSuccess;
 using platform::RegistryApi;
@@ -22,14 +25,16 @@ struct Interrupted {};
 class Importer {
  public:
   Importer(RegistryApi& registry, platform::CodePage& codePage, const std::function<bool()>& interrupted,
-           const std::function<void(std::size_t, std::size_t)>& reached)
+           const std::function<void(double)>& reached)
       : registry_(registry), codePage_(codePage), interrupted_(interrupted), reached_(reached) {}
 
   void Apply(ImportPlan& plan) {
     done_.reserve(plan.changes.size());
     for (std::size_t i = 0; i < plan.changes.size();) {
       StopIfInterrupted();
-      if (reached_) reached_(i, plan.changes.size());
+      if (reached_) {
+        reached_(kPlanning + (1 - kPlanning) * static_cast<double>(i) / static_cast<double>(plan.changes.size()));
+      }
       Change& change = plan.changes[i];
       std::vector<Change*> together = ValuesTogether(plan, i);
       i += std::max<std::size_t>(together.size(), 1);
@@ -238,7 +243,7 @@ class Importer {
   RegistryApi& registry_;
   platform::CodePage& codePage_;
   const std::function<bool()>& interrupted_;
-  const std::function<void(std::size_t, std::size_t)>& reached_;
+  const std::function<void(double)>& reached_;
   platform::WholeKeys* const whole_ = dynamic_cast<platform::WholeKeys*>(&registry_);
   std::vector<const Change*> done_;
 };
@@ -246,12 +251,14 @@ class Importer {
 }  // namespace
 
 ImportCounts Import(std::vector<RegSection> sections, RegistryApi& registry, platform::CodePage& codePage,
-                    const std::function<bool()>& interrupted,
-                    const std::function<void(std::size_t done, std::size_t all)>& reached, const char* nothing) {
+                    const std::function<bool()>& interrupted, const std::function<void(double)>& reached,
+                    const char* nothing) {
   Importer importer(registry, codePage, interrupted, reached);
   ImportPlan plan;
   try {
-    plan = PlanImport(sections, registry, codePage);
+    plan = PlanImport(sections, registry, codePage, [&](double share) {
+      if (reached) reached(kPlanning * share);
+    });
     // The plan holds all of it by now.
     sections.clear();
     importer.Apply(plan);

@@ -17,12 +17,11 @@ namespace nerio::tool {
 /// that is a new key (its old handles stay dead) with the creator's rights.
 /// @param sections handed over, where they are many: they are freed once they are planned.
 /// @param interrupted asked before each call that changes something; true ends the import as a failed call does.
-/// @param reached told how many of the changes are made, as long as they are being made.
+/// @param reached told the share that is done, from 0 to 1, the planning included.
 /// @param nothing what a failure says when everything was undone.
 /// @throws Failure with the line of the file, what the registry answered, and whether everything was undone.
 ImportCounts Import(std::vector<RegSection> sections, platform::RegistryApi& registry, platform::CodePage& codePage,
-                    const std::function<bool()>& interrupted,
-                    const std::function<void(std::size_t done, std::size_t all)>& reached = {},
+                    const std::function<bool()>& interrupted, const std::function<void(double share)>& reached = {},
                     const char* nothing = "nothing was imported");
 
 }  // namespace nerio::tool

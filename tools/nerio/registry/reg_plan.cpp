@@ -308,17 +308,26 @@ RegSection SectionOf(StoredKey stored) {
   return section;
 }
 
-ImportPlan PlanImport(const std::vector<RegSection>& sections, RegistryApi& registry, platform::CodePage& codePage) {
+ImportPlan PlanImport(const std::vector<RegSection>& sections, RegistryApi& registry, platform::CodePage& codePage,
+                      const std::function<void(double)>& reached) {
   Picture picture(registry, codePage);
   ImportPlan plan;
   std::size_t line = 0;
+  std::size_t done = 0;
+  std::size_t all = sections.size();
+  for (const RegSection& section : sections) all += section.values.size();
+  const auto planned = [&] {
+    if (reached) reached(static_cast<double>(++done) / static_cast<double>(all));
+  };
   try {
     for (const RegSection& section : sections) {
       line = section.line;
       PlanKey(section, picture, plan);
+      planned();
       for (const RegValue& value : section.values) {
         line = value.line;
         PlanValue(section, value, picture, plan);
+        planned();
       }
     }
   } catch (RefusedCall& refused) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -61,9 +62,10 @@ struct RefusedCall {
 RegSection SectionOf(StoredKey stored);
 
 /// Finds what importing a .reg file changes, entry by entry, without changing anything.
+/// @param reached told the share of the entries and their values that is planned, from 0 to 1.
 /// @throws RefusedCall when the registry refuses to be read.
 ImportPlan PlanImport(const std::vector<RegSection>& sections, platform::RegistryApi& registry,
-                      platform::CodePage& codePage);
+                      platform::CodePage& codePage, const std::function<void(double share)>& reached = {});
 
 /// Finds out whether the user may make the changes of a plan, by asking for each right that they will need, and for a
 /// disk that can be written to. Another user's changes between this and the import may still have it refused.

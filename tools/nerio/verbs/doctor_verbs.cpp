@@ -3,6 +3,7 @@
 #include "nerio/support/conversions.h"
 #include "nerio/support/xml.h"
 #include "nerio/types/utf8.h"
+#include "tools/nerio/progress.h"
 #include "tools/nerio/region_system.h"
 #include "tools/nerio/registry_system.h"
 #include "tools/nerio/verbs/main_branch.h"
@@ -55,12 +56,15 @@ std::string Verdict(const std::vector<RegistryFinding>& findings) {
 }
 
 struct RegistryReport {
-  explicit RegistryReport(Session& session) : mainBranch(ExamineMainBranch(session)) {}
+  explicit RegistryReport(Session& session) : mainBranch(ExamineMainBranch(session)) {
+    Progress progress(session, "checking");
+    findings = CheckRegistry([&](double share) { progress.At(share); });
+  }
 
   std::vector<RegistryPlace> places = RegistryPlaces();
   MachineRoots machineRoots = ChosenMachineRoots();
   MainBranch mainBranch;
-  std::vector<RegistryFinding> findings = CheckRegistry();
+  std::vector<RegistryFinding> findings;
 };
 
 // How --json names the place of the machine's roots, and how a sentence does.

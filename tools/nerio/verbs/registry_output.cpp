@@ -60,13 +60,16 @@ KeyGuard Open(Session& session, const RegistryKey& key, std::uint32_t access) {
 std::vector<StoredKey> ReadAll(Session& session, const RegistryKey& key) {
   std::vector<StoredKey> branch;
   RegistryKey failed;
-  constexpr std::uint64_t kWhole = 1000;
   Progress progress(session, "reading");
-  const Status status = ReadBranch(session.host.registry, key, branch, failed, [&](double share) {
-    progress.At(static_cast<std::uint64_t>(share * kWhole), kWhole);
-  });
+  const Status status =
+      ReadBranch(session.host.registry, key, branch, failed, [&](double share) { progress.At(share); });
   if (status != kSuccess) throw RegistryFailure(status, "cannot read " + Shown(session, failed));
   return branch;
+}
+
+ImportPlan Plan(Session& session, const std::vector<RegSection>& sections) {
+  Progress progress(session, "planning");
+  return PlanImport(sections, session.host.registry, session.host.codePage, [&](double share) { progress.At(share); });
 }
 
 }  // namespace nerio::tool

@@ -7,6 +7,7 @@
 
 #include "nerio/types/text.h"
 #include "tools/nerio/command_line.h"
+#include "tools/nerio/registry/reg_plan.h"
 #include "tools/nerio/registry/registry_access.h"
 
 namespace nerio::tool {
@@ -37,5 +38,8 @@ KeyGuard Open(Session& session, const RegistryKey& key, std::uint32_t access);
 
 /// Reads a key with its values and everything below it, upper keys first. @throws Failure naming the key that failed.
 std::vector<StoredKey> ReadAll(Session& session, const RegistryKey& key);
+
+/// Plans an import as `PlanImport` does, which see, and shows how far it has come.
+ImportPlan Plan(Session& session, const std::vector<RegSection>& sections);
 
 }  // namespace nerio::tool

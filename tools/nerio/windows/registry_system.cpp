@@ -42,6 +42,6 @@ const char* const kNothingToRepair = "the system keeps its registry itself, ther
 
 platform::Status RepairKey(platform::KeyHandle, const AnsiText&, RepairedKey&) { return platform::kSuccess; }
 
-std::vector<RegistryFinding> CheckRegistry() { return {}; }
+std::vector<RegistryFinding> CheckRegistry(const std::function<void(double)>&) { return {}; }
 
 }  // namespace nerio::tool

@@ -42,28 +42,42 @@ const char* KindOfFile(mode_t mode) {
 // Checks one key after the other.
 class Check {
  public:
-  explicit Check(std::vector<RegistryFinding>& findings) : findings_(findings) {}
+  Check(std::vector<RegistryFinding>& findings, const std::function<void(double)>& reached)
+      : findings_(findings), reached_(reached) {}
 
-  // Checks a root that is there. One that is missing is in order; one that cannot be reached is not.
-  void Root(RegistryRoots& roots, KeyHandle root) {
+  // Checks a root that is there, which is so much of all that is to be checked. One that is missing is in order; one that
+  // cannot be reached is not.
+  void Root(RegistryRoots& roots, KeyHandle root, double part) {
     KeyFolder folder;
     std::string place;
     const Status status = roots.Find(root, folder);
     if (status == kSuccess) {
-      Tree(folder);
+      Tree(folder, part);
     } else if (status != kFileNotFound && roots.Place(root, place) == kSuccess) {
       AddFailure(place, status);
     }
   }
 
  private:
-  void Tree(const KeyFolder& root) {
+  // A key still to be checked, and how much of all it is with those below it.
+  struct Pending {
+    KeyFolder key;
+    double part;
+  };
+
+  void Tree(const KeyFolder& root, double part) {
     // A stack of its own: keys may be nested deeper than calls.
-    pending_.push_back(root);
+    pending_.push_back({root, part});
     while (!pending_.empty()) {
-      const KeyFolder key = std::move(pending_.back());
+      const Pending next = std::move(pending_.back());
       pending_.pop_back();
-      Key(key);
+      const std::size_t others = pending_.size();
+      Key(next.key);
+      const std::size_t below = pending_.size() - others;
+      const double each = next.part / static_cast<double>(below + 1);
+      for (std::size_t i = others; i < pending_.size(); ++i) pending_[i].part = each;
+      done_ += each;
+      if (reached_) reached_(std::min(done_, 1.0));
     }
   }
 
@@ -158,7 +172,7 @@ class Check {
       } else if (!KeyNameOfFolder(entry.name) && !IsCutFolderName(entry.name)) {
         Add(Kind::Damage, inside.path(), 0, "no key has a folder of this name");
       } else {
-        pending_.push_back(std::move(inside));
+        pending_.push_back({std::move(inside), 0});
       }
     }
     // What was pushed last is checked first.
@@ -184,7 +198,9 @@ class Check {
   }
 
   std::vector<RegistryFinding>& findings_;
-  std::vector<KeyFolder> pending_;
+  const std::function<void(double)>& reached_;
+  std::vector<Pending> pending_;
+  double done_ = 0;
 };
 
 }  // namespace
@@ -201,10 +217,17 @@ std::vector<RegistryPlace> RegistryPlaces(const HostOptions& options) {
   return places;
 }
 
-std::vector<RegistryFinding> CheckRegistry(const HostOptions& options) {
+std::vector<RegistryFinding> CheckRegistry(const HostOptions& options, const std::function<void(double)>& reached) {
   RegistryRoots roots(options.registryFolder);
   std::vector<RegistryFinding> findings;
-  for (const KeyHandle root : kRoots) Check(findings).Root(roots, root);
+  Check check(findings, reached);
+  const auto there = [&](KeyHandle root) {
+    KeyFolder folder;
+    return roots.Find(root, folder) == kSuccess;
+  };
+  const auto count = std::count_if(std::begin(kRoots), std::end(kRoots), there);
+  for (const KeyHandle root : kRoots)
+    check.Root(roots, root, 1.0 / static_cast<double>(std::max<std::ptrdiff_t>(count, 1)));
   return findings;
 }
 

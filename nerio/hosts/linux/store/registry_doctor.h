@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -47,7 +48,9 @@ std::vector<RegistryPlace> RegistryPlaces(const HostOptions& options = {});
 
 /// Looks through every key of the registry that `OpenHost(options)` opens, and returns what is wrong with it, in the
 /// order of the places. Changes nothing.
-/// @throws std::bad_alloc and nothing else.
-std::vector<RegistryFinding> CheckRegistry(const HostOptions& options = {});
+/// @param reached told the share that is done, from 0 to 1: a key counts as much as each of its subkeys with all below it.
+/// @throws std::bad_alloc and what `reached` throws.
+std::vector<RegistryFinding> CheckRegistry(const HostOptions& options = {},
+                                           const std::function<void(double share)>& reached = {});
 
 }  // namespace nerio::platform

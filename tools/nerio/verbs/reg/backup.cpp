@@ -5,6 +5,7 @@
 #include "tools/nerio/files.h"
 #include "tools/nerio/registry/reg_plan.h"
 #include "tools/nerio/registry/registry_access.h"
+#include "tools/nerio/verbs/registry_output.h"
 
 namespace nerio::tool {
 namespace {
@@ -43,7 +44,7 @@ std::vector<RegSection> Undone(Session& session, ImportPlan& plan) {
 void WriteBackup(Session& session, const std::optional<std::string>& file, const std::vector<RegSection>& sections) {
   if (!file) return;
   try {
-    ImportPlan plan = PlanImport(sections, session.host.registry, session.host.codePage);
+    ImportPlan plan = Plan(session, sections);
     const Text text = WriteRegText(Undone(session, plan), session.host.codePage);
     CreateOutput(session, *file, EncodeUtf16(text));
   } catch (const RefusedCall& refused) {

@@ -4,6 +4,7 @@
 
 #include "tools/nerio/console.h"
 #include "tools/nerio/files.h"
+#include "tools/nerio/progress.h"
 #include "tools/nerio/registry/reg_import.h"
 #include "tools/nerio/registry/registry_access.h"
 #include "tools/nerio/registry/registry_failure.h"
@@ -52,8 +53,7 @@ void CheckFree(Session& session, const RegistryKey& key) {
 // What would be refused is not even begun: a key that was deleted could be one that this user may not make again.
 void CheckAllowed(Session& session, const std::vector<RegSection>& sections) {
   try {
-    CheckRights(PlanImport(sections, session.host.registry, session.host.codePage), session.host.registry,
-                session.host.codePage);
+    CheckRights(Plan(session, sections), session.host.registry, session.host.codePage);
   } catch (const RefusedCall& refused) {
     throw refused.ToFailure("; nothing was changed");
   }
@@ -62,9 +62,10 @@ void CheckAllowed(Session& session, const std::vector<RegSection>& sections) {
 // All of it is done, or nothing.
 void Apply(Session& session, std::vector<RegSection> sections) {
   const HeldInterrupts interrupts;
+  Progress progress(session, "copying");
   Import(
-      std::move(sections), session.host.registry, session.host.codePage, [&] { return interrupts.Requested(); }, {},
-      "nothing was changed");
+      std::move(sections), session.host.registry, session.host.codePage, [&] { return interrupts.Requested(); },
+      [&](double share) { progress.At(share); }, "nothing was changed");
 }
 
 struct CopyOptions {

@@ -105,7 +105,7 @@ std::string Summary(const ImportCounts& counts, bool dryRun) {
 // Shows what an import would do; one that would be refused fails here as it would.
 ImportCounts Preview(Session& session, const std::vector<RegSection>& sections, Json& changes) {
   try {
-    const ImportPlan plan = PlanImport(sections, session.host.registry, session.host.codePage);
+    const ImportPlan plan = Plan(session, sections);
     CheckRights(plan, session.host.registry, session.host.codePage);
     for (const Change& change : plan.changes) {
       session.output.Line(ChangeLine(session, change));
@@ -156,7 +156,7 @@ Exit ImportFile(Session& session, const ImportOptions& options) {
     Progress progress(session, "importing");
     counts = Import(
         std::move(sections), session.host.registry, session.host.codePage, [&] { return interrupts.Requested(); },
-        [&](std::size_t done, std::size_t all) { progress.At(done, all); });
+        [&](double share) { progress.At(share); });
   }
   object.update({{"keysCreated", counts.keysCreated},
                  {"keysDeleted", counts.keysDeleted},
