@@ -28,7 +28,7 @@ same() {
 }
 
 # What --help says of each verb and group, by its name; the program's own name is ".".
-declare -A verbs options lines forms
+declare -A verbs options lines forms sentences
 names=()
 walk() {
   local name=$1 words=() help verb
@@ -38,6 +38,7 @@ walk() {
   options[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | sed -n 's/^  \(-[^ ]*\).*/\1/p' | tr ',\n' '  ')
   lines[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | sed -nE 's/^  (-[^ ]*)( TEXT| N)?.*/\1\2/p')
   verbs[$name]=$(sed -n '/^Subcommands:/,/^$/p' <<<"$help" | sed -n 's/^  \([^ ][^ ]*\).*/\1/p' | tr '\n' ' ')
+  sentences[$name]=${help%%$'\n'*}.
   forms[$name]=$(sed -n 's/^Usage: nerio //p' <<<"$help" | sed 's/ *\[OPTIONS\]//')
   for verb in ${verbs[$name]}; do
     if [ "$name" = . ]; then walk "$verb"; else walk "$name $verb"; fi
@@ -85,6 +86,7 @@ CheckManual() {
     IsVerb "$name" || continue
     text=$(FORM=${forms[$name]} awk '/^\.S[HS]/ { line = $0; gsub(/\\-/, "-", line); gsub(/"/, "", line)
       on = line == ".SS nerio " ENVIRON["FORM"] } on' "$manual")
+    same "nerio.1, the sentence of $name" "${sentences[$name]// /_}" "$(sed -n '2{s/\\-/-/g; s/ /_/g; p}' <<<"$text")"
     same "nerio.1, the options of $name" "$(OwnOptions "$name")" "$(ManualOptions <<<"$text")"
     text=$(FORM=${forms[$name]} awk '/^\.S[HS]/ { line = $0; gsub(/\\-/, "-", line); gsub(/"/, "", line)
       on = line == ".SS nerio " ENVIRON["FORM"] } on' "$manual")
