@@ -142,9 +142,8 @@ TEST(Allocations, RoutinesWithAFault_AreSeen) {
   const Text text(300, u'k');
   const Routine leaking = {"leaking",
                            [&](World&, Answer& answer) {
-                             auto lost = std::make_unique<Text>(text).release();
-                             answer.text = *lost;
-                             kept.emplace_back(lost);
+                             kept.push_back(std::make_unique<Text>(text));
+                             answer.text = text;
                            },
                            {}};
   const Routine raising = {"raising", [&](World&, Answer& answer) { answer.text = text; }, {{}}};
