@@ -151,6 +151,8 @@ Status RemoveInPlace(int parent, const char* name, int folder) {
   // The mark is on the disk before the files are gone: Btrfs may keep their removal in a power cut and not the mark.
   status = SyncFolder(folder);
   if (status == kSuccess) RemoveKeyFolder(parent, name, folder);
+  // With what a repair kept in it the folder stays.
+  if (status == kSuccess && IsThere(parent, name)) status = SyncFolder(folder);
   return status == kSuccess ? SyncFolder(parent) : status;
 }
 
