@@ -57,7 +57,7 @@ class Search {
       session_.output.Result({{"text", options_.text}, {"found", std::move(found_)}, {"errors", std::move(errors_)}},
                              {});
     }
-    return count_ > 0 ? Exit::kDone : Exit::kNotFound;
+    return count_ > 0 ? Exit::kDone : notFound_;
   }
 
  private:
@@ -90,6 +90,8 @@ class Search {
   void Failed(const RegistryKey& key, Status status) {
     const Failure failure = RegistryFailure(status, "cannot read " + Shown(session_, key));
     session_.output.Say(failure.what());
+    // What this user may not see is as good as not there; of anything else nobody knows whether it was in it.
+    if (failure.exit() != Exit::kAccessDenied) notFound_ = failure.exit();
     Json error{{"key", Shown(session_, key)}};
     error.update(failure.ToJson());
     errors_.push_back(std::move(error));
@@ -99,6 +101,7 @@ class Search {
   Text wanted_;
   FindOptions options_;
   std::size_t count_ = 0;
+  Exit notFound_ = Exit::kNotFound;
   Json found_ = Json::array();
   Json errors_ = Json::array();
 };
