@@ -1,5 +1,6 @@
 // Every system call of the tool fails once, and every allocation: whatever the verb, it ends by itself, says that something
 // failed or has done everything, leaves the old state or the new one and no file of its own, and works again afterwards.
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <map>
 #include <ostream>
@@ -28,6 +30,8 @@ constexpr char kKey[] = R"(HKCU\Software\Nerio\App)";
 constexpr unsigned kSecondsForOneRun = 60;
 constexpr int kErrors[] = {EIO, ENOSPC, EDQUOT, EMFILE, ENFILE, EACCES, EROFS, ENOMEM};
 constexpr int kMostCalls = 40;  // a sweep takes a second or two then
+
+int runs = 0;
 
 // Every call and every error, which takes long.
 bool EveryCall() { return std::getenv("NERIO_EVERY_CALL") != nullptr; }
@@ -48,6 +52,7 @@ struct Verb {
   std::vector<std::string> arguments;
   bool sameOutput = true;  // a run that succeeds says what every other says
   bool inSteps = false;    // what stops it leaves the steps done before it
+  int never = -1;          // an exit code that no failure may have, as it says something else
 };
 
 std::vector<Verb> Verbs() {
@@ -55,6 +60,9 @@ std::vector<Verb> Verbs() {
   return {
       {"get", {"reg", "get", key, "Nome"}},
       {"list", {"reg", "list", key}},
+      {"test", {"reg", "test", key, "Nome"}, true, false, 3},
+      {"find", {"reg", "find", "Lingua", key}, true, false, 3},
+      {"diff", {"reg", "diff", key, "same.reg"}, true, false, 1},
       {"tree", {"reg", "tree", key, "--values"}},
       {"export", {"reg", "export", key, "-o", "exported.reg"}},
       {"overwrite", {"reg", "set", key, "Nome", "nuovo"}},
@@ -63,13 +71,21 @@ std::vector<Verb> Verbs() {
       {"delete a value", {"reg", "delete", key, "Nome", "--yes"}},
       {"delete a branch", {"reg", "delete", key, "--recursive", "--yes"}, true, true},
       {"import into one key", {"reg", "import", "one.reg"}},
+      {"copy", {"reg", "copy", key, key + "Copia"}, true, true},
+      {"rename", {"reg", "rename", key, "Nuova"}, true, true},
+      {"repair", {"reg", "repair", key}},
       // What they could not find out they say, and it is not always a fault.
       {"registry doctor", {"reg", "doctor"}, false},
       {"doctor", {"doctor"}, false},
       {"xml new", {"xml", "new", "new.xml", "impostazioni"}},
       {"xml set", {"xml", "set", "old.xml", "/a", "b", "c"}},
       {"xml check", {"xml", "check", "old.xml"}},
+      {"xml get", {"xml", "get", "old.xml", "/a"}},
+      {"xml add", {"xml", "add", "old.xml", "/a", "b", "testo"}},
+      {"xml delete", {"xml", "delete", "two.xml", "/a/b", "--yes"}},
+      {"xml format", {"xml", "format", "two.xml"}},
       {"base64 encode", {"base64", "encode", "prova"}},
+      {"base64 decode", {"base64", "decode", "cAByAG8AdgBhAA=="}},
       // A date that cannot be read for any reason is the zero date, by intent.
       {"date", {"date", "31/12/1999"}, false},
       {"guid", {"guid"}, false},
@@ -85,10 +101,12 @@ class FailingCalls : public ::testing::TestWithParam<Verb> {
                                 "]\r\n\"Nome\"=\"importato\"\r\n"
                                 "\"Altro\"=\"importato\"\r\n");
     Write("filled/old.xml", "<a/>");
+    Write("filled/two.xml", "<a><b/></a>");
     for (const char* name : {"Nome", "Lingua", "Nota"}) {
       EXPECT_EQ(Run({"reg", "set", kKey, name, std::string("di ") + name}, "").exit, 0);
     }
     EXPECT_EQ(Run({"reg", "set", std::string(kKey) + R"(\Finestre)", "Larghezza", "640"}, "").exit, 0);
+    EXPECT_EQ(Run({"reg", "export", kKey, "-o", "same.reg"}, "").exit, 0);
     Start();
     oldSettings_ = Settings();
     oldFiles_ = Files();
@@ -113,6 +131,7 @@ class FailingCalls : public ::testing::TestWithParam<Verb> {
     const fs::path err = folder_ / "err";
     failed_ = folder_ / "failed";
     std::ofstream(failed_, std::ios::trunc);
+    std::fflush(stdout);  // not once more by the child
     const pid_t child = ::fork();
     if (child == 0) {
       ::alarm(kSecondsForOneRun);
@@ -191,11 +210,14 @@ class FailingCalls : public ::testing::TestWithParam<Verb> {
   std::string oldSettings_;
   std::map<std::string, std::string> oldFiles_;
   Outcome outcome_;
+  bool faultIsPlanted_ = false;  // every run is taken for one that succeeded
 };
 
 void FailingCalls::RunWith(const std::string& plan, bool mustSucceed) {
   Start();
-  const ProgramRun run = Run(GetParam().arguments, plan);
+  ProgramRun run = Run(GetParam().arguments, plan);
+  ++runs;
+  if (faultIsPlanted_) run.exit = 0;
   const std::string failed = FailedCall();
   SCOPED_TRACE(plan + ": " + failed + ", exit " + std::to_string(run.exit) + ", " + run.err);
   // Short of memory the JSON library ends the program; the system's library says so.
@@ -218,6 +240,9 @@ void FailingCalls::RunWith(const std::string& plan, bool mustSucceed) {
     }
     return;
   }
+  // Short of memory the tool may not come to the verb, whose codes are its own.
+  const bool shortOfMemory = run.err.find("not enough memory") != std::string::npos;
+  EXPECT_TRUE(run.exit != GetParam().never || shortOfMemory);
   EXPECT_TRUE(!run.err.empty() || run.out != outcome_.run.out) << "failed without a word";
   if (done) return;
   if (!GetParam().inSteps) {
@@ -241,6 +266,18 @@ TEST_P(FailingCalls, EachTransferIsShort_WhichNobodySees) { SweepWith("short", t
 
 TEST_P(FailingCalls, EachAllocationGetsNothing) { SweepWith("memory"); }
 
+class PlantedFault : public FailingCalls {};
+
+TEST_P(PlantedFault, ToolThatAlwaysSaysDone_IsSeen) {
+  faultIsPlanted_ = true;
+  ::testing::TestPartResultArray found;
+  {
+    const ::testing::ScopedFakeTestPartResultReporter reporter(&found);
+    SweepWith(std::to_string(EIO));
+  }
+  EXPECT_GT(found.size(), 0);
+}
+
 std::string NameOf(const ::testing::TestParamInfo<Verb>& info) {
   std::string name = info.param.name;
   std::replace(name.begin(), name.end(), ' ', '_');
@@ -248,6 +285,20 @@ std::string NameOf(const ::testing::TestParamInfo<Verb>& info) {
 }
 void PrintTo(const Verb& verb, std::ostream* out) { *out << verb.name; }
 INSTANTIATE_TEST_SUITE_P(Tool, FailingCalls, ::testing::ValuesIn(Verbs()), NameOf);
+
+std::vector<Verb> ChangingVerbs() {
+  std::vector<Verb> verbs = Verbs();
+  std::erase_if(verbs, [](const Verb& verb) {
+    return verb.name != std::string("overwrite") && verb.name != std::string("xml set");
+  });
+  return verbs;
+}
+INSTANTIATE_TEST_SUITE_P(Tool, PlantedFault, ::testing::ValuesIn(ChangingVerbs()), NameOf);
+
+class Count : public ::testing::Environment {
+  void TearDown() override { std::cout << runs << " runs of " << Verbs().size() << " verbs with one fault each\n"; }
+};
+[[maybe_unused]] const ::testing::Environment* const count = ::testing::AddGlobalTestEnvironment(new Count);
 
 }  // namespace
 }  // namespace nerio::tool
