@@ -7,6 +7,7 @@
 #include "tools/nerio/verbs/arguments.h"
 #include "tools/nerio/xml_bytes.h"
 #include "tools/nerio/xml_edit.h"
+#include "tools/nerio/xml_loading.h"
 
 namespace nerio::tool {
 namespace {
@@ -16,11 +17,7 @@ using platform::XmlLoadError;
 using platform::XmlNode;
 using Json = nlohmann::ordered_json;
 
-// Files are read and written by the layer's own DOM on every host, so that they come out alike, version 4.0 need not be
-// installed, and nothing that a file names elsewhere is fetched.
-platform::XmlDom& Dom() { return platform::OwnXmlDom(); }
-
-XmlDocument NewDocument() { return {Dom(), Dom().CreateDocument()}; }
+XmlDocument NewDocument() { return {ToolDom(), ToolDom().CreateDocument()}; }
 
 Failure NotWellFormed(const std::string& where, const XmlLoadError& error) {
   std::string what = where;
@@ -37,12 +34,12 @@ struct LoadedFile {
   bool namesEncoding;  // its XML declaration does, which the DOM does not keep
 };
 
-LoadedFile Load(const std::string& file, const std::string& bytes) {
+LoadedFile Load(Session& session, const std::string& file, const std::string& bytes) {
   Text text;
   XmlLoadError error;
   if (!DecodeXmlBytes(bytes, text, error)) throw NotWellFormed(file, error);
   XmlDocument document = NewDocument();
-  if (!Dom().LoadXml(document.get(), text)) throw NotWellFormed(file, Dom().LoadError(document.get()));
+  if (!LoadXmlText(session, document, text)) throw NotWellFormed(file, ToolDom().LoadError(document.get()));
   return {std::move(document), NamesEncoding(text)};
 }
 
@@ -53,18 +50,18 @@ void NameEncoding(Text& text) {
 }
 
 // The document as a file in UTF-8. What was built may still be no XML, a prefix that is declared nowhere for one.
-std::string Written(Text text, bool namesEncoding) {
+std::string Written(Session& session, Text text, bool namesEncoding) {
   if (namesEncoding) NameEncoding(text);
   const XmlDocument again = NewDocument();
-  if (!Dom().LoadXml(again.get(), text)) {
-    throw Failure(Exit::kBadInput, "this would not be XML: " + ToUtf8(Dom().LoadError(again.get()).reason),
+  if (!LoadXmlText(session, again, text)) {
+    throw Failure(Exit::kBadInput, "this would not be XML: " + ToUtf8(ToolDom().LoadError(again.get()).reason),
                   "nothing was written");
   }
   return ToUtf8(text);
 }
 
-std::string Written(const XmlDocument& document, bool namesEncoding) {
-  return Written(Dom().GetXml(document.get()), namesEncoding);
+std::string Written(Session& session, const XmlDocument& document, bool namesEncoding) {
+  return Written(session, ToolDom().GetXml(document.get()), namesEncoding);
 }
 
 // Writes a file anew; before that, what it was before into a new file, if the user asked for that.
@@ -102,7 +99,7 @@ auto Building(Build build) {
 XmlNode Select(const XmlDocument& document, const std::string& path, const std::string& file) {
   const Text query = TextOf(path, "the path");
   try {
-    XmlNode node(Dom(), Dom().SelectSingleNode(document.get(), query));
+    XmlNode node(ToolDom(), ToolDom().SelectSingleNode(document.get(), query));
     if (!node) throw Failure(Exit::kNotFound, file + " has no element " + path);
     return node;
   } catch (const Error& error) {
@@ -124,7 +121,7 @@ Exit Check(Session& session, const CheckOptions& options) {
   for (const std::string& file : options.files) {
     Json object{{"file", file}, {"wellFormed", true}};
     try {
-      Load(file, ReadInput(session, file, kMostBytes));
+      Load(session, file, ReadInput(session, file, kMostBytes));
       session.output.Line(file + ": well-formed");
     } catch (const Failure& failure) {
       exit = failure.exit();
@@ -149,7 +146,7 @@ Exit New(Session& session, const NewOptions& options) {
   const Text text = ContentOf(options.text.value_or(""), "the text");
   const XmlDocument document = NewDocument();
   Building([&] { return AddXMLElement(document, document, name, text); });
-  CreateOutput(session, options.file, Written(document, false));
+  CreateOutput(session, options.file, Written(session, document, false));
   session.output.Result({{"file", options.file}, {"element", options.name}}, "created " + options.file);
   return Exit::kDone;
 }
@@ -166,10 +163,10 @@ Exit Set(Session& session, const SetOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text value = ContentOf(options.value, "the value");
   const std::string bytes = ReadFile(session, options.file, kMostBytes);
-  const LoadedFile loaded = Load(options.file, bytes);
+  const LoadedFile loaded = Load(session, options.file, bytes);
   const XmlNode node = Select(loaded.document, options.path, options.file);
   Building([&] { SetXMLAttribute(loaded.document, node, name, value); });
-  Replace(session, options.file, bytes, Written(loaded.document, loaded.namesEncoding), options.backup);
+  Replace(session, options.file, bytes, Written(session, loaded.document, loaded.namesEncoding), options.backup);
   Json object{{"file", options.file}, {"path", options.path}, {"attribute", options.name}, {"value", options.value}};
   if (options.backup) object["backup"] = *options.backup;
   session.output.Result(
@@ -187,10 +184,10 @@ struct AddOptions {
 Exit Add(Session& session, const AddOptions& options) {
   const Text name = TextOf(options.name, "the name");
   const Text text = ContentOf(options.text.value_or(""), "the text");
-  const LoadedFile loaded = Load(options.file, ReadFile(session, options.file, kMostBytes));
+  const LoadedFile loaded = Load(session, options.file, ReadFile(session, options.file, kMostBytes));
   const XmlNode parent = Select(loaded.document, options.path, options.file);
   Building([&] { return AddXMLElement(loaded.document, parent, name, text); });
-  WriteOutput(session, options.file, Written(loaded.document, loaded.namesEncoding));
+  WriteOutput(session, options.file, Written(session, loaded.document, loaded.namesEncoding));
   session.output.Result({{"file", options.file}, {"path", options.path}, {"element", options.name}},
                         "added " + options.name + " to " + options.path + " in " + options.file);
   return Exit::kDone;
@@ -203,17 +200,17 @@ struct GetOptions {
 };
 
 Exit Get(Session& session, const GetOptions& options) {
-  const LoadedFile loaded = Load(options.file, ReadInput(session, options.file, kMostBytes));
+  const LoadedFile loaded = Load(session, options.file, ReadInput(session, options.file, kMostBytes));
   XmlNode node = Select(loaded.document, options.path, options.file);
   Json object{{"file", options.file}, {"path", options.path}};
   if (options.name) {
-    const XmlNode attributes(Dom(), Dom().Attributes(node.get()));
-    node = XmlNode(Dom(), Dom().GetNamedItem(attributes.get(), TextOf(*options.name, "the name")));
+    const XmlNode attributes(ToolDom(), ToolDom().Attributes(node.get()));
+    node = XmlNode(ToolDom(), ToolDom().GetNamedItem(attributes.get(), TextOf(*options.name, "the name")));
     if (!node)
       throw Failure(Exit::kNotFound, options.path + " in " + options.file + " has no attribute " + *options.name);
     object["attribute"] = *options.name;
   }
-  const std::string text = ToUtf8(Dom().GetText(node.get()));
+  const std::string text = ToUtf8(ToolDom().GetText(node.get()));
   object[options.name ? "value" : "text"] = text;
   session.output.Result(object, text);
   return Exit::kDone;
@@ -243,15 +240,15 @@ void RequireDeletion(XmlDeletion deletion, const DeleteOptions& options) {
 
 Exit Delete(Session& session, const DeleteOptions& options) {
   const std::string bytes = ReadFile(session, options.file, kMostBytes);
-  const LoadedFile loaded = Load(options.file, bytes);
+  const LoadedFile loaded = Load(session, options.file, bytes);
   Select(loaded.document, options.path, options.file);  // refuses what is not a path
   std::optional<Text> name;
   if (options.name) name = TextOf(*options.name, "the name");
-  Text text = Dom().GetXml(loaded.document.get());
+  Text text = ToolDom().GetXml(loaded.document.get());
   RequireDeletion(DeleteInXml(text, TextOf(options.path, "the path"), name), options);
   const std::string what = (options.name ? *options.name + " of " : "") + options.path + " in " + options.file;
   Confirm(session, options.yes, "delete " + what);
-  Replace(session, options.file, bytes, Written(std::move(text), loaded.namesEncoding), options.backup);
+  Replace(session, options.file, bytes, Written(session, std::move(text), loaded.namesEncoding), options.backup);
   Json object{{"file", options.file}, {"path", options.path}};
   if (options.name) object["attribute"] = *options.name;
   object["deleted"] = true;
@@ -267,10 +264,10 @@ struct FormatOptions {
 
 Exit Format(Session& session, const FormatOptions& options) {
   const std::string bytes = ReadFile(session, options.file, kMostBytes);
-  const LoadedFile loaded = Load(options.file, bytes);
-  Text text = Dom().GetXml(loaded.document.get());
+  const LoadedFile loaded = Load(session, options.file, bytes);
+  Text text = ToolDom().GetXml(loaded.document.get());
   IndentXml(text);
-  const std::string formatted = Written(std::move(text), loaded.namesEncoding);
+  const std::string formatted = Written(session, std::move(text), loaded.namesEncoding);
   const bool changed = formatted != bytes;
   Json object{{"file", options.file}, {"changed", changed}};
   if (!changed) {

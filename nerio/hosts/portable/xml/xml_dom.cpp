@@ -268,18 +268,20 @@ Variant PortableXmlDom::GetNodeTypedValue(XmlObject* node) {
   Raise(kErrDomNotImplemented, kNoTypedValue);
 }
 
-bool PortableXmlDom::LoadXml(XmlObject* document, TextView xml) {
-  Tree& tree = TakeDocument(document);
+// Parses a text into the document's tree, which keeps what is wrong with it.
+bool PortableXmlDom::Load(TextView text, Tree& tree) {
   tree.Empty();
   tree.loadError = {};
+  if (reached_ == nullptr) return xml::Parse(text, tree, tree.loadError);
+  return xml::Parse(text, tree, tree.loadError, [&](std::size_t done) { (*reached_)(done, text.size()); });
+}
+
+bool PortableXmlDom::LoadXml(XmlObject* document, TextView xml) {
+  Tree& tree = TakeDocument(document);
   try {
-    if (xml::Parse(xml, tree, tree.loadError)) return true;
+    if (Load(xml, tree)) return true;
     // No document holds a NUL, so only one that was refused has to be looked through for where it ends.
-    if (const TextView ended = UpToNul(xml); ended.size() < xml.size()) {
-      tree.Empty();
-      tree.loadError = {};
-      if (xml::Parse(ended, tree, tree.loadError)) return true;
-    }
+    if (const TextView ended = UpToNul(xml); ended.size() < xml.size() && Load(ended, tree)) return true;
   } catch (...) {
     tree.Empty();
     throw;

@@ -1,8 +1,15 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
+
 #include "nerio/platform/xml_dom.h"
 
 namespace nerio::platform {
+
+namespace xml {
+class Tree;
+}
 
 /// The XML DOM in pure C++, for hosts whose system has none. It knows elements, attributes, texts, CDATA sections,
 /// comments and processing instructions; document type declarations are refused.
@@ -12,7 +19,7 @@ namespace nerio::platform {
 /// time to time, when the rest is copied together. Content is also what a handle leads to, with all below it. A node
 /// moved into another document is copied there, and its handles lead to the copy. The first handle to a node costs some
 /// 32 bytes, each other one only counts. The counts are not atomic: a document and all handles to it belong to one
-/// thread at a time. The object itself has no state.
+/// thread at a time. The object itself has no state that changes.
 ///
 /// What its calls do beyond what `XmlDom` says:
 /// - Names are those of XML 1.0, 4th edition, up to their first NUL, colons included; every other name raises
@@ -40,6 +47,12 @@ namespace nerio::platform {
 /// deep stack.
 class PortableXmlDom final : public XmlDom {
  public:
+  using Reached = std::function<void(std::size_t done, std::size_t all)>;
+
+  /// @param reached borrowed; told by `LoadXml` from time to time how many code units of a long text are read. Null: nobody
+  /// is told.
+  explicit PortableXmlDom(const Reached* reached = nullptr) noexcept : reached_(reached) {}
+
   XmlObject* CreateDocumentByName() override;
   XmlObject* CreateDocument() override;
   XmlObject* CreateElement(XmlObject* document, TextView name) override;
@@ -59,6 +72,11 @@ class PortableXmlDom final : public XmlDom {
   Text GetXml(XmlObject* node) override;
   void AddRef(XmlObject* object) noexcept override;
   void Release(XmlObject* object) noexcept override;
+
+ private:
+  bool Load(TextView text, xml::Tree& tree);
+
+  const Reached* reached_;
 };
 
 }  // namespace nerio::platform

@@ -19,12 +19,14 @@ bool AllBlank(TextView text) { return std::all_of(text.begin(), text.end(), IsBl
 
 class Parser : public Cursor {
  public:
-  Parser(TextView text, Tree& tree) : Cursor(text), tree_(tree), current_(&tree.Root()) {}
+  Parser(TextView text, Tree& tree, const std::function<void(std::size_t)>& reached)
+      : Cursor(text), tree_(tree), current_(&tree.Root()), reached_(reached), start_(place_), told_(place_) {}
 
   void ParseDocument() {
     Take(u"\uFEFF");
     ParseDeclaration();
     while (!AtEnd()) {
+      if (place_ - told_ >= kStep) Tell();
       if (*place_ != u'<') {
         ParseText();
       } else if (Take(u"</")) {
@@ -48,6 +50,14 @@ class Parser : public Cursor {
   }
 
  private:
+  // How many code units are parsed in a hundredth of a second or less.
+  static constexpr std::ptrdiff_t kStep = std::ptrdiff_t{1} << 18;
+
+  void Tell() {
+    told_ = place_;
+    if (reached_) reached_(static_cast<std::size_t>(place_ - start_));
+  }
+
   // An element that says how blanks below it are taken, and how they were before.
   struct Space {
     const Element* element;
@@ -220,6 +230,9 @@ class Parser : public Cursor {
 
   Tree& tree_;
   Parent* current_;
+  const std::function<void(std::size_t)>& reached_;
+  const char16_t* const start_;
+  const char16_t* told_;  // up to where it was told
   const Element* documentElement_ = nullptr;
   bool keepsBlanks_ = false;
   std::vector<Space> spaces_;
@@ -243,10 +256,10 @@ bool ParseEmptyElement(TextView text, Tree& tree) {
 
 }  // namespace
 
-bool Parse(TextView text, Tree& tree, XmlLoadError& error) {
+bool Parse(TextView text, Tree& tree, XmlLoadError& error, const std::function<void(std::size_t)>& reached) {
   if (ParseEmptyElement(text, tree)) return true;
   try {
-    Parser(text, tree).ParseDocument();
+    Parser(text, tree, reached).ParseDocument();
     return true;
   } catch (const Failure& failure) {
     error = ErrorAt(text, static_cast<std::size_t>(failure.place - text.data()), failure.reason);

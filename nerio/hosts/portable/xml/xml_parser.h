@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
+
 #include "nerio/hosts/portable/xml/xml_tree.h"
 #include "nerio/platform/xml_dom.h"
 #include "nerio/types/text.h"
@@ -20,8 +23,9 @@ inline constexpr TextView kNoDoctype = u"a document type declaration (<!DOCTYPE)
 /// attributes with a prefix of one element).
 ///
 /// @param error set when the answer is false; the tree's content is then unspecified.
-/// @return whether the document is well-formed. Raises nothing but std::bad_alloc.
-bool Parse(TextView text, Tree& tree, XmlLoadError& error);
+/// @param reached told from time to time how many code units are parsed, not at the end. A short text is parsed without.
+/// @return whether the document is well-formed. Raises nothing but std::bad_alloc and what `reached` throws.
+bool Parse(TextView text, Tree& tree, XmlLoadError& error, const std::function<void(std::size_t)>& reached = {});
 
 /// Returns the encoding named in a text's XML declaration; empty when none is named or the declaration is not
 /// well-formed, which `Parse` reports.

@@ -453,5 +453,25 @@ TEST_F(PortableDom, GetXml_EveryUnit_IsWrittenAsItIsOrAsWhatStandsForIt) {
   }
 }
 
+TEST(PortableXmlDom, LoadXml_TellsFromTimeToTimeHowFarItHasCome) {
+  std::vector<std::pair<std::size_t, std::size_t>> told;
+  const PortableXmlDom::Reached reached = [&](std::size_t done, std::size_t all) { told.emplace_back(done, all); };
+  PortableXmlDom dom(&reached);
+  const XmlDocument document(dom, dom.CreateDocument());
+  ASSERT_TRUE(dom.LoadXml(document.get(), u"<a><b/></a>"));
+  EXPECT_TRUE(told.empty());
+
+  Text text = u"<a>";
+  while (text.size() < 1'000'000) text += u"<b>testo</b>";
+  text += u"</a>";
+  ASSERT_TRUE(dom.LoadXml(document.get(), text));
+  ASSERT_EQ(told.size(), 3u);
+  for (std::size_t i = 0; i < told.size(); ++i) {
+    EXPECT_EQ(told[i].second, text.size());
+    EXPECT_GE(told[i].first, (i + 1) << 18);
+    EXPECT_LT(told[i].first, ((i + 1) << 18) + 100);
+  }
+}
+
 }  // namespace
 }  // namespace nerio::platform
