@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -73,9 +74,11 @@ Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, const Deadlin
     bool moved = false;
     const Status again = change != nullptr ? roots_.Make(key.root, *change, moved) : roots_.FindAgain(key.root, moved);
     if (again != kSuccess) return again;
-    if (!moved) return status;
-    status = Find(handle, key);
-    return status == kSuccess ? call(key) : status;
+    const std::string before = key.folder.path();
+    const Status found = Find(handle, key);
+    // Another thread may have been the first to make it, or to find out where it is kept.
+    if (!moved && (found != kSuccess || key.folder.path() == before)) return status;
+    return found == kSuccess ? call(key) : found;
   });
 }
 

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <atomic>
+#include <barrier>
 #include <chrono>
 #include <cstdint>
 #include <iostream>
@@ -220,6 +221,26 @@ TEST(Stress, FourThreadsOnTheSameKeysThroughOneRegistry) {
   EXPECT_THAT(wrong, ::testing::Each(""));
   for (const RegistryFinding& finding : CheckRegistry({folder.path()}))
     ADD_FAILURE() << finding.place << ": " << finding.what;
+}
+
+// The first to come makes the root; the others find it made between their look and their turn.
+TEST(Stress, FourThreadsThatMakeTheRootTogether_AllSucceed) {
+  for (int round = 0; round < 300; ++round) {
+    const testing::TemporaryFolder folder(testing::MemoryFolder());
+    LinuxRegistry registry(folder.path());
+    std::array<Status, 4> made{};
+    std::barrier start(static_cast<std::ptrdiff_t>(made.size()));
+    {
+      std::vector<std::jthread> threads;
+      for (std::size_t i = 0; i < made.size(); ++i) {
+        threads.emplace_back([&, i] {
+          start.arrive_and_wait();
+          made[i] = Calls(registry).Create(AnsiText("k" + std::to_string(i)));
+        });
+      }
+    }
+    ASSERT_THAT(made, ::testing::Each(kSuccess)) << round;
+  }
 }
 
 // Two threads list while another one changes what is listed.
