@@ -90,8 +90,8 @@ class Search {
   void Failed(const RegistryKey& key, Status status) {
     const Failure failure = RegistryFailure(status, "cannot read " + Shown(session_, key));
     session_.output.Say(failure.what());
-    // What this user may not see is as good as not there; of anything else nobody knows whether it was in it.
-    if (failure.exit() != Exit::kAccessDenied) notFound_ = failure.exit();
+    // A damaged or denied key is passed over. Of one that the system could not read nobody knows whether it was in it.
+    if (status != platform::kRegistryCorrupt && status != platform::kAccessDenied) notFound_ = failure.exit();
     Json error{{"key", Shown(session_, key)}};
     error.update(failure.ToJson());
     errors_.push_back(std::move(error));
