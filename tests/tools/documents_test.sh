@@ -28,7 +28,7 @@ same() {
 }
 
 # What --help says of each verb and group, by its name; the program's own name is ".".
-declare -A verbs options lines forms sentences
+declare -A verbs options lines texts forms sentences
 names=()
 walk() {
   local name=$1 words=() help verb
@@ -37,6 +37,11 @@ walk() {
   names+=("$name")
   options[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | sed -n 's/^  \(-[^ ]*\).*/\1/p' | tr ',\n' '  ')
   lines[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | sed -nE 's/^  (-[^ ]*)( TEXT| N)?.*/\1\2/p')
+  texts[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | awk '
+    function out() { if (option != "") print option, text "." }
+    /^  -/ { out(); option = $1; text = match($0, /[^ ]  +/) ? substr($0, RSTART + RLENGTH) : ""; next }
+    option != "" { sub(/^ +/, ""); if ($0 != "") text = text (text == "" ? "" : " ") $0 }
+    END { out() }')
   verbs[$name]=$(sed -n '/^Subcommands:/,/^$/p' <<<"$help" | sed -n 's/^  \([^ ][^ ]*\).*/\1/p' | tr '\n' ' ')
   sentences[$name]=${help%%$'\n'*}.
   forms[$name]=$(sed -n 's/^Usage: nerio //p' <<<"$help" | sed 's/ *\[OPTIONS\]//')
@@ -71,6 +76,23 @@ CheckManual() {
     awk '/^\.TP/ { tag = 1; next } tag { print; tag = 0 }' | grep -E '^\.(B|BR|BI) "?\\-' |
       sed -E 's/\\-/-/g; s/\\f[IR]//g; s/^\.(B|BR|BI) //; s/"//g; s/ *, */,/g; s/ +/ /g; s/ $//; s/ /_/g'
   }
+  # What the page says of each option, read as groff shows it: "--output File to write, ...", one line each.
+  ManualTexts() { # NAME: a line of the page's text, "nerio reg get KEY [NAME]" or "OPTIONS"
+    sed 's/^\.TP$/.TP 1/' "$manual" | groff -man -Kutf8 -Tutf8 -P-cbou -rLL=9999n -rHY=0 |
+      sed "s/‘/'/g; s/’/'/g; s/‐/-/g; s/“/\"/g; s/”/\"/g" |
+      NAME=$1 awk '{ line = $0; sub(/^ +/, "", line); gsub(/ +/, " ", line) }
+        /^ ? ? ?[^ ]/ { on = line == ENVIRON["NAME"]; tag = ""; next }
+        on && /^       -/ { tag = line; sub(/, /, ",", tag); sub(/ .*/, "", tag); next }
+        on && tag != "" { print tag, line; tag = "" }'
+  }
+  # Each text of the help is where the page's text begins.
+  Begins() { # NAME HELP PAGE
+    local line
+    while read -r line; do
+      checks=$((checks + 1))
+      case $'\n'$3 in *$'\n'"$line"*) ;; *) fail "nerio.1, an option of $1: not what the help says: $line" ;; esac
+    done <<<"$2"
+  }
   for name in "${names[@]}"; do
     IsVerb "$name" && continue
     text=$name
@@ -79,6 +101,7 @@ CheckManual() {
       NAME=$text awk '/^\.B nerio/ { group = $3 } /^\.RB \{/ && group == ENVIRON["NAME"] { gsub(/[^a-z0-9 ]|RB/, ""); print }
         /^\.B nerio [a-z]/ && ENVIRON["NAME"] == "" { print $3 }')"
   done
+  Begins "every verb" "${texts[.]}" "$(ManualTexts OPTIONS)"
   described=$(sed 's/\\-/-/g' "$manual" | sed -n 's/^\.SS "\{0,1\}nerio \([^"]*\)"\{0,1\}$/\1/p')
   same "nerio.1, the forms of the verbs" \
     "$(for name in "${names[@]}"; do IsVerb "$name" && echo "${forms[$name]// /_}"; done)" "${described// /_}"
@@ -92,6 +115,8 @@ CheckManual() {
       on = line == ".SS nerio " ENVIRON["FORM"] } on' "$manual")
     same "nerio.1, the lines of the options of $name" \
       "$(grep -vxE -- "-h,--help|--json|--view" <<<"${lines[$name]}" | tr ' ' _)" "$(ManualLines <<<"$text")"
+    text=$(grep -vE -- "^(-h,--help|--json|--view) " <<<"${texts[$name]}")
+    [ -z "$text" ] || Begins "$name" "$text" "$(ManualTexts "nerio ${forms[$name]}")"
   done
 }
 
