@@ -25,12 +25,26 @@ export LD_LIBRARY_PATH=$folder/lib NERIO_REGISTRY=$folder/registry PATH=$folder/
 log=$folder/lib/Nerio.log
 
 playbook() {
-  block nerio.yml >"$folder/nerio.yml"
-  touch "$folder/settings.reg"
-  syntax=(ansible-playbook --syntax-check -i localhost, "$folder/nerio.yml")
-  check 'the playbook' "${syntax[@]}"
-  sed -i 's/ansible.builtin.copy/ansible.builtin.coppy/' "$folder/nerio.yml"
-  check 'a playbook with a wrong word is refused' refused "${syntax[@]}"
+  block nerio.yml | sed 's,/usr/local/bin/,,; s/become: true/become: false/' >"$folder/nerio.yml"
+  printf '%s\n' 'Windows Registry Editor Version 5.00' '[HKEY_LOCAL_MACHINE\Software\Nerio\Posta]' '"Porta"="25"' \
+    >"$folder/settings.reg"
+  local porta=('HKLM\Software\Nerio\Posta' Porta)
+  play() {  # play CHANGED [OPTION]: a run against this machine, in which CHANGED tasks report a change
+    local wanted=$1
+    shift
+    ansible-playbook --connection local --inventory localhost, "$@" "$folder/nerio.yml" 2>&1 | tee "$folder/played"
+    grep -qE "changed=$wanted .*unreachable=0 +failed=0 " "$folder/played"
+  }
+  check 'the playbook reports what is not there' play 1 --check
+  check 'and makes nothing' refused nerio reg test "${porta[@]}"
+  check 'the playbook makes the settings' play 2
+  check 'as in the file' test "$(nerio reg get "${porta[@]}")" = 25
+  check 'the playbook leaves what is as in the file' play 0
+  nerio reg set "${porta[@]}" 2525 >/dev/null
+  check 'the playbook reports what has drifted' play 1 --check
+  check 'and changes nothing' test "$(nerio reg get "${porta[@]}")" = 2525
+  sed -i 's/ansible.builtin.command/ansible.builtin.comand/' "$folder/nerio.yml"
+  check 'a playbook with a wrong word is refused' refused play 2
 }
 
 service() {
