@@ -35,6 +35,7 @@ walk() {
   [ "$name" = . ] || read -ra words <<<"$name"
   help=$("$program" ${words[@]+"${words[@]}"} --help) || fail "nerio $name --help: exit code $?"
   names+=("$name")
+  ! grep -E '^  -[^ ]+ REQUIRED' <<<"$help" || fail "nerio $name --help: an option does not say that it takes something"
   options[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | sed -n 's/^  \(-[^ ]*\).*/\1/p' | tr ',\n' '  ')
   lines[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | sed -nE 's/^  (-[^ ]*)( TEXT| N)?.*/\1\2/p')
   texts[$name]=$(sed -n '/^Options:/,/^$/p' <<<"$help" | awk '

@@ -33,7 +33,7 @@ Prepare() {
 }
 
 Paste() {
-  local example=$1 given wanted=0
+  local example=$1 given wanted=0 stated
   Prepare
   case $example in
     'nerio xml new '*) rm impostazioni.xml ;;
@@ -48,6 +48,10 @@ Paste() {
   esac
   given=$?
   ran=$((ran + 1))
+  # "# gives A: ..." is what it prints.
+  case $example in
+    *' gives '*) stated=${example#*# gives } && grep -qxF -- "${stated%%:*}" "$folder/said" || given="$given, not $stated" ;;
+  esac
   [ "$given" = "$wanted" ] && ! grep -q 'see nerio .*--help' "$folder/said" && return
   failures=$((failures + 1))
   printf 'FAILED: %s\n  exit code %s\n' "$example" "$given"

@@ -182,7 +182,7 @@ void Verb::Required(const char* name, std::string& value, const char* descriptio
           },
           description)
       ->required()
-      ->type_name("");
+      ->type_name(*name == '-' ? "TEXT" : "");
 }
 
 void Verb::Optional(const char* name, std::optional<std::string>& value, const char* description) {

@@ -140,7 +140,7 @@ void AddTextVerbs(Verb program) {
   const auto messageTemplate = std::make_shared<TemplateOptions>();
   verb = program.Leaf("template", "Fill the numbered placeholders of a template",
                       "nerio template \"{0} su {1}\" 3 10\n"
-                      "nerio template \"{0}{1}\" \"{1}\" z       gives zz: what a pass inserts, later passes search",
+                      "nerio template \"{0}{1}\" \"{1}\" z       # gives zz: what a pass inserts, later passes search",
                       messageTemplate, Template);
   verb.Required("TEXT", messageTemplate->text, "Template with {0}, {1}, ...");
   verb.Several("ARG", messageTemplate->arguments, 0, "What replaces {0}, {1}, ...");
