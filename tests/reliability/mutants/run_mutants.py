@@ -47,14 +47,17 @@ def build_mutants(build):
     quiet = {"stdout": subprocess.DEVNULL}
     run("cmake", "--preset", "dev", "-B", plain, "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", cwd=ROOT, **quiet)
     without.write_text("")
-    # A library, so that everything that is linked has it, whatever else it links.
-    run("c++", "-std=c++20", "-O1", "-fPIC", "-shared", "-I", ROOT, HERE / "chosen.cpp", "-o", build / "libnerio_mutants.so")
+    # A library, so that everything that is linked has it, whatever else it links; the other form is for what is linked with -static.
+    run("c++", "-std=c++20", "-O1", "-fPIC", "-c", "-I", ROOT, HERE / "chosen.cpp", "-o", build / "chosen.o")
+    run("c++", "-shared", build / "chosen.o", "-o", build / "libnerio_mutants.so")
+    run("ar", "rcs", build / "libnerio_mutants.a", build / "chosen.o")
     for _ in range(12):
         copy_tree(copy)
         run("/usr/bin/python3", HERE / "make_mutants.py", plain, copy, without)
         rows = [line.split("\t") for line in (copy / "mutants.tsv").read_text().splitlines()]
         run("cmake", "-S", copy, "-B", made, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=None", "-DNERIO_TESTS=ON",
-            f"-DCMAKE_CXX_FLAGS=-std=c++20 -O1 -w -include {HERE / 'mutant.h'}", f"-DCMAKE_EXE_LINKER_FLAGS=-L{build} -Wl,--push-state,--no-as-needed -lnerio_mutants -Wl,--pop-state,-rpath,{build}",
+            f"-DCMAKE_CXX_FLAGS=-std=c++20 -O1 -w -include {HERE / 'mutant.h'}",
+            f"-DCMAKE_CXX_STANDARD_LIBRARIES=-L{build} -lnerio_mutants -Wl,-rpath,{build}",
             "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", **quiet)
         # What does not compile shows in the rooms; the tests are compiled once.
         done = subprocess.run(["cmake", "--build", str(made), "--target", *ROOMS, "--", "-k", "0"], capture_output=True, text=True)
