@@ -48,14 +48,15 @@ function(nerio_library name)
   set_property(GLOBAL APPEND PROPERTY NERIO_ROOMS ${name})
 endfunction()
 
-# nerio_set_properties(TARGET): how the layer's code is compiled: fit for a shared library, and only what says NERIO_PUBLIC
-# is seen outside of one.
+# nerio_set_properties(TARGET): how the layer's code is compiled: fit for a shared library, only what says NERIO_PUBLIC
+# is seen outside of one, and file by file, as it is shipped, also where the presets of developers join files to save time.
 function(nerio_set_properties target)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
     POSITION_INDEPENDENT_CODE ON
     CXX_VISIBILITY_PRESET hidden
-    VISIBILITY_INLINES_HIDDEN ON)
+    VISIBILITY_INLINES_HIDDEN ON
+    UNITY_BUILD OFF)
 endfunction()
 
 # nerio_split_symbols(TARGET): moves what a debugger needs out of a file for Windows into FILE.debug beside it, where gdb finds

@@ -14,6 +14,11 @@ namespace nerio::testing {
 /// The access that the layer asks for: READ_CONTROL and the six rights of a key.
 constexpr std::uint32_t kLayerAccess = 0x2003F;
 
+/// What an out-parameter holds before a call, to tell whether the call has touched it.
+constexpr platform::KeyHandle kJunkHandle = 0xDEADBEEF;
+constexpr std::uint32_t kJunkNumber = 0xA5A5A5A5;
+constexpr char kJunkByte = '\xA5';
+
 /// Makes a key, with all its levels, and closes it.
 void MakeKey(platform::RegistryApi& registry, platform::KeyHandle root, const AnsiText& path);
 

@@ -19,6 +19,10 @@ struct RunResult {
   std::string err;
 };
 
+/// Where the tests of verbs keep their settings.
+constexpr const char* kNerio = "HKLM\\Software\\Nerio";
+constexpr const char* kApp = "HKLM\\Software\\Nerio\\App";
+
 /// A library that lies in a folder of the test's own.
 class FolderOfTest final : public platform::ModuleLocation {
  public:

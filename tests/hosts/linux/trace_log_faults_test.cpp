@@ -40,7 +40,7 @@ namespace {
 namespace fs = std::filesystem;
 using testing::AnswerOfChild;
 
-constexpr uid_t kNobody = 65534;
+using testing::kNobody;
 
 class FixedFolder final : public platform::ModuleLocation {
  public:

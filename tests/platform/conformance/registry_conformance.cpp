@@ -26,9 +26,6 @@ using ::testing::IsEmpty;
 const bool kModelRegistered = RegisterRegistry("InMemory", StandAloneRegistry<InMemoryRegistry>);
 
 const AnsiText kWorkPath = "Software\\NerioConformance"_ansi;
-constexpr KeyHandle kJunkHandle = 0xDEADBEEF;
-constexpr std::uint32_t kJunkNumber = 0xA5A5A5A5;
-constexpr char kJunkByte = '\xA5';
 
 std::vector<RegistryImplementation>& Implementations() {
   static std::vector<RegistryImplementation> implementations;

@@ -20,15 +20,12 @@ using namespace platform;  // NOLINT(google-build-using-namespace): every name b
 namespace {
 
 constexpr char kNull[] = "(null)";
-constexpr KeyHandle kJunkHandle = 0xDEADBEEF;
-constexpr std::uint32_t kJunkNumber = 0xA5A5A5A5;
-constexpr char kJunkByte = '\xA5';
 // The recording's own limits: of a whole path in its ANSI calls, and of the rows in a dump of one key.
 constexpr std::size_t kRecordedPathLimit = 260;
 constexpr std::size_t kRecordedDumpLimit = 20;
 
 // The path of the recording's work key below HKEY_LOCAL_MACHINE.
-const AnsiText kWorkPath = "Software\\OracleWork"_ansi;
+const AnsiText kRecordedPath = "Software\\OracleWork"_ansi;
 
 constexpr std::string_view kWideCall = "wide-character call";
 constexpr std::string_view kWideData = "reads what a wide-character call wrote";
@@ -125,12 +122,12 @@ class Replay {
     named_.clear();
     excepted_.clear();
     wideValues_.clear();
-    DeleteTree(registry_, kHkeyLocalMachine, kWorkPath);
+    DeleteTree(registry_, kHkeyLocalMachine, kRecordedPath);
   }
 
   void Begin() {
     End();
-    MakeKey(registry_, kHkeyLocalMachine, kWorkPath);
+    MakeKey(registry_, kHkeyLocalMachine, kRecordedPath);
   }
 
   // The ways in which a row ends.
@@ -374,7 +371,7 @@ class Replay {
     KeyHandle key = 0;
     const bool byName = !named_.contains(row.handle);
     if (byName) {
-      const AnsiText path = kWorkPath + "\\"_ansi + AnsiField(row.handle);
+      const AnsiText path = kRecordedPath + "\\"_ansi + AnsiField(row.handle);
       const Status status = registry_.OpenKey(kHkeyLocalMachine, path, kRegOptionNonVolatile, kKeyRead, key);
       if (status != kSuccess) return Check(false, "no key of that name: " + std::to_string(NumberOf(status)));
     } else {

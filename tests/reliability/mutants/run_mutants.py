@@ -45,7 +45,7 @@ def build_mutants(build):
     plain, copy, made, without = build / "plain", build / "copy", build / "made", build / "without"
     build.mkdir(parents=True, exist_ok=True)
     quiet = {"stdout": subprocess.DEVNULL}
-    run("cmake", "--preset", "dev", "-B", plain, "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", cwd=ROOT, **quiet)
+    run("cmake", "--preset", "dev", "-B", plain, "-DCMAKE_UNITY_BUILD=OFF", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", cwd=ROOT, **quiet)
     without.write_text("")
     # A library, so that everything that is linked has it, whatever else it links; the other form is for what is linked with -static.
     run("c++", "-std=c++20", "-O1", "-fPIC", "-c", "-I", ROOT, HERE / "chosen.cpp", "-o", build / "chosen.o")

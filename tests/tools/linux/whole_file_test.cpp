@@ -18,7 +18,7 @@ namespace {
 using platform::SystemStatus;
 using testing::AnswerOfChild;
 
-constexpr uid_t kNobody = 65534;
+using testing::kNobody;
 
 mode_t ModeOf(const std::filesystem::path& path) {
   struct stat entry {};

@@ -10,7 +10,7 @@ namespace {
 
 const RegistryKey kBelow{platform::kHkeyLocalMachine, "Software\\Ditta"_ansi};
 
-std::vector<RegSection> Read(const std::string& bytes) {
+std::vector<RegSection> SectionsOf(const std::string& bytes) {
   platform::CodePage1252 codePage;
   return ReadIniFile(bytes, kBelow, codePage);
 }
@@ -18,7 +18,7 @@ std::vector<RegSection> Read(const std::string& bytes) {
 // What was read, a line for each key and value.
 std::string Lines(const std::string& bytes) {
   std::string lines;
-  for (const RegSection& section : Read(bytes)) {
+  for (const RegSection& section : SectionsOf(bytes)) {
     EXPECT_EQ(section.key.root, kBelow.root);
     EXPECT_FALSE(section.removed);
     lines += std::to_string(section.line) + " [" + section.key.path.bytes() + "]\n";
@@ -74,7 +74,7 @@ TEST(ReadIniFile, WhatDoesNotRead_IsRefusedWithLineAndReason) {
   };
   for (const Row& row : rows) {
     try {
-      Read(row.bytes);
+      SectionsOf(row.bytes);
       ADD_FAILURE() << "taken: " << row.bytes;
     } catch (const BadRegFile& bad) {
       EXPECT_EQ(bad.line(), row.line) << row.bytes;

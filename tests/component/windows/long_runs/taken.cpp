@@ -23,7 +23,7 @@ struct HandleEntry {
 std::size_t CountHandles() {
   using QueryFunction = LONG(WINAPI*)(int what, void* answer, ULONG size, ULONG* needed);
   constexpr int kExtendedHandles = 64;
-  constexpr std::size_t kHeader = 2 * sizeof(ULONG_PTR);  // the count, and one that is reserved
+  constexpr std::size_t kListHeader = 2 * sizeof(ULONG_PTR);  // the count, and one that is reserved
   const auto query = reinterpret_cast<QueryFunction>(
       reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
   std::vector<std::byte> buffer(1 << 20);
@@ -32,7 +32,7 @@ std::size_t CountHandles() {
   }
   ULONG_PTR count = 0;
   std::memcpy(&count, buffer.data(), sizeof count);
-  const std::span entries(reinterpret_cast<const HandleEntry*>(buffer.data() + kHeader), count);
+  const std::span entries(reinterpret_cast<const HandleEntry*>(buffer.data() + kListHeader), count);
   return static_cast<std::size_t>(std::ranges::count(entries, ::GetCurrentProcessId(), &HandleEntry::process));
 }
 

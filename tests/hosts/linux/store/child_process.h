@@ -1,10 +1,15 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace nerio::testing {
+
+/// A user without rights of his own, for a child that root starts.
+constexpr uid_t kNobody = 65534;
 
 /// Runs `body` in a forked child and returns the text that it answered there: a place of its own for what a process can
 /// change only for itself as a whole (limits, user, current folder). Assertions belong in the parent. A body that

@@ -35,7 +35,7 @@ namespace fs = std::filesystem;
 using testing::Calls;
 using testing::InOrder;
 
-constexpr uid_t kNobody = 65534;
+using testing::kNobody;
 
 // Longer than the time for which a change keeps a key from being cached.
 void WaitUntilCacheable() { std::this_thread::sleep_for(std::chrono::milliseconds(40)); }

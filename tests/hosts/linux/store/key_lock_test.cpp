@@ -28,7 +28,7 @@ using std::chrono::milliseconds;
 using testing::Calls;
 using Clock = std::chrono::steady_clock;
 
-constexpr uid_t kNobody = 65534;
+using testing::kNobody;
 // From now on, not from the start of the program.
 Deadline Long() { return Deadline(kChangeLimit); }
 

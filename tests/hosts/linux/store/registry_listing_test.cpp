@@ -26,6 +26,7 @@ namespace {
 namespace fs = std::filesystem;
 using testing::Calls;
 using ::testing::ElementsAre;
+using testing::kNobody;
 using testing::TakeCount;
 
 // Longer than the time for which a change keeps a listing from being remembered.
@@ -192,7 +193,6 @@ TEST_F(RegistryListing, RightsThatAreTakenAway_AreMissedByTheNextIndex) {
   }
   fs::permissions(stored_.ValuesFile("k"), static_cast<fs::perms>(0644));
   WaitUntilRemembered();
-  constexpr uid_t kNobody = 65534;
   EXPECT_EQ(testing::AnswerOfChild([&]() -> std::string {
               if (::setgroups(0, nullptr) != 0 || ::setegid(kNobody) != 0) return "can not change the group";
               const auto as = [&](uid_t user) { return ::seteuid(0) == 0 && ::seteuid(user) == 0; };

@@ -28,7 +28,7 @@ using ::testing::HasSubstr;
 using testing::InOrder;
 using ::testing::IsEmpty;
 
-constexpr uid_t kNobody = 65534;
+using testing::kNobody;
 
 // Runs a test's body as a user without privileges: as another one when this is root, else as the own one, whose rights
 // the kernel checks as well.

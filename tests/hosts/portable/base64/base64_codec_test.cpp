@@ -10,9 +10,12 @@
 #include <string>
 
 #include "nerio/types/utf8.h"
+#include "tests/hosts/portable/base64/random_bytes.h"
 
 namespace nerio::platform {
 namespace {
+
+using testing::RandomBytes;
 
 Text Encoded(const Bytes& bytes) {
   Text text(Base64Length(bytes.size()) + 1, u'#');
@@ -58,13 +61,6 @@ std::string NameOf(Base64Method method) {
   std::string name;
   for (const Base64Blocks& blocks : method) name.append(" ").append(blocks.name);
   return name;
-}
-
-Bytes RandomBytes(std::size_t count) {
-  static std::mt19937 random(7);
-  Bytes bytes(count);
-  for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
-  return bytes;
 }
 
 TEST(Base64Codec, Methods_EndWithThePortableOne) {

@@ -7,16 +7,12 @@
 #include <string>
 
 #include "nerio/types/utf8.h"
+#include "tests/hosts/portable/base64/random_bytes.h"
 
 namespace nerio::platform {
 namespace {
 
-Bytes RandomBytes(std::size_t count) {
-  static std::mt19937 random(72);
-  Bytes bytes(count);
-  for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
-  return bytes;
-}
+using testing::RandomBytes;
 
 // A text in lines, put together one by one.
 Text Broken(const Text& text, std::size_t columns, TextView end, bool ended) {

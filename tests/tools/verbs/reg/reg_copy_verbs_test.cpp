@@ -14,8 +14,6 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr const char* kApp = "HKLM\\Software\\Nerio\\App";
-
 struct CopyTest : ::testing::Test {
   CopyTest() { Fill(); }
   void Fill() {

@@ -8,7 +8,6 @@
 namespace nerio::tool {
 namespace {
 
-constexpr const char* kApp = "HKLM\\Software\\Nerio\\App";
 const AnsiText kAppPath = "Software\\Nerio\\App"_ansi;
 
 TEST(RegExport, Utf8_IsSortedWithLineFeedsAndReadsBack) {

@@ -10,8 +10,6 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr const char* kNerio = "HKLM\\Software\\Nerio";
-
 // A registry with "posta" in a key's name, in a value's and in data.
 struct FindTest : ::testing::Test {
   FindTest() {

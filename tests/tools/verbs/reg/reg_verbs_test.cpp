@@ -12,7 +12,6 @@
 namespace nerio::tool {
 namespace {
 
-constexpr const char* kApp = "HKLM\\Software\\Nerio\\App";
 const AnsiText kAppPath = "Software\\Nerio\\App"_ansi;
 
 TEST(RegSet, StoresTheTextWithoutTerminatorAndMakesTheKeys) {

@@ -44,7 +44,6 @@ struct WatchTest : ::testing::Test {
   std::string said;
 };
 
-constexpr const char* kNerio = "HKLM\\Software\\Nerio";
 const std::string kShown = "HKEY_LOCAL_MACHINE\\Software\\Nerio";
 
 TEST_F(WatchTest, WhatComesChangesAndGoes_IsALineEach) {

@@ -25,6 +25,7 @@ using testing::Calls;
 using testing::Disk;
 using testing::DiskEvent;
 using testing::KilledCase;
+using testing::kNobody;
 
 // Lays out what the disk may hold after all events, and looks for what was acknowledged.
 // @return what is missing or damaged; "" when nothing is.
@@ -86,7 +87,6 @@ TEST(KilledBefore, WhatIsAcknowledgedAfterwards_SurvivesAPowerCut) {
 TEST(KilledBefore, FolderAboveThatCannotBeOpened_IsSyncedWithItsWholeFileSystem) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can become a user who has no right on a folder";
   const testing::TemporaryFolder folder(testing::MemoryFolder());
-  constexpr uid_t kNobody = 65534;
   ASSERT_EQ(::chown(folder.path().c_str(), kNobody, kNobody), 0);
   const std::string answer = testing::AnswerOfChild([&]() -> std::string {
     if (::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) return "can not change user";

@@ -28,7 +28,6 @@ using testing::kFullAccess;
 
 constexpr uid_t kRootUser = 0;
 constexpr uid_t kOwner = 65533;
-constexpr uid_t kStranger = 65534;
 constexpr const char* kNoMount = "no right to mount";
 
 struct ReadOnlyCase {
@@ -130,7 +129,7 @@ TEST_P(ReadOnly, KeyWithoutTheRightToRead_StaysClosedToStrangers) {
         {calls.Open("closed"_ansi), calls.Open("closed"_ansi, kKeyRead), calls.Set("closed"_ansi, "v"_ansi, "x")});
   });
   if (answer == kNoMount) GTEST_SKIP() << answer;
-  EXPECT_EQ(answer, GetParam().user == kStranger ? "5 5 5" : "0 0 19");
+  EXPECT_EQ(answer, GetParam().user == testing::kNobody ? "5 5 5" : "0 0 19");
 }
 
 // What is not on the disk cannot be brought there any more, but it can be read.
@@ -146,12 +145,14 @@ TEST_P(ReadOnly, KeyThatCannotBeSynced_IsReadAndNotAcknowledged) {
   EXPECT_EQ(answer, "0 19 0");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Disks, ReadOnly,
-    ::testing::Values(ReadOnlyCase{"MountOwner", true, kOwner}, ReadOnlyCase{"MountStranger", true, kStranger},
-                      ReadOnlyCase{"MountRoot", true, kRootUser}, ReadOnlyCase{"BindOwner", false, kOwner},
-                      ReadOnlyCase{"BindStranger", false, kStranger}, ReadOnlyCase{"BindRoot", false, kRootUser}),
-    [](const auto& tested) { return std::string(tested.param.name); });
+INSTANTIATE_TEST_SUITE_P(Disks, ReadOnly,
+                         ::testing::Values(ReadOnlyCase{"MountOwner", true, kOwner},
+                                           ReadOnlyCase{"MountStranger", true, testing::kNobody},
+                                           ReadOnlyCase{"MountRoot", true, kRootUser},
+                                           ReadOnlyCase{"BindOwner", false, kOwner},
+                                           ReadOnlyCase{"BindStranger", false, testing::kNobody},
+                                           ReadOnlyCase{"BindRoot", false, kRootUser}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
 
 }  // namespace
 }  // namespace nerio::platform
