@@ -263,7 +263,9 @@ class Harness:
     def cut_workload(self, file_system, count, milliseconds):
         with Disk(self.programs, file_system, self.chance.randrange(1 << 32)) as disk:
             disk.work(milliseconds)
-            self.check_places(disk)
+            # Without a journal not all of them are come to.
+            if not file_system.check:
+                self.check_places(disk)
             self.points += disk.points
             self.acknowledged += len(disk.moments)
             for position, seed in moments_of(disk, count, self.chance):
@@ -331,7 +333,7 @@ def main():
         subprocess.run(["cmake", "--build", build, "--target", *targets], cwd=ROOT, stdout=sys.stderr, check=True)
     programs = Programs(build)
     is_short = seconds < SHORT_SECONDS
-    names = given.file_system or [one.name for one in FILE_SYSTEMS[:1 if is_short else None]]
+    names = given.file_system or [one.name for one in FILE_SYSTEMS[:2 if is_short else None]]
     chosen = []
     for one in FILE_SYSTEMS:
         reason = why_not(programs, one) if one.name in names else ""
@@ -346,8 +348,8 @@ def main():
     harness.cut_all(CUTS, CUTS_OF_A_WORKLOAD, 300 if is_short else 1500)
     harness.tell_figures()
     if FILE_SYSTEMS[0] in chosen:
-        print("not run: on ext4 without a journal: keys deleted at random, and writes of which a part was lost between two flushes: it "
-              "gives the inode of a removed file to a new one before the removal is on the disk; this is not promised")
+        print("not run: on ext4 without a journal: anything but keys that are made and their first values, and writes of which a part was lost "
+              "between two flushes: it gives the inode of a removed file to a new one before the removal is on the disk; this is not promised")
     return 1 if harness.failures else 0
 
 

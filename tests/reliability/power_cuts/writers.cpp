@@ -51,9 +51,12 @@ struct Surroundings {
   std::string journal;
   /// Without a journal a file system may give the inode of a removed file to a new one before the removal is on the disk: then
   /// a power cut shows one file in two places, and a check of the file system takes away either. This is not promised, so
-  /// nothing follows many deletions there.
+  /// there keys are only made and their values set for the first time, and nobody cleans up after a writer that was
+  /// killed, unless a sync is left out to be missed.
   bool hasJournal;
   std::string placeLeftOut;
+
+  bool OnlyMakesKeys() const { return !hasJournal && placeLeftOut.empty(); }
 };
 
 // What an operation may answer besides 0: another one of the same writer may have been killed before it.
@@ -236,6 +239,11 @@ class NamedPoints {
   std::uint64_t number_ = 0;
 };
 
+void MakeKey(const Surroundings& where, const std::string& key) {
+  Journal journal(where.journal, where.diskLog);
+  DoAll(where, journal, {{Kind::Create, "r", key}});
+}
+
 // Changes keys of its own at random, and one beside those of the others, until it is killed.
 [[noreturn]] void WorkAtRandom(const Surroundings& where, const std::string& own, std::uint64_t seed) {
   Journal journal(where.journal, where.diskLog);
@@ -248,10 +256,12 @@ class NamedPoints {
     const std::string key = own + "\\c" + std::to_string(random() % 3);
     const std::string name = "v" + std::to_string(random() % 4);
     constexpr std::array<std::size_t, 8> kLengths = {5, 20, 60, 100, 400, 1300, 2500, 9000};
-    std::uint64_t choice = random() % 8;
-    const bool deletesKey = choice == 2 || choice == 5;
-    if (deletesKey && !where.hasJournal) choice = 0;
-    switch (choice) {
+    if (where.OnlyMakesKeys()) {
+      const std::string made = own + "\\n" + std::to_string(number);
+      DoAll(where, journal, {{Kind::Create, r, made}, {Kind::Set, r, made, name, number, kLengths[random() % 4]}});
+      continue;
+    }
+    switch (random() % 8) {
       case 0:
         DoAll(where, journal, {{Kind::Unset, r, own, name}});
         break;
@@ -282,7 +292,9 @@ void KillAtRandom(const Surroundings& where, std::mt19937_64& random, std::chron
     std::array<pid_t, 2> writers{};
     for (std::size_t i = 0; i < writers.size(); ++i) {
       const std::uint64_t seed = random();
-      writers[i] = Start([&] { WorkAtRandom(where, "p" + std::to_string(i), seed); });
+      const std::string own = "p" + std::to_string(i) + (where.OnlyMakesKeys() ? std::to_string(seed) : "");
+      if (where.OnlyMakesKeys()) Wait(Start([&] { MakeKey(where, own); }));
+      writers[i] = Start([&] { WorkAtRandom(where, own, seed); });
     }
     std::this_thread::sleep_for(std::chrono::microseconds(3000 + random() % 40'000));
     // The system may write back whatever there is at any moment.
@@ -296,7 +308,9 @@ void Write(const Surroundings& where, std::uint64_t seed, std::chrono::milliseco
   std::mt19937_64 random(seed);
   NamedPoints points(where, random);
   std::size_t count = 0;
-  for (const auto& story : Stories()) count += points.Kill(story);
+  if (!where.OnlyMakesKeys()) {
+    for (const auto& story : Stories()) count += points.Kill(story);
+  }
   std::cout << count << '\n';
   KillAtRandom(where, random, time);
 }
