@@ -16,9 +16,7 @@ std::string Hex(std::int32_t number) {
 }
 
 // A message may name a file whose name is not UTF-8.
-std::string Dumped(const nlohmann::ordered_json& object) {
-  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-}
+std::string Dumped(const Json& object) { return object.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
 }  // namespace
 
@@ -45,8 +43,8 @@ Failure Failure::WithError(const Error& error) && {
   return std::move(*this);
 }
 
-nlohmann::ordered_json Failure::ToJson() const {
-  nlohmann::ordered_json object{{"exit", static_cast<int>(exit_)}, {"message", what_}};
+Json Failure::ToJson() const {
+  Json object{{"exit", static_cast<int>(exit_)}, {"message", what_}};
   if (!advice_.empty()) object["advice"] = advice_;
   if (status_) object["status"] = *status_;
   if (line_) object["line"] = *line_;
@@ -64,7 +62,7 @@ Failure FailureOf(const Error& error) {
   return Failure(Exit::kFailed, what + ": " + ToUtf8(error.description())).WithError(error);
 }
 
-void Output::Result(const nlohmann::ordered_json& object, std::string_view text) {
+void Output::Result(const Json& object, std::string_view text) {
   if (json_) {
     data_ << Dumped(object) << '\n';
   } else {

@@ -12,6 +12,9 @@
 
 namespace nerio::tool {
 
+/// What --json shows: its members stay in the order in which they were put in.
+using Json = nlohmann::ordered_json;
+
 /// What the tool's exit code says.
 enum class Exit : int {
   kDone = 0,
@@ -42,7 +45,7 @@ class Failure : public std::exception {
   const char* what() const noexcept override { return what_.c_str(); }
   const std::string& advice() const noexcept { return advice_; }
   /// Returns the failure as the object that --json shows under "error".
-  nlohmann::ordered_json ToJson() const;
+  Json ToJson() const;
 
  private:
   Exit exit_;
@@ -66,7 +69,7 @@ class Output {
   bool json() const { return json_; }
 
   /// Writes a result: `object` with --json, else `text` and a line end.
-  void Result(const nlohmann::ordered_json& object, std::string_view text);
+  void Result(const Json& object, std::string_view text);
   /// Writes a line of text before the result; nothing with --json.
   void Line(std::string_view text);
   /// Writes bytes exactly as they are.

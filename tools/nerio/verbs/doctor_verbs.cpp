@@ -14,8 +14,6 @@
 namespace nerio::tool {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 // A day and a time, and a number, whose texts show the conventions of the region: 31 December 1999, 17:04.
 constexpr Date kSampleDate{36525.0 + (17 * 60 + 4) / 1440.0};
 constexpr double kSampleNumber = 1234.5;

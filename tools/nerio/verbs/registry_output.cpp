@@ -11,7 +11,6 @@ namespace nerio::tool {
 
 using platform::kSuccess;
 using platform::Status;
-using Json = nlohmann::ordered_json;
 
 std::string Shown(Session& session, const RegistryKey& key) { return ShownKey(key, session.host.codePage); }
 

@@ -25,7 +25,7 @@ std::string Utf8Name(Session& session, const AnsiText& name);
 std::string Count(std::size_t count, const char* what);
 
 /// Returns a value as --json shows it: name, type, data, and the bytes in hexadecimal.
-nlohmann::ordered_json ValueJson(Session& session, const StoredValue& value);
+Json ValueJson(Session& session, const StoredValue& value);
 
 /// Writes a value's type and, on one line, its data.
 std::string TypeAndData(Session& session, const StoredValue& value, const char* between);

@@ -10,8 +10,6 @@
 namespace nerio::tool {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 struct GuidOptions {
   std::uint32_t count = 1;
 };

@@ -15,7 +15,6 @@ namespace nerio::tool {
 namespace {
 
 using platform::SystemStatus;
-using Json = nlohmann::ordered_json;
 
 constexpr std::chrono::milliseconds kPollInterval(200);
 

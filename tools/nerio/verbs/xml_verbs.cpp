@@ -15,7 +15,6 @@ namespace {
 using platform::XmlDocument;
 using platform::XmlLoadError;
 using platform::XmlNode;
-using Json = nlohmann::ordered_json;
 
 XmlDocument NewDocument() { return {ToolDom(), ToolDom().CreateDocument()}; }
 

@@ -17,7 +17,6 @@ namespace {
 using platform::kFileNotFound;
 using platform::kSuccess;
 using platform::Status;
-using Json = nlohmann::ordered_json;
 
 // What CRegistry reads of a value at most, in bytes.
 constexpr std::size_t kReadBufferSize = 1024;

@@ -19,7 +19,6 @@ namespace {
 using platform::kFileNotFound;
 using platform::kSuccess;
 using platform::Status;
-using Json = nlohmann::ordered_json;
 
 // A branch as entries of a .reg file that make it at another place.
 struct Moved {

@@ -14,8 +14,6 @@
 namespace nerio::tool {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 // As of other programs that compare: 1 is an answer, so trouble begins at 2.
 constexpr Exit kDifferent{1};
 constexpr Exit kTrouble = Exit::kRefused;

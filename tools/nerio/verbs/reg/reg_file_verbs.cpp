@@ -16,8 +16,6 @@
 namespace nerio::tool {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 struct ExportOptions {
   std::string key;
   std::optional<std::string> file;

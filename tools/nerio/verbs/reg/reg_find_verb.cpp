@@ -16,7 +16,6 @@ namespace {
 using platform::kFileNotFound;
 using platform::kSuccess;
 using platform::Status;
-using Json = nlohmann::ordered_json;
 
 struct FindOptions {
   std::string text;

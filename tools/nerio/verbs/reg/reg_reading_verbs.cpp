@@ -14,7 +14,6 @@ namespace {
 using platform::kFileNotFound;
 using platform::kSuccess;
 using platform::Status;
-using Json = nlohmann::ordered_json;
 
 struct GetOptions {
   std::string key;

@@ -9,8 +9,6 @@
 namespace nerio::tool {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 struct RepairOptions {
   std::string key;
 };

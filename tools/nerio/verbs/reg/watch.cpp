@@ -16,7 +16,6 @@ using platform::kFileNotFound;
 using platform::kKeyDeleted;
 using platform::kSuccess;
 using platform::Status;
-using Json = nlohmann::ordered_json;
 
 class Watcher {
  public:
