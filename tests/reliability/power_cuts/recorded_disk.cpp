@@ -281,12 +281,16 @@ void Cut(const std::string& base, const std::string& logFile, std::uint64_t posi
     if (entry.isFlush == 0) writes.push_back({entry.offset, log.bytes() + at, entry.length});
     at += entry.length;
   }
+  // The superblock of ext4 is two sectors under one checksum: whoever tears it has no file system, whatever was done on it.
+  constexpr std::uint64_t kSecondOfSuperblock = 1536;
   Luck luck(seed);
   for (std::size_t i = 0; i < writes.size(); ++i) {
     const Write& write = writes[i];
+    bool keeps = false;
     for (std::size_t done = 0; done < write.size;) {
       const std::size_t size = std::min(write.size - done, kSector);
-      if (i < flushed || luck.Keeps()) std::memcpy(disk.bytes() + write.at + done, write.bytes + done, size);
+      if (done == 0 || write.at + done != kSecondOfSuperblock) keeps = i < flushed || luck.Keeps();
+      if (keeps) std::memcpy(disk.bytes() + write.at + done, write.bytes + done, size);
       done += size;
     }
   }
