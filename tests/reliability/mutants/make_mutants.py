@@ -111,7 +111,10 @@ class Planter:
             self.change(file, cursor, parent, depth)
         children = list(cursor.get_children())
         for index, child in enumerate(children):
-            if kind_of(cursor) == Kind.CASE_STMT and index == 0:
+            # What the compiler itself computes cannot be chosen when the program runs.
+            if index == 0 and (kind_of(cursor) == Kind.CASE_STMT or self.is_constexpr_if(cursor)):
+                continue
+            if kind_of(cursor) in (Kind.VAR_DECL, Kind.FIELD_DECL) and child.extent.end.offset <= cursor.location.offset:
                 continue
             if kind_of(child) == Kind.PARM_DECL:
                 continue
@@ -128,13 +131,17 @@ class Planter:
             self.constant(file, cursor, depth)
         elif kind_of(cursor) == Kind.DECL_REF_EXPR and self.is_constant(cursor):
             self.constant(file, cursor, depth)
-        if kind_of(cursor) in (Kind.IF_STMT, Kind.WHILE_STMT):
+        if kind_of(cursor) in (Kind.IF_STMT, Kind.WHILE_STMT) and not self.is_constexpr_if(cursor):
             condition = next((child for child in cursor.get_children() if kind_of(child).is_expression()), None)
             children = list(cursor.get_children())
             if condition is not None and children[0] == condition or kind_of(cursor) == Kind.IF_STMT and condition is not None and children[1] == condition:
                 self.condition(file, condition, depth)
         if kind_of(parent) == Kind.COMPOUND_STMT or kind_of(parent) == Kind.IF_STMT and cursor != next(parent.get_children()):
             self.statement(file, cursor, depth)
+
+    @staticmethod
+    def is_constexpr_if(cursor):
+        return kind_of(cursor) == Kind.IF_STMT and [token.spelling for token in list(cursor.get_tokens())[:2]] == ["if", "constexpr"]
 
     @staticmethod
     def is_constant(cursor):
