@@ -8,10 +8,12 @@ all are judged, or a survivor has no reason in survivors.tsv, or one that has is
 """
 
 import concurrent.futures
+import contextlib
 import hashlib
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -119,6 +121,19 @@ def reach(build, programs):
     return reached
 
 
+def passes(command, folder, environment, seconds):
+    """Tells whether a run passes in that time. What it has started ends with it, also what a mutant keeps going for ever."""
+    started = subprocess.Popen(command, cwd=folder, env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
+    try:
+        return started.wait(seconds) == 0
+    except subprocess.TimeoutExpired:
+        return False
+    finally:
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(started.pid, signal.SIGKILL)
+        started.wait()
+
+
 def is_killed(build, number, tests):
     """Runs the tests that reach a mutant, the quickest first, some at a time."""
     batch, total = [], 0.0
@@ -133,12 +148,7 @@ def is_killed(build, number, tests):
     for batch, total in groups:
         command = [str(batch[0][1]), "--gtest_brief=1", "--gtest_fail_fast"]
         environment = {**os.environ, "NERIO_MUTANT": str(number), "GTEST_FILTER": ":".join(name for _, _, name in batch)}
-        try:
-            done = subprocess.run(command, cwd=build, env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                                  timeout=20 + 20 * total)
-        except subprocess.TimeoutExpired:
-            return True
-        if done.returncode != 0:
+        if not passes(command, build, environment, 20 + 20 * total):
             return True
     return False
 
