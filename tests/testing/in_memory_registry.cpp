@@ -34,6 +34,18 @@ Status SplitPath(std::string_view path, std::vector<std::string_view>& levels) {
   return kSuccess;
 }
 
+// The specific rights that were asked for, and those that generic ones stand for.
+std::uint32_t SpecificRights(std::uint32_t access) {
+  constexpr std::uint32_t kGenericReadOrExecute = 0xA0000000;
+  constexpr std::uint32_t kGenericWrite = 0x40000000;
+  constexpr std::uint32_t kGenericAll = 0x10000000;
+  std::uint32_t rights = access & 0x0DFFFFFF;
+  if ((access & kGenericReadOrExecute) != 0) rights |= kKeyRead;
+  if ((access & kGenericWrite) != 0) rights |= kReadControl | kKeySetValue | kKeyCreateSubKey;
+  if ((access & kGenericAll) != 0) rights |= 0xF003F;
+  return rights;
+}
+
 // The length of a value's name counts before anything else about the call.
 Status CheckSearchedName(std::string_view name) {
   if (name.size() >= kRefusedValueName) return kInvalidParameter;
@@ -91,7 +103,7 @@ KeyHandle InMemoryRegistry::NewHandle(const std::shared_ptr<Key>& key, std::uint
 }
 
 Status InMemoryRegistry::Open(const std::shared_ptr<Key>& key, std::uint32_t access, KeyHandle& opened) {
-  const std::uint32_t wanted = access & ~kMaximumAllowed;
+  const std::uint32_t wanted = SpecificRights(access);
   if ((wanted & ~key->rights) != 0) return kAccessDenied;
   opened = NewHandle(key, (access & kMaximumAllowed) != 0 ? key->rights : wanted);
   return kSuccess;

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <exception>
+#include <ios>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -533,6 +535,46 @@ TEST_P(RegistryConformance, Access_HandleGrantsWhatItWasOpenedFor) {
   EXPECT_EQ(Set(nothing, "v"_ansi, kRegSz, "x"), kAccessDenied);
   EXPECT_EQ(TryOpen(work_, "k"_ansi, 0xF003F), "0");
   EXPECT_EQ(TryOpen(work_, "k"_ansi, 0x2000000), "0");
+}
+
+TEST_P(RegistryConformance, Access_EachRightAndEachGenericOne_AllowsItsCallsAlone) {
+  const auto allowed = [&](KeyHandle key) {
+    AnsiText name;
+    std::uint32_t type = 0;
+    std::string data;
+    std::string calls;
+    if (Get(key, "v"_ansi) != "5") calls += "query ";
+    if (registry_.EnumKey(key, 0, name) != kAccessDenied) calls += "subkeys ";
+    if (registry_.EnumValue(key, 0, name, type, data) != kAccessDenied) calls += "values ";
+    if (Set(key, "v"_ansi, kRegSz, "x") != kAccessDenied) calls += "set ";
+    return calls;
+  };
+  constexpr std::uint32_t kGenericRead = 0x80000000;
+  constexpr std::uint32_t kGenericWrite = 0x40000000;
+  constexpr std::uint32_t kGenericExecute = 0x20000000;
+  constexpr std::uint32_t kGenericAll = 0x10000000;
+  constexpr std::uint32_t kMaximumAllowed = 0x02000000;
+  const std::map<std::uint32_t, std::string> expected{
+      {kKeyQueryValue, "query values "},
+      {kKeySetValue, "set "},
+      {kKeyCreateSubKey, ""},
+      {kKeyEnumerateSubKeys, "subkeys "},
+      {kKeyNotify, ""},
+      {kReadControl, ""},
+      {kKeyRead, "query subkeys values "},
+      {kGenericRead, "query subkeys values "},
+      {kGenericExecute, "query subkeys values "},
+      {kGenericWrite, "set "},
+      {kGenericWrite | kKeyEnumerateSubKeys, "subkeys set "},
+      {kGenericAll, "query subkeys values set "},
+      {kMaximumAllowed, "query subkeys values set "},
+  };
+  Create(work_, "there"_ansi);
+  for (const auto& [asked, calls] : expected) {
+    EXPECT_EQ(allowed(Open(work_, "there"_ansi, asked)), calls) << "opened for " << std::hex << asked;
+    const AnsiText made("made for " + std::to_string(asked));
+    EXPECT_EQ(allowed(Create(work_, made, asked)), calls) << "made for " << std::hex << asked;
+  }
 }
 
 TEST_P(RegistryConformance, EnumKeyAndEnumValue_BehindTheLast_AnswerNoMoreItems) {
