@@ -82,7 +82,7 @@ touch "$folder/own.p12" "$folder/password"
 expect 'a whole release' 0 'git tag v0.2.0' 0.2.0 --sign "$folder/own.p12" "$folder/password"
 (cd build/release-0.2.0 && sha256sum --quiet -c SHA256SUMS && [ "$(wc -l <SHA256SUMS)" = 4 ] &&
   [ "$(cat one.zip)" = "zip $folder/own.p12 $folder/password" ] &&
-  tar -tzf nerio-0.2.0.tar.gz | grep -q '^nerio-0.2.0/CHANGELOG.md$') ||
+  grep -q '^nerio-0.2.0/CHANGELOG.md$' <<<"$(tar -tzf nerio-0.2.0.tar.gz)") ||
   { echo "FAILED: the files of the release: $(ls build/release-0.2.0)"; failures=$((failures + 1)); }
 echo "$ran runs, $failures failed"
 [ "$failures" = 0 ]

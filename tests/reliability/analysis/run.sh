@@ -22,7 +22,7 @@ compilers() {
   for compiler in g++ clang++; do
     if CXX=$compiler cmake -S . -B "$build/$compiler" -G Ninja -DCMAKE_BUILD_TYPE=Release -DNERIO_WERROR=ON >&2 \
       && cmake --build "$build/$compiler" >&2; then
-      echo "figure: $("$compiler" --version | head -n 1): everything compiles, warnings are errors"
+      echo "figure: $("$compiler" --version | sed -n 1p): everything compiles, warnings are errors"
     else
       fail "$compiler does not compile everything without a warning"
     fi
@@ -69,7 +69,7 @@ valgrind() {
     build/debug/tests/nerio_tests --gtest_brief=1 \
     --gtest_filter='*Xml*:*Base64*:*Template*:*Record*:*Conversion*:*Variant*:*Ansi*:*Text*:CRegistry*:*Native*:ValuesFile*:-XmlConf*:LongXml*:*Memory*:*Large*' \
     >"$log" 2>&1; then
-    echo "figure: $(command valgrind --version): $(grep -oE '[0-9]+ tests? from' "$log" | head -n 1 | grep -oE '[0-9]+') tests, no error, nothing lost"
+    echo "figure: $(command valgrind --version): $(grep -oE '[0-9]+ tests? from' "$log" | sed -n '1s/ .*//p') tests, no error, nothing lost"
   else
     tail -n 40 "$log" >&2
     fail "valgrind, all of it in $log"

@@ -17,6 +17,6 @@ for preset in dev windows; do
   rm -rf "build/$preset/results" "build/$preset/ctest.xml"
   ctest --test-dir "build/$preset" --output-on-failure --output-junit "$PWD/build/$preset/ctest.xml" --no-tests=error \
     -LE reliability "${beside[@]}" >&2
-  counts=$(scripts/count-tests "build/$preset" | head -n 1)
+  counts=$(scripts/count-tests "build/$preset" | sed -n 1p)
   echo "figure: $preset: ${counts% *} tests passed, ${counts#* } failed"
 done
