@@ -33,6 +33,12 @@ bool DiffersFromExpat(const std::string& xml) {
   return xml.starts_with("<?xml") && !std::regex_search(xml.substr(0, 200), version);
 }
 
+// Libxml2 takes a declaration without the white space that has to follow its encoding; expat and this library refuse it.
+bool DiffersFromLibxml2(const std::string& xml, const Content& ours) {
+  static const std::regex joined(R"(^<\?xml\s[^>]*\sencoding\s*=\s*(["'])[^"']*\1standalone)");
+  return !ours && xml.starts_with("<?xml") && std::regex_search(xml.substr(0, 200), joined);
+}
+
 void Compare(const std::string& xml, const Content& ours, const Content& theirs, const char* whose) {
   if (ours == theirs) return;
   std::fprintf(stderr, "%s and this library differ on:\n%s\n-- ours:\n%s\n-- theirs:\n%s\n", whose, xml.c_str(),
@@ -52,6 +58,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Content ours = nerio::fuzz::ContentOf(text);
   if (ours) ours = nerio::fuzz::AsAnswered(*ours, ']');
   if (!DiffersFromExpat(xml)) Compare(xml, ours, nerio::fuzz::ContentByExpat(xml), "expat");
-  Compare(xml, ours, nerio::fuzz::ContentByLibxml2(xml), "libxml2");
+  if (!DiffersFromLibxml2(xml, ours)) Compare(xml, ours, nerio::fuzz::ContentByLibxml2(xml), "libxml2");
   return 0;
 }
