@@ -125,8 +125,7 @@ std::optional<std::string> KeyNameOfFolder(std::string_view folderName) {
     i += 2;
   }
   // Only the one spelling that encoding gives counts; anything else was put there by hand.
-  const bool possible = !name.empty() && name.size() <= kMaxKeyNameLength && name.find('\\') == std::string::npos &&
-                        name.find('\0') == std::string::npos;
+  const bool possible = !name.empty() && name.find('\\') == std::string::npos && name.find('\0') == std::string::npos;
   if (!possible || FolderNameOfKey(name) != folderName) return std::nullopt;
   return name;
 }
