@@ -22,7 +22,7 @@ Status OpenByPath(const std::string& path, int flags, Descriptor& opened);
 /// The same for a path below an open folder, shorter than PATH_MAX.
 Status OpenBelow(int folder, const std::string& path, int flags, Descriptor& opened);
 
-/// The same for a name inside an open folder.
+/// The same for a name inside an open folder. A file that this makes is its user's alone.
 Status OpenInside(int folder, const char* name, int flags, Descriptor& opened);
 
 /// Tells whether the process, with its effective user and groups, has rights on the file or folder at an absolute path.

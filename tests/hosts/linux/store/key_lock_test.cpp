@@ -115,6 +115,34 @@ TEST_F(KeyLockTest, FileThatIsOpenToReaders_IsClosedToThemWhenItsOwnerTakesIt) {
   }
 }
 
+TEST_F(KeyLockTest, FileThatIsAsItShouldBe_IsNotWrittenToByTakingIt) {
+  for (const unsigned folder : {0700u, 0755u, 0777u}) {
+    SetMode(stored_.Key("k"), folder);
+    SetMode(File(), LockFileMode(folder, true));
+    struct stat before {};
+    struct stat after {};
+    ASSERT_EQ(::stat(File().c_str(), &before), 0);
+    // Longer than the step of the time that the kernel gives to changes.
+    std::this_thread::sleep_for(milliseconds(20));
+    KeyLock lock;
+    ASSERT_EQ(lock.Take(Folder().get(), false, Long()), kSuccess);
+    ASSERT_EQ(::stat(File().c_str(), &after), 0);
+    EXPECT_EQ(before.st_ctim.tv_nsec, after.st_ctim.tv_nsec) << folder;
+  }
+}
+
+TEST_F(KeyLockTest, FileOfAnotherGroupThanItsFolder_IsGivenToTheGroupThatMayWriteThere) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a folder to any group";
+  ASSERT_EQ(::chown(stored_.Key("k").c_str(), 0, kNobody), 0);
+  SetMode(stored_.Key("k"), 0770);
+  KeyLock lock;
+  ASSERT_EQ(lock.Take(Folder().get(), false, Long()), kSuccess);
+  struct stat entry {};
+  ASSERT_EQ(::stat(File().c_str(), &entry), 0);
+  EXPECT_EQ(entry.st_gid, kNobody);
+  EXPECT_EQ(entry.st_mode & 07777, 0660u);
+}
+
 TEST_F(KeyLockTest, NewKeyInOneThatOthersRead_HasALockOfItsOwnersOwn) {
   SetMode(stored_.Key("k"), 0755);
   ASSERT_EQ(stored_.calls().Create("k\\sub"_ansi), kSuccess);
@@ -140,6 +168,20 @@ TEST_F(KeyLockTest, ChangesOfAKeyThatIsLocked_AnswerBusyAtTheirDeadline) {
   EXPECT_EQ(RemoveKey(key, {}, soon()), kBusy);
   EXPECT_EQ(CreateOrOpenKey(cache, key, {"new"}, testing::kFullAccess, soon(), created, isNew), kBusy);
   EXPECT_FALSE(fs::exists(stored_.Key("k/new")));
+}
+
+TEST_F(KeyLockTest, CreationOfTheKeyOfTheHandleItself_SaysThatItWasThere) {
+  KeyFolder folder(stored_.Root());
+  folder.Enter("k");
+  ValuesFile values;
+  ASSERT_EQ(ReadKey(folder, Extent::Header, values), kSuccess);
+  KeyCache cache;
+  HandleTarget opened;
+  bool isNew = true;
+  EXPECT_EQ(CreateOrOpenKey(cache, {folder, values.header().id, testing::kFullAccess}, {}, testing::kFullAccess, Long(),
+                            opened, isNew),
+            kSuccess);
+  EXPECT_FALSE(isNew);
 }
 
 // Somebody who may read a key and not change it.

@@ -332,6 +332,22 @@ TEST_F(RegistryDamage, Leftovers_AreInvisibleAndSweptByTheNextWriter) {
   EXPECT_THAT(stored_.Findings(), IsEmpty());
 }
 
+// What is no key's own is not removed, but in nobody's way.
+TEST_F(RegistryDamage, NotesUnderAReservedName_AreSetAsideByTheNextKeyThatNeedsIt) {
+  ASSERT_EQ(calls_.Create("k\\doomed"_ansi), kSuccess);
+  for (const char* name : {"%make", "%gone"}) {
+    fs::create_directory(stored_.Key("k") / name);
+    WriteFile(stored_.Key("k") / name / "notes", name);
+  }
+  EXPECT_EQ(calls_.Create("k\\sub"_ansi), kSuccess);
+  EXPECT_EQ(calls_.Delete("k\\doomed"_ansi), kSuccess);
+  std::set<std::string> notes;
+  for (const auto& entry : fs::directory_iterator(stored_.Key("k"))) {
+    if (entry.path().filename().string().starts_with("%left-")) notes.insert(FileContent(entry.path() / "notes"));
+  }
+  EXPECT_THAT(notes, ElementsAre("%gone", "%make"));
+}
+
 TEST_F(RegistryDamage, LeftoversOfAnyMomentAfterAChange_AreSweptByTheNextOne) {
   for (int turn = 0; turn < 200; ++turn) {
     ASSERT_EQ(calls_.Set("k"_ansi, "a"_ansi, std::to_string(turn)), kSuccess);

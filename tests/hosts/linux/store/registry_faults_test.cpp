@@ -1,8 +1,15 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <grp.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -13,6 +20,7 @@
 #include <vector>
 
 #include "nerio/hosts/linux/store/key_cache.h"
+#include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/hosts/linux/store/system_call_seam.h"
 #include "tests/testing/ansi_literal.h"
@@ -288,6 +296,7 @@ TEST(RegistryFaultsOfTheKernel, DeletionOnAFullDiskOfARepairedKey_LeavesNoKey) {
   PlanFault(0, Fault::NoRenames);
   EXPECT_EQ(calls.Delete("k"_ansi), kSuccess);
   EndFaults();
+  EXPECT_EQ(fs::status(stored.Key("k")).permissions(), static_cast<fs::perms>(04700)) << "nobody gets a right by it";
   EXPECT_EQ(calls.Open("k"_ansi), kFileNotFound);
   EXPECT_EQ(calls.Delete("k"_ansi), kFileNotFound);
   EXPECT_EQ(calls.Create("k"_ansi), kSuccess);
@@ -307,6 +316,9 @@ TEST(RegistryFaultsOfTheKernel, WithoutOpenat2_WalksStepByStep) {
   for (int level = 0; level < 40; ++level) deep += AnsiText(std::string(200, 'd')) + "\\"_ansi;
   EXPECT_EQ(calls.Create(deep), kSuccess);
   EXPECT_EQ(calls.Open(deep), kSuccess);
+  fs::rename(stored.ValuesFile("a/b/c"), stored.Key("a/b/copy"));
+  fs::create_symlink("../copy", stored.ValuesFile("a/b/c"));
+  EXPECT_EQ(calls.Get("a\\b\\c"_ansi, "v"_ansi), "[1015]") << "nor is the last name";
   fs::rename(stored.Key("a"), stored.folder() / "elsewhere");
   fs::create_directory_symlink("../elsewhere", stored.Key("a"));
   EXPECT_EQ(calls.Open("a\\b\\c"_ansi), kRegistryCorrupt) << "a link is followed no more than otherwise";
@@ -441,24 +453,170 @@ TEST(RegistryFaultsOfTheKernel, KeyThatIsAnotherOneEachTimeItIsLocked_AnswersBus
 
 // Another process deletes the key of the handle after it was found there and before its lock is taken.
 TEST(RegistryFaultsOfTheKernel, KeyOfTheHandleDeletedMeanwhile_AnswersKeyDeletedToACreation) {
+  for (const bool isMadeAgain : {false, true}) {
+    StoredRegistry stored;
+    ASSERT_EQ(stored.calls().Create("k"_ansi), kSuccess);
+    KeyHandle key = 0;
+    ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key), kSuccess);
+    LinuxRegistry other(stored.folder());
+    std::optional<Status> deleted;
+    testing::BeforeEach(testing::Moment::Lock, [&] {
+      if (deleted) return;
+      deleted = Calls(other).Delete("k"_ansi);
+      if (isMadeAgain && deleted == kSuccess) deleted = Calls(other).Create("k"_ansi);
+    });
+    KeyHandle created = 0;
+    std::uint32_t disposition = 0;
+    const Status status = stored.registry().CreateKey(key, "below"_ansi, 0, AnsiText(), 0, testing::kFullAccess, {},
+                                                      created, disposition);
+    testing::BeforeEach(testing::Moment::Lock, nullptr);
+    EXPECT_EQ(deleted, kSuccess);
+    EXPECT_EQ(status, kKeyDeleted);
+    EXPECT_EQ(stored.calls().Open("k"_ansi), isMadeAgain ? kSuccess : kFileNotFound);
+    EXPECT_EQ(stored.calls().Open("k\\below"_ansi), kFileNotFound);
+    EXPECT_EQ(stored.registry().CloseKey(key), kSuccess);
+  }
+}
+
+TEST(RegistryFaultsOfTheKernel, FileSystemThatCannotKeepARenamingFromReplacing_TakesEveryChange) {
+  for (const int error : {EINVAL, ENOSYS}) {
+    StoredRegistry stored;
+    const Calls calls = stored.calls();
+    testing::RefuseRenameat2(error);
+    EXPECT_EQ(calls.Create("k\\sub"_ansi), kSuccess) << error;
+    EXPECT_EQ(calls.Set("k\\sub"_ansi, "v"_ansi, "x"), kSuccess) << error;
+    EXPECT_EQ(calls.Get("k\\sub"_ansi, "v"_ansi), "x") << error;
+    EXPECT_EQ(calls.Delete("k\\sub"_ansi), kSuccess) << error;
+    testing::RefuseRenameat2(0);
+    EXPECT_FALSE(fs::exists(stored.Key("k/sub"))) << error;
+    EXPECT_THAT(stored.Findings(), IsEmpty()) << error;
+  }
+}
+
+// Only what cannot be moved, or finds no room for it, is deleted where it lies.
+TEST(RegistryFaultsOfTheKernel, FolderWhoseRenamingFails_IsDeletedWhereItLiesOrNotAtAll) {
+  for (const auto& [error, answer] : {std::pair(EXDEV, kSuccess), {ENOSPC, kSuccess}, {EIO, kRegistryIoFailed}}) {
+    StoredRegistry stored;
+    const Calls calls = stored.calls();
+    Prepare(calls);
+    ASSERT_EQ(calls.Set("k\\doomed"_ansi, "v"_ansi, "x"), kSuccess);
+    testing::RefuseRenameat2(error);
+    EXPECT_EQ(calls.Delete("k\\doomed"_ansi), answer) << error;
+    testing::RefuseRenameat2(0);
+    EXPECT_EQ(calls.Get("k\\doomed"_ansi, "v"_ansi), answer == kSuccess ? "[2]" : "x") << error;
+    EXPECT_THAT(stored.Findings(), IsEmpty()) << error;
+  }
+}
+
+TEST(RegistryFaultsOfTheKernel, FileSystemThatDoesNotTellKinds_ListsTheSubkeysAllTheSame) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("a"_ansi), kSuccess);
+  ASSERT_EQ(calls.Create("b"_ansi), kSuccess);
+  testing::WriteFile(stored.Key("file"), "x");
+  testing::HideKinds(true);
+  const std::vector<AnsiText> subkeys = calls.SubKeys(""_ansi);
+  testing::HideKinds(false);
+  EXPECT_THAT(subkeys, ::testing::ElementsAre("a"_ansi, "b"_ansi));
+}
+
+// The child of a fork has copies of all descriptors; what it was not known to have a copy of would stay locked by it.
+TEST(RegistryFaultsOfTheKernel, ProcessForkedWhileALockFileIsOpened_DoesNotKeepTheLockOfAKilledOne) {
   StoredRegistry stored;
   ASSERT_EQ(stored.calls().Create("k"_ansi), kSuccess);
-  KeyHandle key = 0;
-  ASSERT_EQ(stored.registry().OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key), kSuccess);
-  LinuxRegistry other(stored.folder());
-  std::optional<Status> deleted;
+  KeyFolder folder(stored.Root());
+  folder.Enter("k");
+  std::array<int, 2> alive{};
+  std::array<int, 2> locked{};
+  ASSERT_EQ(::pipe(alive.data()), 0);
+  ASSERT_EQ(::pipe(locked.data()), 0);
+  const auto untilTheEnd = [&] {
+    char byte = 0;
+    ::close(alive[1]);
+    static_cast<void>(!::read(alive[0], &byte, 1));
+    ::_exit(0);
+  };
+  const pid_t holder = ::fork();
+  if (holder == 0) {
+    bool forked = false;
+    testing::BeforeEach(testing::Moment::Opened, [&] {
+      if (std::exchange(forked, true)) return;
+      if (::fork() == 0) untilTheEnd();
+    });
+    LockedKey key;
+    const bool taken = LockKey(folder, O_PATH, Deadline(kChangeLimit), key) == kSuccess && forked;
+    static_cast<void>(!::write(locked[1], taken ? "y" : "n", 1));
+    untilTheEnd();
+  }
+  char taken = 0;
+  EXPECT_EQ(::read(locked[0], &taken, 1), 1);
+  EXPECT_EQ(taken, 'y');
+  EXPECT_EQ(::kill(holder, SIGKILL), 0);
+  EXPECT_EQ(::waitpid(holder, nullptr, 0), holder);
+  LockedKey key;
+  EXPECT_EQ(LockKey(folder, O_PATH, Deadline(std::chrono::milliseconds(300)), key), kSuccess);
+  for (const int end : {alive[0], alive[1], locked[0], locked[1]}) ::close(end);
+}
+
+// Another process does something when this one is about to take its first lock.
+std::optional<Status> AtTheFirstLock(const std::function<Status()>& act, const std::function<void()>& meanwhile) {
+  std::optional<Status> done;
   testing::BeforeEach(testing::Moment::Lock, [&] {
-    if (!deleted) deleted = Calls(other).Delete("k"_ansi);
+    if (!done) done = act();
   });
-  KeyHandle created = 0;
-  std::uint32_t disposition = 0;
-  const Status status =
-      stored.registry().CreateKey(key, "below"_ansi, 0, AnsiText(), 0, testing::kFullAccess, {}, created, disposition);
+  meanwhile();
   testing::BeforeEach(testing::Moment::Lock, nullptr);
-  EXPECT_EQ(deleted, kSuccess);
-  EXPECT_EQ(status, kKeyDeleted);
-  EXPECT_EQ(stored.calls().Open("k"_ansi), kFileNotFound);
-  EXPECT_EQ(stored.registry().CloseKey(key), kSuccess);
+  return done;
+}
+
+TEST(RegistryFaultsOfTheKernel, KeyOfThePathDeletedMeanwhile_IsCreatedAgain) {
+  StoredRegistry stored;
+  ASSERT_EQ(stored.calls().Create("a"_ansi), kSuccess);
+  LinuxRegistry other(stored.folder());
+  Status created = kBusy;
+  EXPECT_EQ(AtTheFirstLock([&] { return Calls(other).Delete("a"_ansi); },
+                           [&] { created = stored.calls().Create("a\\b"_ansi); }),
+            kSuccess);
+  EXPECT_EQ(created, kSuccess);
+  EXPECT_EQ(stored.calls().Open("a\\b"_ansi), kSuccess);
+}
+
+TEST(RegistryFaultsOfTheKernel, RootMadeByAnotherMeanwhile_IsTheRootOfBoth) {
+  const testing::TemporaryFolder folder(testing::MemoryFolder());
+  LinuxRegistry registry(folder.path());
+  LinuxRegistry other(folder.path());
+  Status set = kBusy;
+  EXPECT_EQ(AtTheFirstLock([&] { return Calls(other).Set(""_ansi, "theirs"_ansi, "x"); },
+                           [&] { set = Calls(registry).Set(""_ansi, "own"_ansi, "y"); }),
+            kSuccess);
+  EXPECT_EQ(set, kSuccess);
+  EXPECT_EQ(Calls(registry).Get(""_ansi, "theirs"_ansi) + Calls(other).Get(""_ansi, "own"_ansi), "xy");
+}
+
+// What another user's folder above holds is synced as a whole where this user may have made something there.
+TEST(RegistryFaultsOfTheKernel, RootBelowAFolderThatCannotBeRead_SyncsWhatThisUserMayHaveMadeThere) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a folder of another user";
+  for (const auto& [mode, syncs] : {std::pair(0711u, 0), {0733u, 1}}) {
+    const testing::TemporaryFolder folder(testing::MemoryFolder());
+    fs::permissions(folder.path(), fs::perms(0755));
+    const fs::path above = folder.path() / "above";
+    fs::create_directories(above / "own");
+    ASSERT_EQ(::chown((above / "own").c_str(), testing::kNobody, testing::kNobody), 0);
+    fs::permissions(above, static_cast<fs::perms>(mode));
+    const std::string answer = testing::AnswerOfChild([&]() -> std::string {
+      if (::setgroups(0, nullptr) != 0 || ::setgid(testing::kNobody) != 0 || ::setuid(testing::kNobody) != 0)
+        return "can not change user";
+      LinuxRegistry registry(above / "own");
+      testing::RecordDisk();
+      const Status status = Calls(registry).Create("k"_ansi);
+      const auto events = testing::EndRecording();
+      return testing::InOrder(
+          {status, std::to_string(std::count_if(events.begin(), events.end(), [](const auto& event) {
+             return event.kind == testing::DiskEvent::Kind::SyncAll;
+           }))});
+    });
+    EXPECT_EQ(answer, "0 " + std::to_string(syncs)) << mode;
+  }
 }
 
 TEST(RegistryFaultsOfTheKernel, KeyThatIsTooLargeToBeKept_IsNotReadForIt) {

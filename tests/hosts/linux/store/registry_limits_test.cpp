@@ -3,13 +3,16 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "nerio/hosts/linux/store/folder_walk.h"
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/testing/ansi_literal.h"
@@ -377,6 +381,93 @@ TEST(RegistryLimits, ChildForkedDuringACall_KeepsNoLock) {
   ::close(ends[1]);
   ::close(ends[0]);
   for (const pid_t child : children) EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+}
+
+// The kernel takes paths up to PATH_MAX at once; where a longer one is cut, each piece has to be one that it takes.
+TEST(RegistryLimits, PathsAroundTheLongestOfTheKernel_AreOpenedAndChecked) {
+  for (std::size_t lastSeparator = PATH_MAX - 4; lastSeparator < PATH_MAX + 4; ++lastSeparator) {
+    const testing::TemporaryFolder place(testing::MemoryFolder());
+    std::string path = place.path();
+    Descriptor folder;
+    ASSERT_EQ(OpenByPath(path, O_PATH | O_DIRECTORY, folder), kSuccess);
+    while (path.size() < lastSeparator) {
+      const std::size_t left = lastSeparator - path.size() - 1;
+      // No rest is left that would be a name of no length.
+      const std::string name(left > 200 ? 100 : left > 100 ? left / 2 : left, 'd');
+      Descriptor next;
+      ASSERT_EQ(::mkdirat(folder.get(), name.c_str(), 0700), 0);
+      ASSERT_EQ(OpenInside(folder.get(), name.c_str(), O_PATH | O_DIRECTORY, next), kSuccess);
+      folder = std::move(next);
+      path += '/' + name;
+    }
+    ASSERT_EQ(path.size(), lastSeparator);
+    Descriptor file;
+    ASSERT_EQ(OpenInside(folder.get(), "f", O_RDWR | O_CREAT, file), kSuccess);
+    path += "/f";
+    EXPECT_EQ(OpenByPath(path, O_RDONLY, file), kSuccess) << lastSeparator;
+    EXPECT_EQ(CheckRights(path, R_OK), kSuccess) << lastSeparator;
+    EXPECT_EQ(CheckRights(path, X_OK), kAccessDenied) << lastSeparator << ": nobody may run it, not even root";
+  }
+}
+
+TEST(RegistryLimits, FileThatIsMade_IsItsUsersAloneAtFirst) {
+  const testing::TemporaryFolder place(testing::MemoryFolder());
+  const std::string mode = AnswerOfChild([&]() -> std::string {
+    ::umask(0);
+    Descriptor folder;
+    Descriptor file;
+    struct stat entry {};
+    if (OpenByPath(place.path(), O_PATH | O_DIRECTORY, folder) != kSuccess ||
+        OpenInside(folder.get(), "f", O_RDWR | O_CREAT, file) != kSuccess || ::fstat(file.get(), &entry) != 0) {
+      return "not made";
+    }
+    return std::to_string(entry.st_mode & 07777);
+  });
+  EXPECT_EQ(mode, std::to_string(0600));
+}
+
+// A process without a standard input, whatever the call before has left in errno.
+TEST(RegistryLimits, DescriptorZero_IsOneLikeAnyOther) {
+  const testing::TemporaryFolder place(testing::MemoryFolder());
+  for (const int left : {ENOENT, EPERM, EAGAIN, ENOSYS}) {
+    const std::string answer = AnswerOfChild([&]() -> std::string {
+      ::close(0);
+      Descriptor folder;
+      errno = left;
+      const Status status = OpenByPath(place.path(), O_PATH | O_DIRECTORY, folder);
+      const std::string opened = std::to_string(folder.get());
+      folder = Descriptor();
+      return InOrder({status, opened, ::fcntl(0, F_GETFD) < 0 ? "closed" : "left open"});
+    });
+    EXPECT_EQ(answer, "0 0 closed") << left;
+  }
+}
+
+TEST(RegistryLimits, PiecesOfAFileWithHoles_AreItsContentWhereItLies) {
+  const testing::TemporaryFolder place(testing::MemoryFolder());
+  constexpr std::size_t kHole = std::size_t{128} << 10;
+  std::string content(kHole, '\0');
+  for (int i = 0; i < 200'000; ++i) content += static_cast<char>('a' + i % 23);
+  content.resize(content.size() + kHole);
+  content += "end";
+  const fs::path path = place.path() / "f";
+  {
+    std::ofstream file(path, std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(kHole)).write(content.data() + kHole, 200'000);
+    file.seekp(static_cast<std::streamoff>(content.size() - 3)).write("end", 3);
+  }
+  Descriptor file;
+  ASSERT_EQ(OpenByPath(path, O_RDONLY, file), kSuccess);
+  std::string seen(content.size(), '\0');
+  std::size_t bytes = 0;
+  EXPECT_EQ(ForEachPiece(file.get(), 0, content.size(),
+                         [&](std::uint64_t offset, std::string_view piece) {
+                           seen.replace(offset, piece.size(), piece);
+                           bytes += piece.size();
+                         }),
+            kSuccess);
+  EXPECT_TRUE(seen == content);
+  EXPECT_LT(bytes, content.size() - kHole) << "holes are left out";
 }
 
 }  // namespace

@@ -220,6 +220,19 @@ TEST_F(RegistryRights, FileThatMayNotBeReadOrWritten_AnswersAccessDeniedAndStays
   EXPECT_EQ(answer, "old 5 [5] 5 old 5 5 5");
 }
 
+TEST_F(RegistryRights, FileInPlaceOfTheFolder_IsDamageAlsoWhereItMayNotBeRead) {
+  const std::string answer = AsOwner([&](LinuxRegistry& registry) {
+    KeyHandle key = 0;
+    AnsiText name;
+    const Status opened = registry.OpenKey(kHkeyLocalMachine, "k"_ansi, 0, testing::kFullAccess, key);
+    fs::rename(Key("k"), Key("aside"));
+    testing::WriteFile(Key("k"), "x");
+    SetMode(Key("k"), 0000);
+    return InOrder({opened, registry.EnumKey(key, 0, name)});
+  });
+  EXPECT_EQ(answer, "0 1015");
+}
+
 TEST_F(RegistryRights, MaskThatTakesTheOwnersRights_LeavesNewKeysAsTheyShouldBe) {
   const std::string answer = AsOwner([&](LinuxRegistry& registry) {
     const Calls calls(registry);
@@ -290,9 +303,14 @@ TEST_F(RegistryRights, MissingRootThatMayNotBeMade_AnswersFileNotFound) {
     if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) return "can not change user";
     LinuxRegistry registry(folder_.path());
     LinuxRegistry below(folder_.path() / "a/b");
-    return InOrder({Calls(registry).Open(""_ansi), Calls(registry).Create("k"_ansi), Calls(below).Open(""_ansi)});
+    AnsiText name;
+    std::uint32_t type = 0;
+    std::string data;
+    return InOrder({Calls(registry).Open(""_ansi), Calls(registry).Create("k"_ansi), Calls(below).Open(""_ansi),
+                    registry.EnumKey(kHkeyUsers, 0, name), registry.EnumValue(kHkeyUsers, 0, name, type, data),
+                    registry.DeleteKey(kHkeyUsers, ""_ansi)});
   });
-  EXPECT_EQ(answer, "2 2 2");
+  EXPECT_EQ(answer, "2 2 2 2 2 2");
   EXPECT_TRUE(fs::is_empty(folder_.path()));
 }
 
@@ -341,6 +359,14 @@ TEST_F(RegistryRights, RootOfAnotherUserThatWasMadeByHand_CanBeReadBeforeItHasFi
   EXPECT_EQ(answer(), "0 2 259 259 5 5") << "a lock of its owner's own";
 }
 
+// Returns how many digits follow the beginning of the name of what is set aside, 0 for any other name.
+std::size_t LengthOfNumber(const fs::path& aside) {
+  const std::string name = aside.string();
+  if (!name.starts_with("%left-")) return 0;
+  const std::string digits = name.substr(sizeof "%left-" - 1);
+  return digits.find_first_not_of("0123456789abcdef") == digits.npos ? digits.size() : 0;
+}
+
 // The owner of a folder may rename what lies in it, also a key of root's that he can neither read nor write.
 TEST_F(RegistryRights, KeyOfAnotherUserUnderAReservedName_IsSetAsideWithAllThatIsInIt) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";
@@ -375,6 +401,7 @@ TEST_F(RegistryRights, KeyOfAnotherUserUnderAReservedName_IsSetAsideWithAllThatI
         EXPECT_THAT(stored.Findings(), ElementsAre(HasSubstr("set aside, not removed: no part of the key")));
       }
       ASSERT_NE(aside, "") << "it is gone";
+      EXPECT_EQ(LengthOfNumber(aside.filename()), aside.filename() == name ? 0u : 32u) << "no two are alike";
       fs::rename(aside, stored.Key("k/secret"));
       EXPECT_EQ(calls.Get("k\\secret"_ansi, "v"_ansi), "kept");
       EXPECT_EQ(calls.Set("k\\secret"_ansi, "v"_ansi, "new"), kSuccess);

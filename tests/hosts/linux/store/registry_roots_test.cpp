@@ -7,10 +7,13 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
 #include <string>
 #include <thread>
 
+#include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/testing/ansi_literal.h"
 #include "tests/testing/status_output.h"
@@ -75,6 +78,41 @@ TEST(RegistryRoots, FullDisk_IsToldAsSuch) {
   LinuxRegistry registry(place.path() / "a/b/c");
   EXPECT_EQ(registry.SetValue(kHkeyUsers, "v"_ansi, 0, kRegSz, std::string("x")), kDiskFull);
   EXPECT_EQ(::umount(place.path().c_str()), 0);
+}
+
+TEST(RegistryRoots, LinkToNothingAmongTheFoldersAbove_IsAMissingFolder) {
+  const testing::TemporaryFolder folder(testing::MemoryFolder());
+  fs::create_symlink("nothing", folder.path() / "link");
+  LinuxRegistry registry(folder.path() / "link/below");
+  EXPECT_EQ(registry.SetValue(kHkeyUsers, "v"_ansi, 0, kRegSz, std::string("x")), kFileNotFound);
+}
+
+TEST(RegistryRoots, UnusedPlace_IsTheOtherOneOfTheMachineAndTheUser) {
+  for (const char* named : {"", "/named"}) {
+    const std::string places = testing::AnswerOfChild([&] {
+      ::setenv("NERIO_REGISTRY", named, 1);
+      ::setenv("XDG_DATA_HOME", "/data", 1);
+      RegistryRoots roots({});
+      PlaceReason reason{};
+      std::string used;
+      std::string unused;
+      for (const KeyHandle root :
+           std::initializer_list<KeyHandle>{kHkeyLocalMachine, kHkeyUsers, kHkeyCurrentUser, 1}) {
+        unused += roots.UnusedPlace(root) + ";";
+      }
+      roots.Place(kHkeyLocalMachine, used);
+      roots.Reason(reason);
+      // Which of the two it is depends on the user who runs the tests.
+      const std::string machine = "/var/lib/nerio/registry/";
+      const std::string user = "/data/nerio/registry/";
+      const bool isMachines = IsMachinesPlace(reason);
+      const std::string& other = isMachines ? user : machine;
+      const bool isRight = unused == other + "HKEY_LOCAL_MACHINE;" + other + "HKEY_USERS;;;" &&
+                           used == (isMachines ? machine : user) + "HKEY_LOCAL_MACHINE";
+      return isRight ? "the other" : used + ", not " + unused;
+    });
+    EXPECT_EQ(places, *named == '\0' ? "the other" : "/named/HKEY_LOCAL_MACHINE, not ;;;;");
+  }
 }
 
 // The owner of the folder above swaps in a link as soon as a folder is made there.

@@ -272,7 +272,18 @@ TEST(LinuxRegistry, LongNames_LieInCutFoldersAndAreKnownByTheNameInside) {
   EXPECT_EQ(calls.Create(name), kRegistryIoFailed);
   EXPECT_EQ(calls.Create(name + "\\new"_ansi), kRegistryIoFailed);
   EXPECT_EQ(calls.Delete(name + "\\sub"_ansi), kFileNotFound);
-  EXPECT_EQ(stored.Findings().size(), 1u);
+  EXPECT_THAT(stored.Findings(), ElementsAre("damage:HKEY_LOCAL_MACHINE/" + cut.filename().string() +
+                                             "/%values:0: belongs to a key of another name"));
+}
+
+TEST(LinuxRegistry, NoHandle_IsToldBeforeANameThatIsTooLong) {
+  StoredRegistry stored;
+  const AnsiText name(std::string(40'000, 'n'));
+  std::uint32_t type = 0;
+  std::uint32_t size = 0;
+  EXPECT_EQ(stored.registry().QueryValue(0, name, type, {}, size), kInvalidHandle);
+  EXPECT_EQ(stored.registry().SetValue(0, name, 0, kRegSz, {}), kInvalidHandle);
+  EXPECT_EQ(stored.registry().DeleteValue(0, name), kInvalidHandle);
 }
 
 TEST(LinuxRegistry, WholePath_HasNoLimit) {

@@ -1,5 +1,6 @@
 #include "tests/hosts/linux/store/system_call_seam.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/mman.h>
@@ -49,6 +50,8 @@ std::optional<Kind> countedEvent;
 bool killing = false;
 LeavesOut leavesOutSync;
 bool openat2Refused = false;
+int renameat2Error = 0;
+bool kindsHidden = false;
 std::function<void()> beforeSeek;
 std::map<Moment, std::function<void()>> beforeEach;
 std::function<void()> meanwhileWriting;
@@ -186,6 +189,10 @@ void HoldUpWrites(std::function<void()> meanwhile) { meanwhileWriting = std::mov
 
 void RefuseOpenat2(bool refused) { openat2Refused = refused; }
 
+void RefuseRenameat2(int error) { renameat2Error = error; }
+
+void HideKinds(bool hidden) { kindsHidden = hidden; }
+
 void RecordDisk() {
   events.clear();
   recording = true;
@@ -286,9 +293,19 @@ NERIO_WRAPPED(int, renameat, int fromFolder, const char* from, int toFolder, con
 
 NERIO_WRAPPED(int, renameat2, int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) {
   if (Fails(Transfer::Rename)) return -1;
+  if (renameat2Error != 0) {
+    errno = renameat2Error;
+    return -1;
+  }
   const int result = __real_renameat2(fromFolder, from, toFolder, to, flags);
   if (recording && result == 0) Record({Kind::Rename, PathInside(fromFolder, from), PathInside(toFolder, to), 0, ""});
   return result;
+}
+
+NERIO_WRAPPED(dirent*, readdir, DIR* folder) {
+  dirent* const entry = __real_readdir(folder);
+  if (entry != nullptr && kindsHidden) entry->d_type = DT_UNKNOWN;
+  return entry;
 }
 
 NERIO_WRAPPED(int, fchmod, int file, mode_t mode) { return Fails() ? -1 : __real_fchmod(file, mode); }
@@ -330,6 +347,7 @@ extern "C" int __wrap_openat(int folder, const char* name, int flags, ...) {
   struct stat entry {};
   const bool makes = (flags & O_CREAT) != 0 && ::fstatat(folder, name, &entry, AT_SYMLINK_NOFOLLOW) != 0;
   const int opened = __real_openat(folder, name, flags, mode);
+  if (opened >= 0) Act(beforeEach[Moment::Opened]);
   if (recording && makes && opened >= 0) Record({Kind::MakeFile, PathInside(folder, name), "", 0, ""});
   return opened;
 }

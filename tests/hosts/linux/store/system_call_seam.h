@@ -58,9 +58,9 @@ CallCount TakeCount();
 void BeforeNextSeek(std::function<void()> act);
 
 /// The calls before which something can be done each time.
-enum class Moment { Read, Lock };
+enum class Moment { Read, Lock, Opened };
 
-/// Does something before each call of a kind: what other processes may do at that moment, again and again. What it
+/// Does something before each call of a kind, or after each opening of a file by its name in a folder: what other processes may do at that moment, again and again. What it
 /// calls itself is left alone. Nothing ends it.
 void BeforeEach(Moment moment, std::function<void()> act);
 
@@ -70,6 +70,12 @@ void HoldUpWrites(std::function<void()> meanwhile);
 
 /// Makes every openat2 fail as on a kernel that does not have it.
 void RefuseOpenat2(bool refused);
+
+/// Makes every renameat2 fail with this error, as where the file system does not have its flags; 0 ends it.
+void RefuseRenameat2(int error);
+
+/// Makes a listed folder not tell of what kind its entries are, as some file systems do.
+void HideKinds(bool hidden);
 
 /// A system call that changes what a disk holds, or makes it durable. Paths are absolute.
 struct DiskEvent {
