@@ -31,14 +31,14 @@ namespace {
 [[gnu::target("sse4.2")]] std::uint32_t ByInstruction(std::string_view bytes, std::uint32_t before) {
   std::uint64_t crc = ~before;
   while (bytes.size() >= 8) {
-    std::uint64_t word = 0;
+    std::uint64_t word;
     std::memcpy(&word, bytes.data(), sizeof word);
     crc = __builtin_ia32_crc32di(crc, word);
     bytes.remove_prefix(8);
   }
   auto rest = static_cast<std::uint32_t>(crc);
   if (bytes.size() >= 4) {
-    std::uint32_t word = 0;
+    std::uint32_t word;
     std::memcpy(&word, bytes.data(), sizeof word);
     rest = __builtin_ia32_crc32si(rest, word);
     bytes.remove_prefix(4);

@@ -48,7 +48,6 @@ std::uint64_t ReachOfRecords(int file, std::uint64_t end) {
   std::string head(kRecordHeadSize, '\0');
   std::uint64_t offset = kSectorSize;
   for (;;) {
-    if (end - offset < kRecordHeadSize) return offset;
     const ssize_t got =
         Uninterrupted([&] { return ::pread(file, head.data(), head.size(), static_cast<off_t>(offset)); });
     const std::uint64_t space = got == static_cast<ssize_t>(head.size()) ? RecordSpace(head) : 0;

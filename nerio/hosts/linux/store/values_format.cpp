@@ -121,7 +121,6 @@ bool ParseHeader(std::string_view start, ValuesHeader& header, Damage& damage) {
     return false;
   };
   if (start.size() < kSectorSize) return damaged(start.size(), "the file ends inside its header");
-  start = start.substr(0, kSectorSize);
   if (!start.starts_with(kMagic)) return damaged(0, "not the beginning of a values file");
   if (Get<std::uint32_t>(start, kHeaderCrcOffset) != HeaderCrc(start)) {
     return damaged(kHeaderCrcOffset, "the header's checksum is wrong");
