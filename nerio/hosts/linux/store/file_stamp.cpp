@@ -89,17 +89,20 @@ bool HasPassed(const FileStamp& stamp, const FileStamp& now) {
 }
 
 bool TellsChangesApart() {
-  constexpr long kFirstMajor = 6;
-  constexpr long kFirstMinor = 13;
   static const bool does = [] {
     struct utsname system {};
-    if (::uname(&system) != 0) return false;
-    char* end = nullptr;
-    const long major = std::strtol(system.release, &end, 10);
-    const long minor = *end == '.' ? std::strtol(end + 1, nullptr, 10) : 0;
-    return major > kFirstMajor || (major == kFirstMajor && minor >= kFirstMinor);
+    return ::uname(&system) == 0 && ReleaseTellsChangesApart(system.release);
   }();
   return does;
+}
+
+bool ReleaseTellsChangesApart(const char* release) {
+  constexpr long kFirstMajor = 6;
+  constexpr long kFirstMinor = 13;
+  char* end = nullptr;
+  const long major = std::strtol(release, &end, 10);
+  const long minor = *end == '.' ? std::strtol(end + 1, nullptr, 10) : 0;
+  return major > kFirstMajor || (major == kFirstMajor && minor >= kFirstMinor);
 }
 
 bool IsOldEnough(const FileStamp& stamp, const FileStamp& now) {

@@ -53,6 +53,9 @@ bool HasPassed(const FileStamp& stamp, const FileStamp& now);
 /// reading it comes. It does since Linux 6.13, for the file systems of `HasReliableTimes`.
 bool TellsChangesApart();
 
+/// Tells it of the kernel of a release, as `uname` names it: "6.13.4-amd64".
+bool ReleaseTellsChangesApart(const char* release);
+
 /// Tells whether a file's last change is so old that the next one is certain to get another time. Never for times of
 /// whole seconds: they come again when the clock is set back.
 /// @param now `StampOfNow` from before the stamp was read.

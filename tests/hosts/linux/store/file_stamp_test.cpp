@@ -46,5 +46,17 @@ TEST(FileStamp, AChangeRightAfterALook_ShowsWhereTheKernelTellsChangesApart) {
   }
 }
 
+TEST(FileStamp, KernelsThatTellChangesApart_BeginWith613) {
+  struct Case {
+    const char* release;
+    bool tells;
+  };
+  for (const Case& one : {Case{"6.13.0", true}, Case{"6.13", true}, Case{"6.13-rc1", true}, Case{"6.18.44-amd64", true},
+                          Case{"7.0.0", true}, Case{"7", true}, Case{"10.1", true}, Case{"6.12.99", false},
+                          Case{"6", false}, Case{"6-14", false}, Case{"5.15.0-13", false}, Case{"", false}}) {
+    EXPECT_EQ(ReleaseTellsChangesApart(one.release), one.tells) << one.release;
+  }
+}
+
 }  // namespace
 }  // namespace nerio::platform
