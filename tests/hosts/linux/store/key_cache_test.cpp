@@ -15,8 +15,10 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "nerio/hosts/linux/store/folder_walk.h"
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/testing/ansi_literal.h"
@@ -210,6 +212,53 @@ TEST_F(KeyCacheTest, ManyKeys_TakeNoDescriptorsAndBoundedMemory) {
   EXPECT_EQ(openFiles(), before);
   EXPECT_EQ(cache.Find(Folder("k0")), nullptr) << "the one used longest ago makes room";
   EXPECT_NE(cache.Find(Folder("k" + std::to_string(kKeys - 1))), nullptr);
+}
+
+TEST_F(KeyCacheTest, KeyThatIsReadAgainAndAgain_OutlastsAnyNumberOfOthers) {
+  WaitUntilCacheable();
+  KeyCache cache;
+  RecordReads(cache, Folder("k"));
+  for (int i = 0; i < 3000; ++i) {
+    cache.RecordRead(Folder("other" + std::to_string(i)));
+    ASSERT_NE(cache.Find(Folder("k")), nullptr) << i;
+  }
+}
+
+TEST_F(KeyCacheTest, KeysAtOnce_Are2048) {
+  WaitUntilCacheable();
+  for (const int others : {2047, 2048}) {
+    KeyCache cache;
+    RecordReads(cache, Folder("k"));
+    for (int i = 0; i < others; ++i) cache.RecordRead(Folder("other" + std::to_string(i)));
+    EXPECT_EQ(cache.Find(Folder("k")) != nullptr, others < 2048) << others;
+  }
+}
+
+TEST_F(KeyCacheTest, FileUpToTheLimit_IsRead) {
+  WaitUntilCacheable();
+  const auto size = static_cast<std::int64_t>(fs::file_size(stored_.ValuesFile("k")));
+  for (const std::int64_t limit : {size - 1, size, size + 1}) {
+    bool isTooLarge = false;
+    EXPECT_EQ(ReadWithStamp(Folder("k"), {.file = limit}, isTooLarge) != nullptr, limit >= size) << limit;
+  }
+}
+
+TEST_F(KeyCacheTest, LastChange_IsKeptUpToEightMebibytes) {
+  constexpr std::size_t kMost = std::size_t{8} << 20;
+  for (const std::size_t size : {kMost, kMost + kPageSize}) {
+    // A name of one byte, two checksums, a head and a trailer go with the data.
+    const std::string data(size - kSectorSize - RecordSpace(1, 1) + 2, 'x');
+    const ValueRecord value{.sequence = 1, .deletion = false, .type = kRegBinary, .name = "v", .data = data};
+    testing::WriteFile(stored_.ValuesFile("k"), EncodeFile({}, {value}, Room::None));
+    Descriptor file;
+    ASSERT_EQ(OpenByPath(stored_.ValuesFile("k"), O_RDONLY, file), kSuccess);
+    KeyCache cache;
+    auto change = cache.TakeLastChange();
+    ASSERT_EQ(change->values.Read(file.get()), kSuccess);
+    ASSERT_EQ(change->values.Memory(), size);
+    cache.KeepLastChange(std::move(change));
+    EXPECT_EQ(cache.TakeLastChange()->values.Memory(), size == kMost ? size : 0);
+  }
 }
 
 // Keys of a few bytes each, whose values cost more than what is in them.

@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "nerio/hosts/linux/store/folder_walk.h"
 #include "nerio/hosts/linux/store/key_cache.h"
 #include "tests/hosts/linux/store/child_process.h"
 #include "tests/hosts/linux/store/stored_registry.h"
@@ -411,6 +412,56 @@ TEST(RegistryFaultsOfTheKernel, KeyCachedWhileAWriteIsHeldUp_IsNotFoundOnceTheWr
   ASSERT_NE(cache.Find(folder), nullptr) << "in the end it is cached";
   ASSERT_TRUE(cache.Find(folder)->Find("v", value));
   EXPECT_EQ(value.data, "after");
+}
+
+// Writers, or somebody's copying, at work each time that somebody looks.
+TEST(RegistryFaultsOfTheKernel, KeyThatIsWholeAtALaterLook_IsRead) {
+  StoredRegistry stored;
+  Prepare(stored.calls());
+  const std::string sound = testing::FileContent(stored.ValuesFile("k"));
+  for (const int spoilt : {1, 2, 3, 4, 8}) {
+    int looks = 0;
+    testing::BeforeEach(testing::Moment::Read, [&] {
+      std::string content = sound;
+      if (++looks <= spoilt) content[600] = static_cast<char>(content[600] + looks);
+      testing::WriteFile(stored.ValuesFile("k"), content);
+    });
+    const std::string value = stored.calls().Get("k"_ansi, "v"_ansi);
+    testing::BeforeEach(testing::Moment::Read, nullptr);
+    EXPECT_EQ(value, "before") << spoilt;
+    EXPECT_GT(looks, spoilt);
+  }
+}
+
+TEST(RegistryFaultsOfTheKernel, FileOfOnePage_IsReadByOneCall) {
+  StoredRegistry stored;
+  Prepare(stored.calls());
+  ASSERT_EQ(fs::file_size(stored.ValuesFile("k")), 4096u);
+  Descriptor file;
+  ASSERT_EQ(OpenByPath(stored.ValuesFile("k"), O_RDONLY, file), kSuccess);
+  ValuesFile values;
+  testing::TakeCount();
+  EXPECT_EQ(values.Read(file.get()), kSuccess);
+  EXPECT_EQ(testing::TakeCount().calls, 1u);
+  EXPECT_EQ(values.Values().size(), 3u);
+}
+
+TEST(RegistryFaultsOfTheKernel, KeyThatIsChangedAgain_IsReadOnceForEachChange) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  Prepare(calls);
+  ASSERT_EQ(calls.Set("k"_ansi, "other"_ansi, std::string(40'000, 'x')), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, "first"), kSuccess);
+  const auto size = fs::file_size(stored.ValuesFile("k"));
+  const auto change = [&] { return calls.Set("k"_ansi, "v"_ansi, "next"); };
+  const auto noChange = [&] { return calls.DeleteValue("k"_ansi, "missing"_ansi); };
+  for (const std::function<Status()>& call : {std::function<Status()>(change), {change}, {noChange}, {noChange}}) {
+    testing::TakeCount();
+    call();
+    const testing::CallCount count = testing::TakeCount();
+    EXPECT_GE(count.bytesRead, size);
+    EXPECT_LT(count.bytesRead, size * 3 / 2);
+  }
 }
 
 // A file that is never the same twice, by the hand of somebody who means harm.

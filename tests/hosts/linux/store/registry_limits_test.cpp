@@ -150,6 +150,12 @@ TEST(RegistryLimits, FileOfDeletedValues_ShrinksAgain) {
   ASSERT_EQ(calls.Set("k"_ansi, "large"_ansi, std::string(10'000'000, 'x')), kSuccess);
   ASSERT_EQ(calls.DeleteValue("k"_ansi, "large"_ansi), kSuccess);
   EXPECT_LE(fs::file_size(stored.ValuesFile("k")), 4 * 4096u);
+  // Five pages, of which one is left, are more than four times as much.
+  ASSERT_EQ(calls.Create("pages"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("pages"_ansi, "v"_ansi, std::string(9000, 'x')), kSuccess);
+  ASSERT_EQ(fs::file_size(stored.ValuesFile("pages")), 5 * 4096u);
+  ASSERT_EQ(calls.DeleteValue("pages"_ansi, "v"_ansi), kSuccess);
+  EXPECT_EQ(fs::file_size(stored.ValuesFile("pages")), 4096u);
   constexpr int kValues = 1000;
   const auto name = [](int number) { return AnsiText("v" + std::to_string(number)); };
   for (int i = 0; i < kValues; ++i) ASSERT_EQ(calls.Set("k"_ansi, name(i), std::string(1000, 'x')), kSuccess);
@@ -206,6 +212,27 @@ TEST(RegistryLimits, FileOfHoles_CostsAReaderNoMemory) {
     EXPECT_EQ(answer, holes == Holes::AtTheEnd ? "x little" : "[1015] little");
   }
 }
+
+// The sanitizers take memory of their own, and end a program that gets none.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(RegistryLimits, FileThatDoesNotFitIntoMemory_AnswersNotEnoughMemory) {
+  StoredRegistry stored;
+  const Calls calls = stored.calls();
+  ASSERT_EQ(calls.Create("k"_ansi), kSuccess);
+  ASSERT_EQ(calls.Set("k"_ansi, "v"_ansi, std::string(40'000'000, 'x')), kSuccess);
+  const std::string answer = AnswerOfChild([&] {
+    LinuxRegistry registry(stored.folder());
+    std::ifstream memory("/proc/self/statm");
+    rlim_t pages = 0;
+    memory >> pages;
+    SetLimit(RLIMIT_AS, pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + (rlim_t{16} << 20));
+    std::string value = Calls(registry).Get("k"_ansi, "v"_ansi).substr(0, 4);
+    SetLimit(RLIMIT_AS, RLIM_INFINITY);
+    return value + " " + Calls(registry).Get("k"_ansi, "v"_ansi).substr(0, 4);
+  });
+  EXPECT_EQ(answer, "[8] xxxx");
+}
+#endif
 
 TEST(RegistryLimits, NoMoreDescriptors_FailsWithoutATrace) {
   StoredRegistry stored;

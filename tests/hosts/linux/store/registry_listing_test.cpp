@@ -331,6 +331,9 @@ TEST_F(RegistryListing, ChangesAtOnce_LeaveWhatTheCallsWouldOneByOne) {
   ASSERT_EQ(stored_.registry().ChangeValues(key, changes), kSuccess);
   EXPECT_EQ(Told(changes), "- Nome - - ");
   EXPECT_THAT(Values(), ElementsAre("=unnamed", "A=first", "B=again", "y=kept as it was spelt", "zz=last"));
+  changes = {{"a", true, 0, {}, {}}};
+  ASSERT_EQ(stored_.registry().ChangeValues(key, changes), kSuccess);
+  EXPECT_THAT(Values(), ElementsAre("=unnamed", "B=again", "y=kept as it was spelt", "zz=last"));
   EXPECT_THAT(stored_.Findings(), ::testing::IsEmpty());
   EXPECT_EQ(stored_.registry().CloseKey(key), kSuccess);
 }

@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 
+#include "nerio/hosts/linux/store/access_rights.h"
 #include "nerio/hosts/portable/text/code_page_1252.h"
 #include "nerio/registry/native_layer.h"
 #include "tests/hosts/linux/store/child_process.h"
@@ -128,6 +129,45 @@ TEST_F(RegistryRights, ReadOnlyAccess_NeedsReadAndSearchOnly) {
   });
   // Without search not even the key's id can be seen.
   EXPECT_EQ(answer, "0 0 5 0 / 5 5 5 5 / 5 5 0 0 / 0 0 0 0 / ");
+}
+
+TEST(RegistryRightsOfCreators, GenericRights_AreReplacedByWhatTheyStandFor) {
+  struct Case {
+    std::uint32_t asked;
+    std::uint32_t granted;
+  };
+  for (const Case& one : {Case{0x10000000, 0xF003F}, Case{0x20000000, 0x20019}, Case{0x40000000, 0x20006},
+                          Case{0x80000000, 0x20019}, Case{0xF0000000, 0xF003F}, Case{0x60000000, 0x2001F},
+                          Case{0x40000001, 0x20007}, Case{0x02000000, 0xF003F}, Case{0x3, 0x3}, Case{0, 0}}) {
+    EXPECT_EQ(RightsOfCreator(one.asked), one.granted) << std::hex << one.asked;
+  }
+}
+
+TEST_F(RegistryRights, RightsThatAreGranted_AreThoseAskedForOrAsManyAsThereAre) {
+  struct Case {
+    unsigned mode;
+    std::uint32_t asked;
+    Status status;
+    std::uint32_t granted;
+  };
+  constexpr std::uint32_t kMaximumAllowed = 0x02000000;
+  constexpr std::uint32_t kSynchronize = 0x100000;
+  for (const Case& one : {Case{0700, kMaximumAllowed, kSuccess, 0xF003F},
+                          Case{0500, kMaximumAllowed, kSuccess, 0x20019}, Case{0000, kMaximumAllowed, kAccessDenied, 0},
+                          Case{0500, 0x80000000, kSuccess, 0x20019}, Case{0500, 0x40000000, kAccessDenied, 0},
+                          // What allows neither to read nor to change needs no right.
+                          Case{0000, kSynchronize, kSuccess, kSynchronize}}) {
+    const std::string answer = AsOwner([&](LinuxRegistry&) {
+      SetMode(Key("k"), one.mode);
+      KeyFolder folder(Root());
+      folder.Enter("k");
+      std::uint32_t granted = 0;
+      const Status status = GrantRights(folder, one.asked, granted);
+      SetMode(Key("k"), 0700);
+      return InOrder({status, std::to_string(status == kSuccess ? granted : 0)});
+    });
+    EXPECT_EQ(answer, InOrder({one.status, std::to_string(one.granted)})) << one.mode << ' ' << one.asked;
+  }
 }
 
 TEST_F(RegistryRights, KeyThatCannotBeRead_GivesAHandleForChangingButIsNotChanged) {

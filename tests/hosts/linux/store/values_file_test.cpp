@@ -7,9 +7,11 @@
 #include <filesystem>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "nerio/hosts/linux/store/folder_walk.h"
+#include "nerio/hosts/linux/store/key_name.h"
 #include "tests/hosts/linux/store/stored_registry.h"
 #include "tests/testing/ansi_literal.h"
 
@@ -114,6 +116,143 @@ TEST_F(ValuesFileTest, ReadAgainAfterDamageByHand_IsAsReadForTheFirstTime) {
     ExpectSameAfter("longer", content + std::string(more, '\0'));
   }
   ExpectSameAfter("empty", "");
+}
+
+// A values file in a folder of its own.
+class OneValuesFile : public ::testing::Test {
+ protected:
+  void Write(const std::string& content) {
+    WriteFile(path_, content);
+    Open();
+  }
+  // Writes a file of 8 MiB of which only these bytes and what `Put` adds take room on the disk.
+  void WriteHoles(const std::string& records) {
+    ValuesHeader header;
+    header.fileSize = kLong;
+    WriteFile(path_, EncodeHeader(header) + records);
+    std::filesystem::resize_file(path_, kLong);
+    Open();
+  }
+  void Put(std::uint64_t offset, const std::string& bytes) { ASSERT_EQ(WriteAt(file_.get(), bytes, offset), kSuccess); }
+  void Open() { ASSERT_EQ(OpenByPath(path_, O_RDWR, file_), kSuccess); }
+  Descriptor Folder() const {
+    Descriptor folder;
+    EXPECT_EQ(OpenByPath(folder_.path(), O_PATH | O_DIRECTORY, folder), kSuccess);
+    return folder;
+  }
+
+  static ValueRecord Value(std::string_view name, std::string_view data) {
+    return {.sequence = 1, .deletion = false, .type = kRegSz, .name = name, .data = data};
+  }
+
+  static constexpr std::uint64_t kLong = std::uint64_t{8} << 20;
+  testing::TemporaryFolder folder_{testing::MemoryFolder()};
+  std::string path_ = (folder_.path() / kValuesFileName).string();
+  Descriptor file_;
+};
+
+TEST_F(OneValuesFile, AddedRecords_AreThoseAfterTheFileWasWritten) {
+  std::string content = EncodeFile({}, {}, Room::Ample);
+  ValuesFile values;
+  Write(content);
+  ASSERT_EQ(values.Read(file_.get()), kSuccess);
+  EXPECT_EQ(values.addedRecords(), 0u);
+  EXPECT_EQ(values.largestRecord(), 0u);
+  EXPECT_EQ(values.Memory(), 0u) << "a page has room in the object";
+
+  content = EncodeFile({}, {Value("a", "1")}, Room::Ample);
+  std::string added;
+  AppendRecord(added, {.sequence = 2, .deletion = false, .type = kRegSz, .name = "b", .data = "a longer one"});
+  content.replace(kSectorSize + RecordSpace(1, 1), added.size(), added);
+  Write(content);
+  ASSERT_EQ(values.Read(file_.get()), kSuccess);
+  EXPECT_EQ(values.state(), RecordCursor::End::Whole);
+  EXPECT_EQ(values.addedRecords(), 1u);
+  EXPECT_EQ(values.largestRecord(), added.size());
+}
+
+TEST_F(OneValuesFile, Holes_AreReadNoFurtherThanARecordCanLie) {
+  std::string record;
+  AppendRecord(record, Value("v", "x"));
+  const std::uint64_t end = kSectorSize + record.size();
+  // One that would end after the file does.
+  std::string tooLong;
+  AppendRecord(tooLong, {.sequence = 2, .type = kRegSz, .name = "w", .data = std::string(kLong - end, 'x')});
+  for (const bool isDamaged : {false, true}) {
+    WriteHoles(isDamaged ? record + tooLong.substr(0, kRecordHeadSize) : record);
+    ValuesFile values;
+    ASSERT_EQ(values.Read(file_.get()), kSuccess);
+    EXPECT_EQ(values.state() == RecordCursor::End::Damaged, isDamaged);
+    EXPECT_EQ(values.recordsEnd(), end);
+    EXPECT_EQ(values.Memory(), end + kMaxRoom + kPageSize);
+  }
+}
+
+TEST_F(OneValuesFile, BytesFarBehindTheRecords_AreNamedUnlessTheyAreZeros) {
+  std::string record;
+  AppendRecord(record, Value("v", "x"));
+  WriteHoles(record);
+  Put(kLong / 2, std::string(kPageSize, '\0'));
+  ValuesFile values;
+  ASSERT_EQ(values.Read(file_.get()), kSuccess);
+  EXPECT_EQ(values.state(), RecordCursor::End::Whole);
+  Put(kLong / 2 + kPageSize + 7, "x");
+  Put(kLong - 1, "x");
+  ASSERT_EQ(values.Read(file_.get()), kSuccess);
+  EXPECT_EQ(values.state(), RecordCursor::End::Damaged);
+  EXPECT_STREQ(values.damage().what, "no zeros behind the records");
+  EXPECT_EQ(values.damage().offset, kLong / 2 + kPageSize + 7);
+}
+
+TEST_F(OneValuesFile, ReadAgainOfAFileThatWasMissing_FindsItsValues) {
+  ValuesFile values;
+  values.MakeEmpty({});
+  Write(EncodeFile({}, {Value("v", "x")}, Room::Ample));
+  ASSERT_EQ(values.ReadAgain(file_.get(), "v"), kSuccess);
+  ValueRecord found;
+  ASSERT_TRUE(values.Find("v", found));
+  EXPECT_EQ(found.data, "x");
+}
+
+TEST_F(OneValuesFile, NamesWithTheSameHash_AreToldApart) {
+  constexpr std::string_view kOne = "costarring";
+  constexpr std::string_view kOther = "liquid";
+  ASSERT_EQ(HashOfName(kOne), HashOfName(kOther));
+  Write(EncodeFile({}, {Value(kOne, "one")}, Room::Ample));
+  ValuesFile values;
+  ASSERT_EQ(values.ReadAgain(file_.get(), kOther), kSuccess);
+  ValueRecord found;
+  EXPECT_FALSE(values.Find(kOther, found));
+  ASSERT_TRUE(values.Find(kOne, found));
+  EXPECT_EQ(found.data, "one");
+}
+
+// Only of a file that still has its name, and no other, can the stamp tell later changes.
+TEST_F(OneValuesFile, PlacesOfALargeFile_AreKeptAloneOnlyWhileItHasItsOneName) {
+  for (const int names : {0, 1, 2}) {
+    Write(EncodeFile({}, {Value("large", std::string(200'000, 'x'))}, Room::Ample));
+    ValuesFile values;
+    ASSERT_EQ(values.ReadAgain(file_.get(), "v"), kSuccess);
+    if (names == 0) std::filesystem::remove(path_);
+    if (names == 2) std::filesystem::create_hard_link(path_, folder_.path() / "other");
+    values.NoteAdded(file_.get(), Value("v", "x"));
+    EXPECT_EQ(!values.hasValues(), names == 1 && TellsChangesApart() && HasReliableTimes(file_.get())) << names;
+  }
+}
+
+TEST_F(OneValuesFile, DamagedFileWithASecondName_IsNotNotedAsDeleted) {
+  const std::string damaged(kPageSize, 'd');
+  Write(damaged);
+  std::filesystem::create_hard_link(path_, folder_.path() / "other");
+  EXPECT_EQ(NoteKeyDeleted(Folder().get(), file_.get()), kRegistryCorrupt);
+  EXPECT_EQ(FileContent(path_), damaged);
+}
+
+TEST_F(OneValuesFile, FileThatSomebodyMadeExecutable_IsNoLongerOnceItIsReplaced) {
+  Write(EncodeFile({}, {}, Room::Ample));
+  std::filesystem::permissions(path_, static_cast<std::filesystem::perms>(0755));
+  ASSERT_EQ(ReplaceBy(Folder().get(), file_.get(), {}, 1, {}, Room::Ample), kSuccess);
+  EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(path_).permissions()), 0644u);
 }
 
 }  // namespace

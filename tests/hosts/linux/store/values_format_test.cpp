@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <new>
 #include <random>
 #include <string>
 #include <utility>
@@ -213,6 +214,14 @@ TEST(ValuesFormat, AbsurdNumbers_AreDamage) {
     header.settledEnd = settled;
     EXPECT_EQ(Read(EncodeHeader(header) + std::string(3584, '\0')).end, End::Damaged) << settled;
   }
+  for (const std::size_t length : {std::size_t{256}, std::size_t{257}}) {
+    ValuesHeader header;
+    header.fileSize = 4096;
+    header.spelling.assign(length, 'n');
+    const Reading reading = Read(EncodeHeader(header) + std::string(3584, '\0'));
+    EXPECT_EQ(reading.end, length > 256 ? End::Damaged : End::Whole);
+    EXPECT_EQ(reading.damage.offset, length > 256 ? 56u : 0u);
+  }
   File tooLong;
   tooLong.Append(Value(1, "a", std::string(4000, 'x')));
   EXPECT_EQ(Read(tooLong.Bytes()).damage.offset, 512u);
@@ -227,6 +236,24 @@ TEST(ValuesFormat, AbsurdNumbers_AreDamage) {
   File lateStart;
   lateStart.Append(Value(2, "a", ""));
   EXPECT_EQ(Read(lateStart.Bytes()).end, End::Damaged);
+}
+
+TEST(ValuesFormat, FileOfAnotherLength_IsDamagedWhereTheShorterOneEnds) {
+  const File file;
+  for (const auto& [length, offset] : {std::pair<std::size_t, std::uint64_t>(4000, 4000), {4097, 4096}}) {
+    std::string bytes = file.Bytes();
+    bytes.resize(length);
+    const Reading reading = Read(bytes);
+    EXPECT_EQ(reading.end, End::Damaged) << length;
+    EXPECT_EQ(reading.damage.offset, offset) << length;
+  }
+}
+
+// One gibibyte is the most that a file may have, so more is refused before any of it is made.
+TEST(ValuesFormat, FileThatWouldBeTooLong_IsNotMade) {
+  const std::string part(std::size_t{16} << 20, 'x');
+  const std::vector<ValueRecord> records(64, Value(1, "v", part));
+  EXPECT_THROW(EncodeFile({}, records, Room::None), std::bad_alloc);
 }
 
 TEST(ValuesFormat, RecordLostInTheMiddle_IsDamage) {
