@@ -100,7 +100,9 @@ class Planter:
 
     def visit(self, cursor, parent, depth, in_function):
         file = self.file_of(cursor)
-        constant = (kind_of(cursor) in (Kind.STATIC_ASSERT, Kind.TEMPLATE_TYPE_PARAMETER, Kind.TEMPLATE_NON_TYPE_PARAMETER, Kind.ENUM_DECL)
+        # The last one is `sizeof`, of which only the type counts.
+        constant = (kind_of(cursor) in (Kind.STATIC_ASSERT, Kind.TEMPLATE_TYPE_PARAMETER, Kind.TEMPLATE_NON_TYPE_PARAMETER, Kind.ENUM_DECL,
+                                        Kind.CXX_UNARY_EXPR)
                     or kind_of(cursor) == Kind.VAR_DECL and any(token.spelling == "constexpr" for token in list(cursor.get_tokens())[:3]))
         # How much is kept ready changes only the time.
         if constant or kind_of(cursor) == Kind.CALL_EXPR and cursor.spelling in ("reserve", "Reserve"):
