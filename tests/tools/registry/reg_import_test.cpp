@@ -15,11 +15,18 @@ namespace {
 using platform::KeyHandle;
 using platform::Status;
 
-// A registry whose n-th changing call fails, and all later ones too if it is to stay broken.
+// What else happens to a call that fails.
+enum class Fault {
+  kOnce,
+  kForGood,       // all later ones fail too
+  kDeletesFirst,  // a key is deleted all the same, as where the disk fails at the end of it
+};
+
+// A registry whose n-th changing call fails.
 class FailingRegistry : public platform::RegistryApi {
  public:
-  FailingRegistry(platform::RegistryApi& real, std::size_t failing, Status status, bool forGood)
-      : real_(real), failing_(failing), status_(status), forGood_(forGood) {}
+  FailingRegistry(platform::RegistryApi& real, std::size_t failing, Status status, Fault fault)
+      : real_(real), failing_(failing), status_(status), fault_(fault) {}
 
   std::size_t calls() const { return calls_; }
 
@@ -42,7 +49,10 @@ class FailingRegistry : public platform::RegistryApi {
     return Fails() ? status_ : real_.SetValue(key, name, reserved, type, data);
   }
   Status DeleteKey(KeyHandle key, const AnsiText& subKey) override {
-    return Fails() ? status_ : real_.DeleteKey(key, subKey);
+    const bool fails = Fails();
+    if (fails && fault_ != Fault::kDeletesFirst) return status_;
+    const Status status = real_.DeleteKey(key, subKey);
+    return fails ? status_ : status;
   }
   Status DeleteValue(KeyHandle key, const AnsiText& name) override {
     return Fails() ? status_ : real_.DeleteValue(key, name);
@@ -59,13 +69,13 @@ class FailingRegistry : public platform::RegistryApi {
  private:
   bool Fails() {
     const std::size_t call = calls_++;
-    return call == failing_ || (forGood_ && call > failing_);
+    return call == failing_ || (fault_ == Fault::kForGood && call > failing_);
   }
 
   platform::RegistryApi& real_;
   std::size_t failing_;
   Status status_;
-  bool forGood_;
+  Fault fault_;
   std::size_t calls_ = 0;
 };
 
@@ -152,7 +162,7 @@ TEST(PlanImport, TellsWhatAnImportWouldDo_AndChangesNothing) {
   Furnish(tool);
   const std::string before = Everything(tool);
   std::vector<std::pair<Change::Kind, AnsiText>> changes;
-  FailingRegistry refusing(tool.registry, 0, platform::kAccessDenied, true);
+  FailingRegistry refusing(tool.registry, 0, platform::kAccessDenied, Fault::kForGood);
   const ImportPlan plan = PlanImport(Sections(kFile), refusing, tool.codePage);
   ExpectCounts(plan.counts);
   for (const Change& change : plan.changes) changes.emplace_back(change.kind, change.key.path);
@@ -194,13 +204,13 @@ TEST(Import, Progress_GoesFromThePlanToTheLastChange) {
 
 // Imports a file with the first, second, ... changing call failing: each time it is said, and all is as it was before.
 // Returns how many calls there are.
-std::size_t SweepImport(const std::string& file) {
+std::size_t SweepImport(const std::string& file, Fault fault = Fault::kOnce) {
   std::size_t failing = 0;
   for (;; ++failing) {
     ToolHost tool;
     Furnish(tool);
     const std::string before = Everything(tool);
-    FailingRegistry registry(tool.registry, failing, platform::kDiskFull, false);
+    FailingRegistry registry(tool.registry, failing, platform::kDiskFull, fault);
     try {
       Import(Sections(file), registry, tool.codePage, kNeverInterrupted);
       EXPECT_EQ(registry.calls(), failing) << "call " << failing << " failed and nothing was said";
@@ -217,6 +227,11 @@ std::size_t SweepImport(const std::string& file) {
 }
 
 TEST(Import, AnyCallThatFails_LeavesEverythingAsItWas) { EXPECT_GT(SweepImport(kFile), 10u); }
+
+// A key whose deletion fails when it is gone comes back with its values, as do those deleted before it.
+TEST(Import, DeletionThatFailsAfterItsKeyIsGone_LeavesEverythingAsItWas) {
+  EXPECT_GT(SweepImport(kFile, Fault::kDeletesFirst), 10u);
+}
 
 // The plan knows what it made and changed itself: a file may delete that again, and make it once more.
 TEST(Import, FileThatTakesItsOwnChangesBack_IsUndoneToTheLast) {
@@ -261,7 +276,7 @@ TEST(Import, InterruptedAnywhere_LeavesEverythingAsItWas) {
 TEST(Import, WhatCannotBeUndone_IsNamed) {
   ToolHost tool;
   Furnish(tool);
-  FailingRegistry registry(tool.registry, 3, platform::kRegistryIoFailed, true);
+  FailingRegistry registry(tool.registry, 3, platform::kRegistryIoFailed, Fault::kForGood);
   try {
     Import(Sections("REGEDIT4\n[HKLM\\Software\\X]\n\"a\"=\"1\"\n\"b\"=\"2\"\n\"c\"=\"3\"\n"), registry, tool.codePage,
            kNeverInterrupted);

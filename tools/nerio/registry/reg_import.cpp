@@ -126,14 +126,19 @@ class Importer {
 
   // Leaves in the change the keys that were deleted, in this order.
   void DeleteKeys(Change& change) {
-    for (StoredKey& stored : std::exchange(change.keys, {})) {
+    std::vector<StoredKey> planned = std::exchange(change.keys, {});
+    change.keys.reserve(planned.size());
+    for (StoredKey& stored : planned) {
       StopIfInterrupted();
       const Status status = registry_.DeleteKey(stored.key.root, stored.key.path);
       if (status == kFileNotFound) continue;
+      // Where the disk fails at the end of a deletion, the key is gone and its deletion refused.
+      const bool isGone = status == kSuccess || IsMissing(stored.key, status);
+      if (isGone) change.keys.push_back(std::move(stored));
       if (status != kSuccess) {
-        throw RefusedCall{status, "cannot delete " + ShownKey(stored.key, codePage_), false, change.line};
+        const RegistryKey& key = isGone ? change.keys.back().key : stored.key;
+        throw RefusedCall{status, "cannot delete " + ShownKey(key, codePage_), false, change.line};
       }
-      change.keys.push_back(std::move(stored));
     }
   }
 
