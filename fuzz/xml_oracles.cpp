@@ -33,10 +33,13 @@ bool DiffersFromExpat(const std::string& xml) {
   return xml.starts_with("<?xml") && !std::regex_search(xml.substr(0, 200), version);
 }
 
-// Libxml2 takes a declaration without the white space that has to follow its encoding; expat and this library refuse it.
+// Libxml2 takes a declaration without the white space that has to follow its encoding, and an element with two
+// attributes xmlns:xml; expat and this library refuse both.
 bool DiffersFromLibxml2(const std::string& xml, const Content& ours) {
   static const std::regex joined(R"(^<\?xml\s[^>]*\sencoding\s*=\s*(["'])[^"']*\1standalone)");
-  return !ours && xml.starts_with("<?xml") && std::regex_search(xml.substr(0, 200), joined);
+  constexpr std::string_view kXmlPrefix = "xmlns:xml";
+  return !ours && ((xml.starts_with("<?xml") && std::regex_search(xml.substr(0, 200), joined)) ||
+                   xml.find(kXmlPrefix) != xml.rfind(kXmlPrefix));
 }
 
 void Compare(const std::string& xml, const Content& ours, const Content& theirs, const char* whose) {
