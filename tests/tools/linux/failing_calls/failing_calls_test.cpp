@@ -53,6 +53,7 @@ struct Verb {
   bool sameOutput = true;  // a run that succeeds says what every other says
   bool inSteps = false;    // what stops it leaves the steps done before it
   int never = -1;          // an exit code that no failure may have, as it says something else
+  bool traced = false;     // tracing is on
 };
 
 std::vector<Verb> Verbs() {
@@ -89,6 +90,10 @@ std::vector<Verb> Verbs() {
       // A date that cannot be read for any reason is the zero date, by intent.
       {"date", {"date", "31/12/1999"}, false},
       {"guid", {"guid"}, false},
+      {"trace on", {"trace", "on"}},
+      {"trace off", {"trace", "off", "--yes"}, true, false, -1, true},
+      {"trace status", {"trace", "status"}, true, false, -1, true},
+      {"trace tail", {"trace", "tail"}, true, false, 3, true},
   };
 }
 
@@ -96,6 +101,9 @@ class FailingCalls : public ::testing::TestWithParam<Verb> {
  protected:
   FailingCalls() : folder_(temporary_.path()) {
     fs::create_directory(folder_ / "filled");
+    // The trace log lies beside the library, so this one is a copy.
+    fs::create_directory(folder_ / "filled/lib");
+    fs::copy_file(NERIO_LIBRARY, folder_ / "filled/lib" / fs::path(NERIO_LIBRARY).filename());
     work_ = folder_ / "filled";
     Write("filled/one.reg", "Windows Registry Editor Version 5.00\r\n\r\n[" + Full(kKey) +
                                 "]\r\n\"Nome\"=\"importato\"\r\n"
@@ -107,6 +115,7 @@ class FailingCalls : public ::testing::TestWithParam<Verb> {
     }
     EXPECT_EQ(Run({"reg", "set", std::string(kKey) + R"(\Finestre)", "Larghezza", "640"}, "").exit, 0);
     EXPECT_EQ(Run({"reg", "export", kKey, "-o", "same.reg"}, "").exit, 0);
+    if (GetParam().traced) Write("filled/lib/Nerio.log", "GetDate IN : ieri\r\nGetDate OUT : 00:00:00\r\n");
     Start();
     oldSettings_ = Settings();
     oldFiles_ = Files();
@@ -140,6 +149,7 @@ class FailingCalls : public ::testing::TestWithParam<Verb> {
                          std::freopen(err.c_str(), "w", stderr) != nullptr;
       if (!ready) ::_exit(125);
       ::setenv("NERIO_REGISTRY", (work_ / "registry").c_str(), 1);
+      ::setenv("LD_LIBRARY_PATH", (work_ / "lib").c_str(), 1);
       ::setenv("LC_ALL", "C.UTF-8", 1);
       if (!plan.empty()) {
         ::setenv("NERIO_FAILING_CALL", plan.c_str(), 1);
@@ -165,12 +175,13 @@ class FailingCalls : public ::testing::TestWithParam<Verb> {
     return std::to_string(run.exit) + run.out;
   }
 
-  // The files of the work folder but for the registry's, with their contents.
+  // The files of the work folder but for the registry's, and the trace log, with their contents.
   std::map<std::string, std::string> Files() {
     std::map<std::string, std::string> found;
     for (const fs::directory_entry& entry : fs::directory_iterator(work_)) {
       if (entry.is_regular_file()) found[entry.path().filename()] = ContentOf(entry.path());
     }
+    if (fs::exists(work_ / "lib/Nerio.log")) found["Nerio.log"] = ContentOf(work_ / "lib/Nerio.log");
     return found;
   }
 
