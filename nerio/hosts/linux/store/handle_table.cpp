@@ -16,20 +16,19 @@ constexpr KeyHandle kLargest = 0x7FFFFFFC;
 }  // namespace
 
 KeyHandle HandleTable::Add(HandleTarget key) {
+  auto target = std::make_shared<const HandleTarget>(std::move(key));
   const std::scoped_lock hold(MemoryMutex());
   do {
     last_ = last_ >= kLargest ? kStep : last_ + kStep;
   } while (keys_.contains(last_));
-  keys_.emplace(last_, std::move(key));
+  keys_.emplace(last_, std::move(target));
   return last_;
 }
 
-bool HandleTable::Find(KeyHandle handle, HandleTarget& key) const {
+std::shared_ptr<const HandleTarget> HandleTable::Find(KeyHandle handle) const {
   const std::scoped_lock hold(MemoryMutex());
   const auto found = keys_.find(handle);
-  if (found == keys_.end()) return false;
-  key = found->second;
-  return true;
+  return found == keys_.end() ? nullptr : found->second;
 }
 
 bool HandleTable::Remove(KeyHandle handle) {

@@ -32,8 +32,8 @@ class HandleTable {
   /// were.
   KeyHandle Add(HandleTarget key);
 
-  /// @return false when there is no such handle.
-  bool Find(KeyHandle handle, HandleTarget& key) const;
+  /// Returns what a handle stands for, which outlasts its closing for whoever holds it; null when there is no such handle.
+  std::shared_ptr<const HandleTarget> Find(KeyHandle handle) const;
 
   /// Frees what the handle remembers, too; of a predefined root that is all. @return false when there is no such handle.
   bool Remove(KeyHandle handle);
@@ -53,7 +53,7 @@ class HandleTable {
   };
   Listings* ListingsOf(KeyHandle handle, bool make);
 
-  std::unordered_map<KeyHandle, HandleTarget> keys_;
+  std::unordered_map<KeyHandle, std::shared_ptr<const HandleTarget>> keys_;
   std::unordered_map<KeyHandle, Listings> listings_;
   KeyHandle last_ = 0;
 };

@@ -47,14 +47,21 @@ bool IsFileOf(const KeyFolder& folder, std::string_view path) {
 
 }  // namespace
 
-// Finds what a handle stands for.
-Status LinuxRegistry::Find(KeyHandle handle, HandleTarget& key) {
+// Finds what a handle stands for: of a root with the folder in which it is kept now, if there is one.
+// @return `kInvalidHandle` with null.
+Status LinuxRegistry::Find(KeyHandle handle, std::shared_ptr<const HandleTarget>& key) {
+  HandleTarget root;
   if (handle >= kFirstPredefined) {
-    key = {KeyFolder(), {}, kAllRights, handle};
-  } else if (!handles_.Find(handle, key)) {
-    return kInvalidHandle;
+    root = {KeyFolder(), {}, kAllRights, handle};
+  } else {
+    key = handles_.Find(handle);
+    if (!key) return kInvalidHandle;
+    if (key->root == 0) return kSuccess;
+    root = *key;
   }
-  return key.root == 0 ? kSuccess : roots_.Find(key.root, key.folder);
+  const Status status = roots_.Find(root.root, root.folder);
+  key = std::make_shared<const HandleTarget>(std::move(root));
+  return status;
 }
 
 // Makes a call on the key that a handle stands for, and once more when it was a root that is kept elsewhere by now, or
@@ -63,22 +70,24 @@ Status LinuxRegistry::Find(KeyHandle handle, HandleTarget& key) {
 template <typename Call>
 Status LinuxRegistry::OnKey(KeyHandle handle, std::uint32_t right, const Deadline* change, Call call) {
   return CatchLackOfMemory([&] {
-    HandleTarget key;
+    std::shared_ptr<const HandleTarget> key;
     Status status = Find(handle, key);
+    if (!key) return status;
     // What the handle was opened for comes before whether its key is still there.
     if (status == kSuccess || status == kFileNotFound) {
-      const bool isAllowed = (key.access & right) == right;
-      status = !isAllowed ? kAccessDenied : status == kSuccess ? call(key) : status;
+      const bool isAllowed = (key->access & right) == right;
+      status = !isAllowed ? kAccessDenied : status == kSuccess ? call(*key) : status;
     }
-    if (key.root == 0 || (status != kFileNotFound && status != kKeyDeleted)) return status;
+    if (key->root == 0 || (status != kFileNotFound && status != kKeyDeleted)) return status;
     bool moved = false;
-    const Status again = change != nullptr ? roots_.Make(key.root, *change, moved) : roots_.FindAgain(key.root, moved);
+    const Status again =
+        change != nullptr ? roots_.Make(key->root, *change, moved) : roots_.FindAgain(key->root, moved);
     if (again != kSuccess) return again;
-    const std::string before = key.folder.path();
+    const std::shared_ptr<const HandleTarget> before = key;
     const Status found = Find(handle, key);
     // Another thread may have been the first to make it, or to find out where it is kept.
-    if (!moved && (found != kSuccess || key.folder.path() == before)) return status;
-    return found == kSuccess ? call(key) : found;
+    if (!moved && (found != kSuccess || key->folder.path() == before->folder.path())) return status;
+    return found == kSuccess ? call(*key) : found;
   });
 }
 
@@ -102,22 +111,20 @@ Status LinuxRegistry::OnPath(KeyHandle root, std::string_view path, const Deadli
 
 // Tells whether a handle stands for HKEY_CLASSES_ROOT itself.
 bool LinuxRegistry::IsClassesRoot(KeyHandle handle) const {
-  HandleTarget key;
-  return handle == kHkeyClassesRoot || (handles_.Find(handle, key) && key.root == kHkeyClassesRoot);
+  const std::shared_ptr<const HandleTarget> key = handles_.Find(handle);
+  return handle == kHkeyClassesRoot || (key && key->root == kHkeyClassesRoot);
 }
 
-// Tells whether a handle stands for a root that is missing and that this user may make: to him it is empty.
-bool LinuxRegistry::IsYetToBeMade(KeyHandle handle, HandleTarget& key) {
+// Returns the root that a handle stands for when it is missing and this user may make it: to him it is empty. 0 otherwise.
+KeyHandle LinuxRegistry::RootYetToBeMade(KeyHandle handle) {
+  std::shared_ptr<const HandleTarget> key;
   Find(handle, key);
-  return key.root != 0 && roots_.MayMake(key.root);
+  return key && key->root != 0 && roots_.MayMake(key->root) ? key->root : 0;
 }
 
 // Returns what a call answers on such a root, and 2 for everything else that is missing.
 Status LinuxRegistry::IfYetToBeMade(KeyHandle handle, Status answer) {
-  return CatchLackOfMemory([&] {
-    HandleTarget key;
-    return IsYetToBeMade(handle, key) ? answer : kFileNotFound;
-  });
+  return CatchLackOfMemory([&] { return RootYetToBeMade(handle) != 0 ? answer : kFileNotFound; });
 }
 
 Status LinuxRegistry::OpenPath(KeyHandle root, std::string_view path, std::uint32_t access, KeyHandle& opened) {
@@ -129,9 +136,10 @@ Status LinuxRegistry::OpenPath(KeyHandle root, std::string_view path, std::uint3
         if (opening == kSuccess) opened = handles_.Add(std::move(key));
         return opening;
       });
-  HandleTarget key;
-  if (status != kFileNotFound || !path.empty() || !IsYetToBeMade(root, key)) return status;
-  opened = handles_.Add({KeyFolder(), {}, RightsOfCreator(access), key.root});
+  if (status != kFileNotFound || !path.empty()) return status;
+  const KeyHandle missing = RootYetToBeMade(root);
+  if (missing == 0) return status;
+  opened = handles_.Add({KeyFolder(), {}, RightsOfCreator(access), missing});
   return kSuccess;
 }
 

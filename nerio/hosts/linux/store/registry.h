@@ -66,14 +66,14 @@ class LinuxRegistry final : public RegistryApi, public WholeKeys {
   Status ChangeValues(KeyHandle key, std::span<ValueChange> changes) override;
 
  private:
-  Status Find(KeyHandle handle, HandleTarget& key);
+  Status Find(KeyHandle handle, std::shared_ptr<const HandleTarget>& key);
   template <typename Call>
   Status OnKey(KeyHandle handle, std::uint32_t right, const Deadline* change, Call call);
   template <typename Call>
   Status OnPath(KeyHandle root, std::string_view path, const Deadline* change, Call call);
   bool IsClassesRoot(KeyHandle handle) const;
   Status OpenPath(KeyHandle root, std::string_view path, std::uint32_t access, KeyHandle& opened);
-  bool IsYetToBeMade(KeyHandle handle, HandleTarget& key);
+  KeyHandle RootYetToBeMade(KeyHandle handle);
   Status IfYetToBeMade(KeyHandle handle, Status answer);
   Status SubkeysOf(KeyHandle handle, const HandleTarget& opened, std::shared_ptr<SubkeyList>& subkeys);
   Status ValuesOf(KeyHandle handle, const HandleTarget& opened, std::shared_ptr<const CachedKey>& values);
