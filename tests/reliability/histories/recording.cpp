@@ -183,7 +183,8 @@ class Worker {
   }
 
   void ByHandle(Operation& call) {
-    const auto [handle, id, key] = handles_[random_() % handles_.size()];
+    const auto& [opened, id, key] = handles_[random_() % handles_.size()];
+    const KeyHandle handle = opened;
     call.key = key;
     call.handle = id;
     call.name = static_cast<std::uint8_t>(random_() % kNames);
