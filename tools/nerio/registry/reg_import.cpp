@@ -132,13 +132,13 @@ class Importer {
       StopIfInterrupted();
       const Status status = registry_.DeleteKey(stored.key.root, stored.key.path);
       if (status == kFileNotFound) continue;
-      // Where the disk fails at the end of a deletion, the key is gone and its deletion refused.
-      const bool isGone = status == kSuccess || IsMissing(stored.key, status);
-      if (isGone) change.keys.push_back(std::move(stored));
       if (status != kSuccess) {
-        const RegistryKey& key = isGone ? change.keys.back().key : stored.key;
-        throw RefusedCall{status, "cannot delete " + ShownKey(key, codePage_), false, change.line};
+        std::string doing = "cannot delete " + ShownKey(stored.key, codePage_);
+        // Where the disk fails at the end of a deletion, the key is gone and its deletion refused.
+        if (IsMissing(stored.key, status)) change.keys.push_back(std::move(stored));
+        throw RefusedCall{status, std::move(doing), false, change.line};
       }
+      change.keys.push_back(std::move(stored));
     }
   }
 
